@@ -1,0 +1,53 @@
+# How every target of this project is built: language level, warnings, sanitizers, where the
+# programs go.
+option(QUORVEX_BENCH "Build the benchmarks" OFF)
+option(QUORVEX_FUZZ "Build the fuzzers (clang)" OFF)
+option(QUORVEX_PORTABLE_ONLY "Build only what needs no library besides the C++ standard's" OFF)
+option(QUORVEX_COVERAGE "Count executed lines (gcov)" OFF)
+set(QUORVEX_SANITIZE "" CACHE STRING "Sanitizers, as -fsanitize= takes them")
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}")
+
+find_program(QUORVEX_CCACHE ccache)
+if(QUORVEX_CCACHE)
+  set(CMAKE_C_COMPILER_LAUNCHER "${QUORVEX_CCACHE}")
+  set(CMAKE_CXX_COMPILER_LAUNCHER "${QUORVEX_CCACHE}")
+endif()
+
+if(WIN32)
+  add_compile_definitions(UNICODE _UNICODE _WIN32_WINNT=0x0601)
+  add_link_options(-static -Wl,--dynamicbase -Wl,--nxcompat)
+  if(CMAKE_SIZEOF_VOID_P EQUAL 8)
+    add_link_options(-Wl,--high-entropy-va)
+  endif()
+endif()
+
+if(QUORVEX_SANITIZE)
+  add_compile_options(-fsanitize=${QUORVEX_SANITIZE} -fno-omit-frame-pointer
+                      -fno-sanitize-recover=all)
+  add_link_options(-fsanitize=${QUORVEX_SANITIZE})
+endif()
+
+if(QUORVEX_COVERAGE)
+  add_compile_options(--coverage -O0)
+  add_link_options(--coverage)
+endif()
+
+# Our own code's warnings, on every target of ours and on nobody else's.
+add_library(quorvex_options INTERFACE)
+target_include_directories(quorvex_options INTERFACE "${PROJECT_SOURCE_DIR}")
+target_compile_options(quorvex_options INTERFACE
+  -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror)
+
+# quorvex_library(NAME SOURCES... [LINK libraries...]): one library a folder.
+function(quorvex_library name)
+  cmake_parse_arguments(ARG "" "" "SOURCES;LINK" ${ARGN})
+  add_library(${name} STATIC ${ARG_SOURCES})
+  target_link_libraries(${name} PUBLIC quorvex_options ${ARG_LINK})
+  set_target_properties(${name} PROPERTIES POSITION_INDEPENDENT_CODE ON)
+endfunction()

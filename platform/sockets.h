@@ -1,0 +1,38 @@
+// Datagram sockets over IPv4, as the UDP log stream needs them.
+#pragma once
+
+#include <cstdint>
+
+namespace platform {
+
+using Socket = std::uintptr_t;
+inline constexpr Socket kInvalidSocket = ~Socket{0};
+
+inline constexpr int kAddressFamilyInet = 2;
+inline constexpr int kSocketDatagram = 2;
+// What inet_addr gives for a text that is no dotted IPv4 address.
+inline constexpr std::uint32_t kAddressNone = 0xFFFFFFFF;
+
+struct SocketAddress {
+  std::uint16_t port;     // in network order
+  std::uint32_t address;  // in network order
+};
+
+struct SocketOperations {
+  // Starts the socket library; `version` is 0x0202. 0 on success. May be called any number of
+  // times.
+  int (*WSAStartup)(std::uint16_t version);
+  // kInvalidSocket on failure.
+  Socket (*CreateSocket)(int family, int type, int protocol);
+  // A dotted IPv4 address in network order, or kAddressNone. Host names are not looked up.
+  std::uint32_t (*ParseAddress)(const char* text);
+  // 0 on success. For a datagram socket this fixes the peer and sends nothing.
+  int (*Connect)(Socket socket, const SocketAddress& address);
+  // Sends one datagram; the number of bytes sent, or -1.
+  int (*Send)(Socket socket, const char* data, int size);
+  int (*CloseSocket)(Socket socket);
+};
+
+extern constinit SocketOperations sockets;
+
+}  // namespace platform

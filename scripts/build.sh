@@ -1,0 +1,19 @@
+# Sourced by ./run, ./test and ./bench, with $top set: configuring and building one preset.
+#
+# build PRESET [TARGET...]: quiet when it works, the compiler's words when it doesn't.
+
+build() {
+  local preset=$1 log="$top/build/logs/build-$1.log"
+  shift
+  local targets=() target
+  for target in "$@"; do targets+=(--target "$target"); done
+  mkdir -p "$top/build/logs"
+  echo "Building $preset${*:+ ($*)}"
+  if ! (cd "$top" && cmake --preset "$preset" && cmake --build --preset "$preset" "${targets[@]}") \
+    >"$log" 2>&1; then
+    echo "The build of $preset failed:"
+    grep -nE 'error|FAILED|CMake Error' -A 4 "$log" | head -n 60
+    echo "(all of it: ${log#"$top"/})"
+    return 1
+  fi
+}

@@ -1,0 +1,38 @@
+# Sourced by ./run, ./test and ./bench: installs what is missing from Debian's packages.
+#
+# need_packages GROUP...: says what it installs, does nothing when all of it is there.
+
+packages_native="g++ cmake ninja-build pkg-config ccache libgmime-3.0-dev libcli11-dev
+  nlohmann-json3-dev libtomlplusplus-dev libpcre2-dev libfmt-dev libgtest-dev libgmock-dev"
+packages_lint="clang-14 clang-format-14 clang-tidy-14 jq"
+packages_sanitize="libclang-rt-14-dev"
+packages_bits32="g++-multilib googletest"
+packages_windows="g++-mingw-w64-x86-64-posix g++-mingw-w64-i686-posix mingw-w64-tools googletest
+  wine wine64 libwine libwine-dev"
+packages_bench="libbenchmark-dev libicu-dev libinih-dev libspdlog-dev libboost-dev
+  libconcurrentqueue-dev"
+
+need_packages() {
+  local group name missing=()
+  for group in "$@"; do
+    local list="packages_$group"
+    for name in ${!list}; do
+      dpkg-query -W -f '${Status}\n' "$name" 2>/dev/null | grep -q '^install ok installed$' ||
+        missing+=("$name")
+    done
+  done
+  [ ${#missing[@]} -eq 0 ] && return 0
+  local as_root=()
+  if [ "$(id -u)" -ne 0 ]; then
+    command -v sudo >/dev/null || {
+      echo "These Debian packages are missing and need root to install: ${missing[*]}" >&2
+      return 1
+    }
+    as_root=(sudo)
+  fi
+  echo "Installing Debian packages: ${missing[*]}"
+  # The lists first: on a new machine they may be empty or old.
+  "${as_root[@]}" apt-get update -qq >/dev/null || return 1
+  "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
+    apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+}

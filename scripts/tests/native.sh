@@ -1,0 +1,53 @@
+# The native build and its tests, on every compiler and under every sanitizer.
+
+# run_programs PRESET [ENVIRONMENT...]: every test program of a native build.
+run_programs() {
+  local preset=$1 program
+  shift
+  for program in "$top/build/$preset"/test_*; do
+    [ -x "$program" ] && gtest "$preset $(basename "$program")" env "$@" "$program"
+  done
+}
+
+# build_or_fail PRESET [TARGET...]: a failed build is a failed check, not the end of the run.
+build_or_fail() {
+  build "$@" && return 0
+  results_failed=$((results_failed + 1))
+  results_failures+=("the build of $1")
+  return 1
+}
+
+test_native() {
+  build_or_fail native || return
+  echo "Native tests"
+  run_programs native
+}
+
+test_clang() {
+  build_or_fail clang || return
+  echo "Built by clang"
+  run_programs clang
+}
+
+test_sanitizers() {
+  if build_or_fail asan; then
+    echo "Address and undefined behaviour sanitizers"
+    run_programs asan ASAN_OPTIONS=detect_stack_use_after_return=1 UBSAN_OPTIONS=print_stacktrace=1
+  fi
+  if build_or_fail tsan test_channel test_logging; then
+    echo "Thread sanitizer"
+    gtest "tsan test_channel" "$top/build/tsan/test_channel"
+    gtest "tsan test_logging" "$top/build/tsan/test_logging"
+  fi
+}
+
+test_bits32() {
+  build_or_fail native32 || return
+  echo "32 bits, native"
+  run_programs native32
+}
+
+test_coverage() {
+  echo "The figures of coverage are not gathered yet." >&2
+  results_failed=$((results_failed + 1))
+}

@@ -1,0 +1,40 @@
+# Checks of the sources themselves.
+
+test_sources() {
+  echo "Sources"
+  check "formatted by clang-format" check_format
+  check "each folder includes only what stands below it" "$top/scripts/checkincludes"
+  check "the operating system shows only in platform/" check_platform
+  check "the words of the commits" "$top/scripts/checkcommits"
+  check "shell scripts parse" bash -n "$top/run" "$top/test" "$top"/scripts/*.sh "$top"/scripts/tests/*.sh
+}
+
+source_files() { git -C "$top" ls-files --cached --others --exclude-standard -- "$@"; }
+
+check_format() {
+  (cd "$top" && source_files '*.h' '*.cpp' | xargs clang-format-14 --dry-run -Werror)
+}
+
+# No system header and no test for a system above platform/; tests, benchmarks and fuzzers stand
+# beside the house and may know what they run on.
+check_platform() {
+  local found
+  found=$(cd "$top" && source_files '*.h' '*.cpp' |
+    grep -vE '^(platform|devkit/platform|tests|bench|fuzz)/' |
+    xargs grep -nE '#[[:space:]]*if.*(_WIN32|_WIN64|__MINGW|__linux__|__unix__)|#[[:space:]]*include[[:space:]]*<(windows\.h|unistd\.h|sys/|fcntl\.h|winsock|ws2tcpip|objbase|ole|shlobj|poll\.h|pthread\.h)')
+  [ -z "$found" ] || { echo "$found"; return 1; }
+}
+
+test_tidy() {
+  build native || { results_failed=$((results_failed + 1)); return; }
+  check "clang-tidy" check_tidy
+}
+
+check_tidy() {
+  (cd "$top" && source_files '*.cpp' | grep -E '^(platform/com|platform/posix|text|logging|config|channel|agent|devkit|tools)/' |
+    jq -R . | jq -s '.' >"$results_logs/tidy-wanted.json" &&
+    jq -r --arg top "$top/" --slurpfile wanted "$results_logs/tidy-wanted.json" \
+      '.[].file | ltrimstr($top) | select(. as $f | $wanted[0] | index($f))' \
+      build/native/compile_commands.json | sort -u |
+    xargs -P "$(nproc)" -n 4 clang-tidy-14 --quiet -p build/native)
+}

@@ -1,0 +1,85 @@
+#include "platform/com/dispevent.h"
+
+#include "platform/com/comerror.h"
+
+namespace platform {
+namespace {
+
+// A caller that wants no result still needs a place for one during the call.
+class LocalResult {
+ public:
+  LocalResult() { VariantInit(&m_variant); }
+  ~LocalResult() { VariantClear(&m_variant); }
+  LocalResult(const LocalResult&) = delete;
+  LocalResult& operator=(const LocalResult&) = delete;
+
+  VARIANT* Get() { return &m_variant; }
+
+ private:
+  VARIANT m_variant;
+};
+
+// Puts the arguments into declared order. Automation passes them last first, the named ones ahead
+// of the others.
+HRESULT SortArguments(const DISPPARAMS& parameters, UINT declared, VARIANTARG** sorted) {
+  if (parameters.cNamedArgs > parameters.cArgs) return E_FAIL;
+  for (UINT index = 0; index < parameters.cArgs; ++index) {
+    const UINT place = index < parameters.cNamedArgs
+                           ? static_cast<UINT>(parameters.rgdispidNamedArgs[index])
+                           : parameters.cArgs - index - 1;
+    if (declared == 0 || place >= kMaxEventParameters) return E_FAIL;
+    sorted[place] = &parameters.rgvarg[index];
+  }
+  return S_OK;
+}
+
+// The call itself looks at the declared types only, so a pointer must be there where one is
+// declared: the handler writes through it.
+HRESULT CheckArguments(const EventCallForm& form, UINT declared, VARIANTARG* const* sorted) {
+  for (UINT index = 0; index < declared; ++index) {
+    if (sorted[index] == nullptr) return DISP_E_BADPARAMCOUNT;
+    if ((sorted[index]->vt & VT_BYREF) != (form.parameterTypes[index] & VT_BYREF)) {
+      return DISP_E_TYPEMISMATCH;
+    }
+  }
+  return S_OK;
+}
+
+}  // namespace
+
+const EventRow* FindEventRow(const EventRow* rows, UINT controlId, REFIID iid, DISPID dispid) {
+  for (const EventRow* row = rows; row->iid != nullptr; ++row) {
+    if (row->controlId == controlId && row->dispid == dispid && IsEqualGUID(*row->iid, iid)) {
+      return row;
+    }
+  }
+  return nullptr;
+}
+
+HRESULT CallEventHandler(void* instance, std::uintptr_t handlerSlot, const EventCallForm& form,
+                         const DISPPARAMS* parameters, VARIANT* result) {
+  const UINT declared = static_cast<UINT>(form.parameterCount);
+  if (declared > kMaxEventParameters) return E_FAIL;
+  VARIANTARG* sorted[kMaxEventParameters] = {};
+  if (parameters != nullptr) {
+    const HRESULT hr = SortArguments(*parameters, declared, sorted);
+    if (FAILED(hr)) return hr;
+  }
+  const HRESULT checked = CheckArguments(form, declared, sorted);
+  if (FAILED(checked)) return checked;
+
+  VARTYPE types[kMaxEventParameters];
+  for (UINT index = 0; index < kMaxEventParameters; ++index) {
+    types[index] = form.parameterTypes[index];
+  }
+  LocalResult local;
+  return DispCallFunc(instance, handlerSlot, form.convention, form.resultType, declared, types,
+                      sorted, result != nullptr ? result : local.Get());
+}
+
+}  // namespace platform
+
+DWORD* _IDispEvent::NewEventCookie() {
+  if (m_dwEventCookie != platform::kNoEventCookie) throw CAtlException(E_FAIL);
+  return &m_dwEventCookie;
+}

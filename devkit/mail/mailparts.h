@@ -1,0 +1,19 @@
+// Sorting the parts of a mail into its two bodies and its attachments.
+#pragma once
+
+#include <gmime/gmime.h>
+
+#include "devkit/mailmodel.h"
+
+namespace devkit {
+
+// Walks the parts of `root` in their order and puts what it finds into `mail`: the first plain and
+// the first HTML text that is no attachment become the bodies (a further plain text without a file
+// name, such as a mailing list's footer, goes behind the body), all else becomes an attachment.
+// Line ends of the bodies stay as they are in the mail.
+void SortParts(GMimeObject* root, MailModel& mail);
+
+// Text that GMime gave, as valid UTF-8; null gives the empty string.
+std::string ValidUtf8(const char* text);
+
+}  // namespace devkit

@@ -1,0 +1,126 @@
+#include "channel/ringbuffer.h"
+
+#include <atomic>
+#include <cstring>
+
+#include "logging/vrklogger.h"
+
+namespace channel {
+namespace {
+
+// The header's words are shared with other processes, which only lock-free atomics reach.
+static_assert(std::atomic_ref<std::int32_t>::is_always_lock_free);
+static_assert(std::atomic_ref<std::uint32_t>::is_always_lock_free);
+
+constexpr std::uint32_t kLengthWordSize = sizeof(RingEntry);
+
+// The cursor's position in the data area. A division costs more than the copy of a request, and
+// the capacity in use is a power of two.
+std::uint32_t PositionOf(std::uint32_t cursor, std::uint32_t capacity) {
+  const std::uint32_t mask = capacity - 1;
+  return (capacity & mask) == 0 ? cursor & mask : cursor % capacity;
+}
+
+// A request is copied with its length known to the compiler: some moves in place of a call.
+void CopyPayload(unsigned char* to, const unsigned char* from, std::uint32_t size) {
+  if (size == sizeof(ContentRequest)) {
+    std::memcpy(to, from, sizeof(ContentRequest));
+  } else {
+    std::memcpy(to, from, size);
+  }
+}
+
+// Stores the entry at `entryPos`, a multiple of 4 below `capacity`, which is one too. The entry
+// is no longer than the data area.
+void StoreEntry(RingHeader* ring, std::uint32_t capacity, std::uint32_t entryPos,
+                const unsigned char* data, std::uint32_t padded) {
+  unsigned char* const area = reinterpret_cast<unsigned char*>(ring + 1);
+  const std::uint32_t behindLength = entryPos + kLengthWordSize;
+  const std::uint32_t payloadPos = behindLength == capacity ? 0 : behindLength;
+  const std::uint32_t untilEnd = capacity - payloadPos;
+  if (padded > untilEnd) {
+    std::memcpy(area + payloadPos, data, untilEnd);
+    std::memcpy(area, data + untilEnd, padded - untilEnd);
+  } else {
+    CopyPayload(area + payloadPos, data, padded);
+  }
+  // Release: pairs with the consumer's acquire load of the length word, which makes the payload
+  // above visible to whoever sees the length.
+  std::atomic_ref<std::uint32_t>(*reinterpret_cast<std::uint32_t*>(area + entryPos))
+      .store(padded, std::memory_order_release);
+}
+
+bool Refuse() {
+  g_logger.Log(kLogModule, kLogErr, "WriteRingBuffer: synchronization problem!");
+  return false;
+}
+
+// The append itself, with a capacity that was read once for all that follows.
+bool Append(RingHeader* ring, std::int32_t capacity, const void* data, std::uint32_t length) {
+  const std::uint32_t padded = (length + 3U) & ~3U;
+  const std::uint32_t entrySize = padded + kLengthWordSize;
+  const auto signedSize = static_cast<std::int32_t>(entrySize);
+
+  // Acquire: pairs with the consumer's release subtraction, so that the copy below comes after the
+  // consumer has finished with the bytes it freed. The full barrier is what the protocol says.
+  std::atomic_ref<std::int32_t> usedBytes(ring->usedBytes);
+  const auto sum = static_cast<std::int32_t>(
+      static_cast<std::uint32_t>(usedBytes.fetch_add(signedSize, std::memory_order_seq_cst)) +
+      entrySize);
+  // In a sane ring the sum alone decides. A negative usedBytes would let an entry through that is
+  // longer than the data area, and a crooked capacity one that leaves it.
+  if (sum > capacity || std::int64_t{entrySize} > capacity || capacity % 4 != 0) {
+    usedBytes.fetch_sub(signedSize, std::memory_order_seq_cst);
+    return Refuse();
+  }
+
+  // Two writers may pass these two additions in different orders, so the one whose addition to
+  // usedBytes saw the older subtraction can get the bytes freed by the newer. Acquire and release
+  // here hand that knowledge from writer to writer, with the order of the positions.
+  const auto area = static_cast<std::uint32_t>(capacity);
+  std::atomic_ref<std::uint32_t> writeCursor(ring->writeCursor);
+  const std::uint32_t entryPos =
+      PositionOf(writeCursor.fetch_add(entrySize, std::memory_order_seq_cst), area);
+  if (entryPos % 4 != 0) {  // no writer leaves the cursor there
+    usedBytes.fetch_sub(signedSize, std::memory_order_seq_cst);
+    return Refuse();
+  }
+  StoreEntry(ring, area, entryPos, static_cast<const unsigned char*>(data), padded);
+  return true;
+}
+
+// Relaxed: the word doesn't change after the mapping is made, and nothing is ordered by it. It is
+// read once a push, so a header that changes it meanwhile gains nothing.
+std::int32_t ReadCapacity(RingHeader* ring) {
+  return std::atomic_ref<std::int32_t>(ring->capacity).load(std::memory_order_relaxed);
+}
+
+bool AreWrong(const void* data, int length) {
+  return data == nullptr || length < 1;
+}
+
+}  // namespace
+
+bool PushEntry(RingHeader* ring, std::uint32_t viewSize, const void* data, int length) {
+  if (AreWrong(data, length)) {
+    g_logger.Log(kLogModule, kLogErr, "PushEntry: wrong parameters!");
+    return false;
+  }
+  const std::int32_t capacity =
+      ring == nullptr || viewSize < sizeof(RingHeader) ? 0 : ReadCapacity(ring);
+  if (capacity < 1 || static_cast<std::uint32_t>(capacity) > viewSize - sizeof(RingHeader)) {
+    g_logger.Log(kLogModule, kLogErr, "PushEntry: wrong buffer!");
+    return false;
+  }
+  return Append(ring, capacity, data, static_cast<std::uint32_t>(length));
+}
+
+bool WriteRingBuffer(RingHeader* ring, const void* data, int length) {
+  if (AreWrong(data, length)) {
+    g_logger.Log(kLogModule, kLogErr, "WriteRingBuffer: wrong parameters!");
+    return false;
+  }
+  return Append(ring, ReadCapacity(ring), data, static_cast<std::uint32_t>(length));
+}
+
+}  // namespace channel

@@ -1,0 +1,91 @@
+// The image of a mail signature: found by the first inline image of the HTML body, checked where
+// it lies in the user's signature folder.
+#include <cstdint>
+#include <cstring>
+#include <string>
+
+#include "agent/outlookaddin/dlpmailevent.h"
+#include "channel/agentchannel.h"
+#include "logging/vrklogger.h"
+#include "platform/files.h"
+#include "platform/folders.h"
+
+using platform::FindData;
+using platform::Handle;
+
+namespace {
+
+constexpr std::string_view kStartKeyword = "src=\"cid:";
+constexpr char kEndKeyword = '@';
+constexpr const char* kSignatureFolder = "\\Microsoft\\Signatures\\";
+
+// The record starts empty: when the listing can't be opened, the one pass over it sees an entry
+// without name and attributes.
+bool FolderHolds(const std::string& folder, const std::string& name) {
+  FindData entry = {};
+  const Handle listing = platform::files.FindFirstFileA((folder + "\\*").c_str(), &entry);
+  do {
+    if (std::strcmp(name.c_str(), entry.cFileName) == 0) return true;
+  } while (platform::files.FindNextFileA(listing, &entry));
+  return false;
+  // The listing stays open on purpose, on a match and without one: only the listing of the
+  // signature folder itself is ever closed.
+}
+
+bool IsCandidate(const FindData& entry) {
+  return (entry.dwFileAttributes & platform::kFileAttributeDirectory) != 0 &&
+         std::strcmp(entry.cFileName, ".") != 0 && std::strcmp(entry.cFileName, "..") != 0;
+}
+
+}  // namespace
+
+std::string DlpMailEvent::GetSignatureImageName(std::string_view html) {
+  const std::size_t start = html.find(kStartKeyword);
+  if (start == std::string_view::npos) return {};
+  const std::size_t end = html.find(kEndKeyword, start);
+  if (end == std::string_view::npos) {
+    g_logger.Log(kLogModule, kLogWarn, "Not find end keyword for signature image.");
+    return {};
+  }
+  const std::size_t name = start + kStartKeyword.size();
+  return std::string(html.substr(name, end - name));
+}
+
+bool DlpMailEvent::FindSignatureFilePath(const std::string& imageName) {
+  char appData[platform::kMaxPath] = {};
+  if (platform::folders.SHGetFolderPathA(platform::kFolderAppData, appData) != 0) return false;
+  appData[sizeof(appData) - 1] = '\0';
+  const std::string root = std::string(appData) + kSignatureFolder;
+
+  // The handle isn't looked at: without a listing, the pass over the empty record and the refused
+  // next entry end the walk.
+  FindData entry = {};
+  const Handle listing = platform::files.FindFirstFileA((root + "*").c_str(), &entry);
+  bool found = false;
+  do {
+    g_logger.Log(kLogModule, kLogInfo, "findFileData name %s.", entry.cFileName);
+    if (!IsCandidate(entry)) continue;
+    const std::string folder = root + entry.cFileName;
+    g_logger.Log(kLogModule, kLogInfo, "signaturefolder %s.", folder.c_str());
+    if (FolderHolds(folder, imageName)) {
+      m_strSignaturePath = folder + "\\" + imageName.c_str();
+      g_logger.Log(kLogModule, kLogInfo, "Full signature path [%s]", m_strSignaturePath.c_str());
+      found = true;
+    }
+  } while (!found && platform::files.FindNextFileA(listing, &entry));
+  platform::files.FindClose(listing);
+  return found;
+}
+
+ActionCode DlpMailEvent::CheckSignature() {
+  if (m_strSignaturePath.empty()) return kActionNothingUsable;
+  const std::size_t separator = m_strSignaturePath.rfind('\\');
+  const std::size_t leaf = separator == std::string::npos ? 0 : separator + 1;
+  g_logger.Log(kLogModule, kLogInfo, "Check [%s]", m_strSignaturePath.c_str() + leaf);
+  // The path goes as it stands, in the ANSI code page: the agent reads the image where it lies.
+  const ActionCode result = GetAgentChannel()->CheckContent(
+      m_strSignaturePath.data(), static_cast<std::uint32_t>(m_strSignaturePath.size()), kItemFile,
+      nullptr);
+  m_strSignaturePath.clear();
+  return result;
+}

@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "agent/outlookaddin/eventconnection.h"
 #include "agent/outlookaddin/sourceleaf.h"
 #include "agent/outlookaddin/verdictcache.h"
 #include "channel/agentchannel.h"
@@ -52,6 +53,16 @@ void DeleteIn(const char* directory, const char* name) {
 
 }  // namespace
 
+const platform::EventRow* DlpMailEvent::Events() {
+  static constexpr platform::EventCallForm kSendForm = {
+      CC_STDCALL, VT_EMPTY, 1, {VT_BOOL | VT_BYREF}};
+  static const platform::EventRow kRows[] = {
+      {4, &outlook::IID_ItemEvents, outlook::kDispidSend,
+       platform::HandlerSlot(&DlpMailEvent::OnMailSend), &kSendForm},
+      {}};
+  return kRows;
+}
+
 DlpMailEvent::DlpMailEvent(_MailItem* item) : m_pMailItem(item) {
   // Without a Windows directory the path is the suffix alone, which opens nothing.
   PathBuffer windows = {};
@@ -62,6 +73,8 @@ DlpMailEvent::DlpMailEvent(_MailItem* item) : m_pMailItem(item) {
 
 DlpMailEvent::~DlpMailEvent() {
   if (m_pMailItem != nullptr) {
+    UnadviseEvents(m_pMailItem, outlook::IID_ItemEvents, m_dwEventCookie);
+    m_dwEventCookie = platform::kNoEventCookie;
     // The host may well hold on to its own item: the line is a word for the log and no more.
     const ULONG remaining = m_pMailItem->Release();
     if (remaining != 0) {
@@ -89,7 +102,7 @@ HRESULT STDMETHODCALLTYPE DlpMailEvent::OnMailSend(VARIANT_BOOL* Cancel) {
   } else if (result == kActionBlock) {
     g_logger.Log(kLogModule, kLogInfo, "Block current mail sending.");
     // The number 1, which is not VARIANT_TRUE.
-    *Cancel = 1;
+    if (Cancel != nullptr) *Cancel = 1;
   }
   MarkMailChecked(m_pMailItem, result);
   platform::ui.SetCursor(previous);

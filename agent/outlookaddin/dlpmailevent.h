@@ -24,14 +24,18 @@
 #include "agent/outlookaddin/dlpmailevent_envelope.h"
 #include "agent/outlookaddin/outlookmodel.h"
 #include "channel/actioncode.h"
+#include "platform/com/dispevent.h"
 #include "platform/widetext.h"
 
 // Numbers the temporary copies of attachments: 1 to 100, then 1 again. Runs on from mail to mail
 // for the life of the process. Belongs to the host's thread.
 extern std::int32_t g_attachmentSequence;
 
-class DlpMailEvent final {
+class DlpMailEvent final : public IDispEventSimpleImpl<4, DlpMailEvent, &outlook::IID_ItemEvents> {
  public:
+  // The item's Send and nothing else; every other event ends in Invoke.
+  static const platform::EventRow* Events();
+
   // Watches `item` and calls nothing on it. Takes over one reference that the creator got from
   // the host and doesn't release; the destructor gives it back. Null is allowed: such a sink owns
   // nothing.

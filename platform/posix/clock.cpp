@@ -1,0 +1,59 @@
+#include "platform/clock.h"
+
+#include <sched.h>
+#include <time.h>
+
+#include <cerrno>
+
+namespace platform {
+namespace {
+
+std::uint32_t GetTickCount() {
+  timespec now = {};
+  clock_gettime(CLOCK_MONOTONIC, &now);
+  return static_cast<std::uint32_t>(static_cast<std::uint64_t>(now.tv_sec) * 1000 +
+                                    static_cast<std::uint64_t>(now.tv_nsec) / 1000000);
+}
+
+void GetLocalTime(LocalTime* time) {
+  timespec now = {};
+  clock_gettime(CLOCK_REALTIME, &now);
+  tm local = {};
+  localtime_r(&now.tv_sec, &local);
+  time->year = static_cast<std::uint16_t>(local.tm_year + 1900);
+  time->month = static_cast<std::uint16_t>(local.tm_mon + 1);
+  time->day = static_cast<std::uint16_t>(local.tm_mday);
+  time->hour = static_cast<std::uint16_t>(local.tm_hour);
+  time->minute = static_cast<std::uint16_t>(local.tm_min);
+  // A leap second is 60 here and never seen on the host machine.
+  time->second = static_cast<std::uint16_t>(local.tm_sec > 59 ? 59 : local.tm_sec);
+  time->millisecond = static_cast<std::uint16_t>(now.tv_nsec / 1000000);
+}
+
+void Sleep(std::uint32_t milliseconds) {
+  if (milliseconds == 0) {
+    sched_yield();
+    return;
+  }
+  // Until a moment, not for a length: a signal in between doesn't make the wait longer.
+  timespec until = {};
+  clock_gettime(CLOCK_MONOTONIC, &until);
+  until.tv_sec += static_cast<time_t>(milliseconds / 1000);
+  until.tv_nsec += static_cast<long>(milliseconds % 1000) * 1000000;
+  if (until.tv_nsec >= 1000000000) {
+    until.tv_nsec -= 1000000000;
+    ++until.tv_sec;
+  }
+  while (clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &until, nullptr) == EINTR) {
+  }
+}
+
+}  // namespace
+
+constinit ClockOperations clock = {
+    .GetTickCount = &GetTickCount,
+    .GetLocalTime = &GetLocalTime,
+    .Sleep = &Sleep,
+};
+
+}  // namespace platform

@@ -1,0 +1,63 @@
+#include "platform/handles.h"
+
+#include <unistd.h>
+
+#include <mutex>
+#include <unordered_set>
+#include <utility>
+
+#include "platform/posix/openobjects.h"
+
+namespace platform {
+namespace posix {
+namespace {
+
+struct OpenSet {
+  std::mutex mutex;
+  std::unordered_set<void*> objects;
+};
+
+// Never destroyed: a static object of the product may close its handle later than this file's end.
+OpenSet& AllOpen() {
+  static OpenSet* const set = new OpenSet;
+  return *set;
+}
+
+}  // namespace
+
+OpenObject::~OpenObject() {
+  // Not repeated after EINTR: the descriptor is gone then, and may be somebody else's already.
+  if (descriptor >= 0) close(descriptor);
+}
+
+Handle Publish(std::unique_ptr<OpenObject> object) {
+  OpenSet& set = AllOpen();
+  const std::lock_guard lock(set.mutex);
+  set.objects.insert(object.get());
+  return object.release();
+}
+
+std::unique_ptr<OpenObject> Withdraw(Handle handle, bool listing) {
+  OpenSet& set = AllOpen();
+  const std::lock_guard lock(set.mutex);
+  const auto found = set.objects.find(handle);
+  if (found == set.objects.end()) return nullptr;
+  auto* const object = static_cast<OpenObject*>(handle);
+  if ((object->kind == Kind::kListing) != listing) return nullptr;
+  set.objects.erase(found);
+  return std::unique_ptr<OpenObject>(object);
+}
+
+}  // namespace posix
+
+namespace {
+
+bool CloseHandle(Handle handle) {
+  return posix::Withdraw(handle, false) != nullptr;
+}
+
+}  // namespace
+
+constinit HandleOperations handles = {.CloseHandle = &CloseHandle};
+
+}  // namespace platform

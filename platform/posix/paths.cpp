@@ -1,0 +1,79 @@
+#include "platform/posix/paths.h"
+
+#include <pwd.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <system_error>
+#include <vector>
+
+#include "platform/posix/utf.h"
+
+namespace platform::posix {
+namespace {
+
+std::string HomeFolder() {
+  if (const char* const home = std::getenv("HOME"); home != nullptr && *home != '\0') return home;
+  std::vector<char> buffer(16384);
+  passwd entry = {};
+  passwd* found = nullptr;
+  if (getpwuid_r(getuid(), &entry, buffer.data(), buffer.size(), &found) != 0 || found == nullptr) {
+    return {};
+  }
+  return found->pw_dir;
+}
+
+std::filesystem::path UnresolvedRoot() {
+  if (const char* const root = std::getenv("QUORVEX_ROOT"); root != nullptr && *root != '\0') {
+    return root;
+  }
+  // The base directory rules want a relative value ignored.
+  if (const char* const state = std::getenv("XDG_STATE_HOME"); state != nullptr && *state == '/') {
+    return std::filesystem::path(state) / "quorvex";
+  }
+  const std::string home = HomeFolder();
+  return home.empty() ? std::filesystem::path()
+                      : std::filesystem::path(home) / ".local/state/quorvex";
+}
+
+}  // namespace
+
+std::string RootFolder() {
+  const std::filesystem::path root = UnresolvedRoot();
+  if (root.empty()) return {};
+  // One machine has one name: mappings are found by it, through whichever link one came.
+  std::error_code error;
+  std::filesystem::path resolved = std::filesystem::weakly_canonical(root, error);
+  if (error) resolved = std::filesystem::absolute(root, error).lexically_normal();
+  std::string text = resolved.string();
+  while (text.size() > 1 && text.back() == '/') text.pop_back();
+  return text;
+}
+
+std::string NativePath(const char* path) {
+  std::string result = path == nullptr ? "" : path;
+  std::replace(result.begin(), result.end(), '\\', '/');
+  return result;
+}
+
+std::string NativePath(const WideChar* path) {
+  if (path == nullptr) return {};
+  return NativePath(Utf8FromWide(path).c_str());
+}
+
+std::string Utf8FromWide(WideStringView text) {
+  std::string result(Utf8Length(text.data(), text.size()), '\0');
+  WriteUtf8(text.data(), text.size(), result.data(), result.size());
+  return result;
+}
+
+WideString WideFromUtf8(std::string_view text) {
+  bool valid = true;
+  WideString result(Utf16Length(text.data(), text.size(), &valid), u'\0');
+  WriteUtf16(text.data(), text.size(), result.data(), result.size(), &valid);
+  return result;
+}
+
+}  // namespace platform::posix

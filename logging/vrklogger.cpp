@@ -1,0 +1,277 @@
+#include "logging/vrklogger.h"
+
+#include <clocale>
+#include <cstdio>
+#include <cstring>
+#include <iterator>
+#include <memory>
+#include <string_view>
+#include <utility>
+
+#include "logging/debugviewstream.h"
+#include "logging/filestream.h"
+#include "logging/moduleloginfo.h"
+#include "logging/runtimetext.h"
+#include "logging/socketstream.h"
+#include "platform/clock.h"
+#include "platform/process.h"
+#include "text/textconversion.h"
+
+CVRKLogger g_logger;
+
+namespace {
+
+// All levels that have a name, and two bits without one.
+constexpr int kLogAll = 0x300F;
+
+// CR and LF.
+constexpr std::size_t kLineEnd = 2;
+
+bool IsEmptyText(const char* text) {
+  return text == nullptr || *text == '\0';
+}
+
+// Puts text into a buffer as long as it fits, its NUL included. Once something doesn't, nothing
+// more goes in. By hand, since the runtime's formatting of a date takes longer than the rest of a
+// line together.
+class BoundedText {
+ public:
+  BoundedText(char* begin, std::size_t size) : m_at(begin), m_end(begin + size) {}
+
+  void Add(std::string_view text) {
+    if (text.size() >= static_cast<std::size_t>(m_end - m_at)) {
+      m_end = m_at;
+      return;
+    }
+    m_at = text.copy(m_at, text.size()) + m_at;
+  }
+
+  // Decimal, filled up with zeros to `width` characters, the sign among them.
+  void AddNumber(std::int64_t value, std::ptrdiff_t width) {
+    char digits[24];
+    char* const end = digits + sizeof digits;
+    char* at = end;
+    const bool negative = value < 0;
+    std::uint64_t rest =
+        negative ? ~static_cast<std::uint64_t>(value) + 1 : static_cast<std::uint64_t>(value);
+    if (negative) --width;
+    do {
+      *--at = static_cast<char>('0' + rest % 10);
+      rest /= 10;
+    } while (rest != 0 || end - at < width);
+    if (negative) *--at = '-';
+    Add({at, static_cast<std::size_t>(end - at)});
+  }
+
+  char* At() const { return m_at; }
+  // 0 once something didn't fit.
+  std::size_t Left() const { return static_cast<std::size_t>(m_end - m_at); }
+
+ private:
+  char* m_at;
+  char* m_end;
+};
+
+// "(%05d) %02u/%02u/%04u %02u:%02u:%02u.%03u ": the month stands before the day.
+void AddStamp(BoundedText& line) {
+  platform::LocalTime now{};
+  platform::clock.GetLocalTime(&now);
+  line.Add("(");
+  line.AddNumber(static_cast<std::int32_t>(platform::process.GetCurrentThreadId()), 5);
+  line.Add(") ");
+  line.AddNumber(now.month, 2);
+  line.Add("/");
+  line.AddNumber(now.day, 2);
+  line.Add("/");
+  line.AddNumber(now.year, 4);
+  line.Add(" ");
+  line.AddNumber(now.hour, 2);
+  line.Add(":");
+  line.AddNumber(now.minute, 2);
+  line.Add(":");
+  line.AddNumber(now.second, 2);
+  line.Add(".");
+  line.AddNumber(now.millisecond, 3);
+  line.Add(" ");
+}
+
+void Offer(const CModuleLogInfo& module, int level, const char* text) {
+  for (const CModuleStreamWrapper* wrapper = module.m_pStreams; wrapper != nullptr;
+       wrapper = wrapper->m_pNext) {
+    if (wrapper->m_bEnabled == 0 || wrapper->m_pStream == nullptr) continue;
+    if ((wrapper->m_uMask & static_cast<std::uint32_t>(level)) == 0) continue;
+    wrapper->m_pStream->Write(text);
+  }
+}
+
+// Null for a type that there isn't, and for a parameter that the type can't do without.
+std::unique_ptr<CBaseStream> MakeStream(std::string_view type, const char* parameter,
+                                        const platform::WideChar* computerName) {
+  if (logging::EqualsIgnoringCase(type, "File")) {
+    if (IsEmptyText(parameter)) return nullptr;
+    platform::WideString baseName = Utf8ToWide(parameter);
+    if (baseName.empty()) return nullptr;
+    baseName += QV_WIDE(".");
+    baseName += computerName;
+    return std::make_unique<CFileStream>(std::move(baseName));
+  }
+  if (logging::EqualsIgnoringCase(type, "Dbg")) return std::make_unique<CDebugViewStream>();
+  if (logging::EqualsIgnoringCase(type, "UDP")) {
+    if (IsEmptyText(parameter)) return nullptr;
+    return std::make_unique<CSocketStream>(parameter);
+  }
+  return nullptr;
+}
+
+}  // namespace
+
+CVRKLogger::CVRKLogger() {
+  auto size = static_cast<std::uint32_t>(std::size(m_wszComputerName));
+  if (!platform::process.GetComputerNameW(m_wszComputerName, &size)) {
+    constexpr platform::WideStringView kUnknown = QV_WIDE("Unknown");
+    m_wszComputerName[kUnknown.copy(m_wszComputerName, kUnknown.size())] = 0;
+  }
+  // The second name is what runtimes without the first have for it.
+  if (std::setlocale(LC_ALL, ".UTF8") == nullptr) std::setlocale(LC_ALL, "C.UTF-8");
+}
+
+CVRKLogger::~CVRKLogger() {
+  delete m_pModules.load();
+}
+
+#if !defined(__GNUC__) || defined(__clang__)
+int CVRKLogger::Log(const char* module, int level, const char* format, ...) {
+  if (IsEmpty()) return 0;
+  std::va_list arguments;
+  va_start(arguments, format);
+  const int result = LogV(module, level, format, arguments);
+  va_end(arguments);
+  return result;
+}
+#endif
+
+int CVRKLogger::LogRegistered(const char* module, int level, const char* format, ...) {
+  std::va_list arguments;
+  va_start(arguments, format);
+  const int result = LogV(module, level, format, arguments);
+  va_end(arguments);
+  return result;
+}
+
+int CVRKLogger::LogV(const char* module, int level, const char* format, std::va_list arguments) {
+  if (IsEmpty() || IsEmptyText(module) || level == 0 || IsEmptyText(format)) return 0;
+  const std::lock_guard lock(m_cs);
+  const CModuleLogInfo* const info = FindModule(module);
+  if (info == nullptr || info->m_pStreams == nullptr) return 0;
+  if (!FormatLine(module, level, format, arguments)) return 0;
+  Offer(*info, level, m_szLine);
+  return 1;
+}
+
+bool CVRKLogger::FormatLine(const char* module, int level, const char* format,
+                            std::va_list arguments) {
+  std::memset(m_szLine, 0, sizeof m_szLine);
+  BoundedText line(m_szLine, sizeof m_szLine);
+  AddStamp(line);
+  line.Add(module);
+  line.Add("> ");
+  line.Add(LevelName(level));
+  line.Add(": ");
+  if (line.Left() <= kLineEnd) return false;
+
+  // The places of the line end stay free behind the message and its NUL. What the runtime can't
+  // format ends the message there.
+  std::vsnprintf(line.At(), line.Left() - kLineEnd, format, arguments);
+  char* end = line.At() + std::strlen(line.At());
+  if (end[-1] == '\n') --end;
+  std::memcpy(end, "\r\n", sizeof "\r\n");
+  return true;
+}
+
+int CVRKLogger::LogRaw(const char* module, int level, const char* text) {
+  const CModuleLogInfo* const info = FindModule(module);
+  if (info == nullptr || info->m_pStreams == nullptr) return 0;
+  const std::lock_guard lock(m_cs);
+  Offer(*info, level, text);
+  return 1;
+}
+
+int CVRKLogger::AddStream(const char* module, int mask, const char* type, const char* parameter) {
+  if (IsEmptyText(module) || mask < 1 || IsEmptyText(type)) return 0;
+  std::unique_ptr<CBaseStream> stream = MakeStream(type, parameter, m_wszComputerName);
+  if (stream == nullptr) return 0;
+  auto wrapper = std::make_unique<CModuleStreamWrapper>(std::move(stream),
+                                                        static_cast<std::uint32_t>(mask), type);
+  const std::lock_guard lock(m_cs);
+  CModuleLogInfo* info = FindModule(module);
+  if (info == nullptr) {
+    info = new CModuleLogInfo(module);
+    info->m_pNext = m_pModules.load(std::memory_order_relaxed);
+    // Filled in before it is seen by the tests that read without the lock.
+    m_pModules.store(info, std::memory_order_release);
+  }
+  wrapper->m_pNext = info->m_pStreams;
+  info->m_pStreams = wrapper.release();
+  return 1;
+}
+
+CModuleLogInfo* CVRKLogger::FindModule(const char* module) const {
+  if (module == nullptr) return nullptr;
+  for (CModuleLogInfo* info = m_pModules.load(std::memory_order_acquire); info != nullptr;
+       info = info->m_pNext) {
+    if (logging::EqualsIgnoringCase(info->m_szName, module)) return info;
+  }
+  return nullptr;
+}
+
+bool CVRKLogger::IsModuleLogged(const char* module) const {
+  const CModuleLogInfo* const info = FindModule(module);
+  return info != nullptr && info->m_pStreams != nullptr;
+}
+
+int CVRKLogger::SetStreamEnabled(const char* module, const char* type, std::int32_t enabled) {
+  const CModuleLogInfo* const info = FindModule(module);
+  if (info == nullptr || type == nullptr) return 0;
+  const std::lock_guard lock(m_cs);
+  int found = 0;
+  for (CModuleStreamWrapper* wrapper = info->m_pStreams; wrapper != nullptr;
+       wrapper = wrapper->m_pNext) {
+    if (!logging::EqualsIgnoringCase(wrapper->m_szType, type)) continue;
+    wrapper->m_bEnabled = enabled;
+    found = 1;
+  }
+  return found;
+}
+
+int CVRKLogger::GetStreamState(const char* module, const char* type, std::uint32_t* mask,
+                               std::int32_t* enabled) {
+  const CModuleLogInfo* const info = FindModule(module);
+  if (info == nullptr || type == nullptr) return 0;
+  const std::lock_guard lock(m_cs);
+  std::uint32_t allMasks = 0;
+  const CModuleStreamWrapper* last = nullptr;
+  for (const CModuleStreamWrapper* wrapper = info->m_pStreams; wrapper != nullptr;
+       wrapper = wrapper->m_pNext) {
+    if (!logging::EqualsIgnoringCase(wrapper->m_szType, type)) continue;
+    allMasks |= wrapper->m_uMask;
+    last = wrapper;
+  }
+  if (last == nullptr) return 0;
+  if (mask != nullptr) *mask = allMasks;
+  if (enabled != nullptr) *enabled = last->m_bEnabled;
+  return 1;
+}
+
+void CVRKLogger::RemoveAllModules() {
+  const std::lock_guard lock(m_cs);
+  delete m_pModules.exchange(nullptr);
+}
+
+const char* CVRKLogger::LevelName(int level) {
+  if ((level & kLogAll) == kLogAll) return "All ";
+  if ((level & kLogCrit) != 0) return "Crit";
+  if ((level & kLogErr) != 0) return "Err ";
+  if ((level & kLogWarn) != 0) return "Warn";
+  if ((level & kLogInfo) != 0) return "Info";
+  return "None";
+}

@@ -1,0 +1,38 @@
+#include "platform/diagnostics.h"
+
+#include <windows.h>
+
+#include <cstdlib>
+
+namespace platform {
+namespace {
+
+void OutputDebugStringA(const char* text) {
+  ::OutputDebugStringA(text);
+}
+
+void OutputDebugStringW(const WideChar* text) {
+  ::OutputDebugStringW(text);
+}
+
+// What the runtime library does with a bad argument: the handler that was set is called, with
+// nothing to tell, as release builds have it. Without one the process ends with the status that
+// the runtime gives for it.
+void InvalidParameter() {
+  if (const _invalid_parameter_handler handler = _get_invalid_parameter_handler()) {
+    handler(nullptr, nullptr, nullptr, 0, 0);
+    return;
+  }
+  constexpr DWORD kInvalidRuntimeParameter = 0xC0000417;
+  RaiseException(kInvalidRuntimeParameter, EXCEPTION_NONCONTINUABLE, 0, nullptr);
+}
+
+}  // namespace
+
+constinit DiagnosticsOperations diagnostics = {
+    .OutputDebugStringA = &OutputDebugStringA,
+    .OutputDebugStringW = &OutputDebugStringW,
+    .InvalidParameter = &InvalidParameter,
+};
+
+}  // namespace platform

@@ -1,0 +1,51 @@
+#include "platform/sockets.h"
+
+#include <winsock2.h>
+
+namespace platform {
+namespace {
+
+static_assert(kAddressFamilyInet == AF_INET && kSocketDatagram == SOCK_DGRAM);
+static_assert(kInvalidSocket == INVALID_SOCKET && kAddressNone == INADDR_NONE);
+
+int WSAStartup(std::uint16_t version) {
+  WSADATA data = {};
+  return ::WSAStartup(version, &data);
+}
+
+Socket CreateSocket(int family, int type, int protocol) {
+  return ::socket(family, type, protocol);
+}
+
+std::uint32_t ParseAddress(const char* text) {
+  return text == nullptr ? kAddressNone : inet_addr(text);
+}
+
+int Connect(Socket socket, const SocketAddress& address) {
+  sockaddr_in native = {};
+  native.sin_family = AF_INET;
+  native.sin_port = address.port;
+  native.sin_addr.s_addr = address.address;
+  return connect(socket, reinterpret_cast<const sockaddr*>(&native), sizeof native);
+}
+
+int Send(Socket socket, const char* data, int size) {
+  return send(socket, data, size, 0);
+}
+
+int CloseSocket(Socket socket) {
+  return closesocket(socket);
+}
+
+}  // namespace
+
+constinit SocketOperations sockets = {
+    .WSAStartup = &WSAStartup,
+    .CreateSocket = &CreateSocket,
+    .ParseAddress = &ParseAddress,
+    .Connect = &Connect,
+    .Send = &Send,
+    .CloseSocket = &CloseSocket,
+};
+
+}  // namespace platform

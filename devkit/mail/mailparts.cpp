@@ -5,12 +5,17 @@
 #include <memory>
 #include <string_view>
 
+#include "devkit/mail/encodedwords.h"
+
 namespace devkit {
 
 namespace {
 
 struct Unref {
   void operator()(void* object) const { g_object_unref(object); }
+};
+struct FreeOptions {
+  void operator()(GMimeFormatOptions* options) const { g_mime_format_options_free(options); }
 };
 struct Free {
   void operator()(void* memory) const { g_free(memory); }
@@ -29,9 +34,11 @@ std::string DecodedContent(GMimePart* part) {
   return BytesOf(memory.get());
 }
 
-std::string MessageBytes(GMimeMessage* message) {
+std::string MessageBytes(GMimeMessage* message, GMimeNewLineFormat lineEnds) {
+  const std::unique_ptr<GMimeFormatOptions, FreeOptions> options(g_mime_format_options_new());
+  g_mime_format_options_set_newline_format(options.get(), lineEnds);
   const std::unique_ptr<GMimeStream, Unref> memory(g_mime_stream_mem_new());
-  g_mime_object_write_to_stream(GMIME_OBJECT(message), nullptr, memory.get());
+  g_mime_object_write_to_stream(GMIME_OBJECT(message), options.get(), memory.get());
   return BytesOf(memory.get());
 }
 
@@ -48,6 +55,21 @@ std::string MadeUpName(GMimeObject* object, std::size_t number) {
   return fmt::format("ATT{:05}.{}", number, ending);
 }
 
+// The file name that a part's headers give it, decoded; empty if they give none.
+std::string FileNameOf(GMimePart* part) {
+  GMimeHeader* const header = g_mime_header_list_get_header(
+      g_mime_object_get_header_list(GMIME_OBJECT(part)), "Content-Disposition");
+  const char* const raw = header != nullptr ? g_mime_header_get_raw_value(header) : nullptr;
+  if (raw != nullptr && std::string_view(raw).find("=?") != std::string_view::npos) {
+    const std::unique_ptr<GMimeContentDisposition, Unref> disposition(
+        g_mime_content_disposition_parse(nullptr, WithQuotedWords(raw).c_str()));
+    const char* const name =
+        g_mime_content_disposition_get_parameter(disposition.get(), "filename");
+    if (name != nullptr && *name != '\0') return ValidUtf8(name);
+  }
+  return ValidUtf8(g_mime_part_get_filename(part));
+}
+
 bool IsAttachment(GMimeObject* object) {
   GMimeContentDisposition* const disposition = g_mime_object_get_content_disposition(object);
   return disposition != nullptr && g_mime_content_disposition_is_attachment(disposition) != 0;
@@ -55,7 +77,7 @@ bool IsAttachment(GMimeObject* object) {
 
 class PartSorter {
  public:
-  explicit PartSorter(MailModel& mail) : m_mail(mail) {}
+  PartSorter(MailModel& mail, GMimeNewLineFormat lineEnds) : m_mail(mail), m_lineEnds(lineEnds) {}
 
   void Sort(GMimeObject* object) {
     if (GMIME_IS_MULTIPART(object)) {
@@ -71,15 +93,15 @@ class PartSorter {
 
  private:
   void AddPart(GMimePart* part) {
-    const char* const fileName = g_mime_part_get_filename(part);
-    const bool named = fileName != nullptr && *fileName != '\0';
-    if (GMIME_IS_TEXT_PART(part) && !named && !IsAttachment(GMIME_OBJECT(part)) &&
+    const std::string fileName = FileNameOf(part);
+    if (GMIME_IS_TEXT_PART(part) && fileName.empty() && !IsAttachment(GMIME_OBJECT(part)) &&
         TakeAsBody(GMIME_TEXT_PART(part))) {
       return;
     }
     MailAttachment attachment;
-    attachment.fileName =
-        named ? ValidUtf8(fileName) : MadeUpName(GMIME_OBJECT(part), m_mail.attachments.size() + 1);
+    attachment.fileName = !fileName.empty()
+                              ? fileName
+                              : MadeUpName(GMIME_OBJECT(part), m_mail.attachments.size() + 1);
     attachment.content = DecodedContent(part);
     m_mail.attachments.push_back(std::move(attachment));
   }
@@ -113,17 +135,18 @@ class PartSorter {
     } else {
       attachment.fileName = fmt::format("ATT{:05}.eml", m_mail.attachments.size() + 1);
     }
-    if (message != nullptr) attachment.content = MessageBytes(message);
+    if (message != nullptr) attachment.content = MessageBytes(message, m_lineEnds);
     m_mail.attachments.push_back(std::move(attachment));
   }
 
   MailModel& m_mail;
+  GMimeNewLineFormat m_lineEnds;
 };
 
 }  // namespace
 
-void SortParts(GMimeObject* root, MailModel& mail) {
-  PartSorter(mail).Sort(root);
+void SortParts(GMimeObject* root, GMimeNewLineFormat lineEnds, MailModel& mail) {
+  PartSorter(mail, lineEnds).Sort(root);
 }
 
 std::string ValidUtf8(const char* text) {

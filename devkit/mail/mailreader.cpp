@@ -5,8 +5,10 @@
 
 #include <array>
 #include <filesystem>
+#include <fstream>
 #include <memory>
 
+#include "devkit/mail/encodedwords.h"
 #include "devkit/mail/htmltext.h"
 #include "devkit/mail/mailparts.h"
 
@@ -66,28 +68,64 @@ std::shared_ptr<MailAddressEntry> EntryOf(InternetAddress* address) {
   return entry;
 }
 
-void ReadRecipients(GMimeMessage* message, MailModel& mail) {
-  for (const GMimeAddressType type :
-       {GMIME_ADDRESS_TYPE_TO, GMIME_ADDRESS_TYPE_CC, GMIME_ADDRESS_TYPE_BCC}) {
-    InternetAddressList* const list = g_mime_message_get_addresses(message, type);
-    const int count = list == nullptr ? 0 : internet_address_list_length(list);
-    for (int i = 0; i < count; ++i) {
-      InternetAddress* const address = internet_address_list_get_address(list, i);
-      mail.recipients.push_back({NameOf(address), EntryOf(address)});
+// All headers of that name, as they stand in the mail.
+std::vector<std::string> RawHeaders(GMimeMessage* message, std::string_view name) {
+  std::vector<std::string> values;
+  GMimeHeaderList* const headers = g_mime_object_get_header_list(GMIME_OBJECT(message));
+  const int count = g_mime_header_list_get_count(headers);
+  for (int i = 0; i < count; ++i) {
+    GMimeHeader* const header = g_mime_header_list_get_header_at(headers, i);
+    if (g_ascii_strcasecmp(g_mime_header_get_name(header), std::string(name).c_str()) != 0) {
+      continue;
     }
+    const char* const raw = g_mime_header_get_raw_value(header);
+    values.emplace_back(raw != nullptr ? raw : "");
+  }
+  return values;
+}
+
+// Calls `take` for each address in all headers of that name.
+template <typename Take>
+void ForEachAddress(GMimeMessage* message, std::string_view name, Take take) {
+  const auto options = LenientOptions();
+  for (const std::string& header : RawHeaders(message, name)) {
+    const std::unique_ptr<InternetAddressList, Unref> list(
+        internet_address_list_parse(options.get(), WithQuotedWords(header).c_str()));
+    const int count = list ? internet_address_list_length(list.get()) : 0;
+    for (int i = 0; i < count; ++i) take(internet_address_list_get_address(list.get(), i));
+  }
+}
+
+void ReadRecipients(GMimeMessage* message, MailModel& mail) {
+  for (const std::string_view name : {"To", "Cc", "Bcc"}) {
+    ForEachAddress(message, name, [&mail](InternetAddress* address) {
+      mail.recipients.push_back({NameOf(address), EntryOf(address)});
+    });
   }
 }
 
 void ReadSender(GMimeMessage* message, MailModel& mail) {
-  InternetAddressList* const from = g_mime_message_get_from(message);
-  if (from == nullptr || internet_address_list_length(from) == 0) return;
-  InternetAddress* const first = internet_address_list_get_address(from, 0);
-  mail.senderName = NameOf(first);
-  mail.accountSenderName = mail.senderName;
-  if (INTERNET_ADDRESS_IS_MAILBOX(first)) {
-    mail.accountUserName =
-        ValidUtf8(internet_address_mailbox_get_addr(INTERNET_ADDRESS_MAILBOX(first)));
-  }
+  ForEachAddress(message, "From", [&mail](InternetAddress* address) {
+    if (mail.senderName) return;  // the first author is the one who sends
+    mail.senderName = NameOf(address);
+    mail.accountSenderName = mail.senderName;
+    if (INTERNET_ADDRESS_IS_MAILBOX(address)) {
+      mail.accountUserName =
+          ValidUtf8(internet_address_mailbox_get_addr(INTERNET_ADDRESS_MAILBOX(address)));
+    }
+  });
+}
+
+void ReadSubject(GMimeMessage* message, MailModel& mail) {
+  const auto headers = RawHeaders(message, "Subject");
+  // A header that is there and empty is an empty subject; one that is missing is none.
+  if (headers.empty()) return;
+  const auto options = LenientOptions();
+  const std::unique_ptr<char, decltype(&g_free)> unfolded(
+      g_mime_utils_header_unfold(WithQuotedWords(headers.front()).c_str()), &g_free);
+  const std::unique_ptr<char, decltype(&g_free)> text(
+      g_mime_utils_header_decode_text(options.get(), unfolded.get()), &g_free);
+  mail.subject = ValidUtf8(g_strstrip(text.get()));
 }
 
 std::string WithCrLf(const std::string& text) {
@@ -100,6 +138,14 @@ std::string WithCrLf(const std::string& text) {
     previous = c;
   }
   return result;
+}
+
+// The line ends that the file was written with, judged by its first line.
+GMimeNewLineFormat LineEndsOf(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  std::string line;
+  std::getline(file, line);
+  return line.ends_with('\r') ? GMIME_NEWLINE_FORMAT_DOS : GMIME_NEWLINE_FORMAT_UNIX;
 }
 
 bool IsMail(GMimeMessage* message) {
@@ -142,11 +188,10 @@ MailModel ReadMailFile(const std::string& path) {
   mail.source = path;
   ReadRecipients(message.get(), mail);
   ReadSender(message.get(), mail);
-  // A header that is there and empty is an empty subject; one that is missing is none.
-  if (g_mime_object_get_header(GMIME_OBJECT(message.get()), "Subject") != nullptr) {
-    mail.subject = ValidUtf8(g_mime_message_get_subject(message.get()));
+  ReadSubject(message.get(), mail);
+  if (GMimeObject* const root = g_mime_message_get_mime_part(message.get())) {
+    SortParts(root, LineEndsOf(path), mail);
   }
-  if (GMimeObject* const root = g_mime_message_get_mime_part(message.get())) SortParts(root, mail);
   if (!mail.body) mail.body = mail.htmlBody ? TextOfHtml(*mail.htmlBody) : std::string();
   mail.body = WithCrLf(*mail.body);
   return mail;

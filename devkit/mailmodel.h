@@ -41,9 +41,10 @@ struct MailModel {
   std::optional<std::string> body;      // plain form, CR LF line ends
   std::optional<std::string> htmlBody;  // HTML form
   std::vector<MailAttachment> attachments;
-  std::optional<std::string> senderName;         // of the session's user
+  std::optional<std::string> senderName;         // of the session's user; absent: no user
   std::optional<std::string> accountUserName;    // the sending account's own text
-  std::optional<std::string> accountSenderName;  // the sending account's user; absent: no account
+  std::optional<std::string> accountSenderName;  // of the sending account's user; absent: no user
+  // With neither of the two the mail has no sending account.
 };
 
 }  // namespace devkit

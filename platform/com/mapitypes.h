@@ -45,39 +45,60 @@ struct SPropValue {
 
 struct SPropProblemArray;
 struct MAPIERROR;
+struct IMAPIProgress;
+struct IMAPITable;
+struct IAttach;
+struct ADRLIST;
+
+using LPVOID = void*;
+using LPGUID = GUID*;
+using LPCIID = const IID*;
+using LPUNKNOWN = IUnknown*;
+using LPMAPIERROR = MAPIERROR*;
+using LPMAPINAMEID = MAPINAMEID*;
+using LPSPropTagArray = SPropTagArray*;
+using LPSPropValue = SPropValue*;
+using LPSPropProblemArray = SPropProblemArray*;
+using LPMAPIPROGRESS = IMAPIProgress*;
+using LPMAPITABLE = IMAPITable*;
+using LPATTACH = IAttach*;
+using LPADRLIST = ADRLIST*;
 
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
 
+// The parameters have the types that the SDK's headers give them, so one declaration of an
+// implementation overrides on every build.
 struct IMAPIProp : IUnknown {
-  virtual HRESULT GetLastError(HRESULT error, ULONG flags, MAPIERROR** result) = 0;
+  virtual HRESULT GetLastError(HRESULT error, ULONG flags, LPMAPIERROR* result) = 0;
   virtual HRESULT SaveChanges(ULONG flags) = 0;
-  virtual HRESULT GetProps(SPropTagArray* tags, ULONG flags, ULONG* count, SPropValue** values) = 0;
-  virtual HRESULT GetPropList(ULONG flags, SPropTagArray** tags) = 0;
-  virtual HRESULT OpenProperty(ULONG tag, const IID* iid, ULONG options, ULONG flags,
-                               IUnknown** object) = 0;
-  virtual HRESULT SetProps(ULONG count, SPropValue* values, SPropProblemArray** problems) = 0;
-  virtual HRESULT DeleteProps(SPropTagArray* tags, SPropProblemArray** problems) = 0;
-  virtual HRESULT CopyTo(ULONG excludedCount, const IID* excluded, SPropTagArray* excludedTags,
-                         std::uintptr_t uiParameter, void* progress, const IID* iid,
-                         void* destination, ULONG flags, SPropProblemArray** problems) = 0;
-  virtual HRESULT CopyProps(SPropTagArray* included, std::uintptr_t uiParameter, void* progress,
-                            const IID* iid, void* destination, ULONG flags,
-                            SPropProblemArray** problems) = 0;
-  virtual HRESULT GetNamesFromIDs(SPropTagArray** tags, GUID* propertySet, ULONG flags,
-                                  ULONG* count, MAPINAMEID*** names) = 0;
-  virtual HRESULT GetIDsFromNames(ULONG count, MAPINAMEID** names, ULONG flags,
-                                  SPropTagArray** tags) = 0;
+  virtual HRESULT GetProps(LPSPropTagArray tags, ULONG flags, ULONG* count,
+                           LPSPropValue* values) = 0;
+  virtual HRESULT GetPropList(ULONG flags, LPSPropTagArray* tags) = 0;
+  virtual HRESULT OpenProperty(ULONG tag, LPCIID iid, ULONG options, ULONG flags,
+                               LPUNKNOWN* object) = 0;
+  virtual HRESULT SetProps(ULONG count, LPSPropValue values, LPSPropProblemArray* problems) = 0;
+  virtual HRESULT DeleteProps(LPSPropTagArray tags, LPSPropProblemArray* problems) = 0;
+  virtual HRESULT CopyTo(ULONG excludedCount, LPCIID excluded, LPSPropTagArray excludedTags,
+                         ULONG uiParameter, LPMAPIPROGRESS progress, LPCIID iid, LPVOID destination,
+                         ULONG flags, LPSPropProblemArray* problems) = 0;
+  virtual HRESULT CopyProps(LPSPropTagArray included, ULONG uiParameter, LPMAPIPROGRESS progress,
+                            LPCIID iid, LPVOID destination, ULONG flags,
+                            LPSPropProblemArray* problems) = 0;
+  virtual HRESULT GetNamesFromIDs(LPSPropTagArray* tags, LPGUID propertySet, ULONG flags,
+                                  ULONG* count, LPMAPINAMEID** names) = 0;
+  virtual HRESULT GetIDsFromNames(ULONG count, LPMAPINAMEID* names, ULONG flags,
+                                  LPSPropTagArray* tags) = 0;
 };
 
 struct IMessage : IMAPIProp {
-  virtual HRESULT GetAttachmentTable(ULONG flags, void** table) = 0;
-  virtual HRESULT OpenAttach(ULONG number, const IID* iid, ULONG flags, void** attach) = 0;
-  virtual HRESULT CreateAttach(const IID* iid, ULONG flags, ULONG* number, void** attach) = 0;
-  virtual HRESULT DeleteAttach(ULONG number, std::uintptr_t uiParameter, void* progress,
+  virtual HRESULT GetAttachmentTable(ULONG flags, LPMAPITABLE* table) = 0;
+  virtual HRESULT OpenAttach(ULONG number, LPCIID iid, ULONG flags, LPATTACH* attach) = 0;
+  virtual HRESULT CreateAttach(LPCIID iid, ULONG flags, ULONG* number, LPATTACH* attach) = 0;
+  virtual HRESULT DeleteAttach(ULONG number, ULONG uiParameter, LPMAPIPROGRESS progress,
                                ULONG flags) = 0;
-  virtual HRESULT GetRecipientTable(ULONG flags, void** table) = 0;
-  virtual HRESULT ModifyRecipients(ULONG flags, void* recipients) = 0;
+  virtual HRESULT GetRecipientTable(ULONG flags, LPMAPITABLE* table) = 0;
+  virtual HRESULT ModifyRecipients(ULONG flags, LPADRLIST recipients) = 0;
   virtual HRESULT SubmitMessage(ULONG flags) = 0;
   virtual HRESULT SetReadFlag(ULONG flags) = 0;
 };

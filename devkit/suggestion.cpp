@@ -8,7 +8,9 @@
 namespace devkit {
 namespace {
 
-char Lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
+char Lower(char c) {
+  return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
 
 // The number of letters to put in, take out or replace, two neighbours changed over counting once.
 std::size_t Distance(std::string_view a, std::string_view b) {

@@ -64,8 +64,8 @@ std::optional<ContentFile> ReadContentFile(const std::string& path, std::uint64_
       break;
     }
     hash.Add({buffer.data(), read});
-    const std::uint64_t kept =
-        std::min<std::uint64_t>(read, headLimit - std::min<std::uint64_t>(headLimit, content.bytes));
+    const std::uint64_t kept = std::min<std::uint64_t>(
+        read, headLimit - std::min<std::uint64_t>(headLimit, content.bytes));
     content.head.append(buffer.data(), static_cast<std::size_t>(kept));
     content.bytes += read;
   }

@@ -38,8 +38,8 @@ std::optional<Pattern> Pattern::Compile(std::string_view text, PatternError* err
     flags |= std::regex::icase;
   }
   try {
-    auto engine = std::make_unique<Engine>(
-        Engine{std::regex(body.data(), body.data() + body.size(), flags)});
+    auto engine =
+        std::make_unique<Engine>(Engine{std::regex(body.data(), body.data() + body.size(), flags)});
     return Pattern(std::string(text), std::move(engine));
   } catch (const std::regex_error& wrong) {
     *error = {wrong.code() == std::regex_constants::error_complexity

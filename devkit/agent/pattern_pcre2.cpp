@@ -71,11 +71,10 @@ std::optional<Pattern> Pattern::Compile(std::string_view text, PatternError* err
   PCRE2_SIZE offset = 0;
   const CompileContext context(pcre2_compile_context_create(nullptr));
   pcre2_set_newline(context.get(), PCRE2_NEWLINE_ANYCRLF);
-  pcre2_code* const compiled =
-      pcre2_compile(Units(text), text.size(),
-                    PCRE2_UTF | PCRE2_UCP | PCRE2_MULTILINE | PCRE2_NEVER_BACKSLASH_C |
-                        PCRE2_USE_OFFSET_LIMIT,
-                    &code, &offset, context.get());
+  pcre2_code* const compiled = pcre2_compile(
+      Units(text), text.size(),
+      PCRE2_UTF | PCRE2_UCP | PCRE2_MULTILINE | PCRE2_NEVER_BACKSLASH_C | PCRE2_USE_OFFSET_LIMIT,
+      &code, &offset, context.get());
   if (compiled == nullptr) {
     *error = {MessageOf(code), offset};
     return std::nullopt;
@@ -92,7 +91,8 @@ PatternResult Pattern::Search(std::string_view text) const {
   // The engine's limits count anew at each starting place, so a long text is searched a window of
   // starting places at a time, with a look at the clock in between.
   const std::uint32_t began = platform::clock.GetTickCount();
-  std::size_t window = std::clamp<std::size_t>((std::size_t{1} << 26) / (text.size() + 1), 1, 65536);
+  std::size_t window =
+      std::clamp<std::size_t>((std::size_t{1} << 26) / (text.size() + 1), 1, 65536);
   for (std::size_t begin = 0;;) {
     const std::size_t end = begin + std::min(window, text.size() - begin);
     pcre2_set_offset_limit(context.get(), end);

@@ -32,7 +32,9 @@ std::string_view NameOf(Stage stage);
 
 // A set of stages, one bit each.
 using StageSet = std::uint32_t;
-constexpr StageSet StageBit(Stage stage) { return StageSet{1} << static_cast<unsigned>(stage); }
+constexpr StageSet StageBit(Stage stage) {
+  return StageSet{1} << static_cast<unsigned>(stage);
+}
 inline constexpr StageSet kAllFiles =
     StageBit(Stage::kSubject) | StageBit(Stage::kBody) | StageBit(Stage::kAttachment);
 inline constexpr StageSet kAllStages = (StageSet{1} << 8) - 1;

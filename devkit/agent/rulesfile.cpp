@@ -18,8 +18,8 @@ constexpr std::array<std::string_view, 2> kFileKeys = {"rule", "fault"};
 constexpr std::array<std::string_view, 7> kConditionKeys = {
     "recipients", "recipients_all", "sender", "subject", "body", "content", "attachment"};
 constexpr std::array<std::string_view, 10> kRuleKeys = {
-    "name",    "answer", "at",      "recipients", "recipients_all", "sender",
-    "subject", "body",   "content", "attachment"};
+    "name",   "answer",  "at",   "recipients", "recipients_all",
+    "sender", "subject", "body", "content",    "attachment"};
 constexpr std::array<std::string_view, 14> kFaultKeys = {
     "name",           "do",     "answer",  "late", "stage",   "every",     "times", "recipients",
     "recipients_all", "sender", "subject", "body", "content", "attachment"};
@@ -34,11 +34,14 @@ constexpr std::array<FaultKind, 3> kFaultKinds = {FaultKind::kSilent, FaultKind:
 constexpr std::array<std::string_view, 8> kStageWords = {
     "recipients", "sender", "envelope", "subject", "body", "attachment", "close", "content"};
 constexpr std::array<StageSet, 8> kStageSets = {
-    StageBit(Stage::kRecipients), StageBit(Stage::kSender), StageBit(Stage::kEnvelope),
-    StageBit(Stage::kSubject),    StageBit(Stage::kBody),   StageBit(Stage::kAttachment),
+    StageBit(Stage::kRecipients), StageBit(Stage::kSender),
+    StageBit(Stage::kEnvelope),   StageBit(Stage::kSubject),
+    StageBit(Stage::kBody),       StageBit(Stage::kAttachment),
     StageBit(Stage::kClose),      kAllFiles};
 
-std::string Quoted(std::string_view word) { return "\"" + std::string(word) + "\""; }
+std::string Quoted(std::string_view word) {
+  return "\"" + std::string(word) + "\"";
+}
 
 std::string_view TypeName(const toml::node& node) {
   switch (node.type()) {
@@ -80,8 +83,8 @@ class Reader {
       ForEachTable(file, "rule", [this](const toml::table& table) { ReadRule(table); });
       ForEachTable(file, "fault", [this](const toml::table& table) { ReadFault(table); });
     } catch (const toml::parse_error& wrong) {
-      m_result.mistakes.push_back(
-          {wrong.source().begin.line, wrong.source().begin.column, std::string(wrong.description())});
+      m_result.mistakes.push_back({wrong.source().begin.line, wrong.source().begin.column,
+                                   std::string(wrong.description())});
     }
     std::stable_sort(m_result.mistakes.begin(), m_result.mistakes.end(),
                      [](const RulesRemark& a, const RulesRemark& b) {
@@ -360,6 +363,8 @@ class Reader {
 
 }  // namespace
 
-RulesFile ParseRules(std::string_view text) { return Reader(text).Read(); }
+RulesFile ParseRules(std::string_view text) {
+  return Reader(text).Read();
+}
 
 }  // namespace devkit

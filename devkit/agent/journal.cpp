@@ -106,6 +106,13 @@ std::string JournalLine(const JournalRequest& request) {
   return Dump(line);
 }
 
+std::string OutcomeLine(std::uint64_t id, std::string_view outcome, std::uint32_t waitedMs) {
+  return Dump({{"event", "outcome"},
+               {"id", id},
+               {"outcome", std::string(outcome)},
+               {"waited_ms", waitedMs}});
+}
+
 std::string JournalTime() {
   platform::LocalTime now{};
   platform::clock.GetLocalTime(&now);
@@ -138,20 +145,13 @@ bool JournalWriter::IsOpen() const {
   return m_file != platform::kInvalidHandle;
 }
 
-std::string JournalWriter::WriteRequest(const JournalRequest& request) {
-  std::string line = JournalLine(request);
-  Append(line);
-  return line;
+void JournalWriter::WriteRequest(const JournalRequest& request) {
+  Append(JournalLine(request));
 }
 
-std::string JournalWriter::WriteOutcome(std::uint64_t id, std::string_view outcome,
-                                        std::uint32_t waitedMs) {
-  std::string line = Dump({{"event", "outcome"},
-                           {"id", id},
-                           {"outcome", std::string(outcome)},
-                           {"waited_ms", waitedMs}});
-  Append(line);
-  return line;
+void JournalWriter::WriteOutcome(std::uint64_t id, std::string_view outcome,
+                                 std::uint32_t waitedMs) {
+  Append(OutcomeLine(id, outcome, waitedMs));
 }
 
 void JournalWriter::Append(const std::string& line) {

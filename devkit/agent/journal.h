@@ -52,6 +52,9 @@ struct JournalRequest {
 // The request's line, without its line end.
 std::string JournalLine(const JournalRequest& request);
 
+// The outcome's line, without its line end.
+std::string OutcomeLine(std::uint64_t id, std::string_view outcome, std::uint32_t waitedMs);
+
 // This moment as `time` has it.
 std::string JournalTime();
 
@@ -72,10 +75,9 @@ class JournalWriter {
 
   bool IsOpen() const;
 
-  // Each gives the line that it wrote, without its end. A write that fails is lost: the journal is
-  // there for people to look at, and the agent goes on.
-  std::string WriteRequest(const JournalRequest& request);
-  std::string WriteOutcome(std::uint64_t id, std::string_view outcome, std::uint32_t waitedMs);
+  // A write that fails is lost: the journal is there to be looked at, and the agent goes on.
+  void WriteRequest(const JournalRequest& request);
+  void WriteOutcome(std::uint64_t id, std::string_view outcome, std::uint32_t waitedMs);
 
  private:
   void Append(const std::string& line);

@@ -154,7 +154,7 @@ Ruling Judge::Decide(const ItemRequest& request) {
     TakeEnvelope(request, ruling.stage, &session, &ruling);
   }
 
-  Rule(&session, &ruling);
+  ApplyRules(&session, &ruling);
   if (const Fault* const fault = FaultFor(session, StageBit(ruling.stage), false)) {
     ruling.because = fault->name;
     ruling.late = fault->late;
@@ -282,11 +282,11 @@ const Fault* Judge::FaultFor(const Session& session, StageSet stages, bool refus
 
 // The first rule that holds decides. One that answers at the stage does so once and is content with
 // "go on" afterwards, which leaves the add-in with the stage's answer.
-void Judge::Rule(Session* session, Ruling* ruling) const {
+void Judge::ApplyRules(Session* session, Ruling* ruling) const {
   ruling->answer = kActionGoOn;
   for (std::size_t i = 0; i < m_rules.rules.size(); ++i) {
     if (!Holds(*session, i)) continue;
-    const devkit::Rule& rule = m_rules.rules[i];
+    const Rule& rule = m_rules.rules[i];
     if (rule.atClose ? ruling->stage == Stage::kClose : !session->spoken[i]) {
       session->spoken[i] = true;
       ruling->answer = rule.answer;

@@ -111,7 +111,7 @@ class Judge {
   void TakeFile(const ItemRequest& request, Session* session, Ruling* ruling);
   bool Holds(const Session& session, std::size_t index) const;
   const Fault* FaultFor(const Session& session, StageSet stages, bool refusing);
-  void Rule(Session* session, Ruling* ruling) const;
+  void ApplyRules(Session* session, Ruling* ruling) const;
 
   const RuleSet m_rules;
   std::vector<FaultCount> m_faultCounts;

@@ -1,0 +1,52 @@
+// The command line `quorvex`: one program, a subcommand for each job.
+#include <algorithm>
+#include <cstdio>
+#include <exception>
+
+#include "devkit/platform/commandline.h"
+#include "devkit/platform/terminal.h"
+#include "tools/command.h"
+
+namespace {
+
+int Run(int argc, char** argv) {
+  CLI::App app(
+      "Tools around the mail add-in: send mails through it on any machine, simulate its\n"
+      "agent, look at what passes between the two.",
+      "quorvex");
+  app.require_subcommand(1);
+  app.footer(
+      "Examples:\n"
+      "  quorvex agent --rules samples/rules.toml   answer the add-in by these rules\n"
+      "  quorvex agent --help                       everything about one subcommand");
+  int status = tools::kStatusDone;
+  tools::AddAgentCommand(app, &status);
+
+  // The parser takes the arguments from the last to the first.
+  std::vector<std::string> arguments = devkit::CommandLineArguments(argc, argv);
+  std::reverse(arguments.begin(), arguments.end());
+  try {
+    app.parse(arguments);
+  } catch (const CLI::Success& wish) {
+    return app.exit(wish);  // prints the help
+  } catch (const CLI::ParseError& wrong) {
+    std::fprintf(stderr, "quorvex: %s\nRun \"quorvex --help\" for what there is.\n", wrong.what());
+    return tools::kStatusUsage;
+  } catch (const tools::CommandError& wrong) {
+    std::fprintf(stderr, "quorvex: %s\n", wrong.what());
+    return wrong.Status();
+  }
+  return status;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  devkit::WriteUtf8ToConsole();
+  try {
+    return Run(argc, argv);
+  } catch (const std::exception& wrong) {
+    std::fprintf(stderr, "quorvex: %s\n", wrong.what());
+    return tools::kStatusUsage;
+  }
+}

@@ -1,0 +1,50 @@
+#include "tools/agentprocess.h"
+
+#include <vector>
+
+#include "channel/wirerecords.h"
+#include "devkit/platform/commandline.h"
+#include "platform/handles.h"
+#include "platform/mappings.h"
+
+namespace tools {
+
+namespace {
+
+constexpr std::uint32_t kStartMilliseconds = 20000;
+constexpr std::uint32_t kEndMilliseconds = 5000;
+
+}  // namespace
+
+bool IsAgentThere() {
+  const platform::Handle ring =
+      platform::mappings.OpenFileMappingA(platform::kMapRead, false, channel::kRingName);
+  if (ring == nullptr) return false;
+  platform::handles.CloseHandle(ring);
+  return true;
+}
+
+bool AgentProcess::Start(const std::string& rulesFile, std::string* error) {
+  std::vector<std::string> arguments = {"agent", "--quiet"};
+  if (!rulesFile.empty()) {
+    arguments.emplace_back("--rules");
+    arguments.push_back(rulesFile);
+  }
+  if (!m_child.Start(devkit::OwnProgramPath(), arguments, error)) return false;
+  std::string ready;
+  if (m_child.ReadLine(&ready, kStartMilliseconds) != devkit::ChildProcess::ReadResult::kLine) {
+    m_child.End(kEndMilliseconds);
+    *error = "the simulated agent did not start";
+    return false;
+  }
+  m_running = true;
+  return true;
+}
+
+void AgentProcess::Stop() {
+  if (!m_running) return;
+  m_child.End(kEndMilliseconds);
+  m_running = false;
+}
+
+}  // namespace tools

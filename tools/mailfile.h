@@ -1,0 +1,16 @@
+// The reading of mail files, as far as this build has it.
+#pragma once
+
+#include <string>
+
+#include "devkit/mailmodel.h"
+
+namespace tools {
+
+// False where the mail library isn't there.
+extern const bool kMailFilesAreRead;
+
+// Reads a mail file. Raises std::runtime_error with the reason in words, without the path.
+devkit::MailModel ReadMailFile(const std::string& path);
+
+}  // namespace tools

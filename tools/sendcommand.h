@@ -1,0 +1,11 @@
+// `quorvex send`.
+#pragma once
+
+#include <CLI/CLI.hpp>
+
+namespace tools {
+
+// Adds the subcommand. When it runs it leaves the program's exit status in `*status`.
+void AddSendCommand(CLI::App& app, int* status);
+
+}  // namespace tools

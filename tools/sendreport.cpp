@@ -79,7 +79,7 @@ std::string Wait(const devkit::JournalRequest& request) {
 }
 
 std::string Row(const devkit::JournalRequest& request, const ReportStyle& style) {
-  const std::size_t askedWidth = style.width - kStageWidth - kAnswerWidth - kWaitWidth - 5;
+  const std::size_t askedWidth = style.width - kStageWidth - kAnswerWidth - kWaitWidth - 3;
   std::string line = "  ";
   line += Padded(request.stage, kStageWidth);
   line += Padded(Printable(WhatWasAsked(request)), askedWidth);
@@ -123,7 +123,7 @@ std::string MailReport(const MailOutcome& outcome, const ReportStyle& style) {
            Printable(*outcome.error) + "\n";
   }
   if (!outcome.requests.empty()) {
-    const std::size_t askedWidth = style.width - kStageWidth - kAnswerWidth - kWaitWidth - 5;
+    const std::size_t askedWidth = style.width - kStageWidth - kAnswerWidth - kWaitWidth - 3;
     report += Coloured("  " + Padded("stage", kStageWidth) + Padded("asked", askedWidth) + " " +
                            Padded("answer", kAnswerWidth) + "wait",
                        Colour::kFaint, style) +

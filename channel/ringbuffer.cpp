@@ -64,9 +64,8 @@ bool Append(RingHeader* ring, std::int32_t capacity, const void* data, std::uint
   // Acquire: pairs with the consumer's release subtraction, so that the copy below comes after the
   // consumer has finished with the bytes it freed. The full barrier is what the protocol says.
   std::atomic_ref<std::int32_t> usedBytes(ring->usedBytes);
-  const auto sum = static_cast<std::int32_t>(
-      static_cast<std::uint32_t>(usedBytes.fetch_add(signedSize, std::memory_order_seq_cst)) +
-      entrySize);
+  const std::int64_t sum =
+      std::int64_t{usedBytes.fetch_add(signedSize, std::memory_order_seq_cst)} + entrySize;
   // In a sane ring the sum alone decides. A negative usedBytes would let an entry through that is
   // longer than the data area, and a crooked capacity one that leaves it.
   if (sum > capacity || std::int64_t{entrySize} > capacity || capacity % 4 != 0) {

@@ -1,0 +1,41 @@
+#include "agent/outlookaddin/module.h"
+
+#include "agent/outlookaddin/dlpaddinconnect.h"
+
+namespace {
+
+HRESULT UpdateRegistry(bool registering) {
+  return g_module.UpdateRegistryFromResource(kResourceRegistryScript, registering);
+}
+
+// Ahead of the module, whose destructor gives the class object back.
+platform::ObjectMapEntry s_objects[] = {{
+    &CLSID_Connect,
+    UpdateRegistry,
+    CDlpAddinConnect::CreateClassObject,
+    CDlpAddinConnect::CreateInstance,
+}};
+
+}  // namespace
+
+std::span<platform::ObjectMapEntry> CQuorvexModule::Objects() {
+  return s_objects;
+}
+
+CQuorvexModule g_module;
+
+HRESULT STDAPICALLTYPE DllCanUnloadNow() {
+  return g_module.DllCanUnloadNow();
+}
+
+HRESULT STDAPICALLTYPE DllGetClassObject(REFCLSID clsid, REFIID iid, void** object) {
+  return g_module.DllGetClassObject(clsid, iid, object);
+}
+
+HRESULT STDAPICALLTYPE DllRegisterServer() {
+  return g_module.DllRegisterServer();
+}
+
+HRESULT STDAPICALLTYPE DllUnregisterServer() {
+  return g_module.DllUnregisterServer();
+}

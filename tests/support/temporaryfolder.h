@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <random>
 #include <string>
+#include <string_view>
 #include <system_error>
 
 namespace support {
@@ -31,9 +32,9 @@ class TemporaryFolder {
 
   const std::filesystem::path& Path() const { return m_path; }
 
-  // The path of an entry of the folder in UTF-8, as the narrow text that the product takes.
-  std::string Entry(const char* name) const {
-    const std::u8string path = (m_path / name).u8string();
+  // The path of an entry of the folder, both in UTF-8, as the narrow text that the product takes.
+  std::string Entry(std::string_view name) const {
+    const std::u8string path = (m_path / std::u8string(name.begin(), name.end())).u8string();
     return {path.begin(), path.end()};
   }
 

@@ -1,0 +1,17 @@
+#include <gtest/gtest.h>
+
+#include "text/textconversion.h"
+
+namespace {
+
+// There is no ANSI code page here; UTF-8 stands for it.
+TEST(AnsiText, IsUtf8WhereThereIsNoCodePage) {
+  const std::string text = "\xC3\xBC\xE2\x82\xAC";
+  EXPECT_EQ(AnsiToWide(text), (platform::WideString{0x00FC, 0x20AC}));
+  EXPECT_EQ(WideToAnsi(platform::WideString{0x00FC, 0x20AC}), text);
+  EXPECT_EQ(AnsiToUtf8(text), text);
+  EXPECT_EQ(Utf8ToAnsi(text), text);
+  EXPECT_EQ(AnsiToUtf8("\xFC"), "");
+}
+
+}  // namespace

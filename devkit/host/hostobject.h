@@ -276,6 +276,10 @@ class HostObject : public First, public Others..., public HostObjectBase {
   ULONG STDMETHODCALLTYPE AddRef() override { return TakeReference(); }
   ULONG STDMETHODCALLTYPE Release() override { return DropReference(); }
 
+  // What asking for IUnknown gives, without a reference: an object with several interfaces is an
+  // IUnknown several times over.
+  IUnknown* Identity() { return static_cast<First*>(this); }
+
  protected:
   using HostObjectBase::HostObjectBase;
 

@@ -104,7 +104,13 @@ class _IDispEvent {
   virtual ULONG STDMETHODCALLTYPE Release() = 0;
 
   // The pointer to hand to a connection point; not counted.
-  IUnknown* EventSink() { return reinterpret_cast<IUnknown*>(this); }
+  IUnknown* EventSink() {
+    auto* sink = reinterpret_cast<IUnknown*>(this);
+    // The table is IDispatch's, the class is not. A compiler that sees both ends would take a call
+    // through the pointer for impossible, so it must not see that they are one object.
+    asm volatile("" : "+r"(sink) : : "memory");
+    return sink;
+  }
 
   // Where a new subscription puts its cookie. A sink that is subscribed already must not be
   // subscribed again: that raises CAtlException(E_FAIL).

@@ -1,0 +1,169 @@
+// What every test of the gate stands on: a simulated mail, a scripted agent that keeps what it was
+// asked, the add-in's log, a clock that only moves when it is told to, and folders of the test's
+// own.
+#pragma once
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "agent/outlookaddin/dlpmailevent.h"
+#include "agent/outlookaddin/outlookversion.h"
+#include "agent/outlookaddin/verdictcache.h"
+#include "channel/agentchannel.h"
+#include "devkit/host/simulatedhost.h"
+#include "devkit/mailmodel.h"
+#include "platform/clock.h"
+#include "platform/codepages.h"
+#include "platform/com/comerror.h"
+#include "platform/files.h"
+#include "platform/folders.h"
+#include "platform/mapi.h"
+#include "platform/scopedreplacement.h"
+#include "platform/ui.h"
+#include "tests/support/logcapture.h"
+#include "tests/support/scriptedagent.h"
+#include "tests/support/temporaryfolder.h"
+
+namespace gate {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+// One request as the agent saw it, with the bytes of the file that its payload names, if it names
+// one: text and attachments are gone again when the check is over.
+struct Asked {
+  std::uint32_t type;
+  std::string payload;
+  std::string name;
+  std::optional<std::string> file;
+};
+
+// A line of the log as the tests spell it: its level, a blank, its text.
+inline std::string Info(const std::string& text) {
+  return "Info " + text;
+}
+inline std::string Warn(const std::string& text) {
+  return "Warn " + text;
+}
+inline std::string Err(const std::string& text) {
+  return "Err " + text;
+}
+
+class GateTest : public testing::Test {
+ protected:
+  GateTest();
+  ~GateTest() override;
+
+  // The mail. What is changed in it counts once the host is made, which the first call of one of
+  // the next four does, or made anew.
+  devkit::MailModel mail;
+  devkit::HostMailItem* Item();
+  DlpMailEvent& Sink();
+  devkit::HostCalls& Calls();
+  devkit::HostLedger& Ledger();
+  // Ends sink and host. The next use makes new ones from `mail`.
+  void RenewHost();
+  // Ends the sink alone, as the one who made it does.
+  void EndSink() { m_sink.reset(); }
+  // The host gives up its own reference to the item.
+  void LetHostForgetItem() { m_host->ReleaseMail(*m_item); }
+  // Nothing of the host's is held but the sink's one reference to its item.
+  void ExpectNothingLeft();
+
+  // The agent's side. It answers a request with `answerTo`, if that is set, otherwise with the
+  // answer of its type, otherwise with 4. An answer of 0 is none.
+  std::map<std::uint32_t, int> answers;
+  std::function<int(const Asked&)> answerTo;
+  std::function<void(const Asked&)> onAsked;
+  std::vector<Asked> asked;
+  std::vector<std::uint32_t> Types() const;
+  // From here on there is no agent.
+  void StopAgent();
+
+  // The log since the beginning or the last ForgetLines, without the channel's lines and the last
+  // words of a sink, which other tests look at.
+  std::vector<std::string> Lines() const;
+  std::vector<std::string> TakeLines();
+  int CountLines(const std::string& line) const;
+  void ForgetLines() { m_log->Forget(); }
+  // The same with the channel's and the sink's own lines.
+  std::vector<std::string> Messages() const { return m_log->Messages(); }
+  bool Has(int level, const std::string& message) const { return m_log->Has(level, message); }
+  void StopLogging() { m_log.reset(); }
+
+  // The tick count. Each test begins far from what other tests have left in the cache.
+  std::uint32_t tick;
+
+  // Paths as the add-in forms them, and files by their place below the test's folder.
+  std::string Temp(const std::string& name) const { return m_tempPath + name; }
+  std::string SignaturePath(const std::string& name) const {
+    return m_appData + "\\Microsoft\\Signatures\\" + name;
+  }
+  bool Exists(const std::string& place) const;
+  void Write(const std::string& place, std::string_view content);
+  void MakeSignature(const std::string& place, std::string_view content = "image") {
+    Write("appdata/Microsoft/Signatures/" + place, content);
+  }
+  void WriteProfile(std::string_view content) {
+    Write("windows/system32/zbagent/vrk.pro", content);
+  }
+  void RemoveProfile();
+
+  // Listings that were opened and not closed.
+  std::vector<platform::Handle> openListings;
+
+  // What SetCursor was given, in order; the cursor that stood before the first one is kOldCursor.
+  static inline const platform::Cursor kOldCursor = reinterpret_cast<platform::Cursor>(0x01D);
+  static inline const platform::Cursor kWaiting = reinterpret_cast<platform::Cursor>(0x3A17);
+  std::vector<platform::Cursor> cursors;
+
+ private:
+  template <auto Entry>
+  using Folder = platform::ScopedReplacement<platform::folders, Entry>;
+
+  void MakeHost();
+  void ReleaseMessage();
+  testsupport::Reply AnswerTo(const testsupport::SeenRequest& request);
+
+  support::TemporaryFolder m_folder;
+  std::string m_tempPath;
+  std::string m_appData;
+  std::string m_windows;
+  Folder<&platform::FolderOperations::GetTempPathA> m_replaceTempA;
+  Folder<&platform::FolderOperations::GetTempPathW> m_replaceTempW;
+  Folder<&platform::FolderOperations::GetWindowsDirectoryA> m_replaceWindows;
+  Folder<&platform::FolderOperations::SHGetFolderPathA> m_replaceAppData;
+  platform::ScopedReplacement<platform::clock, &platform::ClockOperations::GetTickCount>
+      m_replaceTick;
+  platform::ScopedReplacement<platform::ui, &platform::UserInterfaceOperations::LoadCursorW>
+      m_replaceLoadCursor;
+  platform::ScopedReplacement<platform::ui, &platform::UserInterfaceOperations::SetCursor>
+      m_replaceSetCursor;
+  // What the add-in leaves behind on purpose is kept here, and ends with the test.
+  platform::ScopedReplacement<platform::files, &platform::FileOperations::FindFirstFileA>
+      m_replaceFindFirst;
+  platform::ScopedReplacement<platform::files, &platform::FileOperations::FindClose>
+      m_replaceFindClose;
+  std::vector<std::unique_ptr<char[]>> m_mapiBuffers;
+  platform::ScopedReplacement<platform::mapi, &platform::MapiOperations::MAPIAllocateBuffer>
+      m_replaceAllocate;
+  std::optional<support::LogCapture> m_log;
+  std::optional<testsupport::PrivateNames> m_noAgent;
+  std::optional<testsupport::ScriptedAgent> m_agent;
+  std::unique_ptr<devkit::SimulatedHost> m_host;
+  devkit::HostMailItem* m_item = nullptr;
+  std::unique_ptr<DlpMailEvent> m_sink;
+};
+
+}  // namespace gate

@@ -1,0 +1,313 @@
+// The Send handler and the memory of its verdicts.
+#include "tests/agent/outlookaddin/gatefixture.h"
+
+namespace gate {
+namespace {
+
+class GateSend : public GateTest {
+ protected:
+  GateSend() {
+    WriteProfile("");
+    mail.recipients.push_back({"name", std::make_shared<devkit::MailAddressEntry>()});
+    mail.recipients[0].entry->address = "a@example.org";
+    mail.senderName = "Sender";
+  }
+
+  // Fires the handler and gives what stands in Cancel behind it.
+  VARIANT_BOOL Send(VARIANT_BOOL cancel = 0) {
+    asked.clear();
+    EXPECT_EQ(Sink().OnMailSend(&cancel), S_OK);
+    return cancel;
+  }
+  // From the next Send on the check ends with this. Without a usable answer it ends with 1: the
+  // last stage has nothing to ask.
+  void LetTheCheckGive(int result) {
+    answers[9] = result;
+    answers[3] = result == 2 ? 1 : 4;
+  }
+  bool Asks() const { return !asked.empty(); }
+
+  std::string ItemText() {
+    char text[32];
+    const auto value = reinterpret_cast<std::uintptr_t>(static_cast<_MailItem*>(Item()));
+    std::snprintf(text, sizeof(text), sizeof(void*) == 8 ? "%016llX" : "%08llX",
+                  static_cast<unsigned long long>(value));
+    return text;
+  }
+  std::string AlreadyChecked(int result) {
+    return Info("MailItem 0x" + ItemText() + " is already checked, previous result " +
+                std::to_string(result) + " ");
+  }
+  std::string NotChecked() {
+    return Info("MailItem 0x" + ItemText() + " is not checked, continue CheckMail ... ");
+  }
+};
+
+TEST_F(GateSend, ABlockSetsCancelToTheNumber1) {
+  LetTheCheckGive(3);
+  EXPECT_EQ(Send(), 1);
+  EXPECT_EQ(CountLines(Info("Block current mail sending.")), 1);
+}
+
+TEST_F(GateSend, EveryOtherVerdictLeavesCancelAlone) {
+  for (const int result : {1, 2, 4, 7}) {
+    RenewHost();
+    tick += 10000;
+    LetTheCheckGive(result);
+    EXPECT_EQ(Send(0), 0) << result;
+    tick += 10000;
+    EXPECT_EQ(Send(VARIANT_TRUE), VARIANT_TRUE) << result;
+  }
+  EXPECT_EQ(CountLines(Info("Block current mail sending.")), 0);
+}
+
+TEST_F(GateSend, ACachedPassLeavesAForeignCancelAlone) {
+  LetTheCheckGive(4);
+  Send();
+  EXPECT_EQ(Send(5), 5);
+  EXPECT_FALSE(Asks());
+}
+
+TEST_F(GateSend, WithoutAPlaceForCancelABlockIsOnlyLogged) {
+  LetTheCheckGive(3);
+  EXPECT_EQ(Sink().OnMailSend(nullptr), S_OK);
+  EXPECT_EQ(CountLines(Info("Block current mail sending.")), 1);
+}
+
+TEST_F(GateSend, AVerdictCountsFor5000MillisecondsAndNotOneMore) {
+  for (const std::uint32_t age : {5000U, 5001U}) {
+    LetTheCheckGive(4);
+    tick += 100000;
+    Send();
+    ASSERT_TRUE(Asks());
+    tick += age;
+    ForgetLines();
+    Send();
+    EXPECT_EQ(Asks(), age == 5001) << age;
+    EXPECT_EQ(Lines().front(), age == 5000 ? AlreadyChecked(1) : NotChecked());
+  }
+}
+
+TEST_F(GateSend, TheAgeComesOutRightAcrossTheWrapOfTheTickCount) {
+  LetTheCheckGive(4);
+  tick = 0xFFFFFFFF - 1999;
+  Send();
+  tick += 5000;
+  ASSERT_EQ(tick, 3000U);
+  Send();
+  EXPECT_FALSE(Asks());
+  tick = 0xFFFFFFFF - 1999;
+  Send();
+  EXPECT_TRUE(Asks()) << "nearly 2^32 ms old";
+  tick += 5001;
+  Send();
+  EXPECT_TRUE(Asks());
+}
+
+TEST_F(GateSend, ThePurgeTakesTheAgedVerdictsOfAllMails) {
+  const std::size_t before = [this] {
+    LONG result = 0;
+    Sink().IsMailChecked(Item(), &result);
+    return g_verdictCache.Size();
+  }();
+  ASSERT_EQ(before, 0U);
+  int mails[3] = {};
+  const auto itemAt = [&](int number) { return reinterpret_cast<_MailItem*>(&mails[number]); };
+  EXPECT_EQ(Sink().MarkMailChecked(itemAt(0), 4), 1);
+  tick += 1;
+  EXPECT_EQ(Sink().MarkMailChecked(itemAt(1), 4), 1);
+  tick += 5000;
+  EXPECT_EQ(Sink().MarkMailChecked(itemAt(2), 7), 1);
+  EXPECT_EQ(g_verdictCache.Size(), 3U) << "storing forgets nothing";
+  LONG result = 99;
+  EXPECT_FALSE(Sink().IsMailChecked(itemAt(0), &result));
+  EXPECT_EQ(result, 99) << "untouched";
+  EXPECT_EQ(g_verdictCache.Size(), 2U);
+  EXPECT_TRUE(Sink().IsMailChecked(itemAt(1), &result));
+  EXPECT_EQ(result, 4);
+  EXPECT_TRUE(Sink().IsMailChecked(itemAt(2), &result));
+  EXPECT_EQ(result, 7);
+}
+
+TEST_F(GateSend, ALookupForNoItemLeavesAgedEntriesAndTheLogAlone) {
+  Sink().MarkMailChecked(Item(), 4);
+  const std::size_t size = g_verdictCache.Size();
+  tick += 100000;
+  ForgetLines();
+  LONG result = 99;
+  EXPECT_FALSE(Sink().IsMailChecked(nullptr, &result));
+  EXPECT_EQ(result, 99);
+  EXPECT_EQ(g_verdictCache.Size(), size);
+  EXPECT_THAT(Lines(), IsEmpty());
+}
+
+TEST_F(GateSend, AnEntryIsOverwrittenInBothFields) {
+  Sink().MarkMailChecked(Item(), 4);
+  const std::size_t size = g_verdictCache.Size();
+  tick += 4000;
+  Sink().MarkMailChecked(Item(), 7);
+  EXPECT_EQ(g_verdictCache.Size(), size);
+  tick += 4000;
+  LONG result = 0;
+  EXPECT_TRUE(Sink().IsMailChecked(Item(), &result));
+  EXPECT_EQ(result, 7);
+}
+
+TEST_F(GateSend, ABlockIsCheckedAgainAtTheNextSend) {
+  LetTheCheckGive(3);
+  EXPECT_EQ(Send(), 1);
+  LONG cached = 0;
+  EXPECT_TRUE(Sink().IsMailChecked(Item(), &cached));
+  EXPECT_EQ(cached, 3);
+
+  LetTheCheckGive(2);
+  ForgetLines();
+  EXPECT_EQ(Send(), 0);
+  EXPECT_TRUE(Asks());
+  EXPECT_EQ(Lines().front(), AlreadyChecked(3));
+  EXPECT_TRUE(Sink().IsMailChecked(Item(), &cached));
+  EXPECT_EQ(cached, 2);
+}
+
+TEST_F(GateSend, ATagIsWrittenAgainWithNoRequest) {
+  LetTheCheckGive(7);
+  EXPECT_EQ(Send(), 0);
+  EXPECT_TRUE(Asks());
+  EXPECT_EQ(Item()->Header("QV_DLP_TAGGING"), "The message is sensitive");
+  WriteProfile("x_value=again\n");
+  EXPECT_EQ(Send(), 0);
+  EXPECT_FALSE(Asks());
+  EXPECT_EQ(Item()->Header("QV_DLP_TAGGING"), "again");
+  EXPECT_EQ(Calls().Count("IMessage::SetProps"), 2U);
+}
+
+TEST_F(GateSend, APassIsTakenOverAndStampedAnew) {
+  for (const int result : {1, 2, 4}) {
+    RenewHost();
+    tick += 100000;
+    if (result == 4) {
+      devkit::MailAttachment attachment;
+      attachment.fileName = "a";
+      mail.attachments = {attachment};
+    }
+    LetTheCheckGive(result);
+    EXPECT_EQ(Send(), 0);
+    EXPECT_TRUE(Asks());
+    for (int again = 0; again < 3; ++again) {
+      tick += 4000;
+      ForgetLines();
+      EXPECT_EQ(Send(), 0);
+      EXPECT_FALSE(Asks()) << result;
+      EXPECT_THAT(Lines(), ElementsAre(AlreadyChecked(result)));
+    }
+  }
+}
+
+TEST_F(GateSend, ThePeriodRunsFromTheEndOfTheCheck) {
+  LetTheCheckGive(4);
+  onAsked = [this](const Asked& one) {
+    if (one.type == 9) tick += 60000;
+  };
+  Send();
+  tick += 5000;
+  Send();
+  EXPECT_FALSE(Asks());
+}
+
+TEST_F(GateSend, ANewItemAtTheSamePlaceInheritsTheVerdict) {
+  LetTheCheckGive(4);
+  Send();
+  // The sink of a later mail whose item has the same address.
+  Item()->AddRef();
+  DlpMailEvent later(Item());
+  VARIANT_BOOL cancel = 0;
+  asked.clear();
+  later.OnMailSend(&cancel);
+  EXPECT_FALSE(Asks());
+}
+
+TEST_F(GateSend, TheWaitCursorStandsForAsLongAsTheHandlerRuns) {
+  LetTheCheckGive(3);
+  onAsked = [this](const Asked&) { EXPECT_THAT(cursors, ElementsAre(kWaiting)); };
+  Send();
+  EXPECT_TRUE(Asks());
+  EXPECT_THAT(cursors, ElementsAre(kWaiting, kOldCursor));
+  cursors.clear();
+  LetTheCheckGive(4);
+  Send();
+  cursors.clear();
+  onAsked = nullptr;
+  Send();
+  EXPECT_FALSE(Asks());
+  EXPECT_THAT(cursors, ElementsAre(kWaiting, kOldCursor));
+}
+
+TEST_F(GateSend, TheTagIsWrittenBeforeTheStamp) {
+  LetTheCheckGive(7);
+  platform::ScopedReplacement<platform::mapi, &platform::MapiOperations::HrSetOneProp> slow(
+      [this](auto original, IMAPIProp* object, SPropValue* value) {
+        tick += 60000;
+        return original(object, value);
+      });
+  Send();
+  tick += 5000;
+  Send();
+  EXPECT_FALSE(Asks());
+}
+
+TEST_F(GateSend, AFailedTagLetsTheMailGoAndIsRemembered) {
+  LetTheCheckGive(7);
+  Calls().FailEach("_MailItem::get_MAPIOBJECT", E_FAIL);
+  EXPECT_EQ(Send(), 0);
+  LONG cached = 0;
+  EXPECT_TRUE(Sink().IsMailChecked(Item(), &cached));
+  EXPECT_EQ(cached, 7);
+}
+
+TEST_F(GateSend, WithoutAnAgentTheMailGoesAtOnceAndTheVerdictIsKept) {
+  StopAgent();
+  EXPECT_EQ(Send(), 0);
+  LONG cached = 0;
+  EXPECT_TRUE(Sink().IsMailChecked(Item(), &cached));
+  EXPECT_EQ(cached, 2);
+}
+
+TEST_F(GateSend, AnAgentThatIsSilentOrUnclearLetsTheMailGoAndTheVerdictIsKept) {
+  for (const int answer : {0, 2, 5, 6, 8, 9, 100}) {
+    RenewHost();
+    tick += 100000;
+    answerTo = [answer](const Asked&) { return answer; };
+    EXPECT_EQ(Send(), 0) << answer;
+    EXPECT_EQ(Types(), (std::vector<std::uint32_t>{3, 7, 8, 9}));
+    LONG cached = 0;
+    EXPECT_TRUE(Sink().IsMailChecked(Item(), &cached));
+    EXPECT_EQ(cached, 2);
+  }
+}
+
+TEST_F(GateSend, AnItemThatCannotBeReadLetsTheMailGo) {
+  for (const char* call : {"_MailItem::get_Recipients", "_MailItem::get_Subject",
+                           "_MailItem::get_Body", "_MailItem::get_Attachments"}) {
+    RenewHost();
+    tick += 100000;
+    Calls().FailEach(call, E_FAIL);
+    EXPECT_EQ(Send(), 0) << call;
+    EXPECT_EQ(Calls().FaultsGiven(), 1U) << call;
+    EXPECT_EQ(Types().back(), 9U) << call;
+  }
+}
+
+TEST_F(GateSend, AHandlerOfManyMailsPurgesWhatHasAged) {
+  LONG result = 0;
+  Sink().IsMailChecked(Item(), &result);
+  std::vector<char> places(1000);
+  for (char& place : places) Sink().MarkMailChecked(reinterpret_cast<_MailItem*>(&place), 4);
+  EXPECT_EQ(g_verdictCache.Size(), 1000U) << "there is no limit";
+  tick += 5001;
+  LetTheCheckGive(4);
+  Send();
+  EXPECT_EQ(g_verdictCache.Size(), 1U);
+}
+
+}  // namespace
+}  // namespace gate

@@ -1,8 +1,8 @@
 // Mappings of this test's own.
 //
-// For the length of its scope every mapping that the add-in opens is looked for under a name that
-// only this guard gives, so tests in parallel processes, and an agent that happens to run on the
-// machine, don't meet. With no mapping made under such a name, no agent is there.
+// For the length of its scope every mapping is made and looked for under a name that only this guard
+// gives, so tests in parallel processes, and an agent that happens to run on the machine, don't
+// meet. With no mapping made meanwhile, no agent is there.
 #pragma once
 
 #include <cstdio>
@@ -20,13 +20,17 @@ class PrivateNames {
       : m_prefix(NewPrefix()),
         m_open([this](auto original, auto access, auto inherit, const char* name) {
           return original(access, inherit, Redirected(name).c_str());
+        }),
+        m_create([this](auto original, auto size, const char* name) {
+          return original(size, Redirected(name).c_str());
         }) {}
 
-  // The name under which the mapping that the add-in calls `name` is really kept.
+  // The name under which the mapping that the product calls `name` is really kept. A redirected
+  // name stays as it is.
   std::string Redirected(const std::string& name) const {
     const std::string global = "Global\\";
-    const bool isGlobal = name.compare(0, global.size(), global) == 0;
-    return global + m_prefix + (isGlobal ? name.substr(global.size()) : name);
+    if (name.starts_with(global + m_prefix)) return name;
+    return global + m_prefix + (name.starts_with(global) ? name.substr(global.size()) : name);
   }
 
  private:
@@ -41,6 +45,8 @@ class PrivateNames {
   std::string m_prefix;
   platform::ScopedReplacement<platform::mappings, &platform::MappingOperations::OpenFileMappingA>
       m_open;
+  platform::ScopedReplacement<platform::mappings, &platform::MappingOperations::CreateFileMappingA>
+      m_create;
 };
 
 }  // namespace testsupport

@@ -25,7 +25,7 @@ bool IsAgentThere() {
 }
 
 bool AgentProcess::Start(const std::string& rulesFile, std::string* error) {
-  std::vector<std::string> arguments = {"agent", "--quiet"};
+  std::vector<std::string> arguments = {"agent", "--quiet", "--until-input-ends"};
   if (!rulesFile.empty()) {
     arguments.emplace_back("--rules");
     arguments.push_back(rulesFile);

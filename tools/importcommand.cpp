@@ -1,5 +1,4 @@
 // `quorvex import`: a mail file as JSON, for machines without the mail library.
-#include "tools/importcommand.h"
 
 #include <fmt/format.h>
 
@@ -10,7 +9,7 @@
 #include <vector>
 
 #include "devkit/mail/mailjson.h"
-#include "tools/exitstatus.h"
+#include "tools/command.h"
 #include "tools/mailinput.h"
 
 namespace tools {
@@ -35,19 +34,19 @@ bool WriteTo(const std::string& path, const std::string& text) {
 int RunImport(const ImportOptions& options) {
   if (!options.output.empty() && options.mails.size() > 1) {
     fmt::print(stderr, "quorvex import: --output takes one mail only\n");
-    return kExitUsage;
+    return kStatusUsage;
   }
-  int status = kExitDone;
+  int status = kStatusDone;
   for (const std::string& mail : options.mails) {
     try {
       if (!WriteTo(options.output, devkit::MailToJson(ReadMail(mail)))) {
         fmt::print(stderr, "quorvex import: {} can't be written\n",
                    options.output.empty() ? "the output" : options.output);
-        return kExitUsage;
+        return kStatusUsage;
       }
     } catch (const std::exception& error) {
       fmt::print(stderr, "{}: {}\n", mail, error.what());
-      status = kExitUnreadable;
+      status = kStatusUnreadable;
     }
   }
   return status;

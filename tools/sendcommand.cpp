@@ -1,5 +1,4 @@
 // `quorvex send`: mails through the add-in, with what was asked and answered.
-#include "tools/sendcommand.h"
 
 #include <fmt/format.h>
 
@@ -15,7 +14,7 @@
 #include "platform/clock.h"
 #include "platform/scopedreplacement.h"
 #include "tools/agentprocess.h"
-#include "tools/exitstatus.h"
+#include "tools/command.h"
 #include "tools/logtail.h"
 #include "tools/mailinput.h"
 #include "tools/mailroad.h"
@@ -95,7 +94,7 @@ int SendAll(const SendOptions& options, const devkit::StopSignal& stop) {
     fmt::print(stderr, "No agent was there: the mails went out unchecked.\n");
   }
   if (!options.json) Print(summary.Line());
-  return stop.Flag() ? kExitUsage : summary.ExitStatus();
+  return stop.Flag() ? kStatusUsage : summary.ExitStatus();
 }
 
 int RunSend(const SendOptions& options) {
@@ -111,10 +110,10 @@ int RunSend(const SendOptions& options) {
     std::string error;
     if (!agent.Start(options.rules, &error)) {
       fmt::print(stderr, "quorvex send: {}\n", error);
-      return kExitUsage;
+      return kStatusUsage;
     }
   }
-  int status = kExitUsage;
+  int status = kStatusUsage;
   try {
     status = SendAll(options, stop);
   } catch (const std::exception& error) {

@@ -1,0 +1,35 @@
+// The add-in as a part of this program, for systems that have no DLL to load.
+#include "agent/outlookaddin/module.h"
+#include "agent/outlookaddin/verdictcache.h"
+#include "logging/filestream.h"
+#include "logging/vrklogger.h"
+#include "text/textconversion.h"
+#include "tools/addinside.h"
+
+namespace tools {
+
+namespace {
+
+constexpr int kAllLevels = kLogInfo | kLogWarn | kLogErr | kLogCrit;
+
+}  // namespace
+
+GetClassObjectFunction LoadAddInLibrary() {
+  return &DllGetClassObject;
+}
+
+std::optional<std::string> StartLinkedLog(const std::string& base) {
+  if (g_logger.AddStream(kLogModule, kAllLevels, "File", base.c_str()) == 0) return std::nullopt;
+  // The stream's own way of naming its files, from the same base and this computer's name.
+  const std::string computer = WideToUtf8(g_logger.m_wszComputerName);
+  const CFileStream namer(Utf8ToWide(base + "." + computer));
+  return WideToUtf8(namer.MakeFileName(0));
+}
+
+std::optional<ActionCode> LinkedVerdictOf(IUnknown* mailItem) {
+  const VerdictCacheEntry* const entry = g_verdictCache.Find(static_cast<_MailItem*>(mailItem));
+  if (entry == nullptr) return std::nullopt;
+  return entry->lResult;
+}
+
+}  // namespace tools

@@ -39,7 +39,7 @@ std::optional<std::string> AddIn::StartLog(const std::string& base) {
   return StartLinkedLog(base);
 }
 
-std::optional<ActionCode> AddIn::VerdictOf(IUnknown* mailItem) const {
+std::optional<ActionCode> AddIn::VerdictOf(const _MailItem* mailItem) const {
   return LinkedVerdictOf(mailItem);
 }
 

@@ -9,6 +9,8 @@
 #include "agent/outlookaddin/extensibility.h"
 #include "channel/actioncode.h"
 
+struct _MailItem;
+
 namespace tools {
 
 class AddIn {
@@ -30,7 +32,7 @@ class AddIn {
   std::optional<std::string> StartLog(const std::string& base);
 
   // What the add-in's last check of the item came to; nothing where it can't be asked.
-  std::optional<ActionCode> VerdictOf(IUnknown* mailItem) const;
+  std::optional<ActionCode> VerdictOf(const _MailItem* mailItem) const;
 
  private:
   struct State;

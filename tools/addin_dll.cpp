@@ -29,7 +29,7 @@ GetClassObjectFunction LoadAddInLibrary() {
 std::optional<std::string> StartLinkedLog(const std::string&) {
   return std::nullopt;
 }
-std::optional<ActionCode> LinkedVerdictOf(IUnknown*) {
+std::optional<ActionCode> LinkedVerdictOf(const _MailItem*) {
   return std::nullopt;
 }
 

@@ -26,8 +26,8 @@ std::optional<std::string> StartLinkedLog(const std::string& base) {
   return WideToUtf8(namer.MakeFileName(0));
 }
 
-std::optional<ActionCode> LinkedVerdictOf(IUnknown* mailItem) {
-  const VerdictCacheEntry* const entry = g_verdictCache.Find(static_cast<_MailItem*>(mailItem));
+std::optional<ActionCode> LinkedVerdictOf(const _MailItem* mailItem) {
+  const VerdictCacheEntry* const entry = g_verdictCache.Find(mailItem);
   if (entry == nullptr) return std::nullopt;
   return entry->lResult;
 }

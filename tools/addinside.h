@@ -8,6 +8,8 @@
 #include "channel/actioncode.h"
 #include "platform/com/comtypes.h"
 
+struct _MailItem;
+
 namespace tools {
 
 // The library's way in, as every in-process COM server has it.
@@ -19,6 +21,6 @@ GetClassObjectFunction LoadAddInLibrary();
 
 // See AddIn::StartLog and AddIn::VerdictOf.
 std::optional<std::string> StartLinkedLog(const std::string& base);
-std::optional<ActionCode> LinkedVerdictOf(IUnknown* mailItem);
+std::optional<ActionCode> LinkedVerdictOf(const _MailItem* mailItem);
 
 }  // namespace tools

@@ -3,6 +3,7 @@
 #include "agent/outlookaddin/verdictcache.h"
 #include "logging/filestream.h"
 #include "logging/vrklogger.h"
+#include "platform/process.h"
 #include "text/textconversion.h"
 #include "tools/addinside.h"
 
@@ -21,8 +22,10 @@ GetClassObjectFunction LoadAddInLibrary() {
 std::optional<std::string> StartLinkedLog(const std::string& base) {
   if (g_logger.AddStream(kLogModule, kAllLevels, "File", base.c_str()) == 0) return std::nullopt;
   // The stream's own way of naming its files, from the same base and this computer's name.
-  const std::string computer = WideToUtf8(g_logger.m_wszComputerName);
-  const CFileStream namer(Utf8ToWide(base + "." + computer));
+  platform::WideChar computer[16] = QV_WIDE("Unknown");
+  std::uint32_t size = 16;
+  platform::process.GetComputerNameW(computer, &size);
+  const CFileStream namer(Utf8ToWide(base + ".") + computer);
   return WideToUtf8(namer.MakeFileName(0));
 }
 

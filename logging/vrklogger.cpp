@@ -1,15 +1,16 @@
 #include "logging/vrklogger.h"
 
 #include <clocale>
-#include <cstdio>
 #include <cstring>
 #include <iterator>
 #include <memory>
 #include <string_view>
 #include <utility>
 
+#include "logging/boundedtext.h"
 #include "logging/debugviewstream.h"
 #include "logging/filestream.h"
+#include "logging/messageformat.h"
 #include "logging/moduleloginfo.h"
 #include "logging/runtimetext.h"
 #include "logging/socketstream.h"
@@ -31,68 +32,39 @@ bool IsEmptyText(const char* text) {
   return text == nullptr || *text == '\0';
 }
 
-// Puts text into a buffer as long as it fits, its NUL included. Once something doesn't, nothing
-// more goes in. By hand, since the runtime's formatting of a date takes longer than the rest of a
-// line together.
-class BoundedText {
- public:
-  BoundedText(char* begin, std::size_t size) : m_at(begin), m_end(begin + size) {}
+// Puts a number of at least `width` digits, and a character behind it.
+char* PutNumber(char* at, std::uint32_t value, int width, char behind) {
+  int length = 1;
+  for (std::uint32_t rest = value / 10; rest != 0; rest /= 10) ++length;
+  if (length < width) length = width;
+  for (int digit = length; digit-- > 0; value /= 10)
+    at[digit] = static_cast<char>('0' + value % 10);
+  at[length] = behind;
+  return at + length + 1;
+}
 
-  void Add(std::string_view text) {
-    if (text.size() >= static_cast<std::size_t>(m_end - m_at)) {
-      m_end = m_at;
-      return;
-    }
-    m_at = text.copy(m_at, text.size()) + m_at;
-  }
-
-  // Decimal, filled up with zeros to `width` characters, the sign among them.
-  void AddNumber(std::int64_t value, std::ptrdiff_t width) {
-    char digits[24];
-    char* const end = digits + sizeof digits;
-    char* at = end;
-    const bool negative = value < 0;
-    std::uint64_t rest =
-        negative ? ~static_cast<std::uint64_t>(value) + 1 : static_cast<std::uint64_t>(value);
-    if (negative) --width;
-    do {
-      *--at = static_cast<char>('0' + rest % 10);
-      rest /= 10;
-    } while (rest != 0 || end - at < width);
-    if (negative) *--at = '-';
-    Add({at, static_cast<std::size_t>(end - at)});
-  }
-
-  char* At() const { return m_at; }
-  // 0 once something didn't fit.
-  std::size_t Left() const { return static_cast<std::size_t>(m_end - m_at); }
-
- private:
-  char* m_at;
-  char* m_end;
-};
-
-// "(%05d) %02u/%02u/%04u %02u:%02u:%02u.%03u ": the month stands before the day.
-void AddStamp(BoundedText& line) {
+// "(%05d) %02u/%02u/%04u %02u:%02u:%02u.%03u ": the month stands before the day. By hand, since
+// the runtime's formatting takes longer than the rest of a line together.
+void AddStamp(logging::BoundedText& line) {
   platform::LocalTime now{};
   platform::clock.GetLocalTime(&now);
-  line.Add("(");
-  line.AddNumber(static_cast<std::int32_t>(platform::process.GetCurrentThreadId()), 5);
-  line.Add(") ");
-  line.AddNumber(now.month, 2);
-  line.Add("/");
-  line.AddNumber(now.day, 2);
-  line.Add("/");
-  line.AddNumber(now.year, 4);
-  line.Add(" ");
-  line.AddNumber(now.hour, 2);
-  line.Add(":");
-  line.AddNumber(now.minute, 2);
-  line.Add(":");
-  line.AddNumber(now.second, 2);
-  line.Add(".");
-  line.AddNumber(now.millisecond, 3);
-  line.Add(" ");
+  const auto thread = static_cast<std::int32_t>(platform::process.GetCurrentThreadId());
+  const auto bits = static_cast<std::uint32_t>(thread);
+  // The longest: a thread of 11 characters, seven numbers of 5, and what stands between.
+  char stamp[64];
+  char* at = stamp;
+  *at++ = '(';
+  if (thread < 0) *at++ = '-';
+  at = thread < 0 ? PutNumber(at, 0 - bits, 4, ')') : PutNumber(at, bits, 5, ')');
+  *at++ = ' ';
+  at = PutNumber(at, now.month, 2, '/');
+  at = PutNumber(at, now.day, 2, '/');
+  at = PutNumber(at, now.year, 4, ' ');
+  at = PutNumber(at, now.hour, 2, ':');
+  at = PutNumber(at, now.minute, 2, ':');
+  at = PutNumber(at, now.second, 2, '.');
+  at = PutNumber(at, now.millisecond, 3, ' ');
+  line.Add({stamp, static_cast<std::size_t>(at - stamp)});
 }
 
 void Offer(const CModuleLogInfo& module, int level, const char* text) {
@@ -170,21 +142,22 @@ int CVRKLogger::LogV(const char* module, int level, const char* format, std::va_
 
 bool CVRKLogger::FormatLine(const char* module, int level, const char* format,
                             std::va_list arguments) {
-  std::memset(m_szLine, 0, sizeof m_szLine);
-  BoundedText line(m_szLine, sizeof m_szLine);
+  // All behind the last line is zero, so this makes the whole buffer zero.
+  std::memset(m_szLine, 0, m_lineLength);
+  logging::BoundedText line(m_szLine, sizeof m_szLine);
   AddStamp(line);
-  line.Add(module);
+  line.AddTerminated(module);
   line.Add("> ");
   line.Add(LevelName(level));
   line.Add(": ");
-  if (line.Left() <= kLineEnd) return false;
+  m_lineLength = sizeof m_szLine;
+  if (line.WasCut() || line.Room() < kLineEnd) return false;
 
-  // The places of the line end stay free behind the message and its NUL. What the runtime can't
-  // format ends the message there.
-  std::vsnprintf(line.At(), line.Left() - kLineEnd, format, arguments);
-  char* end = line.At() + std::strlen(line.At());
+  // The places of the line end stay free behind the message and its NUL.
+  char* end = logging::FormatMessage(line.At(), line.Room() + 1 - kLineEnd, format, arguments);
   if (end[-1] == '\n') --end;
   std::memcpy(end, "\r\n", sizeof "\r\n");
+  m_lineLength = static_cast<std::size_t>(end + kLineEnd - m_szLine);
   return true;
 }
 

@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <cstdarg>
+#include <cstddef>
 #include <cstdint>
 #include <mutex>
 #include <set>
@@ -144,6 +145,8 @@ class CVRKLogger {
       __attribute__((format(printf, 4, 5)));
   bool FormatLine(const char* module, int level, const char* format, std::va_list arguments)
       __attribute__((format(printf, 4, 0)));
+
+  std::size_t m_lineLength = 0;  // of the line in m_szLine; all behind it is zero
 };
 
 // Built while the module loads, destroyed at its end. A line logged before it is built is dropped.

@@ -18,8 +18,14 @@ std::uint32_t GetTickCount() {
 void GetLocalTime(LocalTime* time) {
   timespec now = {};
   clock_gettime(CLOCK_REALTIME, &now);
-  tm local = {};
-  localtime_r(&now.tv_sec, &local);
+  // The runtime takes a lock and looks into its time zones for each conversion; a log asks many
+  // times a second.
+  static constinit thread_local time_t converted = -1;
+  static constinit thread_local tm local = {};
+  if (converted != now.tv_sec) {
+    localtime_r(&now.tv_sec, &local);
+    converted = now.tv_sec;
+  }
   time->year = static_cast<std::uint16_t>(local.tm_year + 1900);
   time->month = static_cast<std::uint16_t>(local.tm_mon + 1);
   time->day = static_cast<std::uint16_t>(local.tm_mday);

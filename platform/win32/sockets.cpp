@@ -30,7 +30,9 @@ int Connect(Socket socket, const SocketAddress& address) {
 }
 
 int Send(Socket socket, const char* data, int size) {
-  return send(socket, data, size, 0);
+  const int sent = send(socket, data, size, 0);
+  // Wine passes on that an earlier datagram found no taker, in the place of this one's sending.
+  return sent < 0 && WSAGetLastError() == WSAECONNREFUSED ? send(socket, data, size, 0) : sent;
 }
 
 int CloseSocket(Socket socket) {

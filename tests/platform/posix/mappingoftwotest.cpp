@@ -1,0 +1,136 @@
+#include "tests/platform/mappingoftwotests.h"
+
+#include <signal.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <stdexcept>
+#include <vector>
+
+namespace {
+
+[[maybe_unused]] const bool s_played = (secondprocess::PlayIfTold(), true);
+
+}  // namespace
+
+namespace secondprocess {
+
+Process::Process(const char* role, const std::string& name) {
+  std::string roleEntry = std::string(kRoleVariable) + "=" + role;
+  std::string nameEntry = std::string(kNameVariable) + "=" + name;
+  std::vector<char*> environment = {roleEntry.data(), nameEntry.data()};
+  for (char** entry = environ; *entry != nullptr; ++entry) environment.push_back(*entry);
+  environment.push_back(nullptr);
+  char program[] = "/proc/self/exe";
+  std::array<char*, 2> arguments = {program, nullptr};
+  pid_t child = 0;
+  if (posix_spawn(&child, program, nullptr, nullptr, arguments.data(), environment.data()) != 0) {
+    throw std::runtime_error("no second process");
+  }
+  m_process = child;
+}
+
+Process::~Process() {
+  Kill();
+}
+
+void Process::Kill() {
+  if (m_process == 0) return;
+  kill(static_cast<pid_t>(m_process), SIGKILL);
+  Wait();
+}
+
+int Process::Wait() {
+  int status = 0;
+  while (waitpid(static_cast<pid_t>(m_process), &status, 0) < 0 && errno == EINTR) {
+  }
+  m_process = 0;
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+}  // namespace secondprocess
+
+namespace {
+
+using platform::Handle;
+using platform::kMapReadWrite;
+using secondprocess::kMappingSize;
+using secondprocess::Words;
+
+// One process of a crowd that makes, opens and closes one name all the time. Whoever made it finds
+// its own mapping under the name, whatever the others do; false when it found another one.
+bool TakePart(const char* name, unsigned rounds) {
+  const auto mark = static_cast<std::uint32_t>(getpid());
+  for (unsigned round = 0; round < rounds; ++round) {
+    const Handle made = platform::mappings.CreateFileMappingA(kMappingSize, name);
+    if (made != nullptr) Words(made).Set(0, mark);
+    const Handle opened = platform::mappings.OpenFileMappingA(kMapReadWrite, false, name);
+    if (made != nullptr && (opened == nullptr || Words(opened).Get(0) != mark)) return false;
+    platform::handles.CloseHandle(opened);
+    platform::handles.CloseHandle(made);
+  }
+  return true;
+}
+
+TEST(MappingOfMany, ANameNeverLeadsAwayFromWhatIsHeld) {
+  const std::string name = "Global\\crowd" + std::to_string(getpid());
+  std::vector<pid_t> children;
+  for (int count = 0; count < 4; ++count) {
+    const pid_t child = fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) _exit(TakePart(name.c_str(), 2000) ? 0 : 1);
+    children.push_back(child);
+  }
+  for (const pid_t child : children) {
+    int status = -1;
+    EXPECT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+  }
+  EXPECT_EQ(platform::mappings.OpenFileMappingA(kMapReadWrite, false, name.c_str()), nullptr);
+}
+
+TEST(MappingOfMany, AForkedChildTakesNothingFromItsParent) {
+  const std::string name = "Global\\parent" + std::to_string(getpid());
+  const Handle mine = platform::mappings.CreateFileMappingA(kMappingSize, name.c_str());
+  ASSERT_NE(mine, nullptr);
+  const pid_t child = fork();
+  if (child == 0) {
+    platform::handles.CloseHandle(mine);
+    _exit(0);
+  }
+  int status = -1;
+  waitpid(child, &status, 0);
+  const Handle again = platform::mappings.OpenFileMappingA(kMapReadWrite, false, name.c_str());
+  EXPECT_NE(again, nullptr);
+  platform::handles.CloseHandle(again);
+  platform::handles.CloseHandle(mine);
+}
+
+TEST(MappingOfMany, EachRootHasItsOwnNames) {
+  const std::string name = "Global\\rooted" + std::to_string(getpid());
+  const char* const before = std::getenv("QUORVEX_ROOT");
+  const std::string kept = before == nullptr ? "" : before;
+  setenv("QUORVEX_ROOT", "/tmp/quorvex-one", 1);
+  const Handle first = platform::mappings.CreateFileMappingA(kMappingSize, name.c_str());
+  setenv("QUORVEX_ROOT", "/tmp/quorvex-two", 1);
+  EXPECT_EQ(platform::mappings.OpenFileMappingA(kMapReadWrite, false, name.c_str()), nullptr);
+  const Handle second = platform::mappings.CreateFileMappingA(kMappingSize, name.c_str());
+  EXPECT_NE(second, nullptr);
+  platform::handles.CloseHandle(second);
+  // However the same folder is written.
+  setenv("QUORVEX_ROOT", "/tmp/../tmp/quorvex-one/", 1);
+  const Handle again = platform::mappings.OpenFileMappingA(kMapReadWrite, false, name.c_str());
+  EXPECT_NE(again, nullptr);
+  platform::handles.CloseHandle(again);
+  platform::handles.CloseHandle(first);
+  if (before == nullptr) {
+    unsetenv("QUORVEX_ROOT");
+  } else {
+    setenv("QUORVEX_ROOT", kept.c_str(), 1);
+  }
+}
+
+}  // namespace

@@ -1,0 +1,120 @@
+// A simulated host with the add-in's chief object, for the tests of connection and tracking. The
+// log is captured, no Logger.cfg is found, and timers are noted instead of set.
+#pragma once
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "agent/outlookaddin/dlpaddinconnect.h"
+#include "agent/outlookaddin/outlookversion.h"
+#include "devkit/host/simulatedhost.h"
+#include "logging/vrklogger.h"
+#include "platform/folders.h"
+#include "platform/scopedreplacement.h"
+#include "platform/ui.h"
+#include "tests/support/logcapture.h"
+#include "tests/support/temporaryfolder.h"
+
+namespace addintesting {
+
+using devkit::Announce;
+using devkit::HostExplorer;
+using devkit::HostInspector;
+using devkit::HostMailItem;
+using devkit::SimulatedHost;
+using platform::FolderOperations;
+using platform::ScopedReplacement;
+using platform::UserInterfaceOperations;
+
+struct SetTimerCall {
+  platform::Window window;
+  std::uintptr_t identifier;
+  std::uint32_t milliseconds;
+  platform::TimerProcedure procedure;
+};
+
+struct KillTimerCall {
+  platform::Window window;
+  std::uintptr_t identifier;
+};
+
+inline devkit::MailModel Mail(std::string subject) {
+  devkit::MailModel model;
+  model.subject = std::move(subject);
+  return model;
+}
+
+class HostedAddIn : public testing::Test {
+ protected:
+  // The window that the thread has active.
+  static inline const platform::Window kActiveWindow = reinterpret_cast<platform::Window>(0x1234);
+
+  void SetUp() override { UseHost("14.0"); }
+  void TearDown() override {
+    // In this order: what the object holds is the host's.
+    ReleaseAddIn();
+    m_host.reset();
+  }
+
+  // A fresh host and a fresh add-in, not connected yet.
+  void UseHost(const std::string& version) {
+    ReleaseAddIn();
+    m_host = std::make_unique<SimulatedHost>(version);
+    m_addIn = new CComObject<CDlpAddinConnect>;
+    m_addIn->AddRef();
+  }
+  // The last reference but for those of the host.
+  ULONG ReleaseAddIn() {
+    return m_addIn == nullptr ? 0 : std::exchange(m_addIn, nullptr)->Release();
+  }
+
+  HRESULT Connect() { return m_host->Connect(m_addIn); }
+  ULONG AddInReferences() {
+    m_addIn->AddRef();
+    return m_addIn->Release();
+  }
+
+  // What the timer does each second.
+  static void Tick() { addin::OnScanTimer(nullptr, 0x0113, 1, 0); }
+
+  // How many sinks listen to a mail.
+  static std::size_t SinksOn(const HostMailItem& mail) { return mail.Connected(); }
+
+  ULONG Outstanding(const std::string& label) { return m_host->Ledger().OutstandingOf(label); }
+  std::uint64_t Calls(std::string_view name) { return m_host->Calls().Count(name); }
+
+  support::TemporaryFolder m_systemFolder;
+  ScopedReplacement<platform::folders, &FolderOperations::GetSystemDirectoryA> m_system{
+      [this](auto, char* buffer, std::uint32_t size) -> std::uint32_t {
+        const std::string path = m_systemFolder.Path().string();
+        if (path.size() >= size) return static_cast<std::uint32_t>(path.size() + 1);
+        std::memcpy(buffer, path.c_str(), path.size() + 1);
+        return static_cast<std::uint32_t>(path.size());
+      }};
+  std::vector<SetTimerCall> m_timersSet;
+  std::vector<KillTimerCall> m_timersKilled;
+  ScopedReplacement<platform::ui, &UserInterfaceOperations::SetTimer> m_setTimer{
+      [this](auto, platform::Window window, std::uintptr_t identifier, std::uint32_t milliseconds,
+             platform::TimerProcedure procedure) -> std::uintptr_t {
+        m_timersSet.push_back({window, identifier, milliseconds, procedure});
+        return 77;
+      }};
+  ScopedReplacement<platform::ui, &UserInterfaceOperations::KillTimer> m_killTimer{
+      [this](auto, platform::Window window, std::uintptr_t identifier) {
+        m_timersKilled.push_back({window, identifier});
+        return false;
+      }};
+  ScopedReplacement<platform::ui, &UserInterfaceOperations::GetActiveWindow> m_activeWindow{
+      [](auto) { return kActiveWindow; }};
+  support::LogCapture m_log;
+  std::unique_ptr<SimulatedHost> m_host;
+  CComObject<CDlpAddinConnect>* m_addIn = nullptr;
+};
+
+}  // namespace addintesting

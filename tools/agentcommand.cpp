@@ -24,6 +24,7 @@ struct AgentOptions {
   bool noJournal = false;
   bool takeOver = false;
   bool untilInputEnds = false;
+  std::string ring = channel::kRingName;
   std::optional<std::uint32_t> poll;
 };
 
@@ -100,6 +101,7 @@ class AgentRun {
     devkit::SimulatedAgent::Options options;
     options.poll = m_options.poll;
     options.kit.takeOver = m_options.takeOver;
+    options.kit.ring.name = m_options.ring;
     if (!m_options.noJournal) options.journalPath = devkit::JournalPath();
     const std::size_t ruleCount = rules.rules.size();
     const std::size_t faultCount = rules.faults.size();
@@ -144,8 +146,8 @@ class AgentRun {
     return std::move(file.rules);
   }
 
-  static void CheckStarted(agentkit::OpenResult result) {
-    const std::string ring = channel::kRingName;
+  void CheckStarted(agentkit::OpenResult result) const {
+    const std::string& ring = m_options.ring;
     switch (result) {
       case agentkit::OpenResult::kOpened:
         return;
@@ -168,7 +170,7 @@ class AgentRun {
   void SayReady(std::size_t rules, std::size_t faults, const std::string& journal) const {
     if (m_options.json) {
       Say(Dump({{"event", "ready"},
-                {"ring", channel::kRingName},
+                {"ring", m_options.ring},
                 {"pid", platform::process.GetCurrentProcessId()},
                 {"rules", rules},
                 {"faults", faults},
@@ -176,7 +178,7 @@ class AgentRun {
     } else {
       Say("ready: " + std::to_string(rules) + (rules == 1 ? " rule, " : " rules, ") +
           std::to_string(faults) + (faults == 1 ? " fault, " : " faults, ") + "waiting at " +
-          channel::kRingName);
+          m_options.ring);
     }
   }
 
@@ -249,6 +251,11 @@ void AddAgentCommand(CLI::App& app, int* status) {
                    "Look at the ring every so many milliseconds when there is nothing to do, 0 "
                    "for always; without it 1 in traffic and 5 at rest")
       ->type_name("MS");
+  command
+      ->add_option("--ring", options->ring,
+                   "Another name for the ring, to stay clear of a running agent. The add-in "
+                   "itself asks at Global\\VRKEXPIPE only")
+      ->type_name("NAME");
   command->callback([options, status] {
     AgentRun(*options).Run();
     *status = kStatusDone;

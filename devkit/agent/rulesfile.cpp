@@ -345,7 +345,8 @@ class Reader {
       if (table.get("answer") != nullptr || table.get("late") != nullptr) {
         Mistake(what->source().begin, "\"do\" leaves no room for \"answer\" and \"late\"");
       }
-    } else if (table.get("answer") == nullptr && table.get("late") == nullptr) {
+    } else if (table.get("do") == nullptr && table.get("answer") == nullptr &&
+               table.get("late") == nullptr) {
       Mistake(begin, "a fault needs \"do\", \"answer\" or \"late\"");
     }
     // Before the block is there, one file looks like another.

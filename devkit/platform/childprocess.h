@@ -40,8 +40,9 @@ class ChildProcess {
   // exit status, or 128 and the signal's number where a signal ended it. May be called again.
   bool WaitForEnd(std::uint32_t milliseconds, int* status);
 
-  // Ends the child: by the end of its input, and by force if that doesn't do within the time.
-  // Gives its exit status as WaitForEnd does; -1 if none was started.
+  // Ends the child: politely (by the end of its input, and where there are signals by SIGTERM), and
+  // by force if that doesn't do within the time. Gives its exit status as WaitForEnd does; -1 if
+  // none was started.
   int End(std::uint32_t milliseconds);
 
   // Asks the child to end as a user would (SIGINT); on Windows by the end of its input.

@@ -150,6 +150,7 @@ bool ChildProcess::WaitForEnd(std::uint32_t milliseconds, int* status) {
 int ChildProcess::End(std::uint32_t milliseconds) {
   int status = -1;
   CloseOnce(&m_state->input);
+  if (m_state->process > 0 && !m_state->ended) kill(m_state->process, SIGTERM);
   if (m_state->process > 0 && !WaitForEnd(milliseconds, &status)) {
     Kill();
     while (!WaitForEnd(1000, &status)) {

@@ -409,6 +409,7 @@ TEST(IsEscapeAt, BackslashInTheLastPlaceOpensNothing) {
   EXPECT_FALSE(IsEscapeAt("a\\", 1));
   EXPECT_FALSE(IsEscapeAt("a\\", 2));
   EXPECT_FALSE(IsEscapeAt("\\n", 100));
+  EXPECT_FALSE(IsEscapeAt(std::string_view("\\n", 1), 0)) << "looked behind the text's end";
 }
 
 TEST(IsEscapeAt, OddNumberOfBackslashesOpensAPair) {
@@ -447,6 +448,7 @@ TEST(UnescapeValue, KeepsASingleBackslashAtTheEnd) {
   EXPECT_EQ(UnescapeValue("a\\"), "a\\");
   EXPECT_EQ(UnescapeValue("a\\\\"), "a\\");
   EXPECT_EQ(UnescapeValue("a\\\\\\"), "a\\\\");
+  EXPECT_EQ(UnescapeValue(std::string_view("a\\n", 2)), "a\\") << "looked behind the text's end";
 }
 
 TEST(UnescapeValue, PairOfBackslashesTakesTheMeaningFromTheNextCharacter) {

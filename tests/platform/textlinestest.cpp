@@ -119,6 +119,18 @@ TEST(TextLines, EndIsForGood) {
   EXPECT_FALSE(lines.NextPiece(10, &line));
 }
 
+TEST(TextLines, FailedReadIsNotTriedAgain) {
+  const TextFile file("one\ntwo\n");
+  int calls = 0;
+  const support::ReplaceRead onceFailing(
+      [&](auto original, auto... arguments) { return ++calls != 1 && original(arguments...); });
+  TextLines lines(file.Path().c_str());
+  std::string_view line;
+  EXPECT_FALSE(lines.Next(&line));
+  EXPECT_FALSE(lines.Next(&line));
+  EXPECT_EQ(calls, 1);
+}
+
 TEST(TextLines, FileThatCannotBeOpenedHasNoLines) {
   const support::TemporaryFolder folder;
   const support::OpenFiles files;

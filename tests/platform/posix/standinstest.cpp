@@ -1,0 +1,333 @@
+// What only the side has to keep that stands in for the host machine.
+#include <gmock/gmock.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdint>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "platform/clock.h"
+#include "platform/com/comtypes.h"
+#include "platform/diagnostics.h"
+#include "platform/files.h"
+#include "platform/folders.h"
+#include "platform/process.h"
+#include "platform/scopedreplacement.h"
+#include "platform/security.h"
+#include "platform/sockets.h"
+#include "platform/ui.h"
+#include "tests/support/temporaryfolder.h"
+
+namespace {
+
+using platform::clock;
+using platform::ClockOperations;
+using platform::files;
+using platform::folders;
+using platform::Handle;
+using platform::kInvalidHandle;
+using platform::kMaxPath;
+using platform::ScopedReplacement;
+using platform::ui;
+using testing::ElementsAre;
+using testing::Pair;
+
+// Sets a variable for the length of a scope; null takes it away.
+class ScopedVariable {
+ public:
+  ScopedVariable(const char* name, const char* value) : m_name(name) {
+    if (const char* const before = std::getenv(name)) m_before = before, m_had = true;
+    Set(value);
+  }
+  ~ScopedVariable() { Set(m_had ? m_before.c_str() : nullptr); }
+  ScopedVariable(const ScopedVariable&) = delete;
+  ScopedVariable& operator=(const ScopedVariable&) = delete;
+
+ private:
+  void Set(const char* value) {
+    if (value == nullptr) {
+      unsetenv(m_name);
+    } else {
+      setenv(m_name, value, 1);
+    }
+  }
+  const char* m_name;
+  std::string m_before;
+  bool m_had = false;
+};
+
+std::string TempPath() {
+  char buffer[4096] = {};
+  folders.GetTempPathA(sizeof buffer, buffer);
+  return buffer;
+}
+
+TEST(RootFolder, HoldsTheFourFoldersAndIsAskedForEachTime) {
+  const support::TemporaryFolder folder;
+  const std::string base = std::filesystem::canonical(folder.Path()).string();
+  for (const char* const name : {"/one", "/two"}) {
+    const std::string root = base + name;
+    const ScopedVariable variable("QUORVEX_ROOT", root.c_str());
+    char buffer[kMaxPath] = {};
+    EXPECT_EQ(TempPath(), root + "/temp/");
+    folders.GetWindowsDirectoryA(buffer, kMaxPath);
+    EXPECT_EQ(buffer, root + "/windows");
+    folders.GetSystemDirectoryA(buffer, kMaxPath);
+    EXPECT_EQ(buffer, root + "/windows/system32");
+    EXPECT_EQ(folders.SHGetFolderPathA(platform::kFolderAppData, buffer), 0);
+    EXPECT_EQ(buffer, root + "/appdata");
+    for (const char* const made : {"/temp", "/windows/system32", "/appdata"}) {
+      EXPECT_TRUE(std::filesystem::is_directory(root + made)) << made;
+    }
+  }
+}
+
+TEST(RootFolder, IsAStateFolderOfTheUserOtherwise) {
+  const support::TemporaryFolder folder;
+  const std::string base = std::filesystem::canonical(folder.Path()).string();
+  const ScopedVariable root("QUORVEX_ROOT", nullptr);
+  const ScopedVariable home("HOME", base.c_str());
+  {
+    const ScopedVariable state("XDG_STATE_HOME", (base + "/state").c_str());
+    EXPECT_EQ(TempPath(), base + "/state/quorvex/temp/");
+  }
+  for (const char* const ignored : {static_cast<const char*>(nullptr), "", "relative"}) {
+    const ScopedVariable state("XDG_STATE_HOME", ignored);
+    EXPECT_EQ(TempPath(), base + "/.local/state/quorvex/temp/");
+  }
+}
+
+TEST(RootFolder, WhatCannotBeMadeGivesNoFolder) {
+  const support::TemporaryFolder folder;
+  std::ofstream(folder.Path() / "file") << "x";
+  const ScopedVariable root("QUORVEX_ROOT", (folder.Entry("file") + "/below").c_str());
+  char buffer[kMaxPath] = "untouched";
+  EXPECT_EQ(folders.GetTempPathA(kMaxPath, buffer), 0u);
+  EXPECT_STREQ(buffer, "untouched");
+  EXPECT_EQ(folders.GetSystemDirectoryA(buffer, kMaxPath), 0u);
+  EXPECT_NE(folders.SHGetFolderPathA(platform::kFolderAppData, buffer), 0);
+}
+
+TEST(RootFolder, APathTooLongForTheBufferIsRefused) {
+  const support::TemporaryFolder folder;
+  const std::string root =
+      folder.Path().string() + "/" + std::string(120, 'a') + "/" + std::string(120, 'b');
+  const ScopedVariable variable("QUORVEX_ROOT", root.c_str());
+  char buffer[kMaxPath] = "untouched";
+  const std::uint32_t needed = folders.GetWindowsDirectoryA(buffer, kMaxPath);
+  EXPECT_GT(needed, kMaxPath);
+  EXPECT_STREQ(buffer, "untouched");
+  EXPECT_NE(folders.SHGetFolderPathA(platform::kFolderAppData, buffer), 0);
+}
+
+// The mode of a file after it was opened with or without the descriptor for everybody.
+mode_t ModeAfterOpening(const std::string& path, bool everybody) {
+  platform::SecurityDescriptor* descriptor = nullptr;
+  if (everybody) {
+    platform::security.ConvertStringSecurityDescriptorToSecurityDescriptorW(u"D:(A;;GA;;;WD)",
+                                                                            &descriptor);
+    platform::security.SetSecurityDescriptorDacl(descriptor);
+  }
+  const Handle file =
+      files.CreateFileA(path.c_str(), platform::kGenericReadWrite, platform::kShareReadWrite,
+                        descriptor, platform::kOpenAlways, platform::kFileAttributeNormal);
+  platform::handles.CloseHandle(file);
+  platform::security.LocalFree(descriptor);
+  struct stat status = {};
+  EXPECT_EQ(stat(path.c_str(), &status), 0);
+  return status.st_mode & 07777;
+}
+
+TEST(FileModes, TheDescriptorForEverybodyCountsWhereAFileIsMade) {
+  const support::TemporaryFolder folder;
+  const mode_t before = umask(077);
+  EXPECT_EQ(ModeAfterOpening(folder.Entry("plain"), false), 0600u);
+  EXPECT_EQ(ModeAfterOpening(folder.Entry("open"), true), 0666u);
+  EXPECT_EQ(ModeAfterOpening(folder.Entry("plain"), true), 0600u);
+  umask(before);
+}
+
+TEST(FileNames, WideNamesAreUtf8) {
+  const support::TemporaryFolder folder;
+  const std::u16string path = folder.Path().u16string() + u"\\\u00FC\U0001F600.txt";
+  const Handle file =
+      files.CreateFileW(path.c_str(), platform::kGenericReadWrite, platform::kShareReadWrite,
+                        nullptr, platform::kCreateAlways, platform::kFileAttributeNormal);
+  ASSERT_NE(file, kInvalidHandle);
+  platform::handles.CloseHandle(file);
+  EXPECT_TRUE(std::filesystem::exists(folder.Entry("\xC3\xBC\xF0\x9F\x98\x80.txt")));
+  platform::FindData entry = {};
+  const Handle listing = files.FindFirstFileA(folder.Entry("??.txt").c_str(), &entry);
+  ASSERT_NE(listing, kInvalidHandle);
+  EXPECT_STREQ(entry.cFileName, "\xC3\xBC\xF0\x9F\x98\x80.txt");
+  files.FindClose(listing);
+}
+
+TEST(Handles, AreRefusedOnceTheyAreClosed) {
+  const support::TemporaryFolder folder;
+  const Handle file = files.CreateFileA(folder.Entry("file").c_str(), platform::kGenericReadWrite,
+                                        platform::kShareReadWrite, nullptr, platform::kCreateAlways,
+                                        platform::kFileAttributeNormal);
+  EXPECT_FALSE(files.FindClose(file));
+  EXPECT_TRUE(platform::handles.CloseHandle(file));
+  EXPECT_FALSE(platform::handles.CloseHandle(file));
+  int anything = 0;
+  EXPECT_FALSE(platform::handles.CloseHandle(&anything));
+}
+
+TEST(ProcessNumbers, AreTheKernelsAndAForkedChildsOwn) {
+  EXPECT_EQ(platform::process.GetCurrentProcessId(), static_cast<std::uint32_t>(getpid()));
+  EXPECT_EQ(platform::process.GetCurrentThreadId(), static_cast<std::uint32_t>(gettid()));
+  const pid_t child = fork();
+  if (child == 0) {
+    const auto own = static_cast<std::uint32_t>(getpid());
+    const bool right = platform::process.GetCurrentProcessId() == own &&
+                       platform::process.GetCurrentThreadId() == own;
+    _exit(right ? 0 : 1);
+  }
+  int status = -1;
+  EXPECT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_EQ(status, 0);
+}
+
+TEST(DebuggersOutput, IsStandardErrorInUtf8) {
+  testing::internal::CaptureStderr();
+  platform::diagnostics.OutputDebugStringA("narrow\n");
+  platform::diagnostics.OutputDebugStringW(u"w\u00EFde\n");
+  platform::diagnostics.OutputDebugStringA(nullptr);
+  platform::diagnostics.OutputDebugStringW(nullptr);
+  platform::diagnostics.InvalidParameter();
+  EXPECT_EQ(testing::internal::GetCapturedStderr(),
+            "narrow\nw\xC3\xAF"
+            "de\n");
+}
+
+// A clock that only sleeping moves on.
+class StandingClock {
+ public:
+  explicit StandingClock(std::uint32_t start) : m_now(start) {}
+  std::uint32_t Now() const { return m_now; }
+
+ private:
+  std::uint32_t m_now;
+  ScopedReplacement<clock, &ClockOperations::GetTickCount> m_ticks{[this](auto) { return m_now; }};
+  ScopedReplacement<clock, &ClockOperations::Sleep> m_sleeps{
+      [this](auto, std::uint32_t milliseconds) { m_now += milliseconds; }};
+};
+
+std::vector<std::pair<std::uintptr_t, std::uint32_t>> s_firings;
+
+void Record(platform::Window, std::uint32_t, std::uintptr_t identifier, std::uint32_t tick) {
+  s_firings.emplace_back(identifier, tick);
+}
+
+void RecordAndEnd(platform::Window window, std::uint32_t, std::uintptr_t identifier,
+                  std::uint32_t tick) {
+  s_firings.emplace_back(identifier, tick);
+  ui.KillTimer(window, identifier);
+}
+
+TEST(MessageLoop, FiresEachTimerWhenItFallsDue) {
+  const StandingClock standing(1000);
+  s_firings.clear();
+  const std::uintptr_t slow = ui.SetTimer(nullptr, 0, 1000, &Record);
+  const std::uintptr_t fast = ui.SetTimer(nullptr, 0, 400, &Record);
+  ui.RunMessageLoop(1300);
+  EXPECT_THAT(s_firings, ElementsAre(Pair(fast, 1400u), Pair(fast, 1800u), Pair(slow, 2000u),
+                                     Pair(fast, 2200u)));
+  EXPECT_EQ(standing.Now(), 2300u);
+  ui.KillTimer(nullptr, slow);
+  ui.KillTimer(nullptr, fast);
+}
+
+TEST(MessageLoop, GoesOverTheWrapOfTheTicks) {
+  const StandingClock standing(0xFFFFFE00);
+  s_firings.clear();
+  const std::uintptr_t timer = ui.SetTimer(nullptr, 0, 1000, &Record);
+  ui.RunMessageLoop(2500);
+  EXPECT_THAT(s_firings,
+              ElementsAre(Pair(timer, 0xFFFFFE00u + 1000u), Pair(timer, 0xFFFFFE00u + 2000u)));
+  ui.KillTimer(nullptr, timer);
+}
+
+TEST(MessageLoop, FiresALateTimerOnce) {
+  const StandingClock standing(1000);
+  s_firings.clear();
+  const std::uintptr_t timer = ui.SetTimer(nullptr, 0, 100, &Record);
+  clock.Sleep(1000);
+  ui.RunMessageLoop(0);
+  EXPECT_THAT(s_firings, ElementsAre(Pair(timer, 2000u)));
+  ui.KillTimer(nullptr, timer);
+}
+
+TEST(MessageLoop, ATimerMayEndItself) {
+  const StandingClock standing(1000);
+  s_firings.clear();
+  const std::uintptr_t timer = ui.SetTimer(nullptr, 0, 100, &RecordAndEnd);
+  ui.RunMessageLoop(1000);
+  EXPECT_THAT(s_firings, ElementsAre(Pair(timer, 1100u)));
+  EXPECT_FALSE(ui.KillTimer(nullptr, timer));
+}
+
+TEST(MessageLoop, SettingATimerAgainStartsItAnew) {
+  const StandingClock standing(1000);
+  s_firings.clear();
+  const std::uintptr_t timer = ui.SetTimer(nullptr, 0, 100, &Record);
+  EXPECT_EQ(ui.SetTimer(nullptr, timer, 300, &Record), timer);
+  ui.RunMessageLoop(350);
+  EXPECT_THAT(s_firings, ElementsAre(Pair(timer, 1300u)));
+  ui.KillTimer(nullptr, timer);
+}
+
+TEST(Datagrams, ArriveAsTheyWereSent) {
+  const int receiver = socket(AF_INET, SOCK_DGRAM, 0);
+  sockaddr_in address = {};
+  address.sin_family = AF_INET;
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  socklen_t size = sizeof address;
+  ASSERT_EQ(bind(receiver, reinterpret_cast<sockaddr*>(&address), size), 0);
+  ASSERT_EQ(getsockname(receiver, reinterpret_cast<sockaddr*>(&address), &size), 0);
+
+  const platform::Socket sender = platform::sockets.CreateSocket(
+      platform::kAddressFamilyInet, platform::kSocketDatagram, IPPROTO_UDP);
+  ASSERT_EQ(platform::sockets.Connect(
+                sender, {address.sin_port, platform::sockets.ParseAddress("127.0.0.1")}),
+            0);
+  for (const std::string& sent : {std::string("line\r\n"), std::string("\0x", 2), std::string()}) {
+    EXPECT_EQ(platform::sockets.Send(sender, sent.data(), static_cast<int>(sent.size())),
+              static_cast<int>(sent.size()));
+    char buffer[64] = {};
+    const ssize_t received = recv(receiver, buffer, sizeof buffer, 0);
+    ASSERT_GE(received, 0);
+    EXPECT_EQ(std::string(buffer, static_cast<std::size_t>(received)), sent);
+  }
+  platform::sockets.CloseSocket(sender);
+  close(receiver);
+}
+
+TEST(CallByTable, RefusesWhatItDoesNotKnow) {
+  int calls = 0;
+  int* table[1] = {&calls};
+  VARIANTARG argument = {};
+  VARIANTARG* arguments[9] = {&argument, &argument, &argument, &argument, &argument,
+                              &argument, &argument, &argument, &argument};
+  VARTYPE types[9] = {VT_VARIANT};
+  VARIANT result = {};
+  EXPECT_EQ(DispCallFunc(table, 0, CC_STDCALL, VT_I4, 1, types, arguments, &result),
+            DISP_E_BADVARTYPE);
+  EXPECT_EQ(DispCallFunc(table, 0, CC_STDCALL, VT_VARIANT, 0, nullptr, nullptr, &result),
+            DISP_E_BADVARTYPE);
+  EXPECT_EQ(DispCallFunc(table, 0, CC_STDCALL, VT_I4, 9, types, arguments, &result),
+            DISP_E_BADPARAMCOUNT);
+}
+
+}  // namespace

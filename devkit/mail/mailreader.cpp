@@ -161,7 +161,8 @@ std::unique_ptr<GMimeMessage, Unref> Parse(const std::string& path) {
   const std::unique_ptr<GMimeStream, Unref> stream(
       g_mime_stream_file_open(path.c_str(), "rb", &error));
   if (!stream) {
-    const std::string reason = error != nullptr ? error->message : "it can't be opened";
+    // The code is an errno; the library's own message would repeat the path.
+    const std::string reason = error != nullptr ? g_strerror(error->code) : "it can't be opened";
     g_clear_error(&error);
     throw MailError(reason);
   }

@@ -1,0 +1,276 @@
+// The command line as a user meets it: the real program, real processes, real files.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+namespace fs = std::filesystem;
+using Json = nlohmann::json;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::StartsWith;
+
+struct RunResult {
+  int status = -1;
+  std::string output;
+  std::string errors;
+};
+
+std::string ReadAll(const fs::path& path) {
+  std::ifstream file(path, std::ios::binary);
+  std::ostringstream text;
+  text << file.rdbuf();
+  return std::move(text).str();
+}
+
+// Every mapping of any root: what a run leaves behind shows as a difference.
+std::vector<std::string> SharedFiles() {
+  std::vector<std::string> names;
+  for (const auto& entry : fs::directory_iterator("/dev/shm")) {
+    names.push_back(entry.path().filename());
+  }
+  return names;
+}
+
+class CommandLine : public testing::Test {
+ protected:
+  CommandLine() {
+    fs::create_directories(m_root / "mails");
+    fs::copy(fs::path(QUORVEX_SAMPLES) / "root", m_root / "root", fs::copy_options::recursive);
+  }
+  ~CommandLine() override { fs::remove_all(m_root); }
+
+  RunResult Run(const std::string& arguments) const {
+    const fs::path out = m_root / "out";
+    const fs::path err = m_root / "err";
+    const std::string command = "QUORVEX_ROOT='" + (m_root / "root").string() + "' '" +
+                                QUORVEX_PROGRAM + "' " + arguments + " >'" + out.string() +
+                                "' 2>'" + err.string() + "' </dev/null";
+    const int status = std::system(command.c_str());
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, ReadAll(out), ReadAll(err)};
+  }
+
+  std::string Write(const std::string& name, const std::string& bytes) const {
+    const fs::path path = m_root / name;
+    fs::create_directories(path.parent_path());
+    std::ofstream(path, std::ios::binary) << bytes;
+    return path;
+  }
+
+  static std::string Sample(const std::string& name) {
+    return (fs::path(QUORVEX_SAMPLES) / name).string();
+  }
+
+  static std::string Rules() { return "--rules '" + Sample("rules.toml") + "' "; }
+
+  static std::vector<Json> Lines(const std::string& output) {
+    std::vector<Json> lines;
+    std::istringstream stream(output);
+    for (std::string line; std::getline(stream, line);) lines.push_back(Json::parse(line));
+    return lines;
+  }
+
+  const fs::path m_root = fs::temp_directory_path() / ("commandline." + std::to_string(::getpid()));
+};
+
+TEST_F(CommandLine, SendShowsEachRequestOfAMailInItsOrderWithWhatTheAgentFound) {
+  const RunResult run = Run("send --json " + Rules() + "'" + Sample("02-html-signature.eml") + "'");
+  EXPECT_EQ(run.status, 0) << run.errors;
+  const auto lines = Lines(run.output);
+  ASSERT_EQ(lines.size(), 1U);
+  EXPECT_EQ(lines[0]["outcome"], "sent");
+  EXPECT_EQ(lines[0]["action"], 4);
+  EXPECT_EQ(lines[0]["cancel"], 0);
+  EXPECT_TRUE(lines[0]["tag"].is_null());
+  std::vector<int> types;
+  for (const Json& request : lines[0]["requests"]) {
+    types.push_back(request["type"]);
+    EXPECT_EQ(request["answer"], 4);
+  }
+  EXPECT_THAT(types, ElementsAre(3, 7, 8, 1, 1, 1, 1, 9));
+  const Json& requests = lines[0]["requests"];
+  EXPECT_EQ(requests[0]["payload"], std::string("ben.ochs@partner.example\0", 25));
+  EXPECT_EQ(requests[1]["payload"], "Ada Winter");
+  EXPECT_EQ(requests[3]["name"], "ExchangeSubjectContent");
+  // sha256 of "Offer 2026-117".
+  EXPECT_EQ(requests[3]["content_sha256"],
+            "d4ac6d55fc9d7fa267007c80dcce8291000624c49ce5cea5db93768eb4fd9687");
+  EXPECT_EQ(requests[3]["content_bytes"], 14);
+  EXPECT_EQ(requests[4]["name"], "ExchangeBodyContent");
+  // The signature's image lies where the user has it; the attachment is a copy of the same bytes.
+  EXPECT_EQ(requests[5]["name"], "");
+  EXPECT_THAT(requests[5]["payload"].get<std::string>(), HasSubstr("Work_files\\logo.png"));
+  EXPECT_EQ(requests[6]["name"], "logo.png");
+  EXPECT_THAT(requests[6]["payload"].get<std::string>(), HasSubstr("OutlookAttachment.1"));
+  EXPECT_EQ(requests[5]["content_sha256"], requests[6]["content_sha256"]);
+}
+
+TEST_F(CommandLine, BlockedTaggedAndSentMailsSaySoAndTheStatusIsOne) {
+  const RunResult run = Run("send --json " + Rules() + "'" + Sample("05-blocked-body.eml") + "' '" +
+                            Sample("07-tagged.eml") + "' '" + Sample("01-plain.eml") + "'");
+  EXPECT_EQ(run.status, 1) << run.errors;
+  const auto lines = Lines(run.output);
+  ASSERT_EQ(lines.size(), 3U);
+  EXPECT_EQ(lines[0]["outcome"], "blocked");
+  EXPECT_EQ(lines[0]["cancel"], 1);
+  EXPECT_EQ(lines[0]["action"], 3);
+  EXPECT_EQ(lines[1]["outcome"], "tagged");
+  EXPECT_EQ(lines[1]["cancel"], 0);
+  EXPECT_EQ(lines[1]["action"], 7);
+  // Name and value come from the samples' vrk.pro.
+  EXPECT_EQ(lines[1]["tag"]["name"], "X-Quorvex-Sensitivity");
+  EXPECT_EQ(lines[1]["tag"]["value"], "confidential, internal use");
+  EXPECT_EQ(lines[2]["outcome"], "sent");
+}
+
+TEST_F(CommandLine, AnUnreadableMailHasItsOwnLineTheOthersGoOnAndTheStatusIsTwo) {
+  const std::string text = Write("mails/text.eml", "not a mail at all\n");
+  const RunResult run = Run("send --json '" + text + "' missing.eml '" + m_root.string() + "' '" +
+                            Sample("01-plain.eml") + "'");
+  EXPECT_EQ(run.status, 2);
+  const auto lines = Lines(run.output);
+  ASSERT_EQ(lines.size(), 4U);
+  EXPECT_EQ(lines[0],
+            Json({{"mail", text}, {"error", "it is not a mail: there is no mail header in it"}}));
+  EXPECT_EQ(lines[1], Json({{"mail", "missing.eml"}, {"error", "No such file or directory"}}));
+  EXPECT_EQ(lines[2]["error"], "it is a folder, not a mail");
+  EXPECT_EQ(lines[3]["outcome"], "sent");
+}
+
+TEST_F(CommandLine, WithoutRulesEverythingGoesOn) {
+  const RunResult run = Run("send '" + Sample("05-blocked-body.eml") + "'");
+  EXPECT_EQ(run.status, 0) << run.errors;
+  EXPECT_THAT(run.output, HasSubstr("\n1 mail: 1 sent, 0 blocked, 0 tagged\n"));
+  EXPECT_THAT(run.output, Not(HasSubstr("\x1b")));  // no colour for a file
+}
+
+TEST_F(CommandLine, AMistakeInTheRulesIsToldWithItsPlaceAndNothingIsStarted) {
+  const std::string rules = Write("bad.toml", "[[rule]]\nsubject = 'x'\nanswer = \"blokc\"\n");
+  const RunResult run = Run("send --rules '" + rules + "' '" + Sample("01-plain.eml") + "'");
+  EXPECT_EQ(run.status, 3);
+  EXPECT_THAT(run.errors, HasSubstr(rules + ":3:"));
+  EXPECT_THAT(run.output, IsEmpty());
+}
+
+TEST_F(CommandLine, WithNoAgentTheMailGoesAndTheOutputSaysSo) {
+  const RunResult run = Run("send --agent '" + Sample("05-blocked-body.eml") + "'");
+  EXPECT_EQ(run.status, 0);
+  EXPECT_THAT(run.output, HasSubstr("unchecked, since no agent was there"));
+  const RunResult json = Run("send --agent --json '" + Sample("05-blocked-body.eml") + "'");
+  EXPECT_EQ(json.status, 0);
+  EXPECT_THAT(json.errors, HasSubstr("No agent was there: the mails went out unchecked."));
+  const auto lines = Lines(json.output);
+  ASSERT_EQ(lines.size(), 1U);
+  EXPECT_EQ(lines[0]["outcome"], "sent");
+  EXPECT_EQ(lines[0]["action"], 2);
+  EXPECT_TRUE(lines[0]["requests"].empty());
+}
+
+TEST_F(CommandLine, WrongUsageIsStatusThree) {
+  EXPECT_EQ(Run("").status, 3);
+  EXPECT_EQ(Run("send").status, 3);
+  EXPECT_EQ(Run("send --nonsense x").status, 3);
+  EXPECT_EQ(Run("send --agent --rules x y").status, 3);
+  EXPECT_EQ(Run("fly").status, 3);
+}
+
+TEST_F(CommandLine, HelpShowsExamplesAndIsNoError) {
+  for (const std::string command : {"", "send ", "agent ", "import "}) {
+    const RunResult run = Run(command + "--help");
+    EXPECT_EQ(run.status, 0);
+    EXPECT_THAT(run.output, HasSubstr("Example"));
+  }
+}
+
+TEST_F(CommandLine, ASettingsFileOfAnyKindStopsNoMail) {
+  const std::string profile = "root/windows/system32/zbagent/vrk.pro";
+  const std::string logger = "root/windows/system32/Logger.cfg";
+  std::string binary;
+  for (int i = 0; i < 100000; ++i) binary += static_cast<char>(i * 7);
+  for (const std::string& content : {std::string(), binary, std::string(2000000, '=')}) {
+    Write(profile, content);
+    Write(logger, content);
+    EXPECT_EQ(Run("send '" + Sample("07-tagged.eml") + "'").status, 0);
+  }
+  fs::remove(m_root / profile);
+  fs::create_directory(m_root / profile);  // can't be read as a file
+  fs::remove(m_root / logger);
+  const RunResult run = Run("send --json " + Rules() + "'" + Sample("07-tagged.eml") + "'");
+  EXPECT_EQ(run.status, 0);
+  EXPECT_EQ(Lines(run.output).at(0)["tag"],
+            Json({{"name", "QV_DLP_TAGGING"}, {"value", "The message is sensitive"}}));
+}
+
+TEST_F(CommandLine, TheAddInsOwnLogComesBesideTheMails) {
+  const fs::path log = m_root / "addin.log";
+  const RunResult run = Run("send --log '" + log.string() + "' '" + Sample("01-plain.eml") + "'");
+  EXPECT_EQ(run.status, 0) << run.errors;
+  const std::string text = ReadAll(log);
+  EXPECT_THAT(text, HasSubstr("Outlook> Info: New Inspector Created.\r\n"));
+  EXPECT_THAT(text, HasSubstr("Outlook> Info: ScanSessionEnd returns: 4.\r\n"));
+  EXPECT_THAT(text, HasSubstr("Outlook> Info: OnInspectorClose\r\n"));
+}
+
+TEST_F(CommandLine, AMailInJsonTakesTheSameRoadAsItsFile) {
+  const fs::path json = m_root / "mail.json";
+  ASSERT_EQ(
+      Run("import '" + Sample("04-distribution-list.eml") + "' --output '" + json.string() + "'")
+          .status,
+      0);
+  const auto fromFile =
+      Lines(Run("send --json '" + Sample("04-distribution-list.eml") + "'").output);
+  const auto fromJson = Lines(Run("send --json '" + json.string() + "'").output);
+  EXPECT_EQ(fromJson.at(0)["requests"], fromFile.at(0)["requests"]);
+  EXPECT_EQ(fromFile.at(0)["requests"][0]["payload"],
+            std::string("ben.ochs@partner.example\0cora.lind@partner.example\0"
+                        "dan.moor@supplier.example\0ella.stone@quorvex.example\0",
+                        104));
+}
+
+TEST_F(CommandLine, CtrlCLeavesNoMappingAndNoFileBehind) {
+  const std::string rules =
+      Write("silent.toml", "[[fault]]\ndo = \"silent\"\nstage = \"body\"\n");
+  const auto before = SharedFiles();
+  const pid_t child = ::fork();
+  if (child == 0) {
+    ::setpgid(0, 0);
+    ::setenv("QUORVEX_ROOT", (m_root / "root").c_str(), 1);
+    if (std::freopen((m_root / "out").c_str(), "w", stdout) == nullptr ||
+        std::freopen((m_root / "err").c_str(), "w", stderr) == nullptr) {
+      ::_exit(99);
+    }
+    ::execl(QUORVEX_PROGRAM, "quorvex", "send", "--rules", rules.c_str(),
+            Sample("01-plain.eml").c_str(), nullptr);
+    ::_exit(99);
+  }
+  ::setpgid(child, child);
+  // Until the body's file lies there and its request is being waited for.
+  const fs::path body = m_root / "root/temp/ExchangeBodyContent";
+  for (int i = 0; i < 500 && !fs::exists(body); ++i) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  }
+  EXPECT_TRUE(fs::exists(body)) << ReadAll(m_root / "err");
+  ::kill(-child, SIGINT);  // the whole group, as a terminal does
+  int status = 0;
+  ::waitpid(child, &status, 0);
+  EXPECT_TRUE(WIFEXITED(status));
+  EXPECT_THAT(fs::directory_iterator(m_root / "root/temp"), fs::directory_iterator());
+  EXPECT_EQ(SharedFiles(), before);
+}
+
+}  // namespace

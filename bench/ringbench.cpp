@@ -6,8 +6,9 @@
 // check of the view) and that agents read (agentkit::RingConsumer).
 //
 // Each push is timed in batches that fit, with the emptying in between left out, so that nobody
-// is charged for the other half. Counters: `allocations` in the timed part. Take medians of
-// repetitions in random order:
+// is charged for the other half; a batch that the scheduler broke into (five times the best) is
+// measured again. Counters: `allocations` in the timed part. Take medians of repetitions in random
+// order:
 //
 //   bench_ring --benchmark_repetitions=15 --benchmark_enable_random_interleaving=true
 #include <benchmark/benchmark.h>
@@ -16,6 +17,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <boost/lockfree/queue.hpp>
 #include <chrono>
@@ -122,14 +124,14 @@ class Moodycamel {
   moodycamel::ConcurrentQueue<ContentRequest> m_queue{2 * kSlots};
 };
 
-// What no shared ring can do without.
+// What no shared ring can do without. The copy goes where the ring's would, but for the wrap.
 class Floor {
  public:
   Floor() : m_area(kViewSize + sizeof(ContentRequest)) {}
   bool Push(const ContentRequest& request) {
     m_usedBytes.fetch_add(152, std::memory_order_seq_cst);
     const std::uint32_t cursor = m_writeCursor.fetch_add(152, std::memory_order_seq_cst);
-    std::memcpy(m_area.data() + cursor % kCapacity, &request, sizeof(request));
+    std::memcpy(m_area.data() + cursor % kCapacity + 4, &request, sizeof(request));
     return true;
   }
   bool Take(ContentRequest*) { return false; }
@@ -156,16 +158,22 @@ void Push(benchmark::State& state) {
   const auto queue = std::make_unique<Queue>();
   const ContentRequest request = MakeRequest();
   std::uint64_t allocations = 0;
-  for (auto _ : state) {
-    const std::uint64_t before = g_allocations.load(std::memory_order_relaxed);
-    const auto start = Clock::now();
-    for (int i = 0; i < kBatch; ++i) {
-      if (!queue->Push(request)) std::abort();
-      benchmark::ClobberMemory();
-    }
-    state.SetIterationTime(std::chrono::duration<double>(Clock::now() - start).count() / kBatch);
-    allocations += g_allocations.load(std::memory_order_relaxed) - before;
-    Drain(*queue);
+  double best = 1;  // seconds
+  while (state.KeepRunningBatch(kBatch)) {
+    double seconds;
+    do {
+      const std::uint64_t before = g_allocations.load(std::memory_order_relaxed);
+      const auto start = Clock::now();
+      for (int i = 0; i < kBatch; ++i) {
+        if (!queue->Push(request)) std::abort();
+        benchmark::ClobberMemory();
+      }
+      seconds = std::chrono::duration<double>(Clock::now() - start).count();
+      allocations += g_allocations.load(std::memory_order_relaxed) - before;
+      Drain(*queue);
+      best = std::min(best, seconds);
+    } while (seconds > 5 * best);
+    state.SetIterationTime(seconds);
   }
   CountAllocations(state, allocations);
 }

@@ -21,20 +21,18 @@ std::uint32_t PositionOf(std::uint32_t cursor, std::uint32_t capacity) {
   return (capacity & mask) == 0 ? cursor & mask : cursor % capacity;
 }
 
-// A request is copied with its length known to the compiler: some moves in place of a call.
-void CopyPayload(unsigned char* to, const unsigned char* from, std::uint32_t size) {
-  if (size == sizeof(ContentRequest)) {
-    std::memcpy(to, from, sizeof(ContentRequest));
-  } else {
-    std::memcpy(to, from, size);
-  }
+// Release: pairs with the consumer's acquire load of the length word, which makes the payload that
+// was stored before it visible to whoever sees the length.
+void StoreLength(unsigned char* area, std::uint32_t entryPos, std::uint32_t padded) {
+  std::atomic_ref<std::uint32_t>(*reinterpret_cast<std::uint32_t*>(area + entryPos))
+      .store(padded, std::memory_order_release);
 }
 
 // Stores the entry at `entryPos`, a multiple of 4 below `capacity`, which is one too. The entry
 // is no longer than the data area.
-void StoreEntry(RingHeader* ring, std::uint32_t capacity, std::uint32_t entryPos,
-                const unsigned char* data, std::uint32_t padded) {
-  unsigned char* const area = reinterpret_cast<unsigned char*>(ring + 1);
+[[gnu::noinline]] bool StoreEntry(unsigned char* area, std::uint32_t capacity,
+                                  std::uint32_t entryPos, const unsigned char* data,
+                                  std::uint32_t padded) {
   const std::uint32_t behindLength = entryPos + kLengthWordSize;
   const std::uint32_t payloadPos = behindLength == capacity ? 0 : behindLength;
   const std::uint32_t untilEnd = capacity - payloadPos;
@@ -42,15 +40,15 @@ void StoreEntry(RingHeader* ring, std::uint32_t capacity, std::uint32_t entryPos
     std::memcpy(area + payloadPos, data, untilEnd);
     std::memcpy(area, data + untilEnd, padded - untilEnd);
   } else {
-    CopyPayload(area + payloadPos, data, padded);
+    std::memcpy(area + payloadPos, data, padded);
   }
-  // Release: pairs with the consumer's acquire load of the length word, which makes the payload
-  // above visible to whoever sees the length.
-  std::atomic_ref<std::uint32_t>(*reinterpret_cast<std::uint32_t*>(area + entryPos))
-      .store(padded, std::memory_order_release);
+  StoreLength(area, entryPos, padded);
+  return true;
 }
 
-bool Refuse() {
+// Takes back what was added to usedBytes.
+[[gnu::noinline, gnu::cold]] bool Refuse(RingHeader* ring, std::int32_t entrySize) {
+  std::atomic_ref<std::int32_t>(ring->usedBytes).fetch_sub(entrySize, std::memory_order_seq_cst);
   g_logger.Log(kLogModule, kLogErr, "WriteRingBuffer: synchronization problem!");
   return false;
 }
@@ -69,8 +67,7 @@ bool Append(RingHeader* ring, std::int32_t capacity, const void* data, std::uint
   // In a sane ring the sum alone decides. A negative usedBytes would let an entry through that is
   // longer than the data area, and a crooked capacity one that leaves it.
   if (sum > capacity || std::int64_t{entrySize} > capacity || capacity % 4 != 0) {
-    usedBytes.fetch_sub(signedSize, std::memory_order_seq_cst);
-    return Refuse();
+    return Refuse(ring, signedSize);
   }
 
   // Two writers may pass these two additions in different orders, so the one whose addition to
@@ -81,11 +78,19 @@ bool Append(RingHeader* ring, std::int32_t capacity, const void* data, std::uint
   const std::uint32_t entryPos =
       PositionOf(writeCursor.fetch_add(entrySize, std::memory_order_seq_cst), area);
   if (entryPos % 4 != 0) {  // no writer leaves the cursor there
-    usedBytes.fetch_sub(signedSize, std::memory_order_seq_cst);
-    return Refuse();
+    return Refuse(ring, signedSize);
   }
-  StoreEntry(ring, area, entryPos, static_cast<const unsigned char*>(data), padded);
-  return true;
+
+  unsigned char* const bytes = reinterpret_cast<unsigned char*>(ring + 1);
+  // The usual case, a request that isn't split, is copied here with its length known to the
+  // compiler, and the function then saves no registers: each of these stores would have to leave
+  // the processor before the locked additions can begin.
+  if (padded == sizeof(ContentRequest) && area - entryPos >= channel::kRequestEntrySize) {
+    std::memcpy(bytes + entryPos + kLengthWordSize, data, sizeof(ContentRequest));
+    StoreLength(bytes, entryPos, sizeof(ContentRequest));
+    return true;
+  }
+  return StoreEntry(bytes, area, entryPos, static_cast<const unsigned char*>(data), padded);
 }
 
 // Relaxed: the word doesn't change after the mapping is made, and nothing is ordered by it. It is

@@ -199,6 +199,7 @@ class RingConsumer {
   unsigned char* DataArea() const { return m_view.Data() + sizeof(RingHeader); }
   std::uint32_t LoadLength(std::uint32_t position) const;
   bool IsSane(std::uint32_t cursor) const;
+  TakeResult TakeHead(std::vector<unsigned char>* payload);
   TakeResult TakeEmpty();
   TakeResult TakeBehindHole(std::uint32_t pending, std::vector<unsigned char>* payload);
   void CopyOut(std::uint32_t position, std::uint32_t length,

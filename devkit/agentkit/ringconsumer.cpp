@@ -79,7 +79,7 @@ void RingConsumer::Close() {
 // Acquire: pairs with the release store of the length word, so that what is copied out after this
 // is what the writer copied in before it.
 std::uint32_t RingConsumer::LoadLength(std::uint32_t position) const {
-  unsigned char* const word = DataArea() + position % m_capacity;
+  unsigned char* const word = DataArea() + (position & (m_capacity - 1));
   return Shared(*reinterpret_cast<std::uint32_t*>(word)).load(std::memory_order_acquire);
 }
 
@@ -90,10 +90,14 @@ bool RingConsumer::IsSane(std::uint32_t cursor) const {
 }
 
 TakeResult RingConsumer::Take(std::vector<unsigned char>* payload) {
-  payload->clear();
-  if (!IsOpen()) {
-    return TakeResult::kEmpty;
+  const TakeResult result = IsOpen() ? TakeHead(payload) : TakeResult::kEmpty;
+  if (result != TakeResult::kTaken) {
+    payload->clear();
   }
+  return result;
+}
+
+TakeResult RingConsumer::TakeHead(std::vector<unsigned char>* payload) {
   // Relaxed: the cursor only says how far to look; it is the length words that publish.
   const std::uint32_t cursor = Shared(Ring()->writeCursor).load(std::memory_order_relaxed);
   if (!IsSane(cursor)) {
@@ -115,14 +119,18 @@ TakeResult RingConsumer::Take(std::vector<unsigned char>* payload) {
   }
   CopyOut(m_position, length, payload);
   FreeHead(length + std::uint32_t{sizeof(RingEntry)});
-  FreeTakenHeads();
+  if (!m_ahead.empty()) {
+    FreeTakenHeads();
+  }
   return TakeResult::kTaken;
 }
 
 // Nothing is reserved, so what is counted as used belongs to a writer that is between its two
 // additions, now or for ever.
 TakeResult RingConsumer::TakeEmpty() {
-  m_ahead.clear();
+  if (!m_ahead.empty()) {
+    m_ahead.clear();
+  }
   std::int32_t used = Shared(Ring()->usedBytes).load(std::memory_order_relaxed);
   const std::uint32_t now = platform::clock.GetTickCount();
   if (used != m_idleUsed) {
@@ -169,23 +177,30 @@ TakeResult RingConsumer::TakeBehindHole(std::uint32_t pending,
 
 void RingConsumer::CopyOut(std::uint32_t position, std::uint32_t length,
                            std::vector<unsigned char>* payload) const {
-  const std::uint32_t start = (position + std::uint32_t{sizeof(RingEntry)}) % m_capacity;
+  const std::uint32_t start = (position + std::uint32_t{sizeof(RingEntry)}) & (m_capacity - 1);
   const std::uint32_t first = std::min(length, m_capacity - start);
-  payload->insert(payload->end(), DataArea() + start, DataArea() + start + first);
-  payload->insert(payload->end(), DataArea(), DataArea() + (length - first));
+  payload->resize(length);
+  std::memcpy(payload->data(), DataArea() + start, first);
+  if (length > first) {
+    std::memcpy(payload->data() + first, DataArea(), length - first);
+  }
 }
 
 // Gives back the room of the oldest entry. The order of the three steps is for whoever takes the
 // ring over after a death between two of them: an entry cleared but not passed is an unfinished
 // one, and room passed but not given back shows when the ring is empty.
 void RingConsumer::FreeHead(std::uint32_t size) {
-  const std::uint32_t start = m_position % m_capacity;
+  const std::uint32_t start = m_position & (m_capacity - 1);
   const std::uint32_t first = std::min(size, m_capacity - start);
   std::memset(DataArea() + start, 0, first);
-  std::memset(DataArea(), 0, size - first);
-  m_ahead.erase(m_position);
-  if (size != channel::kRequestEntrySize) {
-    m_ahead.clear();  // what was found behind it was found at wrong places
+  if (size > first) {
+    std::memset(DataArea(), 0, size - first);
+  }
+  if (!m_ahead.empty()) {
+    m_ahead.erase(m_position);
+    if (size != channel::kRequestEntrySize) {
+      m_ahead.clear();  // what was found behind it was found at wrong places
+    }
   }
   m_position += size;
   Shared(Ring()->consumerWord).store(m_position, std::memory_order_release);

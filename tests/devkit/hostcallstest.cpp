@@ -163,9 +163,9 @@ TEST(HostFaults, UnknownInterfaceIsCountedUnderOther) {
 }
 
 TEST(HostFaults, SubscriptionThatClaimsSuccessConnectsNothing) {
+  RecordingSink sink(outlook::IID_ItemEvents);
   SimulatedHost host;
   HostMailItem& mail = host.CreateMail(MailWithSubject("Subscribe"));
-  RecordingSink sink(outlook::IID_ItemEvents);
   host.Calls().FailEach("ItemEvents::Advise", S_OK);
   EXPECT_EQ(0u, Subscribe(mail.Identity(), outlook::IID_ItemEvents, &sink));
   EXPECT_EQ(0u, mail.Connected());

@@ -9,8 +9,8 @@ namespace {
 using platform::ComPtr;
 
 TEST(HostEvents, NewInspectorCarriesTheWindow) {
-  SimulatedHost host;
   RecordingSink sink(outlook::IID_InspectorsEvents);
+  SimulatedHost host;
   Subscribe(host.Application().OpenInspectors().Identity(), outlook::IID_InspectorsEvents, &sink);
 
   HostInspector& window = host.OpenInspector(MailWithSubject("New"));
@@ -27,17 +27,17 @@ TEST(HostEvents, NewInspectorCarriesTheWindow) {
 }
 
 TEST(HostEvents, UnannouncedWindowFiresNothing) {
-  SimulatedHost host;
   RecordingSink sink(outlook::IID_InspectorsEvents);
+  SimulatedHost host;
   Subscribe(host.Application().OpenInspectors().Identity(), outlook::IID_InspectorsEvents, &sink);
   host.OpenInspector(MailWithSubject("Quiet"), Announce::kNo);
   EXPECT_TRUE(sink.events.empty());
 }
 
 TEST(HostEvents, CloseCarriesNothing) {
+  RecordingSink sink(outlook::IID_InspectorEvents);
   SimulatedHost host;
   HostInspector& window = host.OpenInspector(MailWithSubject("Old"));
-  RecordingSink sink(outlook::IID_InspectorEvents);
   Subscribe(window.Identity(), outlook::IID_InspectorEvents, &sink);
 
   host.CloseInspector(window);
@@ -48,9 +48,9 @@ TEST(HostEvents, CloseCarriesNothing) {
 }
 
 TEST(HostEvents, InlineResponseCarriesTheItem) {
+  RecordingSink sink(outlook::IID_ExplorerEvents_10);
   SimulatedHost host;
   HostExplorer& explorer = host.OpenExplorer();
-  RecordingSink sink(outlook::IID_ExplorerEvents_10);
   Subscribe(explorer.Identity(), outlook::IID_ExplorerEvents_10, &sink);
 
   HostMailItem& reply = host.BeginInlineResponse(explorer, MailWithSubject("Reply"));
@@ -75,9 +75,9 @@ class CancellingSink final : public RecordingSink {
 };
 
 TEST(HostEvents, SendCarriesTheFlagByReference) {
+  CancellingSink sink;
   SimulatedHost host;
   HostMailItem& mail = host.CreateMail(MailWithSubject("Send"));
-  CancellingSink sink;
   Subscribe(mail.Identity(), outlook::IID_ItemEvents, &sink);
 
   const SendOutcome outcome = host.Send(mail, 0x1234);
@@ -99,10 +99,10 @@ TEST(HostEvents, SendWithoutSinkLeavesTheFlag) {
 }
 
 TEST(HostEvents, SendTellsWhatEachSinkReturned) {
-  SimulatedHost host;
-  HostMailItem& mail = host.CreateMail(MailWithSubject("Send"));
   RecordingSink first(outlook::IID_ItemEvents);
   RecordingSink second(outlook::IID_ItemEvents);
+  SimulatedHost host;
+  HostMailItem& mail = host.CreateMail(MailWithSubject("Send"));
   first.result = E_FAIL;
   Subscribe(mail.Identity(), outlook::IID_ItemEvents, &first);
   Subscribe(mail.Identity(), outlook::IID_ItemEvents, &second);
@@ -110,9 +110,9 @@ TEST(HostEvents, SendTellsWhatEachSinkReturned) {
 }
 
 TEST(HostEvents, OtherEventsCanBeFired) {
+  RecordingSink sink(outlook::IID_ItemEvents);
   SimulatedHost host;
   HostMailItem& mail = host.CreateMail(MailWithSubject("Other"));
-  RecordingSink sink(outlook::IID_ItemEvents);
   Subscribe(mail.Identity(), outlook::IID_ItemEvents, &sink);
   VARIANT_BOOL cancel = VARIANT_FALSE;
   mail.Fire(0xF468, {ObjectArgument(&mail), FlagArgument(&cancel)});
@@ -124,9 +124,9 @@ TEST(HostEvents, OtherEventsCanBeFired) {
 }
 
 TEST(HostEvents, ConnectionHoldsTheSinkOnce) {
+  RecordingSink sink(outlook::IID_ItemEvents);
   SimulatedHost host;
   HostMailItem& mail = host.CreateMail(MailWithSubject("Hold"));
-  RecordingSink sink(outlook::IID_ItemEvents);
 
   const DWORD cookie = Subscribe(mail.Identity(), outlook::IID_ItemEvents, &sink);
   EXPECT_NE(0u, cookie);
@@ -145,10 +145,10 @@ TEST(HostEvents, ConnectionHoldsTheSinkOnce) {
 }
 
 TEST(HostEvents, CookiesDiffer) {
-  SimulatedHost host;
-  HostMailItem& mail = host.CreateMail(MailWithSubject("Two"));
   RecordingSink first(outlook::IID_ItemEvents);
   RecordingSink second(outlook::IID_ItemEvents);
+  SimulatedHost host;
+  HostMailItem& mail = host.CreateMail(MailWithSubject("Two"));
   const DWORD firstCookie = Subscribe(mail.Identity(), outlook::IID_ItemEvents, &first);
   const DWORD secondCookie = Subscribe(mail.Identity(), outlook::IID_ItemEvents, &second);
   EXPECT_NE(firstCookie, secondCookie);
@@ -159,9 +159,9 @@ TEST(HostEvents, CookiesDiffer) {
 }
 
 TEST(HostEvents, SinkWithoutTheEventInterfaceIsRefused) {
+  RecordingSink sink(outlook::IID_InspectorEvents);
   SimulatedHost host;
   HostMailItem& mail = host.CreateMail(MailWithSubject("Wrong"));
-  RecordingSink sink(outlook::IID_InspectorEvents);
   DWORD cookie = 77;
   EXPECT_EQ(CONNECT_E_CANNOTCONNECT,
             FindPoint(mail.Identity(), outlook::IID_ItemEvents)->Advise(&sink, &cookie));
@@ -182,26 +182,24 @@ TEST(HostEvents, SourceHasNoPointForAnotherInterface) {
 // Unsubscribes another sink, and itself, while it is called.
 class UnsubscribingSink final : public RecordingSink {
  public:
-  explicit UnsubscribingSink(IConnectionPoint* point)
-      : RecordingSink(outlook::IID_ItemEvents), m_point(point) {}
+  UnsubscribingSink() : RecordingSink(outlook::IID_ItemEvents) {}
+  IConnectionPoint* point = nullptr;
   std::vector<DWORD> cookies;
 
  protected:
   void OnEvent(DISPPARAMS*) override {
-    for (const DWORD cookie : cookies) m_point->Unadvise(cookie);
+    for (const DWORD cookie : cookies) point->Unadvise(cookie);
   }
-
- private:
-  IConnectionPoint* m_point;
 };
 
 TEST(HostEvents, SinkMayUnsubscribeItselfAndOthersWhileCalled) {
+  UnsubscribingSink first;
+  RecordingSink second(outlook::IID_ItemEvents);
+  RecordingSink third(outlook::IID_ItemEvents);
   SimulatedHost host;
   HostMailItem& mail = host.CreateMail(MailWithSubject("Unsubscribe"));
   const ComPtr<IConnectionPoint> point = FindPoint(mail.Identity(), outlook::IID_ItemEvents);
-  UnsubscribingSink first(point.Get());
-  RecordingSink second(outlook::IID_ItemEvents);
-  RecordingSink third(outlook::IID_ItemEvents);
+  first.point = point.Get();
   DWORD cookies[3] = {};
   point->Advise(&first, &cookies[0]);
   point->Advise(&second, &cookies[1]);

@@ -36,7 +36,8 @@ HRESULT CallSlot(void* object, std::size_t slot, Arguments... arguments) {
   return reinterpret_cast<Function>(table[slot])(object, arguments...);
 }
 
-// Every identity query, subscription and event that it was called with; counts its references.
+// Writes down the events that it was called with and counts its references. Like every sink it has
+// to outlive its source or to unsubscribe: declare it in front of the host.
 class RecordingSink : public IDispatch {
  public:
   explicit RecordingSink(const IID& eventInterface) : m_eventInterface(eventInterface) {}

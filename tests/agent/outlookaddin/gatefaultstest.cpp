@@ -1,0 +1,180 @@
+// A host that fails any call, at any point: the mail goes out, the log says what was given up, and
+// nothing is held that isn't held on purpose.
+#include <set>
+
+#include "tests/agent/outlookaddin/gatefixture.h"
+
+namespace gate {
+namespace {
+
+class GateFaults : public GateTest {
+ protected:
+  GateFaults() {
+    g_outlookVersionCode = kOutlook2013;
+    FillRecipients();
+    FillContent();
+    MakeSignature("Work/logo.png");
+    WriteProfile("");
+    answers[9] = 7;  // so that the tag's calls belong to the run
+  }
+  ~GateFaults() override { g_outlookVersionCode = 0; }
+
+  void FillRecipients() {
+    const auto entry = [](const char* address) {
+      auto made = std::make_shared<devkit::MailAddressEntry>();
+      if (address != nullptr) made->address = address;
+      return made;
+    };
+    auto list = entry(nullptr);
+    list->displayType = outlook::olPrivateDistList;
+    list->id = "id";
+    list->members = {entry("x"), entry("y")};
+    mail.recipients = {{"A", entry("a")}, {"List", list}, {"B", entry("b")}};
+  }
+  void FillContent() {
+    mail.senderName = "Session User";
+    mail.accountSenderName = "Account User";
+    mail.subject = "subject";
+    mail.body = "body";
+    mail.htmlBody = "<img src=\"cid:logo.png@1\">";
+    for (const std::int32_t type : {outlook::olByValue, outlook::olByReference}) {
+      devkit::MailAttachment attachment;
+      attachment.type = type;
+      attachment.fileName = "a.doc";
+      attachment.pathName = "C:\\data";
+      mail.attachments.push_back(attachment);
+    }
+  }
+
+  // A tagged mail's message keeps three references, the sink its item's one.
+  void ExpectOnlyWhatIsLeftOnPurpose() {
+    for (const devkit::LedgerLine& line : Ledger().Outstanding()) {
+      const bool isMessage = line.label.starts_with("IMessage");
+      const bool isItem = line.label == Item()->Label();
+      EXPECT_LE(line.Outstanding(), isMessage ? 3U : isItem ? 1U : 0U) << line.label;
+    }
+    EXPECT_THAT(Ledger().OverReleases(), IsEmpty());
+  }
+
+  // Sends the mail anew. False if an exception ended it.
+  bool Send(VARIANT_BOOL* cancel) {
+    tick += 10000;
+    asked.clear();
+    try {
+      EXPECT_EQ(Sink().OnMailSend(cancel), S_OK);
+      return true;
+    } catch (const _com_error&) {
+      return false;
+    }
+  }
+};
+
+// Whether `line` is `pattern`, in which a "*" stands for any text.
+bool LooksLike(std::string_view line, std::string_view pattern) {
+  if (pattern.empty()) return line.empty();
+  if (pattern.front() != '*') {
+    return !line.empty() && line.front() == pattern.front() &&
+           LooksLike(line.substr(1), pattern.substr(1));
+  }
+  for (std::size_t skipped = 0; skipped <= line.size(); ++skipped) {
+    if (LooksLike(line.substr(skipped), pattern.substr(1))) return true;
+  }
+  return false;
+}
+
+// What the log says when that call fails with E_FAIL or with nothing in its hands; null for the
+// calls whose failure nobody mentions.
+std::map<std::string_view, const char*> Complaints() {
+  constexpr const char* kSession =
+      "Info SendUsingAccount is empty, try to get session user instead.";
+  return {
+      {"_MailItem::get_Recipients", "Err Get recipients failed: 0x*, and don't check recpients."},
+      {"Recipients::get_Count",
+       "Err Get recipients counts failed: 0x*, and don't check recpients."},
+      {"Recipients::Item", "Err Get Item from recipients failed: 0x*"},
+      {"Recipient::get_AddressEntry", "Err Get AddressEntry from recipient failed: 0x*"},
+      {"AddressEntry::QueryInterface(IUnknown)", nullptr},
+      {"AddressEntry::get_Address", "Warn Not support displayType, skip it."},
+      {"AddressEntry::get_DisplayType", "Err Get DisplayType failed: 0x*"},
+      {"AddressEntry::get_ID", "Err Get AddressEntry ID failed: 0x*"},
+      {"AddressEntry::get_Members", "Err Get AddressEntry members failed: 0x*"},
+      {"AddressEntries::GetFirst", nullptr},
+      {"AddressEntries::GetNext", nullptr},
+      {"_MailItem::get_SendUsingAccount", kSession},
+      {"_Account::get_CurrentUser", kSession},
+      {"Recipient::get_Name", kSession},
+      {"_MailItem::get_Subject", "Err Cannot get subject, and don't check subject."},
+      {"_MailItem::get_Body", "Err Cannot get body, and don't check body."},
+      {"_MailItem::get_HTMLBody", nullptr},
+      {"_MailItem::get_Attachments", "Err Cannot get attachments. hr:*"},
+      {"Attachments::get_Count", "Err Cannot get attachments' count. hr:*"},
+      {"Attachments::Item", "Err Cannot get attachment item. hr:*"},
+      {"Attachment::get_Type", nullptr},
+      {"Attachment::get_FileName", "Err *attachment* name*"},
+      {"Attachment::get_PathName", "Err Get attachment name and path failed."},
+      {"Attachment::SaveAsFile", nullptr},
+      {"_MailItem::get_MAPIOBJECT", nullptr},
+      {"IMessage::QueryInterface(IMessage)",
+       "Err QueryInterface failed on IUnknown for IID_Message"},
+      {"IMessage::QueryInterface(IMAPIProp)", "Err *IMAPIProp*"},
+      {"IMessage::GetIDsFromNames", "Err Error retrieving GetIDsFromNames."},
+      {"IMessage::SetProps", "Err rolo_dbg Error setting Header."},
+  };
+}
+
+// The same for the nth call of that name in the run, where the two ways of failing differ.
+const char* Complaint(std::string_view call, int nth, HRESULT result) {
+  const bool givesNothing = result == S_OK;
+  if (!givesNothing && call == "AddressEntry::QueryInterface(IUnknown)") return nullptr;
+  // The second entry is the list, which has no address anyway.
+  if (call == "AddressEntry::get_Address" && nth == 2) return nullptr;
+  if (givesNothing && call == "AddressEntry::get_DisplayType") {
+    return "Warn Not support displayType, skip it.";
+  }
+  if (givesNothing && call == "_MailItem::get_Subject") {
+    return "Warn Empty mail subject might cause violation log trimmed.";
+  }
+  if (givesNothing && call == "IMessage::QueryInterface(IMAPIProp)") {
+    return "Err Unknown Error on receiving the Pointer to MAPI Properties.";
+  }
+  if (givesNothing && call == "IMessage::SetProps") return nullptr;
+  return Complaints().at(call);
+}
+
+TEST_F(GateFaults, WhicheverCallFailsTheMailGoesAndTheLogSaysWhatWasGivenUp) {
+  VARIANT_BOOL cancel = 0;
+  ASSERT_TRUE(Send(&cancel));
+  const std::vector<std::string_view> journal = Calls().Journal();
+  const std::set<std::string_view> called(journal.begin(), journal.end());
+  EXPECT_EQ(called.size(), Complaints().size()) << "the run passes every call that can fail";
+  const std::vector<std::string> clean = TakeLines();
+
+  for (const HRESULT result : {E_FAIL, S_OK}) {
+    std::map<std::string_view, int> nth;
+    for (std::size_t number = 1; number <= journal.size(); ++number) {
+      const std::string_view call = journal[number - 1];
+      SCOPED_TRACE(std::to_string(number) + " " + std::string(call) +
+                   (result == S_OK ? " gives nothing" : " fails"));
+      RenewHost();
+      ForgetLines();
+      Calls().FailCall(number, result);
+      EXPECT_EQ(Send(&cancel), result == S_OK || call != "AddressEntry::QueryInterface(IUnknown)");
+      EXPECT_EQ(cancel, 0);
+      EXPECT_EQ(Calls().FaultsGiven(), 1U);
+      ExpectOnlyWhatIsLeftOnPurpose();
+      if (const char* const complaint = Complaint(call, ++nth[call], result)) {
+        std::vector<std::string> more;
+        for (const std::string& line : Lines()) {
+          if (std::find(clean.begin(), clean.end(), line) == clean.end()) more.push_back(line);
+        }
+        EXPECT_TRUE(
+            std::any_of(more.begin(), more.end(),
+                        [&](const std::string& line) { return LooksLike(line, complaint); }))
+            << complaint << " is not among " << testing::PrintToString(more);
+      }
+    }
+  }
+}
+
+}  // namespace
+}  // namespace gate

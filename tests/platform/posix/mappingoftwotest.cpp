@@ -60,17 +60,26 @@ using platform::kMapReadWrite;
 using secondprocess::kMappingSize;
 using secondprocess::Words;
 
-// One process of a crowd that makes, opens and closes one name all the time. Whoever made it finds
-// its own mapping under the name, whatever the others do; false when it found another one.
-bool TakePart(const char* name, unsigned rounds) {
-  const auto mark = static_cast<std::uint32_t>(getpid());
-  for (unsigned round = 0; round < rounds; ++round) {
-    const Handle made = platform::mappings.CreateFileMappingA(kMappingSize, name);
-    if (made != nullptr) Words(made).Set(0, mark);
-    const Handle opened = platform::mappings.OpenFileMappingA(kMapReadWrite, false, name);
-    if (made != nullptr && (opened == nullptr || Words(opened).Get(0) != mark)) return false;
-    platform::handles.CloseHandle(opened);
-    platform::handles.CloseHandle(made);
+// One process of a crowd that makes, opens and closes one name all the time. Whoever holds the
+// mapping finds this same mapping under the name, whatever the others do: what is written through
+// one handle, to a word of this process's own, is read through the other. False when it isn't.
+bool TakePart(const char* name, std::size_t word) {
+  for (std::uint32_t round = 1; round <= 4000; ++round) {
+    Handle held = platform::mappings.CreateFileMappingA(kMappingSize, name);
+    const bool made = held != nullptr;
+    if (!made) held = platform::mappings.OpenFileMappingA(kMapReadWrite, false, name);
+    // Some come and go quickly, so that a name often changes hands.
+    if (!made && round % 2 == 0) {
+      platform::handles.CloseHandle(held);
+      continue;
+    }
+    // The others' mapping may be gone between the two.
+    if (held == nullptr) continue;
+    Words(held).Set(word, round);
+    const Handle found = platform::mappings.OpenFileMappingA(kMapReadWrite, false, name);
+    if (found == nullptr || Words(found).Get(word) != round) return false;
+    platform::handles.CloseHandle(held);
+    platform::handles.CloseHandle(found);
   }
   return true;
 }
@@ -78,10 +87,10 @@ bool TakePart(const char* name, unsigned rounds) {
 TEST(MappingOfMany, ANameNeverLeadsAwayFromWhatIsHeld) {
   const std::string name = "Global\\crowd" + std::to_string(getpid());
   std::vector<pid_t> children;
-  for (int count = 0; count < 4; ++count) {
+  for (std::size_t word = 0; word < 4; ++word) {
     const pid_t child = fork();
     ASSERT_GE(child, 0);
-    if (child == 0) _exit(TakePart(name.c_str(), 2000) ? 0 : 1);
+    if (child == 0) _exit(TakePart(name.c_str(), word) ? 0 : 1);
     children.push_back(child);
   }
   for (const pid_t child : children) {

@@ -204,7 +204,7 @@ Handle CreateFileMappingA(std::uint32_t size, const char* name) {
     const Presence presence = OpenHeld(path, O_RDONLY, &held);
     if (presence == Presence::kHeld) {
       // Closed as any handle is: the holder may have gone in between.
-      Mapping(held, path);
+      const Mapping closedAtOnce(held, path);
       break;
     }
     if (presence == Presence::kFailed) break;

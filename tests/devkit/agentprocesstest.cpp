@@ -191,7 +191,7 @@ TEST_F(AgentProcess, HelpShowsExamples) {
     std::string text;
     std::string line;
     while (child.ReadLine(&line, 20'000) == ChildProcess::ReadResult::kLine) text += line + "\n";
-    EXPECT_THAT(text, HasSubstr("Examples:\n  quorvex agent"));
+    EXPECT_THAT(text, HasSubstr("Examples:\n  quorvex "));
     int status = -1;
     ASSERT_TRUE(child.WaitForEnd(20'000, &status));
     EXPECT_EQ(status, 0);

@@ -212,8 +212,8 @@ TEST(ChildProcess, AProgramThatIsNotThere) {
 TEST_F(AgentProcess, OddArgumentsSurviveTheCommandLine) {
   WriteFile("with blanks and \xC3\xA4.toml", "[[rule]]\nanswer = 4\n");
   const std::string ring = m_ring + " \"quoted\" \"\"";
-  const nlohmann::json ready = StartAgent(
-      {"--json", "--rules", FilePath("with blanks and \xC3\xA4.toml"), "--ring", ring});
+  const nlohmann::json ready =
+      StartAgent({"--json", "--rules", FilePath("with blanks and \xC3\xA4.toml"), "--ring", ring});
   EXPECT_EQ(ready["rules"], 1);
   EXPECT_EQ(ready["ring"], ring);
 }

@@ -1,0 +1,8 @@
+// A library with a class object that it hasn't got: what loading any library costs.
+#include "platform/com/comtypes.h"
+
+extern "C" __declspec(dllexport) HRESULT STDAPICALLTYPE
+    DllGetClassObject(REFCLSID, REFIID, void** object) {
+  *object = nullptr;
+  return CLASS_E_CLASSNOTAVAILABLE;
+}

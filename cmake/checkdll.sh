@@ -1,0 +1,65 @@
+#!/usr/bin/env bash
+# checkdll.sh DLL: looks at a built DlpAddIn.dll from outside, as the system's loader will, and
+# prints each thing that is not as it has to be. Exit status 0 only when there is none.
+#
+# Exports by name and ordinal (undecorated in the 32-bit library too), imports (the system's own
+# libraries, of MAPI32 the ordinals 13 and 136 and nothing else), the loader's protections, size.
+set -u
+dll=${1:?usage: checkdll.sh DLL}
+objdump=${OBJDUMP:-x86_64-w64-mingw32-objdump}
+limit=$((2 * 1024 * 1024))
+
+status=0
+wrong() { echo "$dll: $1"; status=1; }
+
+headers=$("$objdump" -p "$dll") || { echo "$dll: can't be read"; exit 1; }
+
+case $headers in
+  *"file format pei-x86-64"*) bits=64 ;;
+  *"file format pei-i386"*) bits=32 ;;
+  *) echo "$dll: neither a 64-bit nor a 32-bit library"; exit 1 ;;
+esac
+
+# "ordinal name" for each export. Entries of the name table are counted from 0, ordinals from the
+# base, which is 1.
+base=$(sed -n 's/^Ordinal Base[[:space:]]*//p' <<<"$headers")
+exports=$(sed -n '/^\[Ordinal\/Name Pointer\] Table/,/^$/p' <<<"$headers" |
+  sed -nE "s/^[[:space:]]*\[[[:space:]]*([0-9]+)\][[:space:]]+(\+base\[[[:space:]]*[0-9]+\][[:space:]]+[0-9a-f]+[[:space:]]+)?(.*)/\1 \3/p" |
+  while read -r index name; do echo "$((index + base)) $name"; done)
+expected="1 DllCanUnloadNow
+2 DllGetClassObject
+3 DllRegisterServer
+4 DllUnregisterServer"
+[ "$exports" = "$expected" ] || wrong "exports are:
+$exports"
+
+allowed=" ADVAPI32.dll KERNEL32.dll MAPI32.dll msvcrt.dll ole32.dll OLEAUT32.dll SHELL32.dll USER32.dll WS2_32.dll "
+imports=$(sed -n 's/^[[:space:]]*DLL Name: //p' <<<"$headers")
+[ -n "$imports" ] || wrong "no imports found"
+for library in $imports; do
+  [[ $allowed == *" $library "* ]] || wrong "imports $library"
+done
+
+# The lines of MAPI32's import table, down to the empty one. An import by ordinal has the highest
+# bit of its table entry set, in the first column.
+mapi=$(sed -n '/DLL Name: MAPI32.dll/,/^$/p' <<<"$headers" |
+  sed -nE 's/^[[:space:]]+8(0{7})?0*([0-9a-f]+)[[:space:]].*<none>.*/\2/p' | sort)
+named=$(sed -n '/DLL Name: MAPI32.dll/,/^$/p' <<<"$headers" | grep -cE '^[[:space:]]+[0-9a-f]+[[:space:]]+[0-9a-f]+[[:space:]]')
+[ "$mapi" = "$(printf '88\nd')" ] && [ "$named" = 2 ] || wrong "imports of MAPI32.dll are: $mapi"
+
+protections="DYNAMIC_BASE NX_COMPAT"
+[ "$bits" = 64 ] && protections="$protections HIGH_ENTROPY_VA"
+for protection in $protections; do
+  grep -q "^[[:space:]]*$protection\$" <<<"$headers" || wrong "lacks $protection"
+done
+# Without relocations no address is chosen by the system.
+"$objdump" -h "$dll" | grep -q '\.reloc' || wrong "has no relocations"
+
+stripped=$(mktemp) || exit 1
+"${objdump/objdump/strip}" -s -o "$stripped" "$dll" || wrong "can't be stripped"
+size=$(stat -c %s "$stripped")
+rm -f "$stripped"
+[ "$size" -lt "$limit" ] || wrong "has $size bytes stripped"
+
+[ $status = 0 ] && echo "$dll: $bits-bit, 4 exports, $(wc -w <<<"$imports") system libraries, $size bytes stripped"
+exit $status

@@ -188,7 +188,7 @@ void DlpMailEvent::CollectAddressEntry(AddressEntry* entry, AddressEntrySet& see
   ComPtr<AddressEntry> member;
   members->GetFirst(member.Put());
   while (member) {
-    VisitOnce(std::move(member), seen, addresses);
+    VisitOnce(ComPtr<AddressEntry>(member.Detach()), seen, addresses);
     members->GetNext(member.Put());
   }
 }

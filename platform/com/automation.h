@@ -84,17 +84,17 @@ inline constexpr LCID kSystemDefaultLocale = 0x0800;
 
 // Paths are NUL-terminated; every library given belongs to the caller.
 struct AutomationOperations {
-  HRESULT (*LoadRegTypeLib)
+  HRESULT(*LoadRegTypeLib)
   (REFGUID library, WORD major, WORD minor, LCID locale, ITypeLib** result);
   // From a file, or from the first type library in a module's resources. Registers nothing.
   HRESULT (*LoadTypeLib)(const WideChar* path, ITypeLib** result);
 
   // Both for all users, or through the second of each pair for the present one only.
   HRESULT (*RegisterTypeLib)(ITypeLib* library, const WideChar* path, const WideChar* helpFolder);
-  HRESULT (*RegisterTypeLibForUser)
+  HRESULT(*RegisterTypeLibForUser)
   (ITypeLib* library, const WideChar* path, const WideChar* helpFolder);
   HRESULT (*UnRegisterTypeLib)(REFGUID library, WORD major, WORD minor, LCID locale, SYSKIND kind);
-  HRESULT (*UnRegisterTypeLibForUser)
+  HRESULT(*UnRegisterTypeLibForUser)
   (REFGUID library, WORD major, WORD minor, LCID locale, SYSKIND kind);
 
   // The calling thread's locale.

@@ -1,6 +1,7 @@
 // Many threads, one log.
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <atomic>
 #include <map>
 #include <string>
@@ -8,6 +9,7 @@
 #include <vector>
 
 #include "platform/diagnostics.h"
+#include "platform/files.h"
 #include "platform/scopedreplacement.h"
 #include "tests/logging/loggingtest.h"
 #include "tests/support/logcapture.h"
@@ -26,8 +28,22 @@ std::string AllFiles(const std::filesystem::path& folder) {
   return text;
 }
 
-// Each thread writes its own letter, at lengths that differ, and a running number.
+// Each thread writes its own letter, at lengths that differ, and a running number. A line that has
+// been begun waits for others to come in between, which only the lock prevents.
 TEST(Threads, NeverInterleaveTheirLines) {
+  std::atomic<int> begun = 0;
+  std::atomic<int> mostBegun = 0;
+  platform::ScopedReplacement<platform::clock, &platform::ClockOperations::GetLocalTime> slow(
+      [&](auto original, platform::LocalTime* time) {
+        mostBegun = std::max(mostBegun.load(), ++begun);
+        for (int i = 0; i < 5; ++i) std::this_thread::yield();
+        original(time);
+      });
+  platform::ScopedReplacement<platform::files, &platform::FileOperations::WriteFile> counting(
+      [&begun](auto original, auto... arguments) {
+        --begun;
+        return original(arguments...);
+      });
   support::TemporaryFolder folder;
   OpenLogger logger;
   ASSERT_EQ(logger.AddStream("Outlook", 15, "File", folder.Entry("log").c_str()), 1);
@@ -45,6 +61,7 @@ TEST(Threads, NeverInterleaveTheirLines) {
   }
   go = true;
   for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(mostBegun, 1);
 
   std::map<char, int> next;
   for (const support::LoggedLine& line : support::ParseLog(AllFiles(folder.Path()), "Outlook")) {

@@ -1,8 +1,8 @@
 // Mappings of this test's own.
 //
-// For the length of its scope every mapping is made and looked for under a name that only this guard
-// gives, so tests in parallel processes, and an agent that happens to run on the machine, don't
-// meet. With no mapping made meanwhile, no agent is there.
+// For the length of its scope every mapping is made and looked for under a name that only this
+// guard gives, so tests in parallel processes, and an agent that happens to run on the machine,
+// don't meet. With no mapping made meanwhile, no agent is there.
 #pragma once
 
 #include <cstdio>

@@ -173,11 +173,13 @@ std::uint32_t ChildProcess::ProcessId() const {
 
 bool StandardInputEnded() {
   const HANDLE input = GetStdHandle(STD_INPUT_HANDLE);
+  // A console goes on for ever; a file, the null device or no input at all has nothing to wait for.
+  DWORD mode = 0;
+  if (GetConsoleMode(input, &mode) != 0) return false;
+  if (GetFileType(input) != FILE_TYPE_PIPE) return true;
   for (;;) {
     DWORD waiting = 0;
-    if (PeekNamedPipe(input, nullptr, 0, nullptr, &waiting, nullptr) == 0) {
-      return GetLastError() == ERROR_BROKEN_PIPE;
-    }
+    if (PeekNamedPipe(input, nullptr, 0, nullptr, &waiting, nullptr) == 0) return true;
     if (waiting == 0) return false;
     std::array<char, 256> dropped;
     DWORD got = 0;

@@ -243,8 +243,7 @@ TEST_F(CommandLine, AMailInJsonTakesTheSameRoadAsItsFile) {
 }
 
 TEST_F(CommandLine, CtrlCLeavesNoMappingAndNoFileBehind) {
-  const std::string rules =
-      Write("silent.toml", "[[fault]]\ndo = \"silent\"\nstage = \"body\"\n");
+  const std::string rules = Write("silent.toml", "[[fault]]\ndo = \"silent\"\nstage = \"body\"\n");
   const auto before = SharedFiles();
   const pid_t child = ::fork();
   if (child == 0) {

@@ -11,6 +11,7 @@ namespace tools {
 
 // Exit statuses. CLI11's own statuses never show: main turns them into these.
 inline constexpr int kStatusDone = 0;
+inline constexpr int kStatusFindings = 1;    // a check found something
 inline constexpr int kStatusUnreadable = 2;  // some input can't be read; the rest was done
 inline constexpr int kStatusUsage = 3;       // usage, or something that has to be there isn't
 
@@ -28,7 +29,9 @@ class CommandError : public std::runtime_error {
 
 // Each stores the process's exit status in `*status` when its subcommand has run.
 void AddAgentCommand(CLI::App& app, int* status);
+void AddConfigCommand(CLI::App& app, int* status);
 void AddImportCommand(CLI::App& app, int* status);
+void AddLogCommand(CLI::App& app, int* status);
 void AddSendCommand(CLI::App& app, int* status);
 
 }  // namespace tools

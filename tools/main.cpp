@@ -19,11 +19,14 @@ int Run(int argc, char** argv) {
       "Examples:\n"
       "  quorvex send mail.eml                      what is asked about a mail\n"
       "  quorvex agent --rules samples/rules.toml   answer the add-in by these rules\n"
+      "  quorvex config check vrk.pro               what is wrong with the settings\n"
       "  quorvex agent --help                       everything about one subcommand");
   int status = tools::kStatusDone;
   tools::AddSendCommand(app, &status);
   tools::AddAgentCommand(app, &status);
   tools::AddImportCommand(app, &status);
+  tools::AddConfigCommand(app, &status);
+  tools::AddLogCommand(app, &status);
 
   // The parser takes the arguments from the last to the first.
   std::vector<std::string> arguments = devkit::CommandLineArguments(argc, argv);

@@ -1,0 +1,136 @@
+// The library's four functions, called without the library around them.
+#include "agent/outlookaddin/module.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "agent/outlookaddin/dlpaddinconnect.h"
+#include "platform/scopedreplacement.h"
+
+namespace {
+
+using platform::AutomationOperations;
+using platform::ModuleImageOperations;
+using platform::ScopedReplacement;
+
+constexpr CLSID kStranger = {
+    0x5E1B7C42, 0x9D3A, 0x4F06, {0xA8, 0xC1, 0x3B, 0x7E, 0x42, 0xD0, 0x9A, 0x17}};
+
+// The factory of Connect, given back at the end.
+class Module : public testing::Test {
+ protected:
+  void SetUp() override {
+    ASSERT_EQ(
+        DllGetClassObject(CLSID_Connect, IID_IClassFactory, reinterpret_cast<void**>(&m_factory)),
+        S_OK);
+  }
+  void TearDown() override { LetFactoryGo(); }
+  void LetFactoryGo() {
+    if (m_factory != nullptr) m_factory->Release();
+    m_factory = nullptr;
+  }
+
+  IClassFactory* m_factory = nullptr;
+};
+
+TEST(ModuleIdentities, AreTheLibrarysOwn) {
+  EXPECT_TRUE(
+      IsEqualGUID(CLSID_Connect,
+                  {0x5E1B7C42, 0x9D3A, 0x4F06, {0xA8, 0xC1, 0x3B, 0x7E, 0x42, 0xD0, 0x9A, 0x16}}));
+  EXPECT_TRUE(
+      IsEqualGUID(LIBID_QuorvexLib,
+                  {0xC27A40E9, 0x16F8, 0x4B5D, {0x8E, 0x33, 0x91, 0xD5, 0xF0, 0xA7, 0xC2, 0x64}}));
+  EXPECT_TRUE(IsEqualGUID(CDlpAddinConnect::GetObjectCLSID(), CLSID_Connect));
+}
+
+TEST_F(Module, AnUnknownClassIsNotAvailable) {
+  void* object = this;
+  EXPECT_EQ(DllGetClassObject(kStranger, IID_IClassFactory, &object),
+            static_cast<HRESULT>(0x80040111));
+  EXPECT_EQ(object, nullptr);
+}
+
+TEST_F(Module, APlaceForTheClassObjectIsNeeded) {
+  EXPECT_EQ(DllGetClassObject(CLSID_Connect, IID_IClassFactory, nullptr),
+            static_cast<HRESULT>(0x80004003));
+}
+
+TEST_F(Module, AnInterfaceThatTheFactoryLacksIsItsFailure) {
+  void* object = this;
+  EXPECT_EQ(DllGetClassObject(CLSID_Connect, IID__IDTExtensibility2, &object),
+            static_cast<HRESULT>(0x80004002));
+  EXPECT_EQ(object, nullptr);
+}
+
+TEST_F(Module, AnOuterUnknownIsRefused) {
+  void* object = this;
+  EXPECT_EQ(m_factory->CreateInstance(m_factory, IID_IUnknown, &object),
+            static_cast<HRESULT>(0x80040110));
+  EXPECT_EQ(object, nullptr);
+}
+
+TEST_F(Module, AConnectObjectKeepsTheLibraryUntilItsLastRelease) {
+  _IDTExtensibility2* addIn = nullptr;
+  ASSERT_EQ(
+      m_factory->CreateInstance(nullptr, IID__IDTExtensibility2, reinterpret_cast<void**>(&addIn)),
+      S_OK);
+  LetFactoryGo();
+  EXPECT_EQ(DllCanUnloadNow(), 1);
+  EXPECT_EQ(addIn->AddRef(), 2u);
+  EXPECT_EQ(addIn->Release(), 1u);
+  EXPECT_EQ(DllCanUnloadNow(), 1);
+  EXPECT_EQ(addIn->Release(), 0u);
+  EXPECT_EQ(DllCanUnloadNow(), 0);
+}
+
+TEST_F(Module, AnObjectWithoutTheInterfaceLeavesNothing) {
+  void* object = this;
+  EXPECT_EQ(m_factory->CreateInstance(nullptr, IID_IDispatch, &object),
+            static_cast<HRESULT>(0x80004002));
+  EXPECT_EQ(object, nullptr);
+  LetFactoryGo();
+  EXPECT_EQ(DllCanUnloadNow(), 0);
+}
+
+TEST_F(Module, GivesTheSameFactoryEveryTime) {
+  void* object = nullptr;
+  ASSERT_EQ(DllGetClassObject(CLSID_Connect, IID_IUnknown, &object), S_OK);
+  EXPECT_EQ(object, m_factory);
+  static_cast<IUnknown*>(object)->Release();
+}
+
+// This program has no script in its resources, so registration fails at its first step.
+TEST(ModuleRegistration, RestoresTheThreadsLocaleWhenItFails) {
+  const LCID before = platform::automation.GetThreadLocale();
+  ASSERT_NE(before, platform::kSystemDefaultLocale);
+  std::vector<LCID> set;
+  ScopedReplacement<platform::automation, &AutomationOperations::SetThreadLocale> noted(
+      [&](auto original, LCID locale) {
+        set.push_back(locale);
+        return original(locale);
+      });
+  EXPECT_EQ(DllRegisterServer(), static_cast<HRESULT>(0x80070716));
+  EXPECT_EQ(platform::automation.GetThreadLocale(), before);
+  EXPECT_EQ(DllUnregisterServer(), static_cast<HRESULT>(0x80070716));
+  EXPECT_EQ(platform::automation.GetThreadLocale(), before);
+  EXPECT_THAT(set, testing::ElementsAre(0x0800u, before, 0x0800u, before));
+}
+
+TEST(ModuleRegistration, RunsTheScriptOfResource101) {
+  int asked = 0;
+  ScopedReplacement<platform::moduleImage, &ModuleImageOperations::FindResourceBytes> resource(
+      [&](auto, auto, const platform::WideChar* type, std::uint16_t identifier, const char**,
+          std::size_t*) {
+        ++asked;
+        EXPECT_EQ(platform::WideString(type), QV_WIDE("REGISTRY"));
+        EXPECT_EQ(identifier, 101);
+        return false;
+      });
+  EXPECT_LT(DllRegisterServer(), 0);
+  EXPECT_EQ(asked, 1);
+}
+
+}  // namespace

@@ -32,7 +32,8 @@ test_clang() {
 test_sanitizers() {
   if build_or_fail asan; then
     echo "Address and undefined behaviour sanitizers"
-    run_programs asan ASAN_OPTIONS=detect_stack_use_after_return=1 UBSAN_OPTIONS=print_stacktrace=1
+    run_programs asan ASAN_OPTIONS=detect_stack_use_after_return=1 UBSAN_OPTIONS=print_stacktrace=1 \
+      LSAN_OPTIONS="suppressions=$top/scripts/leftonpurpose.supp:print_suppressions=0"
   fi
   if build_or_fail tsan test_channel test_logging; then
     echo "Thread sanitizer"

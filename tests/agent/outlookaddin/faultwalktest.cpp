@@ -281,24 +281,26 @@ Session FaultWalk::Run(std::uint64_t failing) {
   support::LogCapture log(support::LogCapture::Through::kDebugger);
   Session session;
   std::shared_ptr<devkit::HostLedger> ledger;
+  auto* const addIn = new CComObject<CDlpAddinConnect>;
+  addIn->AddRef();
   {
     SimulatedHost host(GetParam().version);
     ledger = host.SharedLedger();
     host.OpenExplorer();
     host.OpenInspector(Small("Early"));
     if (failing != 0) host.Calls().FailCall(failing, GetParam().result);
-    auto* const addIn = new CComObject<CDlpAddinConnect>;
-    addIn->AddRef();
     EXPECT_EQ(host.Connect(addIn), S_OK);
     Work(host, session);
     EXPECT_EQ(host.Disconnect(), S_OK);
     // The timer goes on.
     addin::OnScanTimer(nullptr, 0x0113, 1, 0);
-    session.addInReferences = addIn->Release();
-    for (ULONG left = session.addInReferences; left != 0; left = addIn->Release()) {
-    }
+    // One reference outlives the host, whose end gives back what it still has of the add-in.
+    addIn->AddRef();
+    session.addInReferences = addIn->Release() - 1;
     session.calls = host.Calls().Journal();
     session.faultsGiven = host.Calls().FaultsGiven();
+  }
+  while (addIn->Release() != 0) {
   }
   for (const devkit::LedgerLine& line : ledger->Outstanding()) {
     session.left[line.label] += line.Outstanding();

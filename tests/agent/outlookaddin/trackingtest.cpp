@@ -485,6 +485,7 @@ TEST_F(InlineResponse, TheSecondObjectIsTheOneThatIsSubscribed) {
   EXPECT_EQ(first->AddRef(), 2u);
   EXPECT_EQ(first->Release(), 1u);
   EXPECT_EQ(Outstanding("_Explorer 2"), 2u);
+  EXPECT_EQ(first->Release(), 0u);
 }
 
 TEST_F(InlineResponse, AFailedInitializeGivesTheResultOfTheSubscription) {

@@ -1,5 +1,7 @@
 // `quorvex log`: what the add-in's logger is told to do, and what its log tells.
 
+#include "tools/logcommand.h"
+
 #include <fmt/format.h>
 
 #include <cstdio>
@@ -105,9 +107,11 @@ void AddLogCommand(CLI::App& app, int* status) {
       app.add_subcommand("log", "The add-in's log: its settings, and what it tells");
   command->require_subcommand(1);
   AddCheck(command, status);
+  AddLogExplain(command, status);
   command->footer(
       "Examples:\n"
-      "  quorvex log check Logger.cfg         which streams the add-in makes of it");
+      "  quorvex log check Logger.cfg         which streams the add-in makes of it\n"
+      "  quorvex log explain mail.PC17_*.log  what became of each mail, and why");
 }
 
 }  // namespace tools

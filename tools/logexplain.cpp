@@ -1,0 +1,231 @@
+// `quorvex log explain`: the story of each mail.
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+#include "devkit/diagnosis/logline.h"
+#include "devkit/diagnosis/logstory.h"
+#include "platform/textlines.h"
+#include "tools/command.h"
+#include "tools/displaywidth.h"
+#include "tools/logcommand.h"
+#include "tools/textreport.h"
+
+namespace tools {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+// Longer than any line that the logger writes; a foreign one comes in pieces.
+constexpr std::size_t kPieceSize = 8192;
+// Of a file without a line of the log, no more is searched for one.
+constexpr std::size_t kSearchedPieces = 10'000;
+
+struct ExplainOptions {
+  std::vector<std::string> files;
+  bool json = false;
+};
+
+struct LogFile {
+  std::string path;
+  std::string begins;  // the time of its first line; empty if it has none
+};
+
+const char* NameOf(devkit::RequestEnd end) {
+  switch (end) {
+    case devkit::RequestEnd::kPassedOn:
+      return "answered";
+    case devkit::RequestEnd::kNotPassedOn:
+      return "not passed on";
+    case devkit::RequestEnd::kTimeOut:
+      return "no answer in time";
+    case devkit::RequestEnd::kNoBlock:
+      return "not noticed";
+    case devkit::RequestEnd::kNoAgent:
+      return "no agent";
+    case devkit::RequestEnd::kNotPushed:
+      break;
+  }
+  return "not pushed";
+}
+
+const char* NameOf(devkit::Checked checked) {
+  switch (checked) {
+    case devkit::Checked::kWhole:
+      return "checked";
+    case devkit::Checked::kInPart:
+      return "checked in part";
+    case devkit::Checked::kNot:
+      break;
+  }
+  return "unchecked";
+}
+
+bool WasAnswered(const devkit::StoryRequest& request) {
+  return request.end == devkit::RequestEnd::kPassedOn ||
+         request.end == devkit::RequestEnd::kNotPassedOn;
+}
+
+Json StoryJson(const devkit::MailStory& mail) {
+  Json requests = Json::array();
+  for (const devkit::StoryRequest& request : mail.requests) {
+    const bool answered = WasAnswered(request);
+    const bool polled = answered || request.end == devkit::RequestEnd::kTimeOut;
+    requests.push_back({{"stage", request.stage},
+                        {"end", NameOf(request.end)},
+                        {"answer", answered ? Json(request.answer) : Json()},
+                        {"polls_left", polled ? Json(request.counter) : Json()},
+                        {"waited_ms", request.waitedMs}});
+  }
+  Json reasons = Json::array();
+  for (const std::string& reason : mail.reasons) reasons.push_back(reason);
+  return {{"time", mail.time},
+          {"thread", mail.thread},
+          {"item", ValidUtf8(mail.item)},
+          {"window", mail.window},
+          {"sink", true},
+          {"subject", ValidUtf8(mail.subject)},
+          {"verdict", mail.verdict},
+          {"checked", NameOf(mail.checked)},
+          {"reasons", std::move(reasons)},
+          {"request_count", mail.requestCount},
+          {"requests", std::move(requests)}};
+}
+
+void PrintStory(const devkit::MailStory& mail) {
+  fmt::print("{} thread {} {}\n", mail.time, mail.thread, Shortened(mail.item, 24));
+  fmt::print("  window   {}; sink attached, since its Send was seen\n", mail.window);
+  if (!mail.subject.empty()) fmt::print("  subject  {}\n", Shortened(mail.subject, 69));
+  for (const devkit::StoryRequest& request : mail.requests) {
+    std::string answer = "-";
+    if (WasAnswered(request)) answer = std::to_string(request.answer);
+    fmt::print("  asked    {:<13} answer {:>3}, {:>4} polls left, {:>6} ms  {}\n", request.stage,
+               answer, request.counter, request.waitedMs, NameOf(request.end));
+  }
+  if (mail.requestCount > mail.requests.size()) {
+    fmt::print("  asked    ... and {} more\n", mail.requestCount - mail.requests.size());
+  }
+  fmt::print("  verdict  {}, {}\n", mail.verdict, NameOf(mail.checked));
+  for (const std::string& reason : mail.reasons) {
+    fmt::print("{}\n", Wrapped("  because  " + reason, 80, 11));
+  }
+  fmt::print("\n");
+}
+
+// True if the file can be read as text as far as its first line of the log.
+bool FindBeginning(LogFile* file) {
+  platform::TextLines lines(file->path.c_str());
+  if (!lines.IsOpen()) {
+    fmt::print(stderr, "quorvex log explain: {}: can't be opened\n", Printable(file->path));
+    return false;
+  }
+  std::string_view piece;
+  for (std::size_t i = 0; i < kSearchedPieces && lines.NextPiece(kPieceSize, &piece); ++i) {
+    if (piece.find('\0') != std::string_view::npos) {
+      fmt::print(stderr, "quorvex log explain: {}:{}: a NUL byte: this is no text file\n",
+                 Printable(file->path), i + 1);
+      return false;
+    }
+    if (const auto line = devkit::ParseLogLine(piece)) {
+      file->begins = devkit::SortableTime(*line);
+      return true;
+    }
+  }
+  return true;
+}
+
+// False if the file turns out to be no text further on.
+bool ReadStories(const LogFile& file, devkit::LogStories* stories) {
+  platform::TextLines lines(file.path.c_str());
+  std::string_view piece;
+  bool inside = false;  // of a line that came in pieces: its later ones are no lines
+  for (std::size_t number = 1; lines.NextPiece(kPieceSize, &piece);) {
+    if (piece.find('\0') != std::string_view::npos) {
+      fmt::print(stderr, "quorvex log explain: {}:{}: a NUL byte: not read further\n",
+                 Printable(file.path), number);
+      return false;
+    }
+    if (!inside) stories->Take(piece);
+    inside = !piece.ends_with('\n');
+    if (!inside) ++number;
+  }
+  return true;
+}
+
+struct Totals {
+  std::size_t mails = 0;
+  std::size_t inPart = 0;
+  std::size_t unchecked = 0;
+};
+
+int Explain(const ExplainOptions& options) {
+  bool unreadable = false;
+  std::vector<LogFile> files;
+  for (const std::string& path : options.files) {
+    RequireFile("log explain", path);
+    LogFile file{path, {}};
+    if (FindBeginning(&file)) {
+      files.push_back(std::move(file));
+    } else {
+      unreadable = true;
+    }
+  }
+  std::stable_sort(files.begin(), files.end(), [](const LogFile& one, const LogFile& other) {
+    return one.begins < other.begins;
+  });
+  Totals totals;
+  devkit::LogStories stories([&options, &totals](const devkit::MailStory& mail) {
+    ++totals.mails;
+    if (mail.checked == devkit::Checked::kNot) ++totals.unchecked;
+    if (mail.checked == devkit::Checked::kInPart) ++totals.inPart;
+    if (options.json) {
+      fmt::print("{}\n", StoryJson(mail).dump());
+    } else {
+      PrintStory(mail);
+    }
+  });
+  for (const LogFile& file : files) {
+    if (!ReadStories(file, &stories)) unreadable = true;
+  }
+  stories.Finish();
+  if (stories.WithoutSink() > 0) {
+    fmt::print(options.json ? stderr : stdout,
+               "{} inline responses got no sink: what is sent from them goes out unchecked\n",
+               stories.WithoutSink());
+  }
+  const std::string summary = fmt::format(
+      "{} mails: {} unchecked, {} checked in part; {} lines, {} foreign ones skipped\n",
+      totals.mails, totals.unchecked, totals.inPart, stories.Lines(), stories.Foreign());
+  fmt::print(options.json ? stderr : stdout, "{}", summary);
+  if (unreadable) return kStatusUnreadable;
+  return totals.unchecked + totals.inPart + stories.WithoutSink() > 0 ? kStatusFindings
+                                                                      : kStatusDone;
+}
+
+}  // namespace
+
+void AddLogExplain(CLI::App* log, int* status) {
+  auto options = std::make_shared<ExplainOptions>();
+  CLI::App* const explain =
+      log->add_subcommand("explain", "Tell the story of each mail, and why one went unchecked");
+  explain
+      ->add_option("FILE", options->files, "The add-in's log; all files of its ring, in any order")
+      ->required();
+  explain->add_flag("--json", options->json, "One JSON object a line, one line a mail");
+  explain->footer(
+      "Examples:\n"
+      "  quorvex log explain mail.PC17_0.log mail.PC17_1.log\n"
+      "  quorvex log explain --json mail.PC17_0.log\n\n"
+      "Exit status: 0 every mail was checked, 1 some were not or in part, 2 a file is\n"
+      "no text, 3 usage or no such file.");
+  explain->callback([options, status] { *status = Explain(*options); });
+}
+
+}  // namespace tools

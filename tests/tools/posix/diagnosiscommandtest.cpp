@@ -1,0 +1,176 @@
+// `quorvex config` and `quorvex log` as a user meets them: the real program on real files.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <sstream>
+#include <string>
+
+#include "tests/support/temporaryfolder.h"
+
+namespace {
+
+using Json = nlohmann::json;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+
+struct RunResult {
+  int status = -1;
+  std::string output;
+  std::string errors;
+};
+
+class DiagnosisCommand : public testing::Test {
+ protected:
+  static std::string ReadAll(const std::string& path) {
+    std::ostringstream text;
+    text << std::ifstream(path, std::ios::binary).rdbuf();
+    return std::move(text).str();
+  }
+
+  // In the folder of the files, so that messages show their bare names.
+  RunResult Run(const std::string& arguments) const {
+    const std::string command = "cd '" + m_folder.Path().string() + "' && '" + QUORVEX_PROGRAM +
+                                "' " + arguments + " >out 2>err </dev/null";
+    const int status = std::system(command.c_str());
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, ReadAll(m_folder.Entry("out")),
+            ReadAll(m_folder.Entry("err"))};
+  }
+
+  void Write(const std::string& name, const std::string& bytes) const {
+    std::ofstream(m_folder.Entry(name), std::ios::binary) << bytes;
+  }
+
+  static void ExpectPlainAndNarrow(const std::string& text) {
+    EXPECT_THAT(text, Not(HasSubstr("\x1b")));
+    std::istringstream lines(text);
+    for (std::string line; std::getline(lines, line);) EXPECT_LE(line.size(), 80u) << line;
+  }
+
+  support::TemporaryFolder m_folder;
+};
+
+TEST_F(DiagnosisCommand, KeysListsAllSettings) {
+  const RunResult plain = Run("config keys");
+  EXPECT_EQ(plain.status, 0);
+  EXPECT_THAT(plain.output, HasSubstr("seconds_to_remember_inputs                 0 to 3600\n"));
+  ExpectPlainAndNarrow(plain.output);
+  EXPECT_EQ(Json::parse(Run("config keys --json").output).size(), 80u);
+}
+
+TEST_F(DiagnosisCommand, ShowTellsOneSettingWithExamples) {
+  const RunResult run = Run("config show dialogs_timeout");
+  EXPECT_EQ(run.status, 0);
+  EXPECT_EQ(run.output,
+            "Key           dialogs_timeout\n"
+            "Internal key  DLOG_TIMEOUT\n"
+            "Accepted      5 to 180\n"
+            "  matches     5\n"
+            "  matches     180\n"
+            "  doesn't     4\n"
+            "  doesn't     181\n"
+            "Pattern       ^\\s*(?:180|1[0-7]\\d|[1-9]\\d|[5-9])\\s*$\n");
+  EXPECT_EQ(Run("config show DLOG_TIMEOUT").output, run.output);
+  EXPECT_EQ(Json::parse(Run("config show --json x_name").output)["internal"], "X_NAME");
+  EXPECT_EQ(Run("config show use_challenge_response").status, 0);
+}
+
+TEST_F(DiagnosisCommand, ShowOfAnUnknownKeySuggestsOne) {
+  const RunResult run = Run("config show hide_m");
+  EXPECT_EQ(run.status, 3);
+  EXPECT_EQ(run.errors,
+            "quorvex: config show: unknown key \"hide_m\"; did you mean \"hide_me\"?\n");
+}
+
+TEST_F(DiagnosisCommand, ConfigCheckTellsFileLineKeyAndWhatIsAccepted) {
+  Write("vrk.pro", "hide_me=true\r\ndialogs_timeout = 4\r\n");
+  const RunResult run = Run("config check vrk.pro");
+  EXPECT_EQ(run.status, 1);
+  EXPECT_EQ(run.output,
+            "vrk.pro:2: error: dialogs_timeout = 4: not accepted; accepted is: 5 to 180\n"
+            "vrk.pro: 2 known settings in 2 lines, see above\n");
+  const Json json = Json::parse(Run("config check --json vrk.pro").output);
+  EXPECT_EQ(json["clean"], false);
+  EXPECT_EQ(json["findings"][0]["line"], 2);
+  EXPECT_EQ(json["findings"][0]["key"], "dialogs_timeout");
+  EXPECT_EQ(json["findings"][0]["value"], "4");
+}
+
+TEST_F(DiagnosisCommand, ConfigCheckOfAGoodFileIsClean) {
+  Write("vrk.pro", "hide_me=true\n");
+  const RunResult run = Run("config check vrk.pro");
+  EXPECT_EQ(run.status, 0);
+  EXPECT_EQ(run.output, "vrk.pro: 1 known settings in 1 lines, nothing to mend\n");
+}
+
+TEST_F(DiagnosisCommand, FilesThatAreNotThereAreSetUpErrors) {
+  for (const std::string command : {"config check", "log check", "log explain"}) {
+    const RunResult run = Run(command + " none");
+    EXPECT_EQ(run.status, 3);
+    EXPECT_EQ(run.errors, "quorvex: " + command + ": none: there is no such file\n");
+    EXPECT_THAT(run.output, IsEmpty());
+    EXPECT_EQ(Run(command + " .").errors, "quorvex: " + command + ": .: this is a folder\n");
+    EXPECT_EQ(Run(command).status, 3);
+  }
+}
+
+TEST_F(DiagnosisCommand, LogCheckTellsEachLine) {
+  Write("Logger.cfg", "Outlook 15 Dbg\nOutlook 0 Dbg\n");
+  const RunResult run = Run("log check Logger.cfg");
+  EXPECT_EQ(run.status, 1);
+  EXPECT_EQ(run.output,
+            "Logger.cfg:1: stream: Outlook: Info, Warn, Err, Crit to the debugger\n"
+            "Logger.cfg:2: refused: Outlook: the mask \"0\" takes no level\n"
+            "Logger.cfg: 1 streams, 1 of them for \"Outlook\"; 1 lines refused, 0 warnings\n");
+  const Json json = Json::parse(Run("log check --json Logger.cfg").output);
+  EXPECT_EQ(json["lines"][1]["kind"], "refused");
+  EXPECT_EQ(json["outlook_streams"], 1);
+}
+
+TEST_F(DiagnosisCommand, LogExplainReadsARingInTheOrderOfTime) {
+  const std::string later = "(00001) 01/01/2027 00:00:00.000 Outlook> Info: ";
+  const std::string earlier = "(00001) 12/31/2026 23:59:59.999 Outlook> Info: ";
+  Write("a_0.log", later + "CheckContent: cannot initialize shared memory!\r\n" + later +
+                       "CheckRecipients returns: 1.\r\n" + later +
+                       "ScanSessionEnd returns: 1.\r\nforeign\r\n");
+  Write("a_1.log", earlier +
+                       "MailItem 0x0000000000000001 is not checked, continue CheckMail ... "
+                       "\r\n");
+  const RunResult run = Run("log explain a_0.log a_1.log");
+  EXPECT_EQ(run.status, 1);
+  EXPECT_EQ(run.output,
+            "12/31/2026 23:59:59.999 thread 00001 0x0000000000000001\n"
+            "  window   not in this log; sink attached, since its Send was seen\n"
+            "  asked    recipients    answer   -,    0 polls left,      0 ms  no agent\n"
+            "  verdict  sent, unchecked\n"
+            "  because  no agent was there\n"
+            "\n"
+            "1 mails: 1 unchecked, 0 checked in part; 5 lines, 1 foreign ones skipped\n");
+  ExpectPlainAndNarrow(run.output);
+  const Json json = Json::parse(Run("log explain --json a_0.log a_1.log").output);
+  EXPECT_EQ(json["reasons"], Json::array({"no agent was there"}));
+  EXPECT_EQ(json["requests"][0]["end"], "no agent");
+}
+
+TEST_F(DiagnosisCommand, LogExplainSaysThatAFileIsBinary) {
+  Write("x.log", std::string("a\n\0b", 4));
+  const RunResult run = Run("log explain x.log");
+  EXPECT_EQ(run.status, 2);
+  EXPECT_EQ(run.errors, "quorvex log explain: x.log:2: a NUL byte: this is no text file\n");
+}
+
+TEST_F(DiagnosisCommand, HelpShowsExamplesAndFitsATerminal) {
+  for (const std::string command :
+       {"config keys", "config show", "config check", "log check", "log explain"}) {
+    const RunResult run = Run(command + " --help");
+    EXPECT_EQ(run.status, 0);
+    EXPECT_THAT(run.output, HasSubstr("Examples:\n  quorvex " + command));
+  }
+}
+
+}  // namespace

@@ -32,6 +32,7 @@ void AddAgentCommand(CLI::App& app, int* status);
 void AddConfigCommand(CLI::App& app, int* status);
 void AddImportCommand(CLI::App& app, int* status);
 void AddLogCommand(CLI::App& app, int* status);
+void AddRingCommand(CLI::App& app, int* status);
 void AddSendCommand(CLI::App& app, int* status);
 
 }  // namespace tools

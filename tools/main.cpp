@@ -20,6 +20,7 @@ int Run(int argc, char** argv) {
       "  quorvex send mail.eml                      what is asked about a mail\n"
       "  quorvex agent --rules samples/rules.toml   answer the add-in by these rules\n"
       "  quorvex config check vrk.pro               what is wrong with the settings\n"
+      "  quorvex ring                               what lies between add-in and agent\n"
       "  quorvex agent --help                       everything about one subcommand");
   int status = tools::kStatusDone;
   tools::AddSendCommand(app, &status);
@@ -27,6 +28,7 @@ int Run(int argc, char** argv) {
   tools::AddImportCommand(app, &status);
   tools::AddConfigCommand(app, &status);
   tools::AddLogCommand(app, &status);
+  tools::AddRingCommand(app, &status);
 
   // The parser takes the arguments from the last to the first.
   std::vector<std::string> arguments = devkit::CommandLineArguments(argc, argv);

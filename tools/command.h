@@ -30,6 +30,7 @@ class CommandError : public std::runtime_error {
 // Each stores the process's exit status in `*status` when its subcommand has run.
 void AddAgentCommand(CLI::App& app, int* status);
 void AddConfigCommand(CLI::App& app, int* status);
+void AddConformCommand(CLI::App& app, int* status);
 void AddImportCommand(CLI::App& app, int* status);
 void AddLogCommand(CLI::App& app, int* status);
 void AddRingCommand(CLI::App& app, int* status);

@@ -21,10 +21,12 @@ int Run(int argc, char** argv) {
       "  quorvex agent --rules samples/rules.toml   answer the add-in by these rules\n"
       "  quorvex config check vrk.pro               what is wrong with the settings\n"
       "  quorvex ring                               what lies between add-in and agent\n"
+      "  quorvex conform                            does the running agent keep to the protocol\n"
       "  quorvex agent --help                       everything about one subcommand");
   int status = tools::kStatusDone;
   tools::AddSendCommand(app, &status);
   tools::AddAgentCommand(app, &status);
+  tools::AddConformCommand(app, &status);
   tools::AddImportCommand(app, &status);
   tools::AddConfigCommand(app, &status);
   tools::AddLogCommand(app, &status);

@@ -157,14 +157,13 @@ int CheckFile(const ConfigOptions& options) {
 
 void AddConfigCommand(CLI::App& app, int* status) {
   CLI::App* const command =
-      app.add_subcommand("config", "The agent's settings by name, and checks of a file of them");
+      app.add_subcommand("config", "The agent's settings, and checks of a file");
   command->require_subcommand(1);
   auto options = std::make_shared<ConfigOptions>();
   CLI::App* const keys = command->add_subcommand("keys", "List all settings");
   keys->add_flag("--json", options->json, "For a program to read");
   keys->callback([options, status] { *status = ListKeys(*options); });
-  CLI::App* const show =
-      command->add_subcommand("show", "One setting, with values that are accepted and refused");
+  CLI::App* const show = command->add_subcommand("show", "One setting, with examples");
   show->add_option("KEY", options->key, "The setting's name in the file, or its internal key")
       ->required();
   show->add_flag("--json", options->json, "For a program to read");

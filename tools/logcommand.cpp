@@ -88,8 +88,7 @@ int CheckConfig(const CheckOptions& options) {
 
 void AddCheck(CLI::App* log, int* status) {
   auto options = std::make_shared<CheckOptions>();
-  CLI::App* const check =
-      log->add_subcommand("check", "Say what stream each line of a Logger.cfg makes, or why none");
+  CLI::App* const check = log->add_subcommand("check", "What each line of a Logger.cfg makes");
   check->add_option("FILE", options->file, "The logger's settings")->required();
   check->add_flag("--json", options->json, "For a program to read");
   check->footer(

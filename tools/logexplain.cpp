@@ -213,10 +213,8 @@ int Explain(const ExplainOptions& options) {
 
 void AddLogExplain(CLI::App* log, int* status) {
   auto options = std::make_shared<ExplainOptions>();
-  CLI::App* const explain =
-      log->add_subcommand("explain", "Tell the story of each mail, and why one went unchecked");
-  explain
-      ->add_option("FILE", options->files, "The add-in's log; all files of its ring, in any order")
+  CLI::App* const explain = log->add_subcommand("explain", "What became of each mail, and why");
+  explain->add_option("FILE", options->files, "The files of the add-in's log, in any order")
       ->required();
   explain->add_flag("--json", options->json, "One JSON object a line, one line a mail");
   explain->footer(

@@ -170,6 +170,7 @@ TEST_F(DiagnosisCommand, HelpShowsExamplesAndFitsATerminal) {
     const RunResult run = Run(command + " --help");
     EXPECT_EQ(run.status, 0);
     EXPECT_THAT(run.output, HasSubstr("Examples:\n  quorvex " + command));
+    ExpectPlainAndNarrow(run.output);
   }
 }
 

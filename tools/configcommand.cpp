@@ -164,8 +164,7 @@ void AddConfigCommand(CLI::App& app, int* status) {
   keys->add_flag("--json", options->json, "For a program to read");
   keys->callback([options, status] { *status = ListKeys(*options); });
   CLI::App* const show = command->add_subcommand("show", "One setting, with examples");
-  show->add_option("KEY", options->key, "The setting's name in the file, or its internal key")
-      ->required();
+  show->add_option("KEY", options->key, "The setting's public or internal key")->required();
   show->add_flag("--json", options->json, "For a program to read");
   show->callback([options, status] { *status = ShowKey(*options); });
   CLI::App* const check =

@@ -15,6 +15,8 @@ int Run(int argc, char** argv) {
       "agent, look at what passes between the two.",
       "quorvex");
   app.require_subcommand(1);
+  // On Windows too a word that begins with "/" is a path.
+  app.allow_windows_style_options(false);
   app.footer(
       "Examples:\n"
       "  quorvex send mail.eml                      what is asked about a mail\n"

@@ -15,8 +15,6 @@ namespace {
 using Keys = std::span<const std::string_view>;
 
 constexpr std::array<std::string_view, 2> kFileKeys = {"rule", "fault"};
-constexpr std::array<std::string_view, 7> kConditionKeys = {
-    "recipients", "recipients_all", "sender", "subject", "body", "content", "attachment"};
 constexpr std::array<std::string_view, 10> kRuleKeys = {
     "name",   "answer",  "at",   "recipients", "recipients_all",
     "sender", "subject", "body", "content",    "attachment"};

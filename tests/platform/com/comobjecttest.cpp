@@ -490,18 +490,16 @@ class Registration : public ComModuleTest {
 
   void SetUp() override {
     ComModuleTest::SetUp();
-    m_before = platform::automation.GetThreadLocale();
-    ASSERT_NE(m_before, platform::kSystemDefaultLocale);
     m_library.attributes.wMajorVerNum = 5;
     m_library.attributes.wMinorVerNum = 6;
     m_library.attributes.lcid = 0x407;
     m_library.attributes.syskind = SYS_WIN64;
   }
-  void TearDown() override { EXPECT_EQ(platform::automation.GetThreadLocale(), m_before); }
+  void TearDown() override { EXPECT_EQ(m_locale, kOwnLocale); }
 
   void Note(const char* what) {
     m_steps.emplace_back(what);
-    EXPECT_EQ(platform::automation.GetThreadLocale(), 0x0800u) << what;
+    EXPECT_EQ(m_locale, 0x0800u) << what;
   }
   HRESULT RegisterStep(const char* what, ITypeLib* library, const WideChar* path,
                        const WideChar* folder) {
@@ -522,7 +520,17 @@ class Registration : public ComModuleTest {
     return S_OK;
   }
 
-  LCID m_before = 0;
+  // The thread's locale, which keeps what it is set to: the system's own puts the default's real
+  // number in the place of 0x0800.
+  static constexpr LCID kOwnLocale = 0x0407;
+  LCID m_locale = kOwnLocale;
+  ScopedReplacement<platform::automation, &AutomationOperations::GetThreadLocale> m_getLocale{
+      [this](auto) { return m_locale; }};
+  ScopedReplacement<platform::automation, &AutomationOperations::SetThreadLocale> m_setLocale{
+      [this](auto, LCID locale) {
+        m_locale = locale;
+        return true;
+      }};
   std::vector<std::string> m_steps;
   FakeLibrary m_library;
   HRESULT m_loadResult = S_OK;

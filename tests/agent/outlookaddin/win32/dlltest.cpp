@@ -183,13 +183,13 @@ TEST_F(Library, TheInterfaceOfConnectIsUnknownFromTheStandardLibrary) {
   EXPECT_EQ(name.View(), L"stdole");
 }
 
-// Registration writes below a key of this process's own, opened with the rights given.
+// Registration writes below a key of this process's own.
 class LibraryRegistration : public Library {
  protected:
   void SetUp() override {
     Library::SetUp();
     m_name = L"Software\\QuorvexTest" + std::to_wstring(GetCurrentProcessId());
-    Turn(KEY_ALL_ACCESS);
+    Turn(REG_OPTION_NON_VOLATILE);
     m_locale = GetThreadLocale();
   }
   void TearDown() override {
@@ -198,18 +198,20 @@ class LibraryRegistration : public Library {
     RegDeleteTreeW(HKEY_CURRENT_USER, m_name.c_str());
     Library::TearDown();
   }
-  void Turn(REGSAM rights) {
+  // Sends what goes to HKEY_CLASSES_ROOT to a key of the test's own, made with those options.
+  void Turn(DWORD options) {
     RegOverridePredefKey(HKEY_CLASSES_ROOT, nullptr);
-    HKEY made = nullptr;
-    ASSERT_EQ(RegCreateKeyExW(HKEY_CURRENT_USER, m_name.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS,
-                              nullptr, &made, nullptr),
-              ERROR_SUCCESS);
-    RegCloseKey(made);
+    RegDeleteTreeW(HKEY_CURRENT_USER, m_name.c_str());
     HKEY root = nullptr;
-    ASSERT_EQ(RegOpenKeyExW(HKEY_CURRENT_USER, m_name.c_str(), 0, rights, &root), ERROR_SUCCESS);
+    ASSERT_EQ(RegCreateKeyExW(HKEY_CURRENT_USER, m_name.c_str(), 0, nullptr, options,
+                              KEY_ALL_ACCESS, nullptr, &root, nullptr),
+              ERROR_SUCCESS);
     ASSERT_EQ(RegOverridePredefKey(HKEY_CLASSES_ROOT, root), ERROR_SUCCESS);
     RegCloseKey(root);
   }
+  // A key that lasts to the machine's next start only takes no lasting ones below it.
+  void TurnToUnwritable() { Turn(REG_OPTION_VOLATILE); }
+  static constexpr auto kUnwritable = static_cast<HRESULT>(0x800703FD);
   static std::string Narrow(const std::wstring& text) {
     std::string narrow;
     for (const wchar_t unit : text) narrow += static_cast<char>(unit);
@@ -259,14 +261,14 @@ TEST_F(LibraryRegistration, CanBeRepeated) {
 }
 
 TEST_F(LibraryRegistration, ARegistryThatCannotBeWrittenGivesItsError) {
-  Turn(KEY_READ);
-  EXPECT_EQ(Call("DllRegisterServer"), static_cast<HRESULT>(0x80070005));
+  TurnToUnwritable();
+  EXPECT_EQ(Call("DllRegisterServer"), kUnwritable);
 }
 
 TEST_F(LibraryRegistration, AThreadsOwnLocaleComesBackAfterAFailure) {
   ASSERT_TRUE(SetThreadLocale(0x0407));
-  Turn(KEY_READ);
-  EXPECT_EQ(Call("DllRegisterServer"), static_cast<HRESULT>(0x80070005));
+  TurnToUnwritable();
+  EXPECT_EQ(Call("DllRegisterServer"), kUnwritable);
   EXPECT_EQ(GetThreadLocale(), 0x0407u);
   SetThreadLocale(m_locale);
 }

@@ -12,7 +12,7 @@
 
 namespace {
 
-constexpr std::size_t kChunkSize = 32 * 1024;
+constexpr std::size_t kChunkSize = std::size_t{32} * 1024;
 
 char ToLower(char character) {
   return static_cast<char>(std::tolower(static_cast<unsigned char>(character)));

@@ -99,7 +99,7 @@ std::string Verdict(const MailOutcome& outcome, const ReportStyle& style) {
     return Coloured("tagged", Colour::kWarn, style) + after + ": goes out with " +
            Printable(outcome.tag->name) + ": " + Printable(outcome.tag->value);
   }
-  const std::string sent = Coloured("sent", Colour::kGood, style) + after;
+  std::string sent = Coloured("sent", Colour::kGood, style) + after;
   if (!outcome.agentThere) return sent + ": unchecked, since no agent was there";
   if (outcome.action == kActionTag) return sent + ": the tag could not be written";
   const auto recipients =

@@ -26,7 +26,7 @@ std::size_t Fitting(std::string_view text, std::size_t width) {
 }  // namespace
 
 std::string Wrapped(std::string_view text, std::size_t width, std::size_t indent) {
-  const std::string printable = Printable(text);
+  std::string printable = Printable(text);
   std::string_view rest = printable;
   std::string lines;
   std::size_t room = width;
@@ -49,7 +49,7 @@ std::string Wrapped(std::string_view text, std::size_t width, std::size_t indent
 
 std::string Shortened(std::string_view text, std::size_t width) {
   // Whatever the file holds, no more of it is looked at than can be shown.
-  const std::string printable = Printable(text.substr(0, width * 8));
+  std::string printable = Printable(text.substr(0, width * 8));
   if (DisplayWidth(printable) <= width) return printable;
   return Padded(printable, width);
 }

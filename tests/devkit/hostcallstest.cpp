@@ -192,7 +192,7 @@ TEST(HostFaults, EachCallOfARunCanBeMadeToFail) {
     SimulatedHost host;
     host.Calls().FailCall(number, E_ABORT);
     std::vector<HRESULT> expected(3, S_OK);
-    expected[number - 1] = E_ABORT;
+    expected[static_cast<std::size_t>(number - 1)] = E_ABORT;
     EXPECT_EQ(expected, run(host)) << "call " << number;
     EXPECT_EQ(1u, host.Calls().FaultsGiven());
   }

@@ -394,7 +394,7 @@ TEST_P(FaultWalk, EveryCallOfASessionMayFail) {
   ASSERT_EQ(Run().calls, clean.calls) << "a session isn't the same twice";
 
   std::size_t walked = 0;
-  for (std::uint64_t number = 1; number <= clean.calls.size(); ++number) {
+  for (std::size_t number = 1; number <= clean.calls.size(); ++number) {
     const std::string_view call = clean.calls[number - 1];
     const bool isSenders = call.starts_with("_NameSpace") || call.starts_with("_Account") ||
                            call == "_MailItem::get_Session" || call == "Recipient::get_Name" ||

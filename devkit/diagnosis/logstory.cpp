@@ -208,7 +208,9 @@ void LogStories::TakeChannel(Thread& thread, std::string_view message) {
     request.answer = *answer;
     request.counter = NumberBehind(message.substr(counter), "iTimeOut=").value_or(0);
     const std::int32_t all = thread.longWait ? kLongWait : kShortWait;
-    request.waitedMs = kPollMs * (thread.attempts + 1 + std::max(0, all - request.counter));
+    // The log may be anybody's: a counter that no wait has counts as the nearest that one has.
+    const std::int32_t polled = all - std::clamp(request.counter, 0, all);
+    request.waitedMs = kPollMs * (thread.attempts + 1 + polled);
     const bool passedOn = *answer == 4 || IsDecisive(*answer);
     request.end = *answer <= 1 ? RequestEnd::kTimeOut
                   : passedOn   ? RequestEnd::kPassedOn

@@ -24,7 +24,8 @@ std::string TypeWord(std::uint32_t itemType) {
     case 9:
       return "mail-end";
     default:
-      return "type " + std::to_string(itemType);
+      const std::string number = std::to_string(itemType);
+      return number.size() <= 7 ? "type " + number : number;
   }
 }
 
@@ -56,11 +57,12 @@ std::string Hex(const Bytes& bytes) {
   return text;
 }
 
+// The longest, a request with numbers of ten digits and the mark at its end, has 80 columns.
 std::string EntryLine(const Entry& entry) {
   std::string line =
-      fmt::format("  {:>7}  {:<10}  {:>6}  ", entry.offset, StateWord(entry.state), entry.length);
+      fmt::format("  {:>7} {:<10} {:>6} ", entry.offset, StateWord(entry.state), entry.length);
   if (entry.isRequest) {
-    line += fmt::format("{:<12} {:>8}  {}", TypeWord(entry.record->dwItemType),
+    line += fmt::format("{:<12} {:>10}  {}", TypeWord(entry.record->dwItemType),
                         entry.record->dwBlockLength, NameOf(*entry.record).substr(7));
   } else if (entry.state == EntryState::kComplete) {
     line += "no request: " +
@@ -121,7 +123,7 @@ std::string ReportText(const std::string& source, const Snapshot& now,
   std::string text = source + "\n";
   if (now.hasHeader) text += HeaderLines(now);
   if (!now.entries.empty()) {
-    text += "\n   offset  state       length  item            block  block's name\n";
+    text += "\n   offset state      length item              block  block's name\n";
     for (std::size_t i = 0; i < std::min(now.entries.size(), mostEntries); ++i) {
       text += EntryLine(now.entries[i]);
     }

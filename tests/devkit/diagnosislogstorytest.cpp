@@ -136,6 +136,14 @@ TEST_F(LogStoryTest, AgentThatDoesNotAnswerInTimeIsSilent) {
   EXPECT_THAT(mail.reasons, ElementsAre("the agent was silent: no answer in time (recipients)"));
 }
 
+TEST_F(LogStoryTest, CounterThatNoWaitHasCountsAsTheNearest) {
+  const MailStory mail = Story({kNew, Answer(4, -2147483647 - 1), "CheckRecipients returns: 4.",
+                                "Sender: Ada", Answer(4, 2147483647)});
+  ASSERT_THAT(mail.requests, SizeIs(2));
+  EXPECT_EQ(mail.requests[0].waitedMs, 20 * 126);
+  EXPECT_EQ(mail.requests[1].waitedMs, 20);
+}
+
 TEST_F(LogStoryTest, AgentThatMakesNoBlockIsSilent) {
   std::vector<std::string> lines = {kNew};
   lines.insert(lines.end(), 399, kNoRing);

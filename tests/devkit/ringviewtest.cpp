@@ -109,17 +109,30 @@ TEST(RingView, ShowsEachEntryInEachState) {
             "  write cursor       262416  offset 272\n"
             "  consumer           261948  468 bytes behind the cursor\n"
             "\n"
-            "   offset  state       length  item            block  block's name\n"
-            "   261948  complete       148  recipients         34  000012340000005600007\n"
-            "   262100  complete       148  file               34  000012340000005600008 split\n"
-            "      108  incomplete       0\n"
-            "      260  complete         8  no request: 01 02 03 04 05 06 07 08\n"
+            "   offset state      length item              block  block's name\n"
+            "   261948 complete      148 recipients           34  000012340000005600007\n"
+            "   262100 complete      148 file                 34  000012340000005600008 split\n"
+            "      108 incomplete      0\n"
+            "      260 complete        8 no request: 01 02 03 04 05 06 07 08\n"
             "\n"
             "  note   the entry at offset 108 is unfinished: its writer is at work, or died\n"
             "         before its length word\n"
             "  note   the entry at offset 261948 is complete and waits: if it stays, the\n"
             "         consumer has stalled\n"
             "  note   complete entries that are no requests of the add-in: 1\n");
+}
+
+TEST(RingView, TheWidestEntryHasEightyColumns) {
+  RingCopy ring;
+  ring.StartAt(262'100);
+  ContentRequest record{0xFFFFFFFF, 0xFFFFFFFE, 0xFFFFFFFF, 4, 0xFFFFFFFF, {}};
+  std::snprintf(record.szBlockName, sizeof(record.szBlockName), "Global\\fffffffffffffffe99999");
+  ring.Complete(ring.Reserve(148), testsupport::BytesOf(record));
+  const std::string report = ringview::ReportText("", ring.Look(), {});
+  const std::string line =
+      "   262100 complete      148 4294967295   4294967295  fffffffffffffffe99999 split";
+  EXPECT_THAT(report, testing::HasSubstr("\n" + line + "\n"));
+  EXPECT_EQ(line.size(), 80U);
 }
 
 TEST(RingView, TheSameInJson) {

@@ -1,0 +1,71 @@
+// The log explainer. The input is a log of any kind, read in lines as the command reads them, and
+// each line on its own. The stories keep their limits and add up; a line that the logger wrote is
+// told from any other and comes apart into what it was made of.
+#include <algorithm>
+#include <string>
+#include <string_view>
+
+#include "devkit/diagnosis/logline.h"
+#include "devkit/diagnosis/logstory.h"
+#include "fuzz/fuzzing.h"
+
+namespace {
+
+using fuzzing::Require;
+
+void CheckLine(std::string_view text) {
+  const auto line = devkit::ParseLogLine(text);
+  if (!line) return;
+  std::string level(line->level);
+  level.resize(4, ' ');
+  const std::string again = "(" + std::string(line->thread) + ") " + std::string(line->time) + " " +
+                            std::string(line->module) + "> " + level + ": " +
+                            std::string(line->message);
+  // A level is any four characters, and the blanks at its end are gone.
+  Require(again.size() <= text.size(), "the parts come from the line");
+  while (text.ends_with('\n') || text.ends_with('\r')) text.remove_suffix(1);
+  Require(again == text, "the parts make the line again");
+  const std::string time = devkit::SortableTime(*line);
+  Require(time.size() == 20, "a time that sorts");
+}
+
+void CheckStory(const devkit::MailStory& mail) {
+  Require(!mail.time.empty() && !mail.thread.empty() && !mail.window.empty(), "where and when");
+  Require(mail.requests.size() == std::min(mail.requestCount, devkit::kMaxRequests),
+          "the requests");
+  constexpr std::string_view kVerdicts[] = {"sent", "blocked", "tagged", "unknown"};
+  Require(std::count(std::begin(kVerdicts), std::end(kVerdicts), mail.verdict) == 1, "a verdict");
+  Require((mail.checked == devkit::Checked::kWhole) == mail.reasons.empty(),
+          "what was not checked whole has a reason");
+  for (const devkit::StoryRequest& request : mail.requests) {
+    Require(!request.stage.empty() && request.waitedMs >= 0, "a request has a stage and a wait");
+  }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  const fuzzing::ExactBytes log({reinterpret_cast<const char*>(data), size});
+  std::size_t told = 0;
+  std::size_t lines = 0;
+  devkit::LogStories stories([&told](const devkit::MailStory& mail) {
+    ++told;
+    CheckStory(mail);
+  });
+  for (std::string_view rest = log.View(); !rest.empty();) {
+    const std::size_t end = std::min(rest.find('\n'), rest.size() - 1) + 1;
+    const std::string_view line = rest.substr(0, end);
+    rest.remove_prefix(end);
+    CheckLine(line);
+    stories.Take(line);
+    ++lines;
+  }
+  stories.Finish();
+  Require(stories.Lines() == lines && stories.Foreign() <= lines, "every line counts once");
+  Require(told <= lines, "a mail has a line");
+  Require(stories.WithoutSink() <= lines, "a response has a line");
+  const std::size_t before = told;
+  stories.Finish();
+  Require(told == before, "a story is told once");
+  return 0;
+}

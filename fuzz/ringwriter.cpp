@@ -1,0 +1,95 @@
+// The writers' half of a ring that lies. The input gives the size of the view, the header, and then
+// pushes with words of the header changed between them. Nothing outside the view is touched, what a
+// refused push leaves is as it was, and an accepted one stands exactly where it belongs.
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "channel/ringbuffer.h"
+#include "fuzz/fuzzing.h"
+#include "fuzz/guardedview.h"
+
+namespace {
+
+using fuzzing::Require;
+
+constexpr std::uint32_t kHeader = sizeof(RingHeader);
+
+RingHeader HeaderOf(const unsigned char* view) {
+  RingHeader header{};
+  std::memcpy(&header, view, kHeader);
+  return header;
+}
+
+// The first words of the header in the order of an input.
+void SetWord(unsigned char* view, std::uint32_t viewSize, std::uint32_t at, std::uint32_t word) {
+  if (4 * at + 4 <= viewSize) std::memcpy(view + std::size_t{4} * at, &word, sizeof(word));
+}
+
+// What the view has to hold after an accepted push.
+void PutEntry(std::vector<unsigned char>& view, const RingHeader& before,
+              const std::vector<unsigned char>& padded) {
+  const auto capacity = static_cast<std::uint32_t>(before.capacity);
+  const auto length = static_cast<std::uint32_t>(padded.size());
+  RingHeader after = before;
+  after.usedBytes += static_cast<std::int32_t>(length + 4);
+  after.writeCursor += length + 4;
+  std::memcpy(view.data(), &after, kHeader);
+  const std::uint32_t at = before.writeCursor % capacity;
+  std::memcpy(view.data() + kHeader + at, &length, sizeof(length));
+  for (std::uint32_t i = 0; i < length; ++i) view[kHeader + (at + 4 + i) % capacity] = padded[i];
+}
+
+void Push(unsigned char* view, std::uint32_t viewSize, std::uint32_t length, std::uint8_t fill,
+          fuzzing::LogLines& log) {
+  // The bytes up to the next multiple of 4 belong to the caller too.
+  std::vector<unsigned char> data((std::size_t{length} + 3) / 4 * 4);
+  for (std::size_t i = 0; i < data.size(); ++i) data[i] = static_cast<unsigned char>(fill + 3 * i);
+  std::vector<unsigned char> expected(view, view + viewSize);
+  const bool hasHeader = viewSize >= kHeader;
+  const RingHeader before = hasHeader ? HeaderOf(view) : RingHeader{};
+  log.Clear();
+  const bool isPushed = channel::PushEntry(reinterpret_cast<RingHeader*>(view), viewSize,
+                                           data.data(), static_cast<int>(length));
+  Require(log.Errors() == (isPushed ? 0 : 1), "a refused push has one line in the log");
+  const std::int64_t sum = std::int64_t{before.usedBytes} + std::int64_t{length + 3} / 4 * 4 + 4;
+  const bool isRoom = hasHeader && length > 0 && before.capacity > 0 &&
+                      std::uint32_t(before.capacity) <= viewSize - kHeader &&
+                      sum <= before.capacity;
+  const bool isSane = isRoom && before.capacity % 4 == 0 &&
+                      before.writeCursor % static_cast<std::uint32_t>(before.capacity) % 4 == 0 &&
+                      data.size() + 4 <= static_cast<std::size_t>(before.capacity);
+  Require(isPushed == isSane, "a push is accepted where it fits and nothing contradicts itself");
+  if (isPushed) {
+    PutEntry(expected, before, data);
+  } else if (isRoom && before.capacity % 4 == 0 &&
+             data.size() + 4 <= static_cast<std::size_t>(before.capacity)) {
+    // The crooked cursor is seen only when it has been moved.
+    RingHeader after = before;
+    after.writeCursor += static_cast<std::uint32_t>(data.size()) + 4;
+    std::memcpy(expected.data(), &after, kHeader);
+  }
+  Require(std::equal(expected.begin(), expected.end(), view), "the view holds what it has to");
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  static fuzzing::LogLines log;
+  static fuzzing::GuardedView guarded;
+  fuzzing::Input input(data, size);
+  const std::uint32_t viewSize = input.Half() % 4096;
+  unsigned char* const view = guarded.Resize(viewSize);
+  std::memset(view, 0xEE, viewSize);
+  for (std::uint32_t word = 0; word < 4; ++word) SetWord(view, viewSize, word, input.Word());
+  while (!input.IsEmpty()) {
+    const std::uint8_t step = input.Byte();
+    if (step % 8 == 7) {
+      SetWord(view, viewSize, step / 8 % 4, input.Word());
+      continue;
+    }
+    const std::uint32_t length = step % 8 < 3 ? sizeof(ContentRequest) : input.Half();
+    Push(view, viewSize, length, step, log);
+  }
+  return 0;
+}

@@ -3,7 +3,8 @@
 # prints each thing that is not as it has to be. Exit status 0 only when there is none.
 #
 # Exports by name and ordinal (undecorated in the 32-bit library too), imports (the system's own
-# libraries, of MAPI32 the ordinals 13 and 136 and nothing else), the loader's protections, size.
+# libraries, of MAPI32 the ordinals 13 and 136 and nothing else), the loader's protections, the
+# table of settings, size.
 set -u
 dll=${1:?usage: checkdll.sh DLL}
 objdump=${OBJDUMP:-x86_64-w64-mingw32-objdump}
@@ -54,6 +55,9 @@ for protection in $protections; do
 done
 # Without relocations no address is chosen by the system.
 "$objdump" -h "$dll" | grep -q '\.reloc' || wrong "has no relocations"
+
+# Built with the library though nothing in it asks, so a linker is tempted to leave it out.
+grep -qa 'INET_REPO_CLEAR_INTERVA' "$dll" || wrong "lacks the table of settings"
 
 stripped=$(mktemp) || exit 1
 "${objdump/objdump/strip}" -s -o "$stripped" "$dll" || wrong "can't be stripped"

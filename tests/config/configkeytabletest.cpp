@@ -5,7 +5,9 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cstdlib>
 #include <map>
+#include <new>
 #include <set>
 #include <string>
 #include <type_traits>
@@ -13,6 +15,47 @@
 #include "config/configpatterns.h"
 
 namespace {
+
+// How many more allocations succeed; negative: all of them.
+int g_allocationsLeft = -1;
+
+}  // namespace
+
+void* operator new(std::size_t size) {
+  if (g_allocationsLeft == 0) throw std::bad_alloc();
+  if (g_allocationsLeft > 0) --g_allocationsLeft;
+  void* const memory = std::malloc(size != 0 ? size : 1);
+  if (memory == nullptr) throw std::bad_alloc();
+  return memory;
+}
+void operator delete(void* memory) noexcept {
+  std::free(memory);
+}
+void operator delete(void* memory, std::size_t) noexcept {
+  std::free(memory);
+}
+
+namespace {
+
+// Whether the table can be built while only so many allocations succeed.
+bool BuildsWith(int allocations) {
+  bool built = false;
+  g_allocationsLeft = allocations;
+  try {
+    const ConfigKeyTable table;
+    built = true;
+  } catch (const std::bad_alloc&) {
+    built = false;
+  }
+  g_allocationsLeft = -1;
+  return built;
+}
+
+TEST(ConfigKeyTable, FailureOfAnyAllocationComesOutOfItsConstruction) {
+  EXPECT_FALSE(BuildsWith(0));
+  EXPECT_FALSE(BuildsWith(1));
+  EXPECT_TRUE(BuildsWith(2));
+}
 
 TEST(ConfigKeyTable, HasEightyRowsWithUniqueKeysOnBothSides) {
   std::set<std::string_view> internalKeys;

@@ -26,10 +26,7 @@ class Bench {
     m_addIn = new CComObject<CDlpAddinConnect>;
     m_addIn->AddRef();
   }
-  ~Bench() {
-    m_host->Disconnect();
-    m_addIn->Release();
-  }
+  ~Bench() { m_addIn->Release(); }
   Bench(const Bench&) = delete;
   Bench& operator=(const Bench&) = delete;
 
@@ -38,6 +35,10 @@ class Bench {
     SAFEARRAY* custom = nullptr;
     return m_addIn->OnConnection(&m_host->Application(), ext_cm_Startup, &m_host->AddInEntry(),
                                  &custom);
+  }
+  void Disconnect() const {
+    SAFEARRAY* custom = nullptr;
+    m_addIn->OnDisconnection(ext_dm_UserClosed, &custom);
   }
   HostInspector& Open(int number, Announce announce) const {
     devkit::MailModel model;
@@ -50,8 +51,9 @@ class Bench {
   CComObject<CDlpAddinConnect>* m_addIn;
 };
 
-void OnConnection() {
+void OnConnection(const bench::Table& table) {
   bench::Samples samples;
+  bench::Samples disconnections;
   for (int round = 0; round < 200; ++round) {
     const Bench bench;
     for (int number = 0; number < 10; ++number) bench.Host().OpenExplorer();
@@ -60,11 +62,13 @@ void OnConnection() {
     for (const auto& window : bench.Host().Application().OpenInspectors().Open()) {
       if (window->Mail()->Connected() != 1) std::abort();
     }
+    disconnections.Time([&] { bench.Disconnect(); });
   }
-  bench::Print("OnConnection, 10 explorers and 20 inspectors", samples, "at most 5 ms");
+  table.Row("OnConnection, 10 explorers and 20 inspectors", samples);
+  table.Row("OnDisconnection", disconnections);
 }
 
-void NewInspector() {
+void NewInspector(const bench::Table& table) {
   const Bench bench;
   bench.Connect();
   bench::Samples samples;
@@ -75,7 +79,7 @@ void NewInspector() {
     bench.Host().CloseInspector(window);
     addin::OnScanTimer(nullptr, 0, 0, 0);
   }
-  bench::Print("NewInspector", samples, "at most 0.2 ms");
+  table.Row("NewInspector", samples);
 }
 
 // What a scan with nothing new asks of the host, and nothing else.
@@ -92,7 +96,7 @@ void AskLikeAScan(_Application* application) {
   }
 }
 
-void Tick() {
+void Tick(const bench::Table& table) {
   const Bench bench;
   bench.Connect();
   for (int number = 0; number < 100; ++number) bench.Open(number, Announce::kYes);
@@ -102,21 +106,20 @@ void Tick() {
     floor.Time([&] { AskLikeAScan(&bench.Host().Application()); });
     tick.Time([] { addin::OnScanTimer(nullptr, 0, 0, 0); });
   }
-  bench::Print("A tick, 100 windows, nothing new", tick);
-  bench::Print("  the host's answers alone", floor);
-  std::printf("%-52s %9.4f ms  at most 0.2 ms natively\n", "  the add-in's own share",
-              tick.Median() - floor.Median());
+  table.Row("A tick, 100 windows, nothing new", tick);
+  table.Row("A tick, the host's answers alone", floor);
 }
 
 }  // namespace
 
-int main() {
+int main(int argc, char** argv) {
+  const bench::Table table(argc, argv);
   // The tick is called by hand.
   const platform::ScopedReplacement<platform::ui, &platform::UserInterfaceOperations::SetTimer>
       noTimer([](auto, platform::Window, std::uintptr_t, std::uint32_t,
                  platform::TimerProcedure) -> std::uintptr_t { return 1; });
-  OnConnection();
-  NewInspector();
-  Tick();
+  OnConnection(table);
+  NewInspector(table);
+  Tick(table);
   return 0;
 }

@@ -1,17 +1,19 @@
 // What a whole mail costs: by the protocol, two sleeps of 20 ms a request, and our own share on
 // top. The same road is also run with every sleep replaced by a wait for the agent's next turn, so
-// that nothing but work is left.
-
-#include <benchmark/benchmark.h>
-
+// that nothing but work is left; there mails grow in attachments, recipients and cached verdicts.
+//
+// Runs natively and under Wine.
 #include <atomic>
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
+#include <functional>
 #include <string>
 #include <thread>
 
 #include "agent/outlookaddin/dlpmailevent.h"
+#include "agent/outlookaddin/verdictcache.h"
+#include "bench/median.h"
 #include "devkit/agentkit/agentkit.h"
 #include "devkit/host/simulatedhost.h"
 #include "platform/clock.h"
@@ -20,6 +22,7 @@
 namespace {
 
 using Clock = std::chrono::steady_clock;
+using Milliseconds = std::chrono::duration<double, std::milli>;
 using SleepReplacement =
     platform::ScopedReplacement<platform::clock, &platform::ClockOperations::Sleep>;
 
@@ -27,7 +30,7 @@ using SleepReplacement =
 class PromptAgent {
  public:
   PromptAgent() : m_agent(MakeHandlers(), {}) {
-    m_agent.Start();
+    if (m_agent.Start() != agentkit::OpenResult::kOpened) std::abort();
     m_thread = std::thread([this] {
       while (!m_stop) {
         m_agent.Poll();
@@ -40,32 +43,50 @@ class PromptAgent {
     m_stop = true;
     m_thread.join();
   }
+  PromptAgent(const PromptAgent&) = delete;
+  PromptAgent& operator=(const PromptAgent&) = delete;
 
   // Waits until the agent has looked at everything once more.
   void WaitForTurn() const {
     const std::uint64_t until = m_turns.load() + 2;
     while (m_turns.load() < until) std::this_thread::yield();
   }
+  std::uint64_t Requests() const { return m_requests.load(); }
 
  private:
-  static agentkit::Handlers MakeHandlers() {
+  agentkit::Handlers MakeHandlers() {
     agentkit::Handlers handlers;
-    handlers.onRequest = [](const agentkit::Request&) { return std::optional<std::int32_t>(4); };
+    handlers.onRequest = [this](const agentkit::Request&) {
+      m_requests.fetch_add(1);
+      return std::optional<std::int32_t>(4);
+    };
     return handlers;
   }
 
-  agentkit::Agent m_agent;
-  std::thread m_thread;
+  std::atomic<std::uint64_t> m_requests = 0;
   std::atomic<bool> m_stop = false;
   std::atomic<std::uint64_t> m_turns = 0;
+  agentkit::Agent m_agent;
+  std::thread m_thread;
 };
+
+std::shared_ptr<devkit::MailAddressEntry> Somebody(std::size_t number) {
+  auto entry = std::make_shared<devkit::MailAddressEntry>();
+  entry->address = "somebody" + std::to_string(number) + "@partner.example";
+  return entry;
+}
+
+std::shared_ptr<devkit::MailAddressEntry> List(const std::string& id) {
+  auto list = std::make_shared<devkit::MailAddressEntry>();
+  list->displayType = 5;
+  list->id = id;
+  return list;
+}
 
 devkit::MailModel MailWith(std::size_t recipients, std::size_t attachments) {
   devkit::MailModel mail;
   for (std::size_t i = 0; i < recipients; ++i) {
-    auto entry = std::make_shared<devkit::MailAddressEntry>();
-    entry->address = "somebody" + std::to_string(i) + "@partner.example";
-    mail.recipients.push_back({"Somebody", entry});
+    mail.recipients.push_back({"Somebody", Somebody(i)});
   }
   mail.subject = "Quarterly figures";
   mail.body = std::string(4000, 'b');
@@ -77,93 +98,121 @@ devkit::MailModel MailWith(std::size_t recipients, std::size_t attachments) {
   return mail;
 }
 
-// A root of its own, so that nobody's agent is met.
-void UseOwnRoot() {
-  static const std::string root =
-      (std::filesystem::temp_directory_path() / "quorvex-mailbench").string();
-  std::filesystem::create_directories(root);
-  setenv("QUORVEX_ROOT", root.c_str(), 1);
+// The same people behind one list that holds lists of ten members each.
+devkit::MailModel MailWithNestedLists(std::size_t people) {
+  devkit::MailModel mail = MailWith(0, 0);
+  const auto all = List("all");
+  for (std::size_t i = 0; i < people; ++i) {
+    if (i % 10 == 0) all->members.push_back(List("part" + std::to_string(i / 10)));
+    all->members.back()->members.push_back(Somebody(i));
+  }
+  mail.recipients.push_back({"All", all});
+  return mail;
 }
 
-// How often and how long the add-in slept.
-struct SleepCount {
-  std::uint64_t sleeps = 0;
-  double seconds = 0;
+enum class Sleeps { kReal, kNone };
+
+// What one mail took.
+struct Share {
+  bench::Samples perMail;     // all of the mail, in milliseconds
+  bench::Samples own;         // the mail without the sleeps, in milliseconds
+  bench::Samples perRequest;  // a request without the sleeps, in milliseconds
+  double requests = 0;        // of one mail
+  double sleepsPerRequest = 0;
+  double hostCalls = 0;  // of one mail
 };
 
-void RunMails(benchmark::State& state, const devkit::MailModel& model, std::size_t requests,
-              const std::function<void(const PromptAgent&, std::uint32_t)>& sleep) {
-  UseOwnRoot();
+Share SendOften(const devkit::MailModel& model, int rounds, Sleeps sleeps) {
   const PromptAgent agent;
   devkit::SimulatedHost host;
   devkit::HostMailItem& mail = host.CreateMail(model);
-  SleepCount count;
-  const SleepReplacement counting([&](auto, std::uint32_t milliseconds) {
+  Milliseconds slept{0};
+  std::uint64_t sleepCount = 0;
+  const SleepReplacement counting([&](auto original, std::uint32_t milliseconds) {
     const auto begin = Clock::now();
-    sleep(agent, milliseconds);
-    count.seconds += std::chrono::duration<double>(Clock::now() - begin).count();
-    ++count.sleeps;
+    if (sleeps == Sleeps::kReal) {
+      original(milliseconds);
+    } else {
+      agent.WaitForTurn();
+    }
+    slept += Clock::now() - begin;
+    ++sleepCount;
   });
-  double total = 0;
-  std::size_t mails = 0;
+
   mail.AddRef();
   DlpMailEvent sink(&mail);
-  for (auto _ : state) {
+  sink.CheckEmail(&mail);  // what is made once has been made
+  Share share;
+  host.Calls().KeepJournal(false);
+  for (int round = 0; round < rounds; ++round) {
+    slept = Milliseconds{0};
+    sleepCount = 0;
+    host.Calls().Restart();
+    const std::uint64_t before = agent.Requests();
     const auto begin = Clock::now();
-    benchmark::DoNotOptimize(sink.CheckEmail(&mail));
-    const double seconds = std::chrono::duration<double>(Clock::now() - begin).count();
-    state.SetIterationTime(seconds);
-    total += seconds;
-    ++mails;
+    sink.CheckEmail(&mail);
+    const Milliseconds all = Clock::now() - begin;
+    share.requests = static_cast<double>(agent.Requests() - before);
+    if (share.requests < 1) std::abort();
+    share.perMail.Add(all.count());
+    share.own.Add((all - slept).count());
+    share.perRequest.Add((all - slept).count() / share.requests);
+    share.sleepsPerRequest = static_cast<double>(sleepCount) / share.requests;
+    share.hostCalls = static_cast<double>(host.Calls().Total());
   }
-  const double all = static_cast<double>(mails * requests);
-  state.counters["requests"] = static_cast<double>(requests);
-  state.counters["sleeps/request"] = static_cast<double>(count.sleeps) / all;
-  state.counters["ms/request"] = total * 1000 / all;
-  state.counters["own_ms/request"] = (total - count.seconds) * 1000 / all;
+  return share;
 }
 
-// Recipients, sender, marker, subject, body, attachments, close.
-constexpr std::size_t kFixedRequests = 6;
-
-void MailWithRealSleeps(benchmark::State& state) {
-  const auto attachments = static_cast<std::size_t>(state.range(0));
-  RunMails(state, MailWith(3, attachments), kFixedRequests + attachments,
-           [](const PromptAgent&, std::uint32_t milliseconds) {
-             std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
-           });
+void PrintShare(const bench::Table& table, const std::string& name, const Share& share) {
+  const std::string remark = std::to_string(static_cast<int>(share.requests)) + " requests, " +
+                             std::to_string(share.sleepsPerRequest).substr(0, 4) +
+                             " sleeps a request";
+  table.Row(name, share.perMail, share.requests, remark.c_str());
+  table.Row(name + ", own share", share.own, share.requests);
+  table.Row(name + ", own share of a request", share.perRequest);
 }
-BENCHMARK(MailWithRealSleeps)
-    ->Arg(0)
-    ->Arg(10)
-    ->UseManualTime()
-    ->Iterations(3)
-    ->Unit(benchmark::kMillisecond);
 
-void MailWithoutSleeps(benchmark::State& state) {
-  const auto attachments = static_cast<std::size_t>(state.range(0));
-  RunMails(state, MailWith(3, attachments), kFixedRequests + attachments,
-           [](const PromptAgent& agent, std::uint32_t) { agent.WaitForTurn(); });
+// CheckEmail ends before the host learns; the rest of Send is the cache.
+void CachedVerdicts(const bench::Table& table) {
+  for (const std::size_t entries : {1U, 1'000U, 10'000U, 100'000U}) {
+    VerdictCache cache;
+    for (std::size_t i = 0; i < entries; ++i) {
+      cache.Store(reinterpret_cast<const _MailItem*>(0x10000 + 64 * i), {1000, 4});
+    }
+    const auto* const last = reinterpret_cast<const _MailItem*>(0x10000 + 64 * (entries - 1));
+    bench::Samples samples;
+    for (int round = 0; round < 200; ++round) {
+      samples.Time([&] {
+        cache.Purge(1000);
+        if (cache.Find(last) == nullptr) std::abort();
+      });
+    }
+    table.Row("A verdict from the cache, entries: " + std::to_string(entries), samples);
+  }
 }
-BENCHMARK(MailWithoutSleeps)
-    ->Arg(0)
-    ->Arg(1)
-    ->Arg(10)
-    ->Arg(100)
-    ->UseManualTime()
-    ->Unit(benchmark::kMillisecond);
 
-void RecipientsWithoutSleeps(benchmark::State& state) {
-  RunMails(state, MailWith(static_cast<std::size_t>(state.range(0)), 0), kFixedRequests,
-           [](const PromptAgent& agent, std::uint32_t) { agent.WaitForTurn(); });
+void Growth(const bench::Table& table) {
+  for (const std::size_t attachments : {1U, 10U, 30U, 100U}) {
+    PrintShare(table, "No sleeps, attachments: " + std::to_string(attachments),
+               SendOften(MailWith(3, attachments), 30, Sleeps::kNone));
+  }
+  for (const std::size_t recipients : {10U, 100U, 1'000U, 3'000U, 10'000U}) {
+    const Share flat = SendOften(MailWith(recipients, 0), 20, Sleeps::kNone);
+    table.Row("No sleeps, recipients: " + std::to_string(recipients), flat.perMail, flat.hostCalls,
+              "count: calls of the host");
+    const Share nested = SendOften(MailWithNestedLists(recipients), 20, Sleeps::kNone);
+    table.Row("No sleeps, recipients in nested lists: " + std::to_string(recipients),
+              nested.own, nested.hostCalls, "own share; count: calls of the host");
+  }
+  CachedVerdicts(table);
 }
-BENCHMARK(RecipientsWithoutSleeps)
-    ->Arg(10)
-    ->Arg(1000)
-    ->Arg(10000)
-    ->UseManualTime()
-    ->Unit(benchmark::kMillisecond);
 
 }  // namespace
 
-BENCHMARK_MAIN();
+int main(int argc, char** argv) {
+  const bench::Table table(argc, argv);
+  PrintShare(table, "With sleeps, attachments: 0", SendOften(MailWith(3, 0), 5, Sleeps::kReal));
+  PrintShare(table, "With sleeps, attachments: 10", SendOften(MailWith(3, 10), 5, Sleeps::kReal));
+  Growth(table);
+  return 0;
+}

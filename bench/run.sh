@@ -1,21 +1,72 @@
 #!/usr/bin/env bash
-# Builds the benchmarks and runs them all, or those named: bench/run.sh ring log. Every figure is
-# the median of repetitions and stands beside its floor or its peer of the same run.
+# Builds and runs every benchmark, natively and under Wine, and writes the tables and the plot of
+# docs/performance.md. With names it only builds and runs those: bench/run.sh ring log
 set -u -o pipefail
 top=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+
+case "${1:-}" in
+  -h | --help)
+    echo "usage: bench/run.sh [connect | log | mail | profile | ring | text ...]"
+    echo "Without a name: all of them, those of the host's limits under Wine too, and the tables of"
+    echo "docs/performance.md are written anew. Leave the machine alone meanwhile (ten minutes)."
+    exit 0
+    ;;
+esac
+
 . "$top/scripts/packages.sh"
 . "$top/scripts/build.sh"
-need_packages native bench || exit 3
+. "$top/scripts/wine.sh"
+results="$top/build/bench/results"
+google="log profile ring text"
+plain="connect mail"
+
+# run NAME: one native benchmark; its figures go to the results' folder too.
+run() {
+  echo "== $1"
+  if [[ " $google " == *" $1 "* ]]; then
+    "$top/build/bench/bench_$1" --benchmark_repetitions=9 \
+      --benchmark_enable_random_interleaving=true --benchmark_report_aggregates_only=false \
+      --benchmark_display_aggregates_only=true --benchmark_out="$results/$1.json" \
+      --benchmark_out_format=json
+  else
+    "$top/build/bench/bench_$1" --json "$results/$1.lines"
+  fi || { echo "bench_$1 failed" >&2; exit 1; }
+}
+
+# Those that also have a Windows build, under Wine.
+run_under_wine() {
+  local name
+  for name in connect mail load; do
+    echo "== $name, under Wine"
+    (cd "$results" && wine "$top/build/win64/bench_$name.exe" --json "$name-wine.lines") || {
+      echo "bench_$name.exe failed" >&2
+      exit 1
+    }
+  done
+  wineserver -k
+}
 
 names=("$@")
-if [ ${#names[@]} -eq 0 ]; then
-  for file in "$top"/bench/*bench.cpp; do names+=("$(basename "$file" bench.cpp)"); done
-fi
-targets=()
-for name in "${names[@]}"; do targets+=("bench_$name"); done
-build bench "${targets[@]}" || exit 3
+[ $# -gt 0 ] || read -ra names <<<"$google $plain"
 for name in "${names[@]}"; do
-  echo "== $name"
-  "$top/build/bench/bench_$name" --benchmark_repetitions=5 \
-    --benchmark_report_aggregates_only=true
+  [[ " $google $plain " == *" $name "* ]] || { echo "bench/run.sh: no benchmark is called $name" >&2; exit 3; }
 done
+if [ $# -gt 0 ]; then
+  need_packages native bench || exit 3
+else
+  need_packages native bench windows || exit 3
+fi
+build bench "${names[@]/#/bench_}" || exit 3
+mkdir -p "$results"
+if [ $# -gt 0 ]; then
+  for name in "${names[@]}"; do run "$name"; done
+  exit 0
+fi
+
+use_wine || exit 3
+build win64 bench_connect bench_mail bench_load || exit 3
+printf '%s cores of "%s", %s, %s\n' "$(nproc)" "$(sed -n 's/^model name[^:]*: //p' /proc/cpuinfo | head -n 1)" \
+  "$(sed -n 's/^PRETTY_NAME="\(.*\)"/\1/p' /etc/os-release)" "$(date +%F)" >"$results/machine.txt"
+for name in "${names[@]}"; do run "$name"; done
+run_under_wine
+python3 "$top/bench/report.py" "$results" --write "$top/docs/performance.md" "$top/docs/images/growth.svg"

@@ -39,7 +39,8 @@ if(QUORVEX_SANITIZE)
 endif()
 
 if(QUORVEX_COVERAGE)
-  add_compile_options(--coverage -O0)
+  # Atomic counters: several threads run the same lines.
+  add_compile_options(--coverage -fprofile-update=atomic)
   add_link_options(--coverage)
 endif()
 

@@ -1,4 +1,4 @@
-# Sourced by ./run, ./test and ./bench, with $top set: configuring and building one preset.
+# Sourced by ./run, ./test and bench/run.sh, with $top set: configuring and building one preset.
 #
 # build PRESET [TARGET...]: quiet when it works, the compiler's words when it doesn't.
 

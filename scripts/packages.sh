@@ -1,4 +1,4 @@
-# Sourced by ./run, ./test and ./bench: installs what is missing from Debian's packages.
+# Sourced by ./run, ./test and bench/run.sh: installs what is missing from Debian's packages.
 #
 # need_packages GROUP...: says what it installs, does nothing when all of it is there.
 
@@ -10,7 +10,8 @@ packages_bits32="g++-multilib googletest"
 packages_windows="g++-mingw-w64-x86-64-posix g++-mingw-w64-i686-posix mingw-w64-tools googletest
   wine wine64 libwine libwine-dev"
 packages_bench="libbenchmark-dev libicu-dev libinih-dev libspdlog-dev libboost-dev
-  libconcurrentqueue-dev"
+  libconcurrentqueue-dev python3 gnuplot-nox"
+packages_coverage="gcovr"
 
 need_packages() {
   local group name missing=()

@@ -24,7 +24,7 @@ std::wstring BesideProgram(const wchar_t* name) {
 
 // Loads the library, asks it for its class object and lets both go. The first time stands apart:
 // the file comes from the disk then.
-bool Load(const wchar_t* name, HRESULT expected) {
+bool Load(const bench::Table& table, const wchar_t* name, HRESULT expected) {
   const std::wstring path = BesideProgram(name);
   bench::Samples first;
   bench::Samples samples;
@@ -51,20 +51,21 @@ bool Load(const wchar_t* name, HRESULT expected) {
     }
   }
   const std::string what(name, name + wcslen(name));
-  bench::Print(("Load and class object, " + what).c_str(), samples, "at most 20 ms");
-  std::printf("%-52s %9.4f ms\n", "  the first time", first.Median());
+  table.Row("Load and class object, " + what, samples);
+  table.Row("Load and class object the first time, " + what, first);
   return true;
 }
 
 }  // namespace
 
-int main() {
+int main(int argc, char** argv) {
+  const bench::Table table(argc, argv);
   // What both import is there already in a host.
   for (const wchar_t* const name : {L"ole32.dll", L"oleaut32.dll", L"shell32.dll", L"ws2_32.dll",
                                     L"mapi32.dll", L"user32.dll"}) {
     LoadLibraryW(name);
   }
-  const bool nothing = Load(L"bench_nothing.dll", CLASS_E_CLASSNOTAVAILABLE);
-  const bool addIn = Load(L"DlpAddIn.dll", S_OK);
+  const bool nothing = Load(table, L"bench_nothing.dll", CLASS_E_CLASSNOTAVAILABLE);
+  const bool addIn = Load(table, L"DlpAddIn.dll", S_OK);
   return nothing && addIn ? 0 : 1;
 }

@@ -1,14 +1,5 @@
 # The Windows builds: the 64-bit one runs under Wine, the 32-bit one is built and inspected.
 
-use_wine() {
-  export WINEDEBUG=-all WINEPREFIX="$top/build/wine"
-  # No wizard for a browser engine or a runtime that nothing here needs.
-  export WINEDLLOVERRIDES="mscoree,mshtml="
-  [ -f "$WINEPREFIX/system.reg" ] && return 0
-  mkdir -p "$WINEPREFIX"
-  wineboot -i >"$results_logs/wineboot.log" 2>&1 && wineserver -w
-}
-
 # The library from outside: exports, imports, protections, size.
 check_dll() {
   OBJDUMP="$2-w64-mingw32-objdump" "$top/cmake/checkdll.sh" "$top/build/$1/DlpAddIn.dll"

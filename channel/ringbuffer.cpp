@@ -29,10 +29,10 @@ void StoreLength(unsigned char* area, std::uint32_t entryPos, std::uint32_t padd
 }
 
 // Stores the entry at `entryPos`, a multiple of 4 below `capacity`, which is one too. The entry
-// is no longer than the data area.
+// is no longer than the data area. `usedBefore` is what the header counted before this entry.
 [[gnu::noinline]] bool StoreEntry(unsigned char* area, std::uint32_t capacity,
                                   std::uint32_t entryPos, const unsigned char* data,
-                                  std::uint32_t padded) {
+                                  std::uint32_t padded, std::int32_t usedBefore) {
   const std::uint32_t behindLength = entryPos + kLengthWordSize;
   const std::uint32_t payloadPos = behindLength == capacity ? 0 : behindLength;
   const std::uint32_t untilEnd = capacity - payloadPos;
@@ -43,6 +43,10 @@ void StoreLength(unsigned char* area, std::uint32_t entryPos, std::uint32_t padd
     std::memcpy(area + payloadPos, data, padded);
   }
   StoreLength(area, entryPos, padded);
+  if (usedBefore < 0) {
+    g_logger.Log(kLogModule, kLogWarn, "WriteRingBuffer: used bytes were below zero (%d)!",
+                 static_cast<int>(usedBefore));
+  }
   return true;
 }
 
@@ -62,10 +66,11 @@ bool Append(RingHeader* ring, std::int32_t capacity, const void* data, std::uint
   // Acquire: pairs with the consumer's release subtraction, so that the copy below comes after the
   // consumer has finished with the bytes it freed. The full barrier is what the protocol says.
   std::atomic_ref<std::int32_t> usedBytes(ring->usedBytes);
-  const std::int64_t sum =
-      std::int64_t{usedBytes.fetch_add(signedSize, std::memory_order_seq_cst)} + entrySize;
+  const std::int32_t usedBefore = usedBytes.fetch_add(signedSize, std::memory_order_seq_cst);
+  const std::int64_t sum = std::int64_t{usedBefore} + entrySize;
   // In a sane ring the sum alone decides. A negative usedBytes would let an entry through that is
-  // longer than the data area, and a crooked capacity one that leaves it.
+  // longer than the data area, and a crooked capacity one that leaves it. An entry that fits goes
+  // in even then: the consumer may well read it, and a question asked is better than none.
   if (sum > capacity || std::int64_t{entrySize} > capacity || capacity % 4 != 0) {
     return Refuse(ring, signedSize);
   }
@@ -85,12 +90,14 @@ bool Append(RingHeader* ring, std::int32_t capacity, const void* data, std::uint
   // The usual case, a request that isn't split, is copied here with its length known to the
   // compiler, and the function then saves no registers: each of these stores would have to leave
   // the processor before the locked additions can begin.
-  if (padded == sizeof(ContentRequest) && area - entryPos >= channel::kRequestEntrySize) {
+  if (padded == sizeof(ContentRequest) && area - entryPos >= channel::kRequestEntrySize &&
+      usedBefore >= 0) {
     std::memcpy(bytes + entryPos + kLengthWordSize, data, sizeof(ContentRequest));
     StoreLength(bytes, entryPos, sizeof(ContentRequest));
     return true;
   }
-  return StoreEntry(bytes, area, entryPos, static_cast<const unsigned char*>(data), padded);
+  return StoreEntry(bytes, area, entryPos, static_cast<const unsigned char*>(data), padded,
+                    usedBefore);
 }
 
 // Relaxed: the word doesn't change after the mapping is made, and nothing is ordered by it. It is

@@ -30,6 +30,8 @@ inline constexpr std::uint32_t kTrustedView = 0xFFFFFFFF;
 //     ring is untouched;
 //   - there is no room, or the header contradicts itself ("synchronization problem"): usedBytes is
 //     as before.
+// True otherwise. A usedBytes below zero, which no sane ring has, is room enough for an entry that
+// the data area can hold; a line in the log tells of it.
 // Never waits and never allocates.
 bool PushEntry(RingHeader* ring, std::uint32_t viewSize, const void* data, int length);
 

@@ -335,14 +335,37 @@ TEST(HostileRing, NegativeUsedBytesLetNoEntryInThatIsLongerThanTheArea) {
   }
 }
 
-TEST(HostileRing, NegativeUsedBytesStillLeaveAnEntryInsideTheArea) {
+TEST(HostileRing, NegativeUsedBytesStillLeaveAnEntryInsideTheAreaAndTheLogTells) {
+  struct Row {
+    int used;
+    std::uint32_t cursor;  // 1000 splits the payload, 0 doesn't
+    const char* line;
+  };
+  for (const Row& row :
+       {Row{-1, 0, "WriteRingBuffer: used bytes were below zero (-1)!"},
+        Row{-152, 0, "WriteRingBuffer: used bytes were below zero (-152)!"},
+        Row{-100000, 1000, "WriteRingBuffer: used bytes were below zero (-100000)!"},
+        Row{std::numeric_limits<int>::min(), 0,
+            "WriteRingBuffer: used bytes were below zero (-2147483648)!"}}) {
+    MemoryRing ring(1024);
+    ring.Header()->usedBytes = row.used;
+    ring.Header()->writeCursor = row.cursor;
+    LogCapture log;
+    EXPECT_TRUE(PushBounded(ring, CountingBytes(148))) << row.used;
+    EXPECT_THAT(log.Lines(), ElementsAre(LoggedLine{kLogWarn, row.line}));
+    EXPECT_EQ(ring.Header()->usedBytes, row.used + 152);
+    EXPECT_EQ(ring.Header()->writeCursor, row.cursor + 152);
+    EXPECT_EQ(Slice(ring.Area(), row.cursor + 4, 20), Slice(CountingBytes(148), 0, 20));
+    EXPECT_TRUE(ring.IsIntactOutside());
+  }
+}
+
+TEST(HostileRing, UsedBytesOfZeroAreNoLie) {
   MemoryRing ring(1024);
-  ring.Header()->usedBytes = -100000;
-  ring.Header()->writeCursor = 1000;
+  LogCapture log;
   EXPECT_TRUE(PushBounded(ring, CountingBytes(148)));
-  EXPECT_EQ(ring.Header()->usedBytes, -100000 + 152);
-  EXPECT_EQ(Slice(ring.Area(), 1004, 20), Slice(CountingBytes(148), 0, 20));
-  EXPECT_TRUE(ring.IsIntactOutside());
+  EXPECT_TRUE(PushBounded(ring, CountingBytes(148)));
+  EXPECT_THAT(log.Lines(), IsEmpty());
 }
 
 TEST(HostileRing, UsedBytesNearTheEndOfTheirRangeMeanAFullRing) {

@@ -137,8 +137,11 @@ TakeResult RingConsumer::TakeEmpty() {
     m_idleUsed = used;
     m_idleSinceTick = now;
   } else if (used != 0 && now - m_idleSinceTick >= m_deadWriterMs) {
-    // Compared, so that a writer that adds just now isn't wiped out.
-    Shared(Ring()->usedBytes).compare_exchange_strong(used, 0, std::memory_order_acq_rel);
+    // The cursor is looked at again, behind the clock: the writer may have gone on since. And the
+    // word is compared, so that a writer that adds just now isn't wiped out.
+    if (Shared(Ring()->writeCursor).load(std::memory_order_acquire) == m_position) {
+      Shared(Ring()->usedBytes).compare_exchange_strong(used, 0, std::memory_order_acq_rel);
+    }
     m_idleUsed = 0;
   }
   return TakeResult::kEmpty;
@@ -151,6 +154,10 @@ TakeResult RingConsumer::TakeBehindHole(std::uint32_t pending,
   const std::uint32_t now = platform::clock.GetTickCount();
   const Ahead& head = m_ahead.try_emplace(m_position, Ahead{false, now}).first->second;
   if (now - head.firstSeenTick >= m_deadWriterMs) {
+    // Its writer may have finished it since it was looked at, before the clock was.
+    if (LoadLength(m_position) != 0) {
+      return TakeResult::kPending;
+    }
     FreeHead(std::min(pending, channel::kRequestEntrySize));
     FreeTakenHeads();
     return TakeResult::kSkipped;
@@ -186,11 +193,15 @@ void RingConsumer::CopyOut(std::uint32_t position, std::uint32_t length,
   }
 }
 
-// Gives back the room of the oldest entry. The order of the three steps is for whoever takes the
-// ring over after a death between two of them: an entry cleared but not passed is an unfinished
-// one, and room passed but not given back shows when the ring is empty.
+// Gives back the room of the oldest entry. The order of the steps is for whoever takes the ring
+// over after a death between two of them: the length goes before the payload, so an entry that is
+// cleared in part is an unfinished one, and room passed but not given back shows when the ring is
+// empty.
 void RingConsumer::FreeHead(std::uint32_t size) {
   const std::uint32_t start = m_position & (m_capacity - 1);
+  Shared(*reinterpret_cast<std::uint32_t*>(DataArea() + start)).store(0, std::memory_order_relaxed);
+  // Keeps what follows behind that store, whatever order the clearing goes in.
+  std::atomic_thread_fence(std::memory_order_release);
   const std::uint32_t first = std::min(size, m_capacity - start);
   std::memset(DataArea() + start, 0, first);
   if (size > first) {

@@ -217,6 +217,45 @@ TEST_F(RingConsumerTest, RoomOfAWriterThatDiedBetweenItsAdditionsIsTakenBack) {
   EXPECT_EQ(writer.Header()->usedBytes, 0);
 }
 
+// The writer goes on after the consumer has looked at its entry, and before it looks at the clock.
+TEST_F(RingConsumerTest, EntryThatIsCompletedAsItsTimeRunsOutIsNotSkipped) {
+  ASSERT_EQ(m_ring.Create({.deadWriterMs = 100}), OpenResult::kOpened);
+  HandWriter writer;
+  const std::uint32_t position = writer.Reserve(148);
+  EXPECT_EQ(Take(), TakeResult::kPending);
+  m_clock.now += 100;
+  {
+    const platform::ScopedReplacement<platform::clock, &platform::ClockOperations::GetTickCount>
+        atTheClock([&](auto original) {
+          writer.Complete(position, Pattern(1));
+          return original();
+        });
+    EXPECT_EQ(Take(), TakeResult::kPending);
+  }
+  EXPECT_EQ(TakeOne(), Pattern(1));
+  EXPECT_EQ(writer.Header()->usedBytes, 0);
+}
+
+TEST_F(RingConsumerTest, RoomThatIsReservedAsItsTimeRunsOutIsNotTakenBack) {
+  ASSERT_EQ(m_ring.Create({.deadWriterMs = 100}), OpenResult::kOpened);
+  HandWriter writer;
+  writer.Header()->usedBytes += 152;
+  EXPECT_EQ(Take(), TakeResult::kEmpty);
+  m_clock.now += 100;
+  {
+    const platform::ScopedReplacement<platform::clock, &platform::ClockOperations::GetTickCount>
+        atTheClock([&](auto original) {
+          writer.Header()->writeCursor += 152;
+          return original();
+        });
+    EXPECT_EQ(Take(), TakeResult::kEmpty);
+  }
+  EXPECT_EQ(writer.Header()->usedBytes, 152);
+  writer.Complete(0, Pattern(1));
+  EXPECT_EQ(TakeOne(), Pattern(1));
+  EXPECT_EQ(writer.Header()->usedBytes, 0);
+}
+
 TEST_F(RingConsumerTest, RoomOfALivingWriterIsNotTakenBack) {
   ASSERT_EQ(m_ring.Create({.deadWriterMs = 100}), OpenResult::kOpened);
   HandWriter writer;

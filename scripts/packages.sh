@@ -12,6 +12,7 @@ packages_windows="g++-mingw-w64-x86-64-posix g++-mingw-w64-i686-posix mingw-w64-
 packages_bench="libbenchmark-dev libicu-dev libinih-dev libspdlog-dev libboost-dev
   libconcurrentqueue-dev python3 gnuplot-nox"
 packages_coverage="gcovr"
+packages_model="spin gcc"
 
 need_packages() {
   local group name missing=()

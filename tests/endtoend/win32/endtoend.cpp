@@ -17,6 +17,7 @@ namespace endtoend {
 namespace {
 
 constexpr std::uint32_t kChildMilliseconds = 60'000;
+constexpr const wchar_t* kInstalledVariable = L"QUORVEX_INSTALLED";
 
 // Blocks and tags by the words in a mail, passes the rest.
 constexpr const char* kRules =
@@ -89,6 +90,11 @@ std::string BesideProgram(const char* name) {
   const std::string own = devkit::OwnProgramPath();
   const std::filesystem::path path(std::u8string(own.begin(), own.end()));
   return Utf8(path.parent_path() / name);
+}
+
+std::string LibraryPath() {
+  const wchar_t* const installed = _wgetenv(kInstalledVariable);
+  return installed != nullptr ? Utf8(installed) : BesideProgram("DlpAddIn.dll");
 }
 
 int RunRegsvr32(const std::vector<std::string>& arguments) {
@@ -233,11 +239,15 @@ void EndToEnd::SetUpTestSuite() {
     ASSERT_EQ(MakeHostTypeLibrary(g_machine->TypeLibrary().c_str()), S_OK);
   }
   ASSERT_EQ(RegisterHostTypeLibrary(g_machine->TypeLibrary().c_str()), S_OK);
-  ASSERT_EQ(RunRegsvr32({BesideProgram("DlpAddIn.dll")}), 0);
+  if (_wgetenv(kInstalledVariable) == nullptr) {
+    ASSERT_EQ(RunRegsvr32({LibraryPath()}), 0);
+  }
 }
 
 void EndToEnd::TearDownTestSuite() {
-  EXPECT_EQ(RunRegsvr32({"/u", BesideProgram("DlpAddIn.dll")}), 0);
+  if (_wgetenv(kInstalledVariable) == nullptr) {
+    EXPECT_EQ(RunRegsvr32({"/u", LibraryPath()}), 0);
+  }
   EXPECT_EQ(UnregisterHostTypeLibrary(), S_OK);
 }
 
@@ -266,6 +276,11 @@ void EndToEnd::Create(const std::string& version) {
   ASSERT_EQ(CoCreateInstance(connect, nullptr, CLSCTX_INPROC_SERVER, IID__IDTExtensibility2,
                              reinterpret_cast<void**>(m_addIn.Put())),
             S_OK);
+  std::array<wchar_t, MAX_PATH> loaded = {};
+  GetModuleFileNameW(GetModuleHandleW(L"DlpAddIn.dll"), loaded.data(), MAX_PATH);
+  const std::string library = LibraryPath();
+  ASSERT_TRUE(std::filesystem::equivalent(
+      loaded.data(), std::filesystem::path(std::u8string(library.begin(), library.end()))));
 }
 
 void EndToEnd::Connect(const std::string& version) {

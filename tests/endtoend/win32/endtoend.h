@@ -3,6 +3,10 @@
 //
 // The program needs DlpAddIn.dll and quorvex.exe beside it, and the right to write to the
 // registry's classes and to the system directory. It puts back what it changes.
+//
+// With the path of an installed library in the environment variable QUORVEX_INSTALLED it registers
+// nothing, and that library is the one that has to be found; the tests of the registration itself
+// (Registration.*) have no place in such a run.
 #pragma once
 
 #include <gmock/gmock.h>
@@ -36,6 +40,9 @@ inline constexpr const wchar_t* kProgId = L"Quorvex.Connect";
 
 // The path of the file `name` beside this program, UTF-8.
 std::string BesideProgram(const char* name);
+
+// The library that a host has to get, UTF-8: the installed one, or the one beside this program.
+std::string LibraryPath();
 
 // Runs regsvr32 silently with those arguments; its exit status.
 int RunRegsvr32(const std::vector<std::string>& arguments);

@@ -1,0 +1,189 @@
+#!/usr/bin/env bash
+# Builds the two installers and the .reg files from the libraries that are built:
+#
+#   packaging/windows/build.sh [--version X.Y.Z] [--dll64 FILE] [--dll32 FILE] [--output FOLDER]
+#
+# Without options: the version of CMakeLists.txt, build/win64/DlpAddIn.dll, build/win32/DlpAddIn.dll
+# and build/packaging. Each file of the output is whole or not there. Needs wixl and msitools.
+#
+#   DlpAddIn-x64.msi, DlpAddIn-x86.msi       for 64-bit and for 32-bit Outlook
+#   DlpAddIn-x64.reg, DlpAddIn-x86.reg       the same registry values, for who deploys by script
+#   DlpAddIn-x64-remove.reg, ...             takes them away
+#   DlpAddIn-keep-enabled.reg                the policy of the user, optional
+set -eu -o pipefail
+here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
+top=$(cd "$here/../.." && pwd)
+
+fail() { echo "packaging: $*" >&2; exit 1; }
+usage() { sed -n '2,/^set/{/^set/d;s/^# \{0,1\}//;p}' "${BASH_SOURCE[0]}"; }
+
+# Never to be changed: they are how Windows knows the product and its parts again.
+upgrade_code="{8A1F5D0C-6B7E-4D52-9C34-2E0B917A6F43}"
+addin_x64="{3D9C2B61-40F7-4E1A-B7A5-6C81F2D0935E}"
+addin_x86="{B52E7F14-9A0D-4C68-8F3B-D7164EA0C289}"
+keep_x64="{E6047A93-1C5F-4B2D-A8D9-50F3B7C16E24}"
+keep_x86="{71C8D5E2-F36A-4097-93BE-0A4D2C98B7F5}"
+
+version=$(sed -nE 's/^project\(.* VERSION ([0-9.]+).*/\1/p' "$top/CMakeLists.txt")
+dll_x64="$top/build/win64/DlpAddIn.dll"
+dll_x86="$top/build/win32/DlpAddIn.dll"
+output="$top/build/packaging"
+while [ $# -gt 0 ]; do
+  case $1 in
+    -h | --help) usage; exit 0 ;;
+    --version | --dll64 | --dll32 | --output) [ $# -ge 2 ] || { usage >&2; exit 3; } ;;
+    *) usage >&2; exit 3 ;;
+  esac
+  case $1 in
+    --version) version=$2 ;;
+    --dll64) dll_x64=$2 ;;
+    --dll32) dll_x86=$2 ;;
+    --output) output=$2 ;;
+  esac
+  shift 2
+done
+[[ $version =~ ^[0-9]{1,3}\.[0-9]{1,3}\.[0-9]{1,5}$ ]] || fail "'$version' is not a version X.Y.Z"
+for tool in wixl msibuild; do
+  command -v "$tool" >/dev/null || fail "$tool is missing (Debian's packages wixl and msitools)"
+done
+
+# The identities have one home.
+identity() {
+  sed -nE "/$1 *=/,/;/s/.*\"(\{[-0-9A-F]+\})\".*/\1/p" "$top/agent/outlookaddin/addinids.h"
+}
+clsid=$(identity CLSID_Connect)
+libid=$(identity LIBID_QuorvexLib)
+[ -n "$clsid" ] && [ -n "$libid" ] || fail "addinids.h doesn't name the class and the type library"
+
+# rows PARTS BITS FILE FOLDER: the registry's lines of these parts, "|" between the fields.
+rows() {
+  clsid=$clsid libid=$libid bits=$2 file=$3 folder=$4 awk -F ' *[|] *' -v parts=" $1 " '
+    function put(text, name, value,   at) {
+      while ((at = index(text, name)) > 0)
+        text = substr(text, 1, at - 1) value substr(text, at + length(name))
+      return text
+    }
+    /^ *(#|$)/ { next }
+    NF != 6 || $5 !~ /^(string|dword|key)$/ {
+      print "registry.txt:" NR ": not part | root | key | name | type | value" >"/dev/stderr"
+      exit 1
+    }
+    index(parts, " " $1 " ") {
+      text = $2 "|" $3 "|" $4 "|" $5 "|" $6
+      text = put(text, "@CLSID@", ENVIRON["clsid"]); text = put(text, "@LIBID@", ENVIRON["libid"])
+      text = put(text, "@BITS@", ENVIRON["bits"]); text = put(text, "@FILE@", ENVIRON["file"])
+      print put(text, "@FOLDER@", ENVIRON["folder"])
+    }' "$here/registry.txt"
+}
+
+# wix_rows PART BITS: as wixl's elements; a key without a value, which wixl has no word for, is left
+# to add_keys.
+wix_rows() {
+  rows "$1" "$2" '[#DlpAddInDll]' '[INSTALLFOLDER]' | awk -F '|' -v keypath="$1" '
+    $4 == "key" { next }
+    {
+      printf "<RegistryValue Root=\"%s\" Key=\"%s\" ", $1, $2
+      if ($3 != "") printf "Name=\"%s\" ", $3
+      printf "Type=\"%s\" Value=\"%s\"", ($4 == "dword" ? "integer" : "string"), $5
+      print (keypath == "keep" ? " KeyPath=\"yes\"/>" : "/>")
+    }'
+}
+
+# add_keys MSI BITS: Windows Installer's sign for a key that comes and goes is the name "*".
+add_keys() {
+  local number=0 key
+  while IFS='|' read -r _ key _; do
+    number=$((number + 1))
+    msibuild "$1" -q "INSERT INTO \`Registry\` (\`Registry\`, \`Root\`, \`Key\`, \`Name\`, \
+\`Component_\`) VALUES ('key$number', 0, '$key', '*', 'AddIn')"
+  done < <(rows class "$2" '' '' | awk -F '|' '$4 == "key"')
+}
+
+# make_msi ARCH BITS DLL PROGRAMFILES WIN64 ADDIN KEEP
+make_msi() {
+  local arch=$1 bits=$2 dll=$3 work="$scratch/$1" part
+  [ -f "$dll" ] || fail "$dll is not there: build the preset win$bits first"
+  mkdir -p "$work"
+  sed -e "s|@VERSION@|$version|g; s|@UPGRADE@|$upgrade_code|g; s|@BITS@|$bits|g" \
+    -e "s|@PROGRAMFILES@|$4|; s|@WIN64@|$5|; s|@ADDIN@|$6|; s|@KEEP@|$7|" \
+    "$here/addin.wxs.in" >"$work/addin.wxs"
+  for part in class load keep; do
+    wix_rows "$part" "$bits" >"$work/$part"
+    sed -i -e "/<!-- rows $part -->/{r $work/$part" -e 'd}' "$work/addin.wxs"
+  done
+  # wixl takes files by a relative name only.
+  cp "$dll" "$work/DlpAddIn.dll"
+  (cd "$work" && wixl --arch "$arch" --output out.msi addin.wxs)
+  add_keys "$work/out.msi" "$bits"
+  # wixl doesn't read the library's version; without it Windows Installer would take the file for
+  # one that any older library on the disk outranks.
+  msibuild "$work/out.msi" -q "UPDATE \`File\` SET \`Version\` = '$version.0', \
+\`Language\` = '1033' WHERE \`File\` = 'DlpAddInDll'"
+  # The same version goes too (wixl drops IncludeMaximum), and the choice of features is taken over.
+  msibuild "$work/out.msi" -q "DELETE FROM \`Upgrade\` WHERE \`ActionProperty\` = 'OLDERFOUND'"
+  msibuild "$work/out.msi" -q "INSERT INTO \`Upgrade\` (\`UpgradeCode\`, \`VersionMin\`, \
+\`VersionMax\`, \`Attributes\`, \`ActionProperty\`) \
+VALUES ('$upgrade_code', '0.0.0', '$version', $((1 + 256 + 512)), 'OLDERFOUND')"
+  mv "$work/out.msi" "$output/DlpAddIn-$arch.msi"
+}
+
+# reg_rows PARTS BITS FOLDER: as a .reg file has them; one heading for a run of the same key.
+reg_rows() {
+  rows "$1" "$2" "$3DlpAddIn.dll" "$3" | awk -F '|' '
+    function quoted(text,   count, pieces, all, i) {
+      count = split(text, pieces, "[\\\\]")
+      all = pieces[1]
+      for (i = 2; i <= count; ++i) all = all "\\\\" pieces[i]
+      return "\"" all "\""
+    }
+    {
+      root["HKCR"] = "HKEY_LOCAL_MACHINE\\Software\\Classes"
+      root["HKLM"] = "HKEY_LOCAL_MACHINE"; root["HKCU"] = "HKEY_CURRENT_USER"
+      key = root[$1] "\\" $2
+      if (key != last) print "\n[" key "]"
+      last = key
+      if ($4 == "key") next
+      printf "%s=", ($3 == "" ? "@" : quoted($3))
+      if ($4 == "dword") printf "dword:%08x\n", $5; else print quoted($5)
+    }'
+}
+
+# The top keys that are ours alone.
+remove_rows() {
+  local key
+  for key in "Software\\Microsoft\\Office\\Outlook\\Addins\\Quorvex.Connect" \
+    "Software\\Classes\\Quorvex.Connect" "Software\\Classes\\Quorvex.Connect.1" \
+    "Software\\Classes\\CLSID\\$clsid" "Software\\Classes\\TypeLib\\$libid"; do
+    printf '\n[-HKEY_LOCAL_MACHINE\\%s]\n' "$key"
+  done
+}
+
+# reg_file NAME: standard input as Windows' editors and regedit take it.
+reg_file() { sed 's/$/\r/' >"$scratch/$1" && mv "$scratch/$1" "$output/$1"; }
+
+# make_reg ARCH BITS
+make_reg() {
+  local head="Windows Registry Editor Version 5.00" folder='C:\Program Files\Quorvex Mail Add-in\'
+  {
+    printf '%s\n\n' "$head"
+    echo "; Quorvex mail add-in $version for $2-bit Outlook. DlpAddIn.dll is expected in"
+    echo ";   $folder"
+    echo "; To have it elsewhere, put that folder in the place of"
+    echo ";   ${folder//\\/\\\\}"
+    echo "; in the lines below, each backslash doubled. For $2-bit Outlook import it with"
+    echo ";   reg import DlpAddIn-$1.reg /reg:$2"
+    reg_rows "class load" "$2" "$folder"
+  } | reg_file "DlpAddIn-$1.reg"
+  { printf '%s\n' "$head"; remove_rows; } | reg_file "DlpAddIn-$1-remove.reg"
+  { printf '%s\n' "$head"; reg_rows keep "$2" "$folder"; } | reg_file "DlpAddIn-keep-enabled.reg"
+}
+
+mkdir -p "$output"
+output=$(cd "$output" && pwd)
+scratch=$(mktemp -d "$output/work.XXXXXX")
+trap 'rm -rf "$scratch"' EXIT
+make_msi x64 64 "$dll_x64" ProgramFiles64Folder yes "$addin_x64" "$keep_x64"
+make_msi x86 32 "$dll_x86" ProgramFilesFolder no "$addin_x86" "$keep_x86"
+make_reg x64 64
+make_reg x86 32
+(cd "$output" && ls -l DlpAddIn-* | awk '{ printf "%9d  %s\n", $5, $NF }')

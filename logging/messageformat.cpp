@@ -32,10 +32,12 @@ NumberStyle TakeStyle(const char** at) {
 // False at the first conversion that is the runtime's to do.
 bool FormatPlain(BoundedText& text, const char* format, std::va_list arguments) {
   for (;;) {
-    const char* at = format;
-    while (*at != '%' && *at != '\0') ++at;
+    const char* at = std::strchr(format, '%');
+    if (at == nullptr) {
+      text.Add(format);
+      return true;
+    }
     text.Add({format, static_cast<std::size_t>(at - format)});
-    if (*at == '\0') return true;
     const char* const begin = ++at;
     const NumberStyle style = TakeStyle(&at);
     switch (*at) {

@@ -14,7 +14,6 @@
 #include "logging/moduleloginfo.h"
 #include "logging/runtimetext.h"
 #include "logging/socketstream.h"
-#include "platform/clock.h"
 #include "platform/process.h"
 #include "text/textconversion.h"
 
@@ -30,41 +29,6 @@ constexpr std::size_t kLineEnd = 2;
 
 bool IsEmptyText(const char* text) {
   return text == nullptr || *text == '\0';
-}
-
-// Puts a number of at least `width` digits, and a character behind it.
-char* PutNumber(char* at, std::uint32_t value, int width, char behind) {
-  int length = 1;
-  for (std::uint32_t rest = value / 10; rest != 0; rest /= 10) ++length;
-  if (length < width) length = width;
-  for (int digit = length; digit-- > 0; value /= 10)
-    at[digit] = static_cast<char>('0' + value % 10);
-  at[length] = behind;
-  return at + length + 1;
-}
-
-// "(%05d) %02u/%02u/%04u %02u:%02u:%02u.%03u ": the month stands before the day. By hand, since
-// the runtime's formatting takes longer than the rest of a line together.
-void AddStamp(logging::BoundedText& line) {
-  platform::LocalTime now{};
-  platform::clock.GetLocalTime(&now);
-  const auto thread = static_cast<std::int32_t>(platform::process.GetCurrentThreadId());
-  const auto bits = static_cast<std::uint32_t>(thread);
-  // The longest: a thread of 11 characters, seven numbers of 5, and what stands between.
-  char stamp[64];
-  char* at = stamp;
-  *at++ = '(';
-  if (thread < 0) *at++ = '-';
-  at = thread < 0 ? PutNumber(at, 0 - bits, 4, ')') : PutNumber(at, bits, 5, ')');
-  *at++ = ' ';
-  at = PutNumber(at, now.month, 2, '/');
-  at = PutNumber(at, now.day, 2, '/');
-  at = PutNumber(at, now.year, 4, ' ');
-  at = PutNumber(at, now.hour, 2, ':');
-  at = PutNumber(at, now.minute, 2, ':');
-  at = PutNumber(at, now.second, 2, '.');
-  at = PutNumber(at, now.millisecond, 3, ' ');
-  line.Add({stamp, static_cast<std::size_t>(at - stamp)});
 }
 
 void Offer(const CModuleLogInfo& module, int level, const char* text) {
@@ -145,7 +109,7 @@ bool CVRKLogger::FormatLine(const char* module, int level, const char* format,
   // All behind the last line is zero, so this makes the whole buffer zero.
   std::memset(m_szLine, 0, m_lineLength);
   logging::BoundedText line(m_szLine, sizeof m_szLine);
-  AddStamp(line);
+  line.Add(m_stamp.Now());
   line.AddTerminated(module);
   line.Add("> ");
   line.Add(LevelName(level));

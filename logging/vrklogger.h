@@ -8,6 +8,7 @@
 #include <mutex>
 #include <set>
 
+#include "logging/linestamp.h"
 #include "platform/widetext.h"
 
 class CModuleLogInfo;
@@ -146,6 +147,7 @@ class CVRKLogger {
   bool FormatLine(const char* module, int level, const char* format, std::va_list arguments)
       __attribute__((format(printf, 4, 0)));
 
+  logging::LineStamp m_stamp;
   std::size_t m_lineLength = 0;  // of the line in m_szLine; all behind it is zero
 };
 

@@ -3,6 +3,7 @@
 
 #include <cstring>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tests/logging/loggingtest.h"
@@ -55,6 +56,28 @@ TEST_F(LogLine, KeepsFieldsThatAreWiderThanTheirPlace) {
   stamp.time = {65535, 100, 200, 300, 400, 500, 60000};
   logger.Log("Outlook", kLogInfo, "x");
   EXPECT_EQ(LastLine(), "(00042) 100/200/65535 300:400:500.60000 Outlook> Info: x\r\n");
+}
+
+TEST_F(LogLine, FollowsEveryPartOfTheStamp) {
+  const std::vector<std::pair<platform::LocalTime, std::string>> steps = {
+      {{2024, 2, 3, 4, 5, 6, 7}, "(00042) 02/03/2024 04:05:06.007 "},
+      {{2024, 2, 3, 4, 5, 6, 1000}, "(00042) 02/03/2024 04:05:06.1000 "},
+      {{2024, 2, 3, 4, 5, 6, 8}, "(00042) 02/03/2024 04:05:06.008 "},
+      {{2024, 2, 3, 4, 5, 7, 8}, "(00042) 02/03/2024 04:05:07.008 "},
+      {{2024, 2, 3, 4, 6, 7, 8}, "(00042) 02/03/2024 04:06:07.008 "},
+      {{2024, 2, 3, 5, 6, 7, 8}, "(00042) 02/03/2024 05:06:07.008 "},
+      {{2024, 2, 4, 5, 6, 7, 8}, "(00042) 02/04/2024 05:06:07.008 "},
+      {{2024, 3, 4, 5, 6, 7, 8}, "(00042) 03/04/2024 05:06:07.008 "},
+      {{2025, 3, 4, 5, 6, 7, 8}, "(00042) 03/04/2025 05:06:07.008 "},
+  };
+  for (const auto& [time, expected] : steps) {
+    stamp.time = time;
+    logger.Log("Outlook", kLogInfo, "x");
+    EXPECT_EQ(LastLine(), expected + "Outlook> Info: x\r\n");
+  }
+  stamp.thread = 43;
+  logger.Log("Outlook", kLogInfo, "x");
+  EXPECT_EQ(LastLine(), "(00043) 03/04/2025 05:06:07.008 Outlook> Info: x\r\n");
 }
 
 TEST_F(LogLine, NamesEachLevel) {

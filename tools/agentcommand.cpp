@@ -31,12 +31,12 @@ struct AgentOptions {
 constexpr const char* kHelp =
     "Examples:\n"
     "  quorvex agent                              say \"go on\" to everything\n"
-    "  quorvex agent --rules samples/rules.toml   answer by rules; the file explains itself\n"
+    "  quorvex agent --rules samples/rules.toml   answer by the rules of a file\n"
     "  quorvex agent --json | jq .payload         what the add-in asks, as JSON lines\n"
     "\n"
     "Ends on Ctrl-C and on a polite kill, and leaves nothing behind.\n"
-    "Exit status: 0 ended by a signal, 3 usage, a mistake in the rules, or no ring to be had\n"
-    "(another agent has it).";
+    "Exit status: 0 ended by a signal, 3 usage, a mistake in the rules, or no ring to\n"
+    "be had (another agent has it).";
 
 void Say(const std::string& line) {
   std::fputs((line + "\n").c_str(), stdout);

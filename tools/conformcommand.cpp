@@ -18,7 +18,7 @@ constexpr const char* kHelp =
     "Examples:\n"
     "  quorvex conform                      try the agent that is running\n"
     "  quorvex conform --json               one JSON object a check, then the sum\n"
-    "  quorvex conform --long               with 4 GB through the ring, for a cursor past 2^32\n"
+    "  quorvex conform --long               4 GB through the ring: a cursor past 2^32\n"
     "\n"
     "Plays the add-in's side. Run it while no mail is being sent. The last two checks\n"
     "wait until the agent gives a dead writer's room back, up to 30 s each.\n"

@@ -2,10 +2,12 @@
 #include <algorithm>
 #include <cstdio>
 #include <exception>
+#include <memory>
 
 #include "devkit/platform/commandline.h"
 #include "devkit/platform/terminal.h"
 #include "tools/command.h"
+#include "tools/helptext.h"
 
 namespace {
 
@@ -14,6 +16,7 @@ int Run(int argc, char** argv) {
       "Tools around the mail add-in: send mails through it on any machine, simulate its\n"
       "agent, look at what passes between the two.",
       "quorvex");
+  app.formatter(std::make_shared<tools::HelpText>());
   app.require_subcommand(1);
   // On Windows too a word that begins with "/" is a path.
   app.allow_windows_style_options(false);
@@ -23,7 +26,7 @@ int Run(int argc, char** argv) {
       "  quorvex agent --rules samples/rules.toml   answer the add-in by these rules\n"
       "  quorvex config check vrk.pro               what is wrong with the settings\n"
       "  quorvex ring                               what lies between add-in and agent\n"
-      "  quorvex conform                            does the running agent keep to the protocol\n"
+      "  quorvex conform                            does the agent keep to the protocol\n"
       "  quorvex agent --help                       everything about one subcommand");
   int status = tools::kStatusDone;
   tools::AddSendCommand(app, &status);

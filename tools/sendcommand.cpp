@@ -148,14 +148,15 @@ void AddSendCommand(CLI::App& app, int* status) {
   command->footer(
       "Examples:\n"
       "  quorvex send mail.eml\n"
-      "      What is asked about this mail; the simulated agent goes on with everything.\n"
+      "      What is asked about this mail; the simulated agent lets everything go.\n"
       "  quorvex send --rules samples/rules.toml samples/*.eml\n"
       "      The same with an agent that blocks and tags.\n"
       "  quorvex send --agent --json mail.eml\n"
       "      Ask the agent that is running; the result for a program to read.\n"
       "  quorvex send --log - mail.eml\n"
       "      With the add-in's own log below.\n\n"
-      "Exit status: 0 all let go, 1 some blocked, 2 some unreadable, 3 usage or set-up error.");
+      "Exit status: 0 all let go, 1 some blocked, 2 some unreadable, 3 usage or set-up\n"
+      "error.");
   command->callback([options, status] { *status = RunSend(*options); });
 }
 

@@ -31,7 +31,7 @@ test_tidy() {
 }
 
 check_tidy() {
-  (cd "$top" && source_files '*.cpp' | grep -E '^(platform/com|platform/posix|text|logging|config|channel|agent|devkit|tools)/' |
+  (cd "$top" && source_files '*.cpp' | grep -E '^(platform/com|platform/posix|text|logging|config|channel|agent|devkit|tools|examples)/' |
     jq -R . | jq -s '.' >"$results_logs/tidy-wanted.json" &&
     jq -r --arg top "$top/" --slurpfile wanted "$results_logs/tidy-wanted.json" \
       '.[].file | ltrimstr($top) | select(. as $f | $wanted[0] | index($f))' \

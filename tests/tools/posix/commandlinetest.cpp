@@ -190,11 +190,28 @@ TEST_F(CommandLine, WrongUsageIsStatusThree) {
 }
 
 TEST_F(CommandLine, HelpShowsExamplesAndIsNoError) {
-  for (const std::string command : {"", "send ", "agent ", "import "}) {
+  for (const std::string command : {"", "send ", "agent ", "import ", "conform ", "ring "}) {
     const RunResult run = Run(command + "--help");
     EXPECT_EQ(run.status, 0);
     EXPECT_THAT(run.output, HasSubstr("Example"));
   }
+}
+
+TEST_F(CommandLine, HelpFitsIntoEightyColumns) {
+  for (const std::string command :
+       {"", "send ", "agent ", "import ", "conform ", "ring ", "config ", "config check ",
+        "config keys ", "config show ", "log ", "log check ", "log explain "}) {
+    std::istringstream help(Run(command + "--help").output);
+    for (std::string line; std::getline(help, line);) {
+      EXPECT_LE(line.size(), 80u) << command << line;
+    }
+  }
+}
+
+TEST_F(CommandLine, HelpContinuesALongDescriptionInItsColumn) {
+  EXPECT_THAT(Run("agent --help").output,
+              HasSubstr("\n  --take-over                 Go on with the ring of an agent that has"
+                        " died.\n                              Never while it lives\n"));
 }
 
 TEST_F(CommandLine, ASettingsFileOfAnyKindStopsNoMail) {

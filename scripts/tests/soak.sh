@@ -1,0 +1,25 @@
+# Many random mails through one process, with an agent that misbehaves: verdicts and growth.
+
+# soak_finds TEXT ARGUMENT...: the soak has to end with 1 and say so.
+soak_finds() {
+  local text=$1 output status=0
+  shift
+  output=$("$top/build/asan/soak" "$@") || status=$?
+  printf '%s\n' "$output" | tail -n 8
+  [ "$status" -eq 1 ] && grep -q -- "$text" <<<"$output"
+}
+
+test_soak() {
+  build_or_fail asan soak || return
+  echo "Soak"
+  local ASAN_OPTIONS=quarantine_size_mb=8
+  local LSAN_OPTIONS="suppressions=$top/scripts/leftonpurpose.supp:print_suppressions=0"
+  export ASAN_OPTIONS LSAN_OPTIONS
+  local rules="$results_logs/otherrules.toml"
+  sed "s/TAG-BODY/ANOTHER-WORD/" "$top/tests/soak/rules.toml" >"$rules"
+  check "2000 random mails under asan" "$top/build/asan/soak" --mails 2000
+  check "an agent that doesn't keep to the rules is found" \
+    soak_finds "the tag is missing" --mails 200 --seed 1 --rules "$rules"
+  check "memory that isn't given back is found" \
+    soak_finds "heap bytes: grown by 2..... behind" --mails 200 --seed 1 --keep 2000
+}

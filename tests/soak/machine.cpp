@@ -1,0 +1,171 @@
+#include "tests/soak/machine.h"
+
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <stdexcept>
+#include <thread>
+#include <utility>
+
+#include "platform/process.h"
+#include "text/textconversion.h"
+
+namespace soak {
+namespace {
+
+// Sleeps that are cut to next to nothing; whoever isn't there by then gets the real ones.
+constexpr std::uint32_t kShortSleeps = 200;
+
+template <typename Char>
+std::uint32_t Give(const std::basic_string<Char>& path, Char* buffer) {
+  path.copy(buffer, path.size());
+  buffer[path.size()] = 0;
+  return static_cast<std::uint32_t>(path.size());
+}
+
+void Write(const std::filesystem::path& path, const char* content) {
+  std::filesystem::create_directories(path.parent_path());
+  std::ofstream(path, std::ios::binary) << content;
+}
+
+}  // namespace
+
+Machine::Machine(std::string agentProgram, std::string rules)
+    : m_program(std::move(agentProgram)),
+      m_rules(std::move(rules)),
+      m_ring("Global\\soak-" + std::to_string(platform::process.GetCurrentProcessId())),
+      m_sleep(
+          [this](auto original, std::uint32_t milliseconds) { OnSleep(original, milliseconds); }),
+      m_getTick([this](auto) { return m_tick; }),
+      m_open([this](auto original, std::uint32_t access, bool inherit, const char* name) {
+        const bool isRing = std::string_view(name) == channel::kRingName;
+        return OnOpenMapping(original(access, inherit, isRing ? m_ring.c_str() : name), isRing);
+      }),
+      m_findFirst([this](auto original, const char* pattern, platform::FindData* entry) {
+        const platform::Handle listing = original(pattern, entry);
+        if (listing != platform::kInvalidHandle) m_listings.insert(listing);
+        return listing;
+      }),
+      m_findClose([this](auto original, platform::Handle listing) {
+        m_listings.erase(listing);
+        return original(listing);
+      }),
+      m_allocate([this](auto, std::uint32_t size, void** buffer) {
+        m_buffers.push_back(std::make_unique<unsigned char[]>(size));
+        *buffer = m_buffers.back().get();
+        return 0;
+      }),
+      m_tempA([this](auto, std::uint32_t, char* buffer) {
+        return Give(m_folder.Entry("temp") + "\\", buffer);
+      }),
+      m_tempW([this](auto, std::uint32_t, platform::WideChar* buffer) {
+        return Give(Utf8ToWide(m_folder.Entry("temp") + "\\"), buffer);
+      }),
+      m_windows([this](auto, char* buffer, std::uint32_t) {
+        return Give(m_folder.Entry("windows"), buffer);
+      }),
+      m_system([this](auto, char* buffer, std::uint32_t) {
+        return Give(m_folder.Entry("system"), buffer);
+      }),
+      m_appData([this](auto, int, char* buffer) {
+        Give(m_folder.Entry("appdata"), buffer);
+        return 0;
+      }) {
+  const std::filesystem::path& folder = m_folder.Path();
+  std::filesystem::create_directory(folder / "temp");
+  Write(folder / "appdata/Microsoft/Signatures/Other/empty.txt", "");
+  Write(folder / "appdata/Microsoft/Signatures/Work" / kSignatureName, kSignatureContent);
+  // The long wait, so that an agent on a busy machine is never late by accident.
+  Write(folder / "windows/system32/zbagent/vrk.pro", "use_challenge_response = true\n");
+  Write(folder / "system/Logger.cfg", ("Outlook 15 File " + m_folder.Entry("log") + "\n").c_str());
+}
+
+Machine::~Machine() {
+  StopAgent();
+  ClearWhatIsLeft();
+}
+
+void Machine::StartAgent() {
+  m_agent = std::make_unique<devkit::ChildProcess>();
+  std::string error;
+  if (!m_agent->Start(m_program,
+                      {"agent", "--ring", m_ring, "--rules", m_rules, "--quiet", "--no-journal",
+                       "--poll", "0", "--until-input-ends"},
+                      &error)) {
+    throw std::runtime_error("the agent can't be started: " + error);
+  }
+  std::string line;
+  if (m_agent->ReadLine(&line, 120'000) != devkit::ChildProcess::ReadResult::kLine) {
+    throw std::runtime_error("the agent didn't come up");
+  }
+}
+
+void Machine::AwaitEnd() {
+  int status = 0;
+  if (!m_agent->WaitForEnd(60'000, &status)) throw std::runtime_error("the agent didn't end");
+  m_agent.reset();
+}
+
+void Machine::KillAgent() {
+  m_agent->Kill();
+  AwaitEnd();
+}
+
+void Machine::StopAgent() {
+  if (m_agent != nullptr) m_agent->End(20'000);
+  m_agent.reset();
+}
+
+void Machine::BeginRequests(const std::vector<Fate>& fates, std::uint32_t tick) {
+  m_fates = fates;
+  m_request = 0;
+  m_tick = tick;
+}
+
+// Each request begins by opening the ring, and goes on by trying to open its block.
+platform::Handle Machine::OnOpenMapping(platform::Handle opened, bool isRing) {
+  if (isRing) {
+    ++m_request;
+    m_hasBlock = false;
+    m_sleeps = 0;
+  } else if (opened != nullptr) {
+    m_hasBlock = true;
+    m_sleeps = 0;
+  }
+  return opened;
+}
+
+// Beyond what is expected every request is waited for in earnest.
+Fate Machine::CurrentFate() const {
+  return m_request >= 1 && m_request <= m_fates.size() ? m_fates[m_request - 1] : Fate::kAnswered;
+}
+
+// Nobody waits for what won't come; everything else gets as long as the add-in would wait.
+void Machine::OnSleep(void (*original)(std::uint32_t), std::uint32_t milliseconds) {
+  const Fate fate = CurrentFate();
+  const bool isVain =
+      fate == Fate::kDead || fate == Fate::kNoBlock || (fate == Fate::kSilent && m_hasBlock);
+  if (isVain) {
+    if (++m_sleeps % 256 == 0) original(0);
+  } else if (++m_sleeps <= kShortSleeps) {
+    std::this_thread::sleep_for(std::chrono::microseconds(20));
+  } else {
+    original(milliseconds);
+  }
+}
+
+void Machine::ClearWhatIsLeft() {
+  m_left.listings += m_listings.size();
+  while (!m_listings.empty()) platform::files.FindClose(*m_listings.begin());
+  m_left.mapiBuffers += m_buffers.size();
+  m_buffers.clear();
+}
+
+std::size_t Machine::TemporaryFiles() const {
+  const std::filesystem::directory_iterator files(m_folder.Path() / "temp");
+  return static_cast<std::size_t>(std::distance(begin(files), end(files)));
+}
+
+}  // namespace soak

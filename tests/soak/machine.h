@@ -1,0 +1,94 @@
+// What stands around the add-in in the soak: folders, a ring and an agent of its own, a clock that
+// moves from mail to mail, waits that take no longer than they have to, and a count of all that the
+// add-in leaves behind by design.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "channel/wirerecords.h"
+#include "devkit/platform/childprocess.h"
+#include "platform/clock.h"
+#include "platform/files.h"
+#include "platform/folders.h"
+#include "platform/mapi.h"
+#include "platform/mappings.h"
+#include "platform/scopedreplacement.h"
+#include "tests/soak/oracle.h"
+#include "tests/support/temporaryfolder.h"
+
+namespace soak {
+
+// Left on purpose, and taken away behind each mail so that the rest can be measured.
+struct LeftOnPurpose {
+  std::uint64_t listings = 0;           // a find handle of each signature folder that was visited
+  std::uint64_t mapiBuffers = 0;        // the name of each tag
+  std::uint64_t messageReferences = 0;  // three on the message of each tagged mail
+};
+
+class Machine {
+ public:
+  // `agentProgram` is the program whose command "agent" is the agent, `rules` its rules file.
+  Machine(std::string agentProgram, std::string rules);
+  ~Machine();
+  Machine(const Machine&) = delete;
+  Machine& operator=(const Machine&) = delete;
+
+  void StartAgent();
+  void KillAgent();  // at once, as a crash would
+  void AwaitEnd();   // of an agent that crashes
+  void StopAgent();  // politely
+
+  // A mail begins whose requests are to end like this. `tick` moves the clock.
+  void BeginRequests(const std::vector<Fate>& fates, std::uint32_t tick);
+  // How many requests there were since.
+  std::size_t Requests() const { return m_request; }
+
+  // Ends what the add-in has left open.
+  void ClearWhatIsLeft();
+  LeftOnPurpose& Left() { return m_left; }
+
+  // Files in the temporary folder: none between two mails.
+  std::size_t TemporaryFiles() const;
+
+ private:
+  using MapiBuffers = std::vector<std::unique_ptr<unsigned char[]>>;
+
+  void OnSleep(void (*original)(std::uint32_t), std::uint32_t milliseconds);
+  platform::Handle OnOpenMapping(platform::Handle opened, bool isRing);
+  Fate CurrentFate() const;
+
+  support::TemporaryFolder m_folder;
+  std::string m_program;
+  std::string m_rules;
+  std::string m_ring;
+  std::unique_ptr<devkit::ChildProcess> m_agent;
+
+  std::vector<Fate> m_fates;
+  std::size_t m_request = 0;   // since the mail's beginning
+  bool m_hasBlock = false;     // of the request under way
+  std::uint32_t m_sleeps = 0;  // of its present wait
+  std::uint32_t m_tick = 0;
+  LeftOnPurpose m_left;
+  std::set<platform::Handle> m_listings;
+  MapiBuffers m_buffers;
+
+  template <auto& Table, auto Entry>
+  using Replace = platform::ScopedReplacement<Table, Entry>;
+  Replace<platform::clock, &platform::ClockOperations::Sleep> m_sleep;
+  Replace<platform::clock, &platform::ClockOperations::GetTickCount> m_getTick;
+  Replace<platform::mappings, &platform::MappingOperations::OpenFileMappingA> m_open;
+  Replace<platform::files, &platform::FileOperations::FindFirstFileA> m_findFirst;
+  Replace<platform::files, &platform::FileOperations::FindClose> m_findClose;
+  Replace<platform::mapi, &platform::MapiOperations::MAPIAllocateBuffer> m_allocate;
+  Replace<platform::folders, &platform::FolderOperations::GetTempPathA> m_tempA;
+  Replace<platform::folders, &platform::FolderOperations::GetTempPathW> m_tempW;
+  Replace<platform::folders, &platform::FolderOperations::GetWindowsDirectoryA> m_windows;
+  Replace<platform::folders, &platform::FolderOperations::GetSystemDirectoryA> m_system;
+  Replace<platform::folders, &platform::FolderOperations::SHGetFolderPathA> m_appData;
+};
+
+}  // namespace soak

@@ -145,7 +145,12 @@ class LogLines {
   int Warnings() const { return m_warnings; }
   int Errors() const { return m_errors; }
   // ASCII: every other unit is a "?".
-  const std::string& Last() const { return m_last; }
+  std::string Last() const {
+    std::string text;
+    for (const platform::WideChar unit : m_last)
+      text += unit < 0x80 ? static_cast<char>(unit) : '?';
+    return text;
+  }
 
  private:
   void Take(platform::WideStringView line) {
@@ -158,16 +163,13 @@ class LogLines {
     if (line.front() == u'I') ++m_infos;
     if (line.front() == u'W') ++m_warnings;
     if (line.front() == u'E') ++m_errors;
-    m_last.clear();
-    for (const platform::WideChar unit : line.substr(6, line.size() - 8)) {
-      m_last += unit < 0x80 ? static_cast<char>(unit) : '?';
-    }
+    m_last = line.substr(6, line.size() - 8);
   }
 
   int m_infos = 0;
   int m_warnings = 0;
   int m_errors = 0;
-  std::string m_last;
+  platform::WideString m_last;
   platform::ScopedReplacement<platform::diagnostics,
                               &platform::DiagnosticsOperations::OutputDebugStringW>
       m_output{[this](auto, auto text) { Take(text); }};

@@ -14,7 +14,7 @@ namespace fuzzing {
 
 class GuardedView {
  public:
-  static constexpr std::size_t kMost = std::size_t{1} << 19;
+  static constexpr std::size_t kMost = 8192;
 
   GuardedView() {
     m_reserved =

@@ -144,6 +144,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   static fuzzing::MemoryFile file;
   static platform::ScopedReplacement<platform::sockets, &platform::SocketOperations::CreateSocket>
       noSocket([](auto, auto...) { return platform::kInvalidSocket; });
+  static platform::ScopedReplacement<platform::diagnostics,
+                                     &platform::DiagnosticsOperations::OutputDebugStringW>
+      noDebugger([](auto, auto...) {});
   static OpenLogger logger;
   fuzzing::Input input(data, size);
   const std::size_t piece = input.Byte();

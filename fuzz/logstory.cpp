@@ -5,6 +5,7 @@
 #include <string>
 #include <string_view>
 
+#include "devkit/diagnosis/logdatagram.h"
 #include "devkit/diagnosis/logline.h"
 #include "devkit/diagnosis/logstory.h"
 #include "fuzz/fuzzing.h"
@@ -27,6 +28,26 @@ void CheckLine(std::string_view text) {
   Require(again == text, "the parts make the line again");
   const std::string time = devkit::SortableTime(*line);
   Require(time.size() == 20, "a time that sorts");
+}
+
+// As a datagram, and as one of nobody's.
+void CheckDatagram(std::string_view bytes) {
+  const auto line = devkit::ParseLogDatagram(bytes);
+  Require(!line || devkit::GravityOf(line->level).has_value(), "a line has a level");
+  const std::string escaped = devkit::Escaped(bytes);
+  std::string again;
+  for (std::size_t i = 0; i < escaped.size(); ++i) {
+    Require(escaped[i] >= 0x20 && escaped[i] < 0x7F, "only characters that a terminal shows");
+    if (escaped[i] != '\\') {
+      again += escaped[i];
+    } else if (escaped[++i] == '\\') {
+      again += '\\';
+    } else {
+      again += static_cast<char>(std::stoi(escaped.substr(i + 1, 2), nullptr, 16));
+      i += 2;
+    }
+  }
+  Require(again == bytes, "what was escaped can be had again");
 }
 
 void CheckStory(const devkit::MailStory& mail) {
@@ -57,6 +78,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const std::string_view line = rest.substr(0, end);
     rest.remove_prefix(end);
     CheckLine(line);
+    CheckDatagram(line);
     stories.Take(line);
     ++lines;
   }

@@ -4,6 +4,7 @@
 
 packages_native="g++ cmake ninja-build pkg-config ccache libgmime-3.0-dev libxml2-dev libcli11-dev
   nlohmann-json3-dev libtomlplusplus-dev libpcre2-dev libfmt-dev libgtest-dev libgmock-dev"
+packages_tests="rsyslog"
 packages_lint="clang-14 clang-format-14 clang-tidy-14 jq"
 packages_sanitize="libclang-rt-14-dev"
 packages_bits32="g++-multilib googletest"

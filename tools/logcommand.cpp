@@ -107,10 +107,12 @@ void AddLogCommand(CLI::App& app, int* status) {
   command->require_subcommand(1);
   AddCheck(command, status);
   AddLogExplain(command, status);
+  AddLogListen(command, status);
   command->footer(
       "Examples:\n"
       "  quorvex log check Logger.cfg         which streams the add-in makes of it\n"
-      "  quorvex log explain mail.PC17_*.log  what became of each mail, and why");
+      "  quorvex log explain mail.PC17_*.log  what became of each mail, and why\n"
+      "  quorvex log listen --port 5514       the log as it comes in by UDP");
 }
 
 }  // namespace tools

@@ -40,7 +40,7 @@ class Liar {
       header = {static_cast<std::int32_t>(input->Word()), input->Word(), 0,
                 static_cast<std::int32_t>(input->Word())};
     std::memcpy(m_ring.data(), &header, sizeof(header));
-    m_isRingSane = header.usedBytes <= header.capacity - 152 && header.capacity >= 152 &&
+    m_isRingSane = header.capacity >= 152 && header.usedBytes <= header.capacity - 152 &&
                    header.capacity <= 1 << 18 && header.capacity % 4 == 0 &&
                    header.writeCursor % static_cast<std::uint32_t>(header.capacity) % 4 == 0;
     m_cursor = header.writeCursor;

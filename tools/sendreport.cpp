@@ -102,6 +102,10 @@ std::string Verdict(const MailOutcome& outcome, const ReportStyle& style) {
   std::string sent = Coloured("sent", Colour::kGood, style) + after;
   if (!outcome.agentThere) return sent + ": unchecked, since no agent was there";
   if (outcome.action == kActionTag) return sent + ": the tag could not be written";
+  // The closing request is made in any case, so that no request at all is the agent's silence.
+  if (outcome.requests.empty()) {
+    return sent + ": no word of it from the agent, which took no request or keeps no journal";
+  }
   const auto recipients =
       std::find_if(outcome.requests.begin(), outcome.requests.end(),
                    [](const auto& request) { return request.itemType == kItemRecipients; });

@@ -164,6 +164,16 @@ TEST(MailReport, SaysInWordsWhyAMailWentUnchecked) {
   EXPECT_THAT(MailReport(shut, {}), EndsWith("the agent did not go on with the recipients\n"));
 }
 
+// The closing request is made whatever the recipients are: nothing at all doesn't speak of them.
+TEST(MailReport, AnAgentThatTellsOfNoRequestIsNotTakenForAMailWithoutRecipients) {
+  MailOutcome outcome = PlainMail();
+  outcome.action = 2;
+  outcome.requests.clear();
+  EXPECT_THAT(MailReport(outcome, {}),
+              EndsWith("sent after 123 ms: no word of it from the agent, which took no request or "
+                       "keeps no journal\n"));
+}
+
 TEST(MailReport, SaysWhatBlocksAndWhatTags) {
   MailOutcome blocked = PlainMail();
   blocked.cancel = 1;

@@ -79,7 +79,7 @@ rows() {
 # wix_rows PART BITS: as wixl's elements; a key without a value, which wixl has no word for, is left
 # to add_keys.
 wix_rows() {
-  rows "$1" "$2" '[#DlpAddInDll]' '[INSTALLFOLDER]' | awk -F '|' -v keypath="$1" '
+  rows "$1" "$2" '[#DlpAddInDll]' '[InstallFolder]' | awk -F '|' -v keypath="$1" '
     $4 == "key" { next }
     {
       printf "<RegistryValue Root=\"%s\" Key=\"%s\" ", $1, $2

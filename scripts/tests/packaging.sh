@@ -73,7 +73,7 @@ msi_rows() {
         if ($4 == "*") next
         value = $5
         if (value == "[#DlpAddInDll]") value = folder "DlpAddIn.dll"
-        if (value == "[INSTALLFOLDER]") value = folder
+        if (value == "[InstallFolder]") value = folder
         printf "%s=", $4 == "" ? "@" : "\"" $4 "\""
         if (value ~ /^#/) printf "dword:%08x\n", substr(value, 2)
         else print "\"" doubled(value) "\""

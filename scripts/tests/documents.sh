@@ -1,0 +1,151 @@
+# The documents: every command that they show in a block of the language "sh" is run, from the top
+# of the repository, with `quorvex` on the PATH and the machine's folders fresh from samples/root.
+#
+#   ```sh           has to end with 0
+#   ```sh exit=1    has to end with that
+#   ```output       right behind: what the block above has to print; times in ms aside, and a line
+#                   "..." stands for any lines
+#   ```console      what can't run here: a Windows machine, a certificate
+#
+# Lines of sh blocks that are left out, and why. One that no document shows any more is a failure.
+documents_left_out=(
+  "./test|it is what runs this"
+  "./test --native|a part of what runs this"
+)
+documents_languages=" sh output console text cpp mermaid hexdump "
+
+# without_left_out FILE: the block without the lines above; notes which ones it had.
+without_left_out() {
+  local line entry left
+  while IFS= read -r line; do
+    left=""
+    for entry in "${documents_left_out[@]}"; do
+      [ "$line" = "${entry%%|*}" ] && left=$line
+    done
+    if [ -n "$left" ]; then
+      echo "$left" >>"$documents_work/left-out"
+    else
+      printf '%s\n' "$line"
+    fi
+  done <"$1"
+}
+
+# same_output EXPECTED ACTUAL: says where they part.
+same_output() {
+  sed -E 's/ +[0-9]+ ms/ N ms/g' "$2" >"$2.compared"
+  sed -E 's/ +[0-9]+ ms/ N ms/g' "$1" | awk -v actual="$2.compared" '
+    function fits(first, count, at,   i) {
+      for (i = 0; i < count; ++i) if (expected[first + i] != line[at + i]) return 0
+      return 1
+    }
+    { expected[NR] = $0 }
+    END {
+      while ((getline text <actual) > 0) line[++lines] = text
+      at = 1; first = 1; open = 0
+      while (first <= NR + 1) {
+        for (count = 0; first + count <= NR && expected[first + count] != "..."; ++count);
+        last = first + count > NR
+        # Behind "..." the lines may stand anywhere further down, the last ones at the end only.
+        if (open && last) at = at > lines - count + 1 ? at : lines - count + 1
+        while (open && !last && at <= lines && !fits(first, count, at)) ++at
+        if (!fits(first, count, at)) { print "not printed: " expected[first]; exit 1 }
+        at += count; first += count + 1; open = 1
+        if (last && at <= lines) { print "printed beside it: " line[at]; exit 1 }
+      }
+    }'
+}
+
+# run_block SCRIPT STATUS [EXPECTED]
+run_block() {
+  local status=0 root="$documents_work/root"
+  rm -rf "$root" && cp -R "$top/samples/root" "$root" || return 1
+  (cd "$top" && PATH="$top/build/native:$PATH" QUORVEX_ROOT="$root" \
+    timeout 120 bash -eu "$1.sh") >"$1.out" 2>&1 </dev/null || status=$?
+  cat "$1.out"
+  [ "$status" = "$2" ] || { echo "ended with $status, not $2"; return 1; }
+  [ -z "${3:-}" ] || same_output "$3" "$1.out"
+}
+
+# run_document FILE: one check for each block that is a command.
+run_document() {
+  local number line language option blocks="$documents_work/${1//\//-}" script="" at=0 status=0
+  "$top/scripts/docblocks" "$top/$1" "$blocks" >"$blocks.list" || return 1
+  while read -r number line language option; do
+    if [ "$language" = output ] && [ -n "$script" ]; then
+      check "$1:$at prints what it shows" run_block "$blocks/$script" "$status" "$blocks/$number"
+      script=""
+      continue
+    fi
+    [ -z "$script" ] || check "$1:$at runs" run_block "$blocks/$script" "$status"
+    script=""
+    if [ "$language" = sh ]; then
+      without_left_out "$blocks/$number" >"$blocks/$number.sh"
+      # A block of which nothing is left is no check.
+      [ -s "$blocks/$number.sh" ] && script=$number
+      at=$line status=${option#exit=}
+      status=${status:-0}
+    fi
+  done <"$blocks.list"
+  [ -z "$script" ] || check "$1:$at runs" run_block "$blocks/$script" "$status"
+}
+
+# A block of another kind would look like a command and not be run.
+check_languages() {
+  local status=0 list number line language option
+  for list in "$documents_work"/*.list; do
+    while read -r number line language option; do
+      [[ $documents_languages == *" $language "* ]] && continue
+      echo "$(basename "$list" .list):$line: a block of the language \"$language\""
+      status=1
+    done <"$list"
+  done
+  return $status
+}
+
+check_left_out() {
+  local entry status=0
+  for entry in "${documents_left_out[@]}"; do
+    grep -qxF "${entry%%|*}" "$documents_work/left-out" ||
+      { echo "no document shows ${entry%%|*} any more"; status=1; }
+  done
+  return $status
+}
+
+# Links between the documents and into the repository: the file is there, and the heading in it.
+check_links() {
+  local document link file anchor status=0
+  for document in "${documents[@]}"; do
+    while IFS= read -r link; do
+      file=${link%%#*} anchor=""
+      [[ $link == *#* ]] && anchor=${link#*#}
+      file=$([ -n "$file" ] && echo "$(dirname "$top/$document")/$file" || echo "$top/$document")
+      if [ ! -e "$file" ]; then
+        echo "$document: $link leads nowhere"
+        status=1
+      elif [ -n "$anchor" ] && ! sed -nE 's/^#+ +//p' "$file" | tr 'A-Z ' 'a-z-' |
+        tr -cd 'a-z0-9_\n-' | grep -xF -- "$anchor" >/dev/null; then
+        echo "$document: $link: there is no such heading"
+        status=1
+      fi
+    done < <(sed '/^```/,/^```$/d' "$top/$document" | grep -oE '\]\([^)]+\)' | sed -E 's/^\]\((.*)\)$/\1/' |
+      grep -vE '^[a-z]+:' || true)
+  done
+  return $status
+}
+
+test_documents() {
+  local documents document before documents_work="$top/build/documents"
+  echo "Documents"
+  rm -rf "$documents_work" && mkdir -p "$documents_work" && : >"$documents_work/left-out" || return
+  mapfile -t documents < <(git -C "$top" ls-files --cached --others --exclude-standard \
+    README.md CONTRIBUTING.md 'docs/*.md')
+  before=$(git -C "$top" status --porcelain)
+  for document in "${documents[@]}"; do
+    run_document "$document" || check "$document can be taken apart" false
+  done
+  check "blocks of the documents are of known kinds" check_languages
+  check "what the documents' test leaves out is still there" check_left_out
+  check "the documents' commands leave the repository as it was" \
+    test "$before" = "$(git -C "$top" status --porcelain)"
+  check "links of the documents lead somewhere" check_links
+}

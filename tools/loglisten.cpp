@@ -31,7 +31,7 @@ constexpr const char* kHelp =
     "Examples:\n"
     "  quorvex log listen                             on this machine, port 514\n"
     "  quorvex log listen --port 5514 --level warn    what is worth a look\n"
-    "  quorvex log listen --address 0.0.0.0 --json    from every machine, for a program\n\n"
+    "  quorvex log listen --address 0.0.0.0 --json    from all machines, for a program\n\n"
     "A line \"Outlook 15 UDP 127.0.0.1:5514\" in Logger.cfg sends the log here. Ports\n"
     "below 1024 may need the administrator's rights. What isn't a line of the log is\n"
     "shown as \"foreign\", with \\xNN for each byte that is no printable ASCII; with\n"

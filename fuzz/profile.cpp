@@ -30,6 +30,17 @@ std::string Decoded(std::string_view text) {
   return result;
 }
 
+// Whether the character at each place opens a pair, held against a walk over all pairs.
+void CheckPairs(std::string_view text) {
+  std::size_t next = 0;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const bool opens = i == next && text[i] == '\\' && i + 1 < text.size() &&
+                       std::string_view("ntrvf,\\=#").find(text[i + 1]) != std::string_view::npos;
+    if (text[i] == '\\') Require(IsEscapeAt(text, i) == opens, "which backslash opens a pair");
+    if (i == next) next += opens ? 2 : 1;
+  }
+}
+
 void TakeLine(std::string_view line, ProfileMap* wanted) {
   const std::size_t sign = line.find('=');
   if (sign == std::string_view::npos) return;
@@ -81,6 +92,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
   ProfileMap nothing;
   Require(!ProfileReader("vrk.pro", nothing) && nothing.empty(), "no key wanted, nothing read");
+  CheckPairs(content.View().substr(0, 200));
   const std::string decoded = UnescapeValue(content.View());
   Require(decoded == Decoded(content.View()), "one decoder agrees with the other");
   return 0;

@@ -64,6 +64,8 @@ void Push(unsigned char* view, std::uint32_t viewSize, std::uint32_t length, std
   const bool isSane = isRoom && before.capacity % 4 == 0 &&
                       before.writeCursor % static_cast<std::uint32_t>(before.capacity) % 4 == 0 &&
                       data.size() + 4 <= static_cast<std::size_t>(before.capacity);
+  const bool isTold = isPushed && before.usedBytes < 0;
+  Require(log.Warnings() == (isTold ? 1 : 0), "a count below zero has a line in the log");
   Require(isPushed == isSane, "a push is accepted where it fits and nothing contradicts itself");
   if (isPushed) {
     PutEntry(expected, before, data);

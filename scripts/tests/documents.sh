@@ -133,6 +133,19 @@ check_links() {
   return $status
 }
 
+# The documents promise it of the files in docs/examples.
+check_same_on_windows() {
+  local arguments
+  use_wine || return 1
+  cd "$top" || return 1
+  for arguments in "log check docs/examples/Logger.cfg" "ring docs/examples/stalled.ring" \
+    "log explain docs/examples/mail.PC17_0.log" "config show x_name" "config keys"; do
+    diff <(build/native/quorvex $arguments; echo "status $?") \
+      <(wine build/win64/quorvex.exe $arguments | tr -d '\r'; echo "status ${PIPESTATUS[0]}") ||
+      return 1
+  done
+}
+
 test_documents() {
   local documents document before documents_work="$top/build/documents"
   echo "Documents"
@@ -143,6 +156,7 @@ test_documents() {
   for document in "${documents[@]}"; do
     run_document "$document" || check "$document can be taken apart" false
   done
+  check "quorvex.exe says the same of the documents' examples" check_same_on_windows
   check "blocks of the documents are of known kinds" check_languages
   check "what the documents' test leaves out is still there" check_left_out
   check "the documents' commands leave the repository as it was" \

@@ -99,10 +99,20 @@ add_keys() {
   done < <(rows class "$2" '' '' | awk -F '|' '$4 == "key"')
 }
 
+# file_version DLL: what its version block says, as Windows Installer compares it.
+file_version() {
+  local offset minor major revision patch
+  offset=$(LC_ALL=C grep -obUaP '\xbd\x04\xef\xfe' "$1" | head -n 1 | cut -d: -f1) || true
+  [ -n "$offset" ] || fail "$1 has no version: it is no library of ours"
+  read -r minor major revision patch < <(od -An -tu2 -j $((offset + 8)) -N 8 "$1")
+  echo "$major.$minor.$patch.$revision"
+}
+
 # make_msi ARCH BITS DLL PROGRAMFILES WIN64 ADDIN KEEP
 make_msi() {
-  local arch=$1 bits=$2 dll=$3 work="$scratch/$1" part
+  local arch=$1 bits=$2 dll=$3 work="$scratch/$1" part own
   [ -f "$dll" ] || fail "$dll is not there: build the preset win$bits first"
+  own=$(file_version "$dll")
   mkdir -p "$work"
   sed -e "s|@VERSION@|$version|g; s|@UPGRADE@|$upgrade_code|g; s|@BITS@|$bits|g" \
     -e "s|@PROGRAMFILES@|$4|; s|@WIN64@|$5|; s|@ADDIN@|$6|; s|@KEEP@|$7|" \
@@ -117,7 +127,7 @@ make_msi() {
   add_keys "$work/out.msi" "$bits"
   # wixl doesn't read the library's version; without it Windows Installer would take the file for
   # one that any older library on the disk outranks.
-  msibuild "$work/out.msi" -q "UPDATE \`File\` SET \`Version\` = '$version.0', \
+  msibuild "$work/out.msi" -q "UPDATE \`File\` SET \`Version\` = '$own', \
 \`Language\` = '1033' WHERE \`File\` = 'DlpAddInDll'"
   # The same version goes too (wixl drops IncludeMaximum), and the choice of features is taken over.
   msibuild "$work/out.msi" -q "DELETE FROM \`Upgrade\` WHERE \`ActionProperty\` = 'OLDERFOUND'"

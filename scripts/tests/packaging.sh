@@ -111,7 +111,14 @@ check_built() {
     dd of="$next/DlpAddIn.dll" bs=1 seek=$((offset + 8)) conv=notrunc status=none
   next_version="$major.$((minor + 1)).$patch"
   "$top/packaging/windows/build.sh" --version "$next_version" --dll64 "$next/DlpAddIn.dll" \
-    --output "$next"
+    --output "$next" || return 1
+  [ "$(msi_file_version "$packaging_folder/DlpAddIn-x64.msi")" = "$version.0" ] &&
+    [ "$(msi_file_version "$next/DlpAddIn-x64.msi")" = "$next_version.0" ]
+}
+
+# What Windows Installer will compare with the file on the disk.
+msi_file_version() {
+  msiinfo export "$1" File | tr -d '\r' | awk -F '\t' '$1 == "DlpAddInDll" { print $5 }'
 }
 
 # The 64-bit library registers itself; the rows of both packages have to say the same.

@@ -13,7 +13,6 @@ packages_windows="g++-mingw-w64-x86-64-posix g++-mingw-w64-i686-posix mingw-w64-
 packages_packaging="wixl msitools"
 packages_bench="libbenchmark-dev libicu-dev libinih-dev libspdlog-dev libboost-dev
   libconcurrentqueue-dev python3 gnuplot-nox"
-packages_coverage="gcovr"
 packages_model="spin gcc"
 
 need_packages() {

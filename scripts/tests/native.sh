@@ -46,8 +46,3 @@ test_bits32() {
   echo "32 bits, native"
   run_programs native32
 }
-
-test_coverage() {
-  echo "The figures of coverage are not gathered yet." >&2
-  results_failed=$((results_failed + 1))
-}

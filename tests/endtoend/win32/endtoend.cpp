@@ -169,15 +169,21 @@ class Machine {
 
   void StartAgent() {
     if (m_agent) return;
-    m_agent = std::make_unique<devkit::ChildProcess>();
     std::string error;
-    ASSERT_TRUE(m_agent->Start(
-        BesideProgram("quorvex.exe"),
-        {"agent", "--quiet", "--until-input-ends", "--rules", Utf8(m_rules.Path())}, &error))
-        << error;
+    auto agent = std::make_unique<devkit::ChildProcess>();
+    // On a machine under load Wine now and then fails to start a process (error 1359).
+    for (int attempt = 0; attempt < 3; ++attempt) {
+      if (agent->Start(BesideProgram("quorvex.exe"),
+                       {"agent", "--quiet", "--until-input-ends", "--rules", Utf8(m_rules.Path())},
+                       &error)) {
+        error.clear();
+        break;
+      }
+    }
+    ASSERT_EQ(error, "");
     std::string ready;
-    ASSERT_EQ(m_agent->ReadLine(&ready, kChildMilliseconds),
-              devkit::ChildProcess::ReadResult::kLine);
+    ASSERT_EQ(agent->ReadLine(&ready, kChildMilliseconds), devkit::ChildProcess::ReadResult::kLine);
+    m_agent = std::move(agent);
   }
   void StopAgent() {
     if (m_agent) {

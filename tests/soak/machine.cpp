@@ -15,8 +15,12 @@
 namespace soak {
 namespace {
 
-// Sleeps that are cut to next to nothing; whoever isn't there by then gets the real ones.
-constexpr std::uint32_t kShortSleeps = 200;
+// Sleeps that are cut to next to nothing, and to a millisecond (some systems know nothing shorter).
+// An agent that isn't there by then waits for its turn on a busy machine, and gets far more time
+// than the add-in would give it.
+constexpr std::uint32_t kShortestSleeps = 100;
+constexpr std::uint32_t kShortSleeps = 300;
+constexpr std::uint32_t kLongSleep = 500;  // milliseconds
 
 template <typename Char>
 std::uint32_t Give(const std::basic_string<Char>& path, Char* buffer) {
@@ -36,12 +40,12 @@ Machine::Machine(std::string agentProgram, std::string rules)
     : m_program(std::move(agentProgram)),
       m_rules(std::move(rules)),
       m_ring("Global\\soak-" + std::to_string(platform::process.GetCurrentProcessId())),
-      m_sleep(
-          [this](auto original, std::uint32_t milliseconds) { OnSleep(original, milliseconds); }),
+      m_sleep([this](auto original, std::uint32_t) { OnSleep(original); }),
       m_getTick([this](auto) { return m_tick; }),
       m_open([this](auto original, std::uint32_t access, bool inherit, const char* name) {
         const bool isRing = std::string_view(name) == channel::kRingName;
-        return OnOpenMapping(original(access, inherit, isRing ? m_ring.c_str() : name), isRing);
+        return OnOpenMapping(original(access, inherit, isRing ? m_ring.c_str() : name),
+                             isRing ? nullptr : name);
       }),
       m_findFirst([this](auto original, const char* pattern, platform::FindData* entry) {
         const platform::Handle listing = original(pattern, entry);
@@ -91,7 +95,7 @@ void Machine::StartAgent() {
   m_agent = std::make_unique<devkit::ChildProcess>();
   std::string error;
   if (!m_agent->Start(m_program,
-                      {"agent", "--ring", m_ring, "--rules", m_rules, "--quiet", "--no-journal",
+                      {"agent", "--ring", m_ring, "--rules", m_rules, "--json", "--no-journal",
                        "--poll", "0", "--until-input-ends"},
                       &error)) {
     throw std::runtime_error("the agent can't be started: " + error);
@@ -102,10 +106,11 @@ void Machine::StartAgent() {
   }
 }
 
-void Machine::AwaitEnd() {
+bool Machine::AwaitEnd() {
   int status = 0;
-  if (!m_agent->WaitForEnd(60'000, &status)) throw std::runtime_error("the agent didn't end");
+  const bool ended = m_agent->WaitForEnd(120'000, &status);
   m_agent.reset();
+  return ended;
 }
 
 void Machine::KillAgent() {
@@ -119,22 +124,45 @@ void Machine::StopAgent() {
 }
 
 void Machine::BeginRequests(const std::vector<Fate>& fates, std::uint32_t tick) {
+  std::string line;
+  while (m_agent != nullptr &&
+         m_agent->ReadLine(&line, 0) == devkit::ChildProcess::ReadResult::kLine) {
+  }
   m_fates = fates;
   m_request = 0;
   m_tick = tick;
 }
 
 // Each request begins by opening the ring, and goes on by trying to open its block.
-platform::Handle Machine::OnOpenMapping(platform::Handle opened, bool isRing) {
-  if (isRing) {
+platform::Handle Machine::OnOpenMapping(platform::Handle opened, const char* block) {
+  if (block == nullptr) {
     ++m_request;
-    m_hasBlock = false;
+    m_block.clear();
+    m_isSeen = false;
     m_sleeps = 0;
   } else if (opened != nullptr) {
-    m_hasBlock = true;
+    m_block = std::string(block).substr(std::string_view("Global\\").size());
     m_sleeps = 0;
   }
   return opened;
+}
+
+// The agent writes a line on each request that it has read, also if it won't answer it.
+void Machine::AwaitLook() {
+  for (int tries = 0; !m_isSeen && tries < 120; ++tries) {
+    std::string line;
+    switch (m_agent->ReadLine(&line, 1000)) {
+      case devkit::ChildProcess::ReadResult::kLine:
+        m_isSeen = line.find(m_block) != std::string::npos;
+        tries = -1;
+        break;
+      case devkit::ChildProcess::ReadResult::kEnd:
+        m_isSeen = true;  // it read it and crashed
+        break;
+      case devkit::ChildProcess::ReadResult::kTimeOut:
+        break;
+    }
+  }
 }
 
 // Beyond what is expected every request is waited for in earnest.
@@ -142,17 +170,19 @@ Fate Machine::CurrentFate() const {
   return m_request >= 1 && m_request <= m_fates.size() ? m_fates[m_request - 1] : Fate::kAnswered;
 }
 
-// Nobody waits for what won't come; everything else gets as long as the add-in would wait.
-void Machine::OnSleep(void (*original)(std::uint32_t), std::uint32_t milliseconds) {
+// Nobody waits for what won't come, but an agent that won't answer has to have read the question:
+// what it knows of the mail counts later.
+void Machine::OnSleep(void (*original)(std::uint32_t)) {
   const Fate fate = CurrentFate();
-  const bool isVain =
-      fate == Fate::kDead || fate == Fate::kNoBlock || (fate == Fate::kSilent && m_hasBlock);
+  const bool isUnanswered = fate == Fate::kSilent && !m_block.empty();
+  if (isUnanswered) AwaitLook();
+  const bool isVain = fate == Fate::kDead || fate == Fate::kNoBlock || isUnanswered;
   if (isVain) {
     if (++m_sleeps % 256 == 0) original(0);
-  } else if (++m_sleeps <= kShortSleeps) {
+  } else if (++m_sleeps <= kShortestSleeps) {
     std::this_thread::sleep_for(std::chrono::microseconds(20));
   } else {
-    original(milliseconds);
+    original(m_sleeps <= kShortSleeps ? 1 : kLongSleep);
   }
 }
 

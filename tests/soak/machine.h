@@ -38,9 +38,12 @@ class Machine {
   Machine& operator=(const Machine&) = delete;
 
   void StartAgent();
-  void KillAgent();  // at once, as a crash would
-  void AwaitEnd();   // of an agent that crashes
-  void StopAgent();  // politely
+  // At once, as a crash would.
+  void KillAgent();
+  // Waits for an agent that crashes. False if it doesn't within two minutes.
+  bool AwaitEnd();
+  // Politely.
+  void StopAgent();
 
   // A mail begins whose requests are to end like this. `tick` moves the clock.
   void BeginRequests(const std::vector<Fate>& fates, std::uint32_t tick);
@@ -57,8 +60,9 @@ class Machine {
  private:
   using MapiBuffers = std::vector<std::unique_ptr<unsigned char[]>>;
 
-  void OnSleep(void (*original)(std::uint32_t), std::uint32_t milliseconds);
-  platform::Handle OnOpenMapping(platform::Handle opened, bool isRing);
+  void OnSleep(void (*original)(std::uint32_t));
+  platform::Handle OnOpenMapping(platform::Handle opened, const char* block);
+  void AwaitLook();
   Fate CurrentFate() const;
 
   support::TemporaryFolder m_folder;
@@ -69,7 +73,8 @@ class Machine {
 
   std::vector<Fate> m_fates;
   std::size_t m_request = 0;   // since the mail's beginning
-  bool m_hasBlock = false;     // of the request under way
+  std::string m_block;         // of the request under way, once it is open
+  bool m_isSeen = false;       // the agent has read it
   std::uint32_t m_sleeps = 0;  // of its present wait
   std::uint32_t m_tick = 0;
   LeftOnPurpose m_left;

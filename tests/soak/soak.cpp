@@ -81,7 +81,7 @@ class Soak {
   };
 
   void SendMail(std::uint64_t number);
-  void SendOnce(const RandomMail& mail, const Expected& expected, devkit::HostMailItem& item);
+  void SendOnce(const Expected& expected, devkit::HostMailItem& item);
   void CheckLedger();
   void Complain(const std::string& what);
   void TakeSample(std::uint64_t mails);
@@ -98,6 +98,7 @@ class Soak {
   const std::uint64_t m_bytesOfASink;
   std::uint32_t m_tick = 1;
   std::uint64_t m_number = 0;
+  std::string m_wished;
   std::uint64_t m_complaints = 0;
   std::uint64_t m_requests = 0;
   std::uint64_t m_faults = 0, m_starts = 1, m_twice = 0, m_alone = 0;
@@ -109,11 +110,12 @@ class Soak {
 
 void Soak::Complain(const std::string& what) {
   if (++m_complaints > 20) return;
-  std::printf("WRONG  mail %llu: %s\n", static_cast<unsigned long long>(m_number), what.c_str());
+  std::printf("WRONG  mail %llu (%s): %s\n", static_cast<unsigned long long>(m_number),
+              m_wished.c_str(), what.c_str());
 }
 
 // One Send, and what came of it.
-void Soak::SendOnce(const RandomMail& mail, const Expected& expected, devkit::HostMailItem& item) {
+void Soak::SendOnce(const Expected& expected, devkit::HostMailItem& item) {
   m_machine.BeginRequests(expected.requests, m_tick);
   const devkit::SendOutcome sent = m_host->Send(item, kUntouched);
   m_requests += m_machine.Requests();
@@ -131,16 +133,13 @@ void Soak::SendOnce(const RandomMail& mail, const Expected& expected, devkit::Ho
     Complain(std::to_string(m_machine.Requests()) + " requests, not " +
              std::to_string(expected.requests.size()));
   }
-  if (m_complaints == 0 || mail.fault.kind.empty()) return;
-  if (m_complaints <= 20) {
-    std::printf("       (fault %s.%s)\n", mail.fault.kind.c_str(), mail.fault.stage.c_str());
-  }
 }
 
 void Soak::SendMail(std::uint64_t number) {
   m_number = number;
   const RandomMail mail = soak::MakeMail(m_options.seed, number);
   const Expected expected = soak::ExpectedOf(mail);
+  m_wished = mail.fault.kind + " " + mail.fault.stage;
   m_faults += mail.fault.kind.empty() ? 0 : 1;
   if (mail.incident == Incident::kNoAgent) {
     m_machine.StopAgent();
@@ -155,7 +154,7 @@ void Soak::SendMail(std::uint64_t number) {
   m_machine.BeginRequests({}, m_tick);
   devkit::HostInspector& window = m_host->OpenInspector(mail.model);
   devkit::HostMailItem& item = *window.Mail();
-  SendOnce(mail, expected, item);
+  SendOnce(expected, item);
   ++m_verdicts[expected.verdict];
   if (mail.incident == Incident::kSentTwice) {
     // Within the life of the verdict: a block is asked about again, everything else is not.
@@ -163,7 +162,7 @@ void Soak::SendMail(std::uint64_t number) {
     m_tick += 4000;
     Expected again = expected;
     if (expected.verdict != 3) again.requests.clear();
-    SendOnce(mail, again, item);
+    SendOnce(again, item);
   }
 
   if (expected.verdict == 7) {
@@ -189,7 +188,9 @@ void Soak::SendMail(std::uint64_t number) {
   if (m_options.keep != 0) m_kept.emplace_back(m_options.keep, 'x');
 
   if (expected.isAgentDead) {
-    if (mail.incident != Incident::kNoAgent) m_machine.AwaitEnd();
+    if (mail.incident != Incident::kNoAgent && !m_machine.AwaitEnd()) {
+      Complain("the agent didn't crash");
+    }
     m_machine.StartAgent();
     ++m_starts;
   }

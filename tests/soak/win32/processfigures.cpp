@@ -21,6 +21,12 @@ ProcessFigures FiguresOfThisProcess() {
   HeapUnlock(GetProcessHeap());
   DWORD handles = 0;
   GetProcessHandleCount(GetCurrentProcess(), &handles);
+  if (handles == 0) {
+    // Wine doesn't count them. It gives the lowest free place of its table to the next one.
+    const HANDLE next = CreateEventW(nullptr, FALSE, FALSE, nullptr);
+    handles = static_cast<DWORD>(reinterpret_cast<std::uintptr_t>(next) / 4 - 1);
+    CloseHandle(next);
+  }
   figures.handles = handles;
   return figures;
 }

@@ -124,10 +124,6 @@ void Machine::StopAgent() {
 }
 
 void Machine::BeginRequests(const std::vector<Fate>& fates, std::uint32_t tick) {
-  std::string line;
-  while (m_agent != nullptr &&
-         m_agent->ReadLine(&line, 0) == devkit::ChildProcess::ReadResult::kLine) {
-  }
   m_fates = fates;
   m_request = 0;
   m_tick = tick;
@@ -136,6 +132,7 @@ void Machine::BeginRequests(const std::vector<Fate>& fates, std::uint32_t tick) 
 // Each request begins by opening the ring, and goes on by trying to open its block.
 platform::Handle Machine::OnOpenMapping(platform::Handle opened, const char* block) {
   if (block == nullptr) {
+    ReadAhead();
     ++m_request;
     m_block.clear();
     m_isSeen = false;
@@ -145,6 +142,14 @@ platform::Handle Machine::OnOpenMapping(platform::Handle opened, const char* blo
     m_sleeps = 0;
   }
   return opened;
+}
+
+// An agent whose words nobody reads stops when its pipe is full.
+void Machine::ReadAhead() {
+  std::string line;
+  while (m_agent != nullptr &&
+         m_agent->ReadLine(&line, 0) == devkit::ChildProcess::ReadResult::kLine) {
+  }
 }
 
 // The agent writes a line on each request that it has read, also if it won't answer it.
@@ -182,6 +187,7 @@ void Machine::OnSleep(void (*original)(std::uint32_t)) {
   } else if (++m_sleeps <= kShortestSleeps) {
     std::this_thread::sleep_for(std::chrono::microseconds(20));
   } else {
+    ReadAhead();
     original(m_sleeps <= kShortSleeps ? 1 : kLongSleep);
   }
 }

@@ -62,6 +62,7 @@ class Machine {
 
   void OnSleep(void (*original)(std::uint32_t));
   platform::Handle OnOpenMapping(platform::Handle opened, const char* block);
+  void ReadAhead();
   void AwaitLook();
   Fate CurrentFate() const;
 

@@ -8,6 +8,7 @@
 #include <fstream>
 #include <memory>
 
+#include "devkit/mail/addressgroups.h"
 #include "devkit/mail/encodedwords.h"
 #include "devkit/mail/htmltext.h"
 #include "devkit/mail/mailparts.h"
@@ -180,6 +181,7 @@ MailModel ReadMailFile(const std::string& path) {
   if (std::filesystem::is_regular_file(status) && std::filesystem::file_size(path, error) == 0) {
     throw MailError("the file is empty");
   }
+  if (MayOpenTooManyGroups(path)) throw MailError("an address header has groups beyond counting");
   const auto message = Parse(path);
   if (!message || !IsMail(message.get())) {
     throw MailError("it is not a mail: there is no mail header in it");

@@ -172,6 +172,41 @@ TEST_F(MailReader, WhatIsNoMailIsSaidToBeNone) {
             "it is not a mail: there is no mail header in it");
 }
 
+std::string Nested(std::size_t groups) {
+  std::string header = "To: ";
+  for (std::size_t i = 0; i < groups; ++i) header += "g:\r\n ";
+  return header + "a@x.test" + std::string(groups, ';') + "\r\n";
+}
+
+// The library follows them by calling itself.
+TEST_F(MailReader, GroupsWithoutNumberAreAnErrorAndDoNotExhaustTheStack) {
+  const std::string reason = "an address header has groups beyond counting";
+  EXPECT_EQ(ErrorOf(Nested(200'000) + "Subject: s\r\n\r\nbody"), reason);
+  EXPECT_EQ(ErrorOf("Subject: s\r\nContent-Type: message/rfc822\r\n\r\ncC " +
+                    Nested(200'000).substr(2) + "\r\nbody"),
+            reason);
+  EXPECT_EQ(ErrorOf(Nested(4001) + "\r\nbody"), reason);
+}
+
+TEST_F(MailReader, NestedGroupsAreReadAsListsWithinLists) {
+  const MailModel mail = Read("Subject: s\r\n" + Nested(4000) + "\r\nbody");
+  ASSERT_EQ(mail.recipients.size(), 1U);
+  const MailAddressEntry* entry = mail.recipients[0].entry.get();
+  std::size_t depth = 0;
+  for (; !entry->members.empty(); ++depth) entry = entry->members[0].get();
+  EXPECT_EQ(depth, 4000U);
+  EXPECT_EQ(entry->address, "a@x.test");
+}
+
+// Many colons that are no address header's.
+TEST_F(MailReader, ColonsElsewhereAreNoGroups) {
+  const std::string colons(5000, ':');
+  const MailModel mail = Read("Subject: " + colons + "\r\nTo: a@x.test\r\nX-To: " + colons +
+                              "\r\n\r\n" + colons + "\r\nTo the end: " + colons);
+  EXPECT_EQ(mail.subject, colons);
+  EXPECT_THAT(AddressesOf(mail), ElementsAre("a@x.test"));
+}
+
 TEST_F(MailReader, AMissingFileAndAFolderAreErrorsOfTheirOwn) {
   EXPECT_THROW(
       {

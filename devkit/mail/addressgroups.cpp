@@ -66,7 +66,7 @@ class HeaderWalk {
 bool MayOpenTooManyGroups(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
   HeaderWalk walk;
-  std::array<char, 64 * 1024> piece;
+  std::array<char, 65'536> piece;
   do {
     file.read(piece.data(), piece.size());
     const auto* const end = piece.data() + file.gcount();

@@ -148,8 +148,9 @@ int CheckFile(const ConfigOptions& options) {
   }
   for (const devkit::Finding& finding : report.findings) PrintFinding(options.file, finding);
   if (report.left > 0) fmt::print("... and {} more\n", report.left);
-  fmt::print("{}: {} known settings in {} lines, {}\n", Printable(options.file), report.settings,
-             report.lines, report.IsClean() ? "nothing to mend" : "see above");
+  fmt::print("{}: {} in {}, {}\n", Printable(options.file),
+             Counted(report.settings, "known setting"), Counted(report.lines, "line"),
+             report.IsClean() ? "nothing to mend" : "see above");
   return status;
 }
 

@@ -79,9 +79,9 @@ int CheckConfig(const CheckOptions& options) {
       fmt::print("{}\n",
                  Wrapped(fmt::format("{}: warning: {}", Printable(options.file), warning), 80, 4));
     }
-    fmt::print("{}: {} streams, {} of them for \"Outlook\"; {} lines refused, {} warnings\n",
-               Printable(options.file), report.streams, report.addInStreams, report.refused,
-               report.warnings);
+    fmt::print("{}: {}, {} of them for \"Outlook\"; {} refused, {}\n", Printable(options.file),
+               Counted(report.streams, "stream"), report.addInStreams,
+               Counted(report.refused, "line"), Counted(report.warnings, "warning"));
   }
   return report.IsClean() ? kStatusDone : kStatusFindings;
 }

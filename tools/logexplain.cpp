@@ -197,12 +197,13 @@ int Explain(const ExplainOptions& options) {
   stories.Finish();
   if (stories.WithoutSink() > 0) {
     fmt::print(options.json ? stderr : stdout,
-               "{} inline responses got no sink: what is sent from them goes out unchecked\n",
-               stories.WithoutSink());
+               "{} got no sink: what is sent from there goes out unchecked\n",
+               Counted(stories.WithoutSink(), "inline response"));
   }
-  const std::string summary = fmt::format(
-      "{} mails: {} unchecked, {} checked in part; {} lines, {} foreign ones skipped\n",
-      totals.mails, totals.unchecked, totals.inPart, stories.Lines(), stories.Foreign());
+  const std::string summary =
+      fmt::format("{}: {} unchecked, {} checked in part; {}, {} skipped\n",
+                  Counted(totals.mails, "mail"), totals.unchecked, totals.inPart,
+                  Counted(stories.Lines(), "line"), Counted(stories.Foreign(), "foreign one"));
   fmt::print(options.json ? stderr : stdout, "{}", summary);
   if (unreadable) return kStatusUnreadable;
   return totals.unchecked + totals.inPart + stories.WithoutSink() > 0 ? kStatusFindings

@@ -54,6 +54,10 @@ std::string Shortened(std::string_view text, std::size_t width) {
   return Padded(printable, width);
 }
 
+std::string Counted(std::uint64_t count, std::string_view one) {
+  return std::to_string(count).append(" ").append(one).append(count == 1 ? "" : "s");
+}
+
 std::string ValidUtf8(std::string_view text) {
   return devkit::ReplaceInvalidUtf8(text);
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -16,6 +17,9 @@ std::string Shortened(std::string_view text, std::size_t width);
 
 // `text` with each byte that is no UTF-8 replaced by U+FFFD; control characters stay.
 std::string ValidUtf8(std::string_view text);
+
+// "1 mail", "2 mails": a count and the word for one of them, which takes an "s" for more or none.
+std::string Counted(std::uint64_t count, std::string_view one);
 
 // Ends the command with a message, "<command>: <path>: <why>", if this is no file that can be read.
 void RequireFile(std::string_view command, const std::string& path);

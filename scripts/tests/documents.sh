@@ -133,6 +133,15 @@ check_links() {
   return $status
 }
 
+# A forge shows a picture without running or fetching anything.
+check_pictures() {
+  local pictures
+  mapfile -t pictures < <(git -C "$top" ls-files 'docs/*.svg')
+  [ ${#pictures[@]} -gt 0 ] || return 1
+  ! (cd "$top" && grep -nE '<script|<foreignObject|@import|@font-face|href=|url\((http|//|data)' \
+    "${pictures[@]}")
+}
+
 # The documents promise it of the files in docs/examples.
 check_same_on_windows() {
   local arguments
@@ -161,5 +170,6 @@ test_documents() {
   check "what the documents' test leaves out is still there" check_left_out
   check "the documents' commands leave the repository as it was" \
     test "$before" = "$(git -C "$top" status --porcelain)"
+  check "pictures need nothing from outside" check_pictures
   check "links of the documents lead somewhere" check_links
 }

@@ -105,7 +105,7 @@ TEST_F(DiagnosisCommand, ConfigCheckOfAGoodFileIsClean) {
   Write("vrk.pro", "hide_me=true\n");
   const RunResult run = Run("config check vrk.pro");
   EXPECT_EQ(run.status, 0);
-  EXPECT_EQ(run.output, "vrk.pro: 1 known settings in 1 lines, nothing to mend\n");
+  EXPECT_EQ(run.output, "vrk.pro: 1 known setting in 1 line, nothing to mend\n");
 }
 
 TEST_F(DiagnosisCommand, FilesThatAreNotThereAreSetUpErrors) {
@@ -126,7 +126,7 @@ TEST_F(DiagnosisCommand, LogCheckTellsEachLine) {
   EXPECT_EQ(run.output,
             "Logger.cfg:1: stream: Outlook: Info, Warn, Err, Crit to the debugger\n"
             "Logger.cfg:2: refused: Outlook: the mask \"0\" takes no level\n"
-            "Logger.cfg: 1 streams, 1 of them for \"Outlook\"; 1 lines refused, 0 warnings\n");
+            "Logger.cfg: 1 stream, 1 of them for \"Outlook\"; 1 line refused, 0 warnings\n");
   const Json json = Json::parse(Run("log check --json Logger.cfg").output);
   EXPECT_EQ(json["lines"][1]["kind"], "refused");
   EXPECT_EQ(json["outlook_streams"], 1);
@@ -150,7 +150,7 @@ TEST_F(DiagnosisCommand, LogExplainReadsARingInTheOrderOfTime) {
             "  verdict  sent, unchecked\n"
             "  because  no agent was there\n"
             "\n"
-            "1 mails: 1 unchecked, 0 checked in part; 5 lines, 1 foreign ones skipped\n");
+            "1 mail: 1 unchecked, 0 checked in part; 5 lines, 1 foreign one skipped\n");
   ExpectPlainAndNarrow(run.output);
   const Json json = Json::parse(Run("log explain --json a_0.log a_1.log").output);
   EXPECT_EQ(json["reasons"], Json::array({"no agent was there"}));

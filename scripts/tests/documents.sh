@@ -11,6 +11,7 @@
 documents_left_out=(
   "./test|it is what runs this"
   "./test --native|a part of what runs this"
+  "./test --coverage|builds everything once more and takes minutes"
 )
 documents_languages=" sh output console text cpp mermaid hexdump "
 

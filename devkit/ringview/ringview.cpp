@@ -36,15 +36,18 @@ class Area {
 
   // Bytes that aren't zero among the `size` from `position` on; missing ones count as zero.
   std::size_t CountDirty(std::uint32_t position, std::uint32_t size) const {
-    std::size_t count = 0;
-    for (std::uint32_t i = 0; i < size; ++i) {
-      const std::size_t at = (std::size_t{OffsetOf(position)} + i) % m_capacity;
-      if (at < m_size && m_bytes[at] != 0) ++count;
-    }
-    return count;
+    const std::size_t start = OffsetOf(position);
+    const std::size_t untilEnd = std::min<std::size_t>(size, m_capacity - start);
+    return CountDirtyBetween(start, start + untilEnd) + CountDirtyBetween(0, size - untilEnd);
   }
 
  private:
+  std::size_t CountDirtyBetween(std::size_t begin, std::size_t end) const {
+    end = std::min(end, m_size);
+    if (begin >= end) return 0;
+    return end - begin - static_cast<std::size_t>(std::count(m_bytes + begin, m_bytes + end, 0));
+  }
+
   const unsigned char* m_bytes;
   std::size_t m_size;
   std::uint32_t m_capacity;

@@ -102,8 +102,9 @@ class Ring {
 
  private:
   agentkit::RingConsumer m_consumer;
-  RingHeader* m_header;
   std::vector<unsigned char> m_bytes;
+  // Read by the writers; away from what the consumer writes.
+  alignas(64) RingHeader* m_header;
 };
 
 class Boost {

@@ -200,17 +200,19 @@ class RingConsumer {
   std::uint32_t LoadLength(std::uint32_t position) const;
   bool IsSane(std::uint32_t cursor) const;
   TakeResult TakeHead(std::vector<unsigned char>* payload);
+  void FetchAhead() const;
   TakeResult TakeEmpty();
   TakeResult TakeBehindHole(std::uint32_t pending, std::vector<unsigned char>* payload);
   void CopyOut(std::uint32_t position, std::uint32_t length,
                std::vector<unsigned char>* payload) const;
   void FreeHead(std::uint32_t size);
   void FreeTakenHeads();
-  void Mend(std::uint32_t cursor);
+  void Mend();
 
   SharedView m_view;
   std::uint32_t m_capacity = 0;
   std::uint32_t m_position = 0;
+  std::uint32_t m_seenCursor = 0;  // the write cursor when it was last read
   std::uint32_t m_deadWriterMs = 0;
   std::unordered_map<std::uint32_t, Ahead> m_ahead;  // by position, from the head on
   std::int32_t m_idleUsed = 0;                       // usedBytes of an empty ring, if not 0

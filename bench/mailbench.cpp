@@ -201,8 +201,8 @@ void Growth(const bench::Table& table) {
     table.Row("No sleeps, recipients: " + std::to_string(recipients), flat.perMail, flat.hostCalls,
               "count: calls of the host");
     const Share nested = SendOften(MailWithNestedLists(recipients), 20, Sleeps::kNone);
-    table.Row("No sleeps, recipients in nested lists: " + std::to_string(recipients),
-              nested.own, nested.hostCalls, "own share; count: calls of the host");
+    table.Row("No sleeps, recipients in nested lists: " + std::to_string(recipients), nested.own,
+              nested.hostCalls, "own share; count: calls of the host");
   }
   CachedVerdicts(table);
 }

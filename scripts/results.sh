@@ -39,9 +39,26 @@ report_count() {
 }
 
 gtest() {
-  local name=$1 log="$results_logs/test-${1//[^A-Za-z0-9._-]/-}.log" status=0
+  run_gtest "$@"
+  report_gtest "$1"
+}
+
+gtest_log() { echo "$results_logs/test-${1//[^A-Za-z0-9._-]/-}.log"; }
+
+# The two halves of gtest, for running several programs at once: only the second one counts.
+run_gtest() {
+  local log status=0
+  log=$(gtest_log "$1")
+  rm -f "$log.status"
   shift
   "$@" >"$log" 2>&1 </dev/null || status=$?
+  echo "$status" >"$log.status"
+}
+
+report_gtest() {
+  local name=$1 log status
+  log=$(gtest_log "$name")
+  status=$(<"$log.status") || status=1
   # Wine ends its lines with CR LF.
   sed -i 's/\r$//' "$log"
   local ran passed failed skipped

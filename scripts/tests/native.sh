@@ -1,12 +1,19 @@
 # The native build and its tests, on every compiler and under every sanitizer.
 
-# run_programs PRESET [ENVIRONMENT...]: every test program of a native build.
+# run_programs PRESET [ENVIRONMENT...]: every test program of a native build, as many at once as
+# there are processors.
 run_programs() {
-  local preset=$1 program
+  local preset=$1 program programs=()
   shift
   for program in "$top/build/$preset"/test_*; do
-    [ -x "$program" ] && gtest "$preset $(basename "$program")" env "$@" "$program"
+    [ -x "$program" ] && programs+=("$program")
   done
+  for program in "${programs[@]}"; do
+    while [ "$(jobs -pr | wc -l)" -ge "$(nproc)" ]; do wait -n; done
+    run_gtest "$preset $(basename "$program")" env "$@" "$program" &
+  done
+  wait
+  for program in "${programs[@]}"; do report_gtest "$preset $(basename "$program")"; done
 }
 
 # build_or_fail PRESET [TARGET...]: a failed build is a failed check, not the end of the run.

@@ -1,0 +1,337 @@
+// A whole run of the add-in, from its creation over three mails to its end, with each operation of
+// the operating system failing in turn: at its first call, at each later one, and always. Nothing
+// crashes, a mail is held back only if the agent said so, and nothing stays open.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <set>
+
+#include "agent/outlookaddin/addinids.h"
+#include "agent/outlookaddin/dlpaddinconnect.h"
+#include "agent/outlookaddin/module.h"
+#include "agent/outlookaddin/outlookversion.h"
+#include "devkit/host/simulatedhost.h"
+#include "logging/vrklogger.h"
+#include "platform/diagnostics.h"
+#include "platform/mapi.h"
+#include "tests/agent/outlookaddin/posix/operationfaults.h"
+#include "tests/support/scriptedagent.h"
+#include "tests/support/temporaryfolder.h"
+
+namespace gate {
+namespace {
+
+constexpr VARIANT_BOOL kNotSet = 5;
+// Of an operation that is called more often, so many calls are picked, the first ones among them.
+constexpr int kMostCalls = 40;
+
+// What such a run never calls.
+const std::set<std::string> kNotCalled = {
+    // The agent's and the host's.
+    "mappings.CreateFileMappingA", "ui.RunMessageLoop",
+    // While the library is loaded and unloaded.
+    "moduleImage.CreateLock", "moduleImage.DeleteLock", "process.GetComputerNameW",
+    // For the registration.
+    "moduleImage.FindResourceBytes", "moduleImage.GetModuleFileNameW", "registry.CloseKey",
+    "registry.CreateKey", "registry.DeleteTree", "registry.GetString", "registry.OpenKey",
+    "registry.SetString",
+    // When a log file is full.
+    "files.DeleteFileW",
+    // For helpers that nothing in the add-in calls, and for a text that doesn't fit.
+    "diagnostics.OutputDebugStringA", "formatting.CreateLocale", "formatting.Format",
+    "formatting.FreeLocale", "diagnostics.InvalidParameter"};
+
+// What only a process's first run calls: the class object is made once.
+const std::set<std::string> kCalledOnce = {"moduleImage.EncodePointer", "moduleImage.EnterLock",
+                                           "moduleImage.LeaveLock"};
+
+struct Outcome {
+  std::vector<std::pair<std::string, VARIANT_BOOL>> cancels;  // subject and flag
+  std::set<std::string> blockedByAgent;
+  std::map<std::string, ULONG> left;  // references, by object
+  std::vector<std::string> overReleases;
+  std::optional<std::string> tag;
+  std::size_t requests = 0;
+};
+
+class PlatformFaults : public testing::Test {
+ protected:
+  PlatformFaults() : m_before(std::filesystem::current_path()) {
+    setenv("QUORVEX_ROOT", m_root.Path().c_str(), 1);
+    std::filesystem::create_directory(m_root.Path() / "here");
+    std::filesystem::current_path(m_root.Path() / "here");
+    Write("appdata/Microsoft/Signatures/Work/logo.png", "image");
+    Write("windows/system32/zbagent/vrk.pro", "x_name = X-Tag\nx_value = yes\n");
+    Write("windows/system32/Logger.cfg", "Outlook 15 File " + m_root.Entry("log") +
+                                             "\nOutlook 15 Dbg\n"
+                                             "Outlook 15 UDP 127.0.0.1:9\n");
+  }
+  ~PlatformFaults() override {
+    g_logger.RemoveAllModules();
+    g_outlookVersionCode = 0;
+    std::filesystem::current_path(m_before);
+    unsetenv("QUORVEX_ROOT");
+  }
+
+  void Write(const std::string& place, const std::string& content) {
+    const std::filesystem::path path = m_root.Path() / place;
+    std::filesystem::create_directories(path.parent_path());
+    std::ofstream(path, std::ios::binary) << content;
+  }
+
+  // One whole run by the plan.
+  Outcome RunOnce(FaultPlan* plan);
+
+  // Files that a run may leave in the temporary folder and, with no such folder, in the current
+  // one.
+  std::set<std::string> FilesIn(const char* place) {
+    std::set<std::string> names;
+    const std::filesystem::path folder = m_root.Path() / place;
+    if (!std::filesystem::exists(folder)) return names;
+    for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+      names.insert(entry.path().filename().string());
+    }
+    return names;
+  }
+
+  static std::size_t OpenDescriptors() {
+    const std::filesystem::directory_iterator files("/proc/self/fd");
+    return static_cast<std::size_t>(std::distance(begin(files), end(files)));
+  }
+  static int SharedViews() {
+    std::ifstream maps("/proc/self/maps");
+    int views = 0;
+    for (std::string line; std::getline(maps, line);) {
+      views += line.find("/quorvex-") != std::string::npos ? 1 : 0;
+    }
+    return views;
+  }
+
+ private:
+  static devkit::MailModel Mail(const std::string& subject);
+  void SendAll(devkit::SimulatedHost& host, FaultPlan* plan, testsupport::ScriptedAgent& agent,
+               Outcome* run);
+
+  support::TemporaryFolder m_root;
+  std::filesystem::path m_before;
+  // Left behind by design, and ended with each run: a listing of each signature folder, the buffer
+  // with a tag's name.
+  std::set<platform::Handle> m_listings;
+  std::vector<std::unique_ptr<unsigned char[]>> m_buffers;
+  platform::ScopedReplacement<platform::files, &platform::FileOperations::FindFirstFileA> m_find{
+      [this](auto original, const char* pattern, platform::FindData* entry) {
+        const platform::Handle listing = original(pattern, entry);
+        if (listing != platform::kInvalidHandle) m_listings.insert(listing);
+        return listing;
+      }};
+  platform::ScopedReplacement<platform::files, &platform::FileOperations::FindClose> m_close{
+      [this](auto original, platform::Handle listing) {
+        m_listings.erase(listing);
+        return original(listing);
+      }};
+  platform::ScopedReplacement<platform::mapi, &platform::MapiOperations::MAPIAllocateBuffer>
+      m_allocate{[this](auto, std::uint32_t size, void** buffer) {
+        m_buffers.push_back(std::make_unique<unsigned char[]>(size));
+        *buffer = m_buffers.back().get();
+        return 0;
+      }};
+  // What the debugger would show.
+  platform::ScopedReplacement<platform::diagnostics,
+                              &platform::DiagnosticsOperations::OutputDebugStringW>
+      m_debugger{[](auto, const platform::WideChar*) {}};
+  platform::ScopedReplacement<platform::diagnostics,
+                              &platform::DiagnosticsOperations::OutputDebugStringA>
+      m_debuggerA{[](auto, const char*) {}};
+  // No verdict of an earlier run counts.
+  std::uint32_t m_tick = 0;
+  platform::ScopedReplacement<platform::clock, &platform::ClockOperations::GetTickCount> m_clock{
+      [this](auto) { return m_tick; }};
+};
+
+devkit::MailModel PlatformFaults::Mail(const std::string& subject) {
+  devkit::MailModel mail;
+  mail.recipients = {{"A", std::make_shared<devkit::MailAddressEntry>()}};
+  mail.recipients[0].entry->address = "a@x";
+  mail.senderName = "Sender";
+  mail.subject = subject;
+  mail.body = "body";
+  mail.htmlBody = "<img src=\"cid:logo.png@1\">";
+  mail.attachments = {{1, "a.txt", std::nullopt, "content"}, {4, "b.txt", "C:\\shared", ""}};
+  return mail;
+}
+
+void PlatformFaults::SendAll(devkit::SimulatedHost& host, FaultPlan* plan,
+                             testsupport::ScriptedAgent& agent, Outcome* run) {
+  std::string sending;
+  agent.onRequest = [&](const testsupport::SeenRequest& seen) {
+    const bool isBody = seen.name == "ExchangeBodyContent";
+    if (sending == "Blocked" && isBody) {
+      run->blockedByAgent.insert(sending);
+      return testsupport::Reply::Answer(3);
+    }
+    return testsupport::Reply::Answer(sending == "Tagged" && seen.itemType == kItemSessionEnd ? 7
+                                                                                              : 4);
+  };
+  for (const char* subject : {"Passed", "Blocked", "Tagged"}) {
+    m_tick += 10000;
+    sending = subject;
+    devkit::HostInspector& window = host.OpenInspector(Mail(subject));
+    devkit::HostMailItem& item = *window.Mail();
+    const devkit::SendOutcome sent = host.Send(item, kNotSet);
+    run->cancels.emplace_back(subject, sent.cancel);
+    EXPECT_EQ(sent.returned, devkit::FiredResults{S_OK});
+    if (sending == "Tagged") {
+      run->tag = item.Header("X-Tag");
+      plan->isSuspended = true;
+      IUnknown* message = nullptr;
+      item.get_MAPIOBJECT(&message);
+      for (ULONG left = host.Ledger().OutstandingOf("IMessage"); left > 0; --left) {
+        message->Release();
+      }
+      plan->isSuspended = false;
+    }
+    host.CloseInspector(window);
+  }
+  addin::OnScanTimer(nullptr, 0x0113, 1, 0);
+}
+
+Outcome PlatformFaults::RunOnce(FaultPlan* plan) {
+  Outcome run;
+  testsupport::ScriptedAgent agent;
+  std::shared_ptr<devkit::HostLedger> ledger;
+  {
+    const FaultyPlatform faulty(plan);
+    // The agent has its turn whenever the add-in sleeps, and its own calls don't fail.
+    platform::ScopedReplacement<platform::clock, &platform::ClockOperations::Sleep> agentsTurn(
+        [&](auto original, std::uint32_t milliseconds) {
+          if (plan->Fails("clock.Sleep")) return;
+          const bool before = std::exchange(plan->isSuspended, true);
+          original(milliseconds);
+          plan->isSuspended = before;
+        });
+    devkit::SimulatedHost host("15.0.1");
+    ledger = host.SharedLedger();
+    host.OpenExplorer();
+    plan->isSuspended = false;
+    IClassFactory* factory = nullptr;
+    _IDTExtensibility2* addIn = nullptr;
+    if (DllGetClassObject(CLSID_Connect, IID_IClassFactory, reinterpret_cast<void**>(&factory)) ==
+        S_OK) {
+      factory->CreateInstance(nullptr, IID__IDTExtensibility2, reinterpret_cast<void**>(&addIn));
+      factory->Release();
+    }
+    if (addIn != nullptr) {
+      EXPECT_EQ(host.Connect(addIn), S_OK);
+      SendAll(host, plan, agent, &run);
+      host.Disconnect();
+      addIn->Release();
+    }
+    g_logger.RemoveAllModules();
+    plan->isSuspended = true;
+  }
+  run.requests = agent.Requests().size();
+  for (const devkit::LedgerLine& line : ledger->Outstanding()) {
+    run.left[line.label] += line.Outstanding();
+  }
+  run.overReleases = ledger->OverReleases();
+  while (!m_listings.empty()) platform::files.FindClose(*m_listings.begin());
+  m_buffers.clear();
+  return run;
+}
+
+TEST_F(PlatformFaults, TheWalkKnowsEveryEntryOfEveryTable) {
+  std::set<std::string> names;
+  std::set<std::string> tables;
+  for (const Operation& operation : AllOperations()) {
+    EXPECT_TRUE(names.insert(operation.name).second) << "twice: " << operation.name;
+    EXPECT_TRUE(operation.guard) << "an entry of a table is missing";
+    tables.insert(operation.table);
+  }
+  // Each table is declared by a line of its own in a header.
+  std::set<std::string> declared;
+  for (const auto& entry : std::filesystem::directory_iterator(QUORVEX_PLATFORM_FOLDER)) {
+    if (entry.path().extension() != ".h") continue;
+    std::ifstream header(entry.path());
+    for (std::string line; std::getline(header, line);) {
+      if (!line.starts_with("extern constinit ")) continue;
+      const std::size_t blank = line.rfind(' ');
+      declared.insert(line.substr(blank + 1, line.find(';') - blank - 1));
+    }
+  }
+  EXPECT_EQ(tables, declared);
+}
+
+TEST_F(PlatformFaults, NoOperationThatFailsHoldsUpAMailOrKeepsAnything) {
+  FaultPlan first;
+  RunOnce(&first);
+  FaultPlan none;
+  const Outcome clean = RunOnce(&none);
+  const std::vector<std::pair<std::string, VARIANT_BOOL>> verdicts = {
+      {"Passed", kNotSet}, {"Blocked", VARIANT_BOOL{1}}, {"Tagged", kNotSet}};
+  ASSERT_EQ(clean.cancels, verdicts);
+  ASSERT_EQ(clean.tag, "yes");
+  ASSERT_EQ(clean.requests, 9U + 6U + 9U);
+  ASSERT_TRUE(FilesIn("temp").empty());
+  // The explorer's two sinks stay by design.
+  ASSERT_EQ(clean.left, (std::map<std::string, ULONG>{{"_Explorer 1", 2}}));
+  const std::size_t descriptors = OpenDescriptors();
+
+  std::set<std::string> notCalled;
+  std::set<std::string> calledOnce;
+  int runs = 0;
+  for (const Operation& operation : AllOperations()) {
+    const int calls = none.calls[operation.name];
+    if (calls == 0) {
+      (first.calls[operation.name] == 0 ? notCalled : calledOnce).insert(operation.name);
+      continue;
+    }
+    // 0 stands for "always".
+    for (int call = 0; call <= calls;
+         call += call < kMostCalls / 2 ? 1 : std::max(1, calls / (kMostCalls / 2))) {
+      SCOPED_TRACE(operation.name + ", call " + std::to_string(call) + " of " +
+                   std::to_string(calls));
+      FaultPlan plan;
+      plan.operation = operation.name;
+      plan.call = call;
+      const Outcome run = RunOnce(&plan);
+      ++runs;
+      EXPECT_GE(plan.given, 1);
+      for (const auto& [subject, cancel] : run.cancels) {
+        EXPECT_EQ(cancel, run.blockedByAgent.contains(subject) ? 1 : kNotSet) << subject;
+      }
+      EXPECT_EQ(run.cancels.size(), 3U);
+      EXPECT_EQ(run.left, clean.left);
+      EXPECT_THAT(run.overReleases, testing::IsEmpty());
+      EXPECT_EQ(OpenDescriptors(), descriptors);
+      EXPECT_EQ(SharedViews(), 0);
+
+      // What couldn't be deleted, or found, is deleted behind the next mail.
+      const std::string& name = operation.name;
+      const bool keepsFiles = name == "files.DeleteFileA" || name == "files.FindFirstFileA" ||
+                              name == "files.FindNextFileA" || name == "folders.GetTempPathA";
+      EXPECT_TRUE(keepsFiles || FilesIn("temp").empty());
+      if (!FilesIn("temp").empty()) {
+        FaultPlan clear;
+        EXPECT_EQ(RunOnce(&clear).cancels, verdicts);
+        EXPECT_THAT(FilesIn("temp"), testing::IsEmpty());
+      }
+      // With no temporary folder the names stand alone, and so in the current one.
+      EXPECT_TRUE(name.starts_with("folders.GetTempPath") || FilesIn("here").empty());
+      for (const std::string& left : FilesIn("here")) std::filesystem::remove(left);
+      if (HasFailure()) return;
+    }
+  }
+  EXPECT_EQ(notCalled, kNotCalled);
+  EXPECT_EQ(calledOnce, kCalledOnce);
+  EXPECT_GT(runs, 500);
+  RecordProperty("runs", runs);
+  std::printf("%d runs\n", runs);
+}
+
+}  // namespace
+}  // namespace gate

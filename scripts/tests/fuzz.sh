@@ -17,7 +17,7 @@ test_fuzz() {
   build_or_fail fuzz fuzzers || return
   echo "Fuzzers, $fuzz_seconds seconds each"
   # Two at a time: the checks wait for what has been started beside them.
-  local source names=() name other
+  local source names=() name other i
   for source in "$top"/fuzz/*.cpp; do names+=("$(basename "$source" .cpp)"); done
   for ((i = 0; i < ${#names[@]}; i += 2)); do
     name=${names[i]} other=${names[i + 1]-}

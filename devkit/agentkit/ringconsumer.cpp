@@ -221,9 +221,9 @@ void RingConsumer::CopyOut(std::uint32_t position, std::uint32_t length,
 // empty.
 void RingConsumer::FreeHead(std::uint32_t size) {
   const std::uint32_t start = m_position & (m_capacity - 1);
-  Shared(*reinterpret_cast<std::uint32_t*>(DataArea() + start)).store(0, std::memory_order_relaxed);
-  // Keeps what follows behind that store, whatever order the clearing goes in.
-  std::atomic_thread_fence(std::memory_order_release);
+  // Acquire: keeps what follows behind it, whatever order the clearing goes in.
+  Shared(*reinterpret_cast<std::uint32_t*>(DataArea() + start))
+      .exchange(0, std::memory_order_acq_rel);
   const std::uint32_t first = std::min(size, m_capacity - start);
   std::memset(DataArea() + start, 0, first);
   if (size > first) {

@@ -95,7 +95,7 @@ class Victim {
 // some of a long one, the first and the last among them. Under a sanitizer the work is so much
 // longer that fewer have to do.
 std::vector<std::size_t> StepsToDieAt(const std::vector<int>& stages) {
-  const std::size_t most = stages.size() > 3000 ? 10 : 150;
+  const std::size_t most = stages.size() > 3000 ? 8 : 60;
   std::vector<std::size_t> chosen;
   for (std::size_t begin = 0, end = 0; begin < stages.size(); begin = end) {
     while (end < stages.size() && stages[end] == stages[begin]) ++end;

@@ -7,7 +7,7 @@ namespace devkit {
 
 // The groups ("name: members;") that one address header may open; no mail that was meant to be read
 // comes near it.
-inline constexpr int kMostGroups = 4000;
+inline constexpr int kMostGroups = 1000;
 
 // True if an address header of the mail in the file, or of a mail that is embedded in it as it is,
 // may open more groups than that. The library reads a group within a group by calling itself, to

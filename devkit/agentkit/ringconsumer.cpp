@@ -104,8 +104,10 @@ TakeResult RingConsumer::Take(std::vector<unsigned char>* payload) {
 
 TakeResult RingConsumer::TakeHead(std::vector<unsigned char>* payload) {
   // The cursor lies in the word that all writers fight for, so it is read again only when what it
-  // showed the last time is used up or unfinished.
-  if (m_seenCursor == m_position || LoadLength(m_position) == 0) {
+  // showed the last time is used up or unfinished. It may also have shown less than was taken: a
+  // hostile writer can set it back behind entries that were found beyond an unfinished one.
+  const bool isPassed = m_seenCursor - m_position > m_capacity;
+  if (m_seenCursor == m_position || isPassed || LoadLength(m_position) == 0) {
     // Relaxed: the cursor only says how far to look; it is the length words that publish.
     m_seenCursor = Shared(Ring()->writeCursor).load(std::memory_order_relaxed);
     if (!IsSane(m_seenCursor)) {

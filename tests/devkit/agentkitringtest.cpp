@@ -111,6 +111,28 @@ TEST_F(RingConsumerTest, OldPayloadsAreNeverTakenForLengthWords) {
   }
 }
 
+// The reader passes such a cursor when the entry in front is completed; a length word that stands
+// there must not be believed.
+TEST_F(RingConsumerTest, CursorSetBackBehindTakenEntriesHasTheRingMended) {
+  ASSERT_EQ(m_ring.Create({}), OpenResult::kOpened);
+  HandWriter writer;
+  const std::uint32_t hole = writer.Reserve(148);
+  ASSERT_TRUE(writer.Push(Pattern(1)));
+  ASSERT_TRUE(writer.Push(Pattern(2)));
+  EXPECT_EQ(TakeOne(), Pattern(1));
+  EXPECT_EQ(TakeOne(), Pattern(2));
+  writer.Header()->writeCursor = 152;
+  EXPECT_EQ(Take(), TakeResult::kPending);
+  writer.Complete(hole, Pattern(3));
+  const std::uint32_t length = 0x7FFFFFFC;
+  std::memcpy(writer.Data() + 456, &length, 4);
+  EXPECT_EQ(TakeOne(), Pattern(3));
+  EXPECT_EQ(Take(), TakeResult::kBroken);
+  EXPECT_TRUE(writer.IsDataAreaClear());
+  ASSERT_TRUE(writer.Push(Pattern(4)));
+  EXPECT_EQ(TakeOne(), Pattern(4));
+}
+
 TEST_F(RingConsumerTest, PayloadsSplitAtEveryPlaceComeOutWhole) {
   ASSERT_EQ(m_ring.Create({.capacity = 1024}), OpenResult::kOpened);
   HandWriter writer(1024);

@@ -64,7 +64,7 @@ class Ring {
         m_now += input.Half() % (2 * kDeadWriterMs);
         break;
       case 4:
-        if (!m_isHonest) Store(4 * (step / 8 % 4U), input.Word());
+        if (!m_isHonest) StoreInHeader(step, input);
         break;
       case 5:
         if (!m_isHonest) Store(kHeader + 4 * (input.Half() % (m_capacity / 4)), input.Word());
@@ -116,6 +116,15 @@ class Ring {
   }
   void Store(std::uint32_t offset, std::uint32_t word) {
     std::memcpy(m_memory.data() + offset, &word, sizeof(word));
+  }
+
+  // Any word in the header, or one that some entries more or fewer would have left there.
+  void StoreInHeader(std::uint8_t step, fuzzing::Input& input) {
+    const std::uint32_t offset = 4 * (step / 8 % 4U);
+    std::uint32_t word = 0;
+    std::memcpy(&word, m_memory.data() + offset, sizeof(word));
+    const auto entries = static_cast<std::uint32_t>(static_cast<std::int8_t>(input.Byte()) / 8);
+    Store(offset, step < 128 ? input.Word() : word + entries * channel::kRequestEntrySize);
   }
 
   Bytes NextPayload() {

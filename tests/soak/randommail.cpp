@@ -16,8 +16,8 @@ class Chance {
   Chance(std::uint64_t seed, std::uint64_t number)
       : m_state(seed * 0x9E3779B97F4A7C15U + number * 0xD1B54A32D192ED03U) {}
 
-  std::uint64_t Below(std::uint64_t limit) { return Next() % limit; }
-  bool Percent(std::uint64_t percent) { return Below(100) < percent; }
+  std::size_t Below(std::size_t limit) { return static_cast<std::size_t>(Next() % limit); }
+  bool Percent(std::size_t percent) { return Below(100) < percent; }
   template <typename Choices>
   const auto& OneOf(const Choices& choices) {
     return choices[Below(std::size(choices))];

@@ -316,7 +316,7 @@ std::optional<Options> Parse(const std::vector<std::string>& words) {
     } else if (words[i] == "--agent") {
       options.agent = words[i + 1];
     } else if (words[i] == "--keep") {
-      options.keep = std::strtoull(words[i + 1].c_str(), nullptr, 10);
+      options.keep = static_cast<std::size_t>(std::strtoull(words[i + 1].c_str(), nullptr, 10));
     } else if (words[i] == "--rules") {
       options.rules = words[i + 1];
     } else {

@@ -29,10 +29,10 @@ void StoreLength(unsigned char* area, std::uint32_t entryPos, std::uint32_t padd
 }
 
 // Stores the entry at `entryPos`, a multiple of 4 below `capacity`, which is one too. The entry
-// is no longer than the data area. `usedBefore` is what the header counted before this entry.
+// is no longer than the data area.
 [[gnu::noinline]] bool StoreEntry(unsigned char* area, std::uint32_t capacity,
                                   std::uint32_t entryPos, const unsigned char* data,
-                                  std::uint32_t padded, std::int32_t usedBefore) {
+                                  std::uint32_t padded) {
   const std::uint32_t behindLength = entryPos + kLengthWordSize;
   const std::uint32_t payloadPos = behindLength == capacity ? 0 : behindLength;
   const std::uint32_t untilEnd = capacity - payloadPos;
@@ -43,10 +43,6 @@ void StoreLength(unsigned char* area, std::uint32_t entryPos, std::uint32_t padd
     std::memcpy(area + payloadPos, data, padded);
   }
   StoreLength(area, entryPos, padded);
-  if (usedBefore < 0) {
-    g_logger.Log(kLogModule, kLogWarn, "WriteRingBuffer: used bytes were below zero (%d)!",
-                 static_cast<int>(usedBefore));
-  }
   return true;
 }
 
@@ -57,47 +53,66 @@ void StoreLength(unsigned char* area, std::uint32_t entryPos, std::uint32_t padd
   return false;
 }
 
-// The append itself, with a capacity that was read once for all that follows.
-bool Append(RingHeader* ring, std::int32_t capacity, const void* data, std::uint32_t length) {
-  const std::uint32_t padded = (length + 3U) & ~3U;
+// Reserves room and stores the entry there. The room is counted already.
+inline bool ReserveAndStore(RingHeader* ring, std::uint32_t area, const void* data,
+                            std::uint32_t padded) {
   const std::uint32_t entrySize = padded + kLengthWordSize;
-  const auto signedSize = static_cast<std::int32_t>(entrySize);
-
-  // Acquire: pairs with the consumer's release subtraction, so that the copy below comes after the
-  // consumer has finished with the bytes it freed. The full barrier is what the protocol says.
-  std::atomic_ref<std::int32_t> usedBytes(ring->usedBytes);
-  const std::int32_t usedBefore = usedBytes.fetch_add(signedSize, std::memory_order_seq_cst);
-  const std::int64_t sum = std::int64_t{usedBefore} + entrySize;
-  // In a sane ring the sum alone decides. A negative usedBytes would let an entry through that is
-  // longer than the data area, and a crooked capacity one that leaves it. An entry that fits goes
-  // in even then: the consumer may well read it, and a question asked is better than none.
-  if (sum > capacity || std::int64_t{entrySize} > capacity || capacity % 4 != 0) {
-    return Refuse(ring, signedSize);
-  }
-
-  // Two writers may pass these two additions in different orders, so the one whose addition to
+  // Two writers may pass the two additions in different orders, so the one whose addition to
   // usedBytes saw the older subtraction can get the bytes freed by the newer. Acquire and release
   // here hand that knowledge from writer to writer, with the order of the positions.
-  const auto area = static_cast<std::uint32_t>(capacity);
   std::atomic_ref<std::uint32_t> writeCursor(ring->writeCursor);
   const std::uint32_t entryPos =
       PositionOf(writeCursor.fetch_add(entrySize, std::memory_order_seq_cst), area);
   if (entryPos % 4 != 0) {  // no writer leaves the cursor there
-    return Refuse(ring, signedSize);
+    return Refuse(ring, static_cast<std::int32_t>(entrySize));
   }
 
   unsigned char* const bytes = reinterpret_cast<unsigned char*>(ring + 1);
   // The usual case, a request that isn't split, is copied here with its length known to the
   // compiler, and the function then saves no registers: each of these stores would have to leave
   // the processor before the locked additions can begin.
-  if (padded == sizeof(ContentRequest) && area - entryPos >= channel::kRequestEntrySize &&
-      usedBefore >= 0) {
+  if (padded == sizeof(ContentRequest) && area - entryPos >= channel::kRequestEntrySize) {
     std::memcpy(bytes + entryPos + kLengthWordSize, data, sizeof(ContentRequest));
     StoreLength(bytes, entryPos, sizeof(ContentRequest));
     return true;
   }
-  return StoreEntry(bytes, area, entryPos, static_cast<const unsigned char*>(data), padded,
-                    usedBefore);
+  return StoreEntry(bytes, area, entryPos, static_cast<const unsigned char*>(data), padded);
+}
+
+// By a count below zero, which no sane ring has, there is room. The consumer may well read the
+// entry, and a question asked is better than none, so it goes in, and the log tells.
+[[gnu::noinline, gnu::cold]] bool AppendBelowZero(RingHeader* ring, std::uint32_t area,
+                                                  const void* data, std::uint32_t padded,
+                                                  std::int32_t usedBefore) {
+  if (!ReserveAndStore(ring, area, data, padded)) return false;
+  g_logger.Log(kLogModule, kLogWarn, "WriteRingBuffer: used bytes were below zero (%d)!",
+               static_cast<int>(usedBefore));
+  return true;
+}
+
+// The append itself, with a capacity that was read once for all that follows.
+bool Append(RingHeader* ring, std::int32_t capacity, const void* data, std::uint32_t length) {
+  const std::uint32_t padded = (length + 3U) & ~3U;
+  const std::uint32_t entrySize = padded + kLengthWordSize;
+  const auto signedSize = static_cast<std::int32_t>(entrySize);
+
+  // Acquire: pairs with the consumer's release subtraction, so that the copy comes after the
+  // consumer has finished with the bytes it freed. The full barrier is what the protocol says.
+  std::atomic_ref<std::int32_t> usedBytes(ring->usedBytes);
+  const std::int32_t usedBefore = usedBytes.fetch_add(signedSize, std::memory_order_seq_cst);
+  // In a sane ring the count alone decides. A count below zero would let an entry through that is
+  // longer than the data area, and a crooked capacity one that leaves it.
+  const std::int64_t most = std::int64_t{capacity} - entrySize;
+  if (most < 0 || capacity % 4 != 0) {
+    return Refuse(ring, signedSize);
+  }
+  const auto area = static_cast<std::uint32_t>(capacity);
+  // One comparison for both: below zero is far above everything here.
+  if (static_cast<std::uint32_t>(usedBefore) > static_cast<std::uint32_t>(most)) {
+    return usedBefore < 0 ? AppendBelowZero(ring, area, data, padded, usedBefore)
+                          : Refuse(ring, signedSize);
+  }
+  return ReserveAndStore(ring, area, data, padded);
 }
 
 // Relaxed: the word doesn't change after the mapping is made, and nothing is ordered by it. It is

@@ -37,6 +37,13 @@ void operator delete(void* memory, std::size_t) noexcept {
 
 namespace {
 
+std::string LowerCase(std::string_view text) {
+  std::string lower(text);
+  std::transform(lower.begin(), lower.end(), lower.begin(),
+                 [](unsigned char character) { return std::tolower(character); });
+  return lower;
+}
+
 // Whether the table can be built while only so many allocations succeed.
 bool BuildsWith(int allocations) {
   bool built = false;
@@ -89,9 +96,7 @@ TEST(ConfigKeyTable, FindsEachRowByItsInternalKey) {
 TEST(ConfigKeyTable, PublicKeysAndKeysInLowerCaseFindNothing) {
   for (const ConfigKey& row : g_configKeyTable) {
     EXPECT_EQ(g_configKeyTable.Find(row.publicKey), nullptr) << row.publicKey;
-    std::string lower(row.internalKey);
-    std::transform(lower.begin(), lower.end(), lower.begin(),
-                   [](unsigned char character) { return std::tolower(character); });
+    const std::string lower = LowerCase(row.internalKey);
     EXPECT_EQ(g_configKeyTable.Find(lower), nullptr) << lower;
   }
 }
@@ -117,26 +122,91 @@ TEST(ConfigKeyTable, RowsComeInTheOrderOfTheirDefinition) {
   EXPECT_EQ((g_configKeyTable.end() - 1)->internalKey, "WHITELIST_SFTP_SPECIAL_PROTOCOL");
 }
 
-TEST(ConfigKeyTable, NamesThatDoNotFollowTheirInternalKeyAreKept) {
-  const std::map<std::string, std::string> odd = {
+TEST(ConfigKeyTable, PublicKeysAreTheInternalOnesInLowerCaseButForThese) {
+  const std::map<std::string_view, std::string_view> odd = {
       {"IP_WLIST", "ip_white_list"},
       {"IP_BLIST", "ip_black_list"},
-      {"INET_REPO_CLEAR_INTERVA", "inet_repo_clear_interval"},
-      {"MULTIPART_SCAN", "use_multipart_scan"},
-      {"TIMEOUT", "seconds_to_remember_inputs"},
       {"FILE_PFIX", "encrypted_filename_prefix"},
-      {"CDDVD_MAXIMUM_ARCHIVE_SCAN_TIMEOUT", "maximum_archive_scan_timeout"},
+      {"TIMEOUT", "seconds_to_remember_inputs"},
       {"DECOMPRE_LAYER", "agent.decompress.max.file.layer"},
       {"DECOMPRE_FILE_COUNT", "agent.decompress.max.file.count"},
       {"DECOMPRE_FILE_COUNT_ALL_LAYER", "agent.decompress.max.file.count.all.layer"},
       {"DECOMPRE_SIZE", "agent.decompress.max.file.size"},
       {"MAX_FILE_SIZE", "ptSweeper.maxFileSize"},
+      {"MAX_CHECK_FILESIZE", "max_check_size_kbytes"},
+      {"PW_EXPIRATION", "password_expiration"},
+      {"DLOG_TIMEOUT", "dialogs_timeout"},
+      {"FORENSIC_DATA_PATH", "sdk_forensic_data_path"},
+      {"DISCOVERY_REPORT_PATH", "sdk_discovery_report_path"},
+      {"DISCOVERY_PASSWORD", "sdk_discovery_password"},
+      {"INTERNAL_DOMAIN", "internal_email_domain"},
+      {"LDAP_TTL", "ldap_cache_ttl"},
+      {"INET_REPO_CLEAR_INTERVA", "inet_repo_clear_interval"},
+      {"MULTIPART_SCAN", "use_multipart_scan"},
+      {"CDDVD_MAXIMUM_ARCHIVE_SCAN_TIMEOUT", "maximum_archive_scan_timeout"},
   };
-  for (const auto& [internalKey, publicKey] : odd) {
-    const ConfigKey* const row = g_configKeyTable.Find(internalKey);
-    ASSERT_NE(row, nullptr) << internalKey;
-    EXPECT_EQ(row->publicKey, publicKey);
+  std::size_t met = 0;
+  for (const ConfigKey& row : g_configKeyTable) {
+    const auto found = odd.find(row.internalKey);
+    met += found != odd.end() ? 1 : 0;
+    EXPECT_EQ(row.publicKey, found != odd.end() ? found->second : LowerCase(row.internalKey));
   }
+  EXPECT_EQ(met, odd.size());
+}
+
+TEST(ConfigKeyTable, SettingsAreBooleansButForThese) {
+  const std::map<std::string_view, std::string_view> others = {
+      {"IP_WLIST", RE_IP_LIST},
+      {"IP_BLIST", RE_IP_LIST},
+      {"FILE_PFIX", RE_FILE_PREFIX},
+      {"TIMEOUT", RE_0_3600},
+      {"DECOMPRE_LAYER", RE_1_20},
+      {"DECOMPRE_FILE_COUNT", RE_1_5000},
+      {"DECOMPRE_FILE_COUNT_ALL_LAYER", RE_1_10000},
+      {"DECOMPRE_SIZE", RE_1_524288},
+      {"MAX_FILE_SIZE", RE_0_1G},
+      {"MAX_CHECK_FILESIZE", RE_0_1G},
+      {"PW_EXPIRATION", RE_0_3600},
+      {"DLOG_TIMEOUT", RE_5_180},
+      {"MAX_FORENSIC_DATA_SIZE", RE_0_1G},
+      {"FORENSIC_DATA_PATH", RE_WIN_PATH},
+      {"DISCOVERY_REPORT_PATH", RE_WIN_PATH},
+      {"DISCOVERY_PASSWORD", RE_GRAPH_8_64},
+      {"INTERNAL_DOMAIN", RE_DOMAIN_LIST},
+      {"LDAP_TTL", RE_INT32},
+      {"MAX_ARCHIVE_FILE_SIZE", RE_0_10M},
+      {"MAX_TXT_FILE_SIZE", RE_0_76800},
+      {"FQDN_PERIOD", RE_INT32},
+      {"QSCAN_DLL_PATH", RE_WIN_PATH},
+      {"X_NAME", RE_HEADER_NAME},
+      {"X_VALUE", RE_HEADER_VALUE},
+      {"LOG_REPORT_TYPE", RE_V1_V2},
+      {"CLIPBOARD_IDLE_TIME", RE_0_30},
+      {"INET_REPO_CLEAR_INTERVA", RE_INT32},
+      {"HTTP_FILE_SKIP_TIME", RE_0_300},
+      {"MAX_MATCH_CONTENT_NUMBER", RE_1_10},
+      {"CONVERTER_CALL_METHOD", RE_PIPE_FUNCCALL},
+      {"ENABLE_CHROME_QUIC", RE_BOOL_NULL},
+      {"FREQ_WPD_DEVCTRL_VIOLATION", RE_HOURS_NOREPEAT},
+      {"CONVERTER_MAX_TIMEOUT", RE_1_50},
+      {"BYPASS_DNS_RESOLVE_WEBSITES", RE_HOST_LIST},
+      {"MONITOR_FILE_UPLOAD_WEBSITES", RE_HOST_LIST_OR_ALL},
+      {"CDDVD_MAXIMUM_ARCHIVE_SCAN_TIMEOUT", RE_2_10},
+      {"PARSER_MONITOR_LIST", RE_HOST_LIST_OR_ALL},
+      {"NERO_HANDLER_SCAN_WAIT_TIME", RE_1_600},
+      {"POWER2GO_HANDLER_SCAN_WAIT_TIME", RE_1_600},
+      {"DEVICE_ID_BLOCK", RE_DEVICE_ID},
+      {"DEVICE_ID_ALLOW", RE_DEVICE_ID},
+      {"SKIP_FILE_NAME", RE_SKIP_NAME},
+      {"ONEDRIVE_SKIP_ORG", RE_PIPE_LIST},
+  };
+  std::size_t met = 0;
+  for (const ConfigKey& row : g_configKeyTable) {
+    const auto found = others.find(row.internalKey);
+    met += found != others.end() ? 1 : 0;
+    EXPECT_EQ(row.pattern, found != others.end() ? found->second : RE_BOOL) << row.internalKey;
+  }
+  EXPECT_EQ(met, others.size());
 }
 
 TEST(ConfigKeyTable, HeaderSettingsOfTheTagHaveTheirRows) {

@@ -4,11 +4,29 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <new>
 #include <string>
 #include <vector>
 
 #include "agent/outlookaddin/dlpaddinconnect.h"
 #include "platform/scopedreplacement.h"
+#include "tests/support/logcapture.h"
+
+namespace {
+
+// While set, what may be refused memory is refused it.
+bool s_noMemory = false;
+
+}  // namespace
+
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+  if (s_noMemory) return nullptr;
+  try {
+    return ::operator new(size);
+  } catch (const std::bad_alloc&) {
+    return nullptr;
+  }
+}
 
 namespace {
 
@@ -103,6 +121,27 @@ TEST_F(Module, AnObjectWithoutTheInterfaceLeavesNothing) {
   EXPECT_EQ(DllCanUnloadNow(), UnloadAnswer());
 }
 
+TEST_F(Module, WithoutMemoryThereIsNoObjectAndNothingIsKept) {
+  void* object = this;
+  s_noMemory = true;
+  const HRESULT result = m_factory->CreateInstance(nullptr, IID__IDTExtensibility2, &object);
+  s_noMemory = false;
+  EXPECT_EQ(result, static_cast<HRESULT>(0x8007000E));
+  EXPECT_EQ(object, nullptr);
+  LetFactoryGo();
+  EXPECT_EQ(g_module.GetLockCount(), m_locksBefore);
+}
+
+TEST(ModuleFactory, WithoutMemoryThereIsNone) {
+  void* object = &object;
+  s_noMemory = true;
+  const HRESULT result = CDlpAddinConnect::CreateClassObject(CDlpAddinConnect::CreateInstance,
+                                                             IID_IClassFactory, &object);
+  s_noMemory = false;
+  EXPECT_EQ(result, static_cast<HRESULT>(0x8007000E));
+  EXPECT_EQ(object, nullptr);
+}
+
 TEST_F(Module, GivesTheSameFactoryEveryTime) {
   void* object = nullptr;
   ASSERT_EQ(DllGetClassObject(CLSID_Connect, IID_IUnknown, &object), S_OK);
@@ -125,6 +164,13 @@ TEST(ModuleRegistration, RestoresTheThreadsLocaleWhenItFails) {
   EXPECT_EQ(DllUnregisterServer(), static_cast<HRESULT>(0x80070716));
   EXPECT_EQ(platform::automation.GetThreadLocale(), before);
   EXPECT_THAT(set, testing::ElementsAre(0x0800u, before, 0x0800u, before));
+}
+
+TEST(ModuleRegistration, LogsNothingWhenItFails) {
+  support::LogCapture log;
+  EXPECT_EQ(DllRegisterServer(), static_cast<HRESULT>(0x80070716));
+  EXPECT_EQ(DllUnregisterServer(), static_cast<HRESULT>(0x80070716));
+  EXPECT_THAT(log.Lines(), testing::IsEmpty());
 }
 
 TEST(ModuleRegistration, RunsTheScriptOfResource101) {

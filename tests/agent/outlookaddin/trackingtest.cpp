@@ -326,6 +326,22 @@ TEST_F(Tracking, AFailedAttachIsNotTriedAgainByLaterScans) {
   EXPECT_EQ(Calls("ItemEvents::Advise"), 2u);
 }
 
+TEST_F(Tracking, AFailedAttachIsTriedAgainOnceTheCaptionChangesAndTheCountRises) {
+  HostInspector& window = OpenAs("Untitled", Announce::kNo);
+  m_host->Calls().FailEach("ItemEvents::Advise", E_FAIL);
+  Tick();
+  EXPECT_EQ(m_host->Calls().FaultsGiven(), 1u);
+  m_host->Calls().ClearFaults();
+  window.SetCaption("Titled");
+  EXPECT_THAT(TickLines(), IsEmpty()) << "a caption alone is no reason";
+  EXPECT_EQ(SinksOn(*window.Mail()), 0u);
+  window.SetCaption("Titled anew");
+  OpenAs("Another", Announce::kNo);
+  EXPECT_THAT(TickLines(),
+              ElementsAre(Changed(2, 1), "New Inspector: Another.", "New Inspector: Titled anew."));
+  EXPECT_EQ(SinksOn(*window.Mail()), 1u);
+}
+
 TEST_F(Tracking, AStrangerWhoseItemCannotBeReadDoesNotStopTheScan) {
   for (const char* const step :
        {"_Inspector::get_CurrentItem", "_MailItem::QueryInterface(_MailItem)"}) {

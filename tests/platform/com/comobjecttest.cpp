@@ -161,6 +161,36 @@ TEST_F(ComModuleTest, ACreatorThatGivesNothingLeavesTheClassUnavailable) {
   EXPECT_EQ(failed, E_OUTOFMEMORY);
 }
 
+// A class object that says yes to every question and gives nothing.
+struct EmptyAnswer final : IUnknown {
+  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID, void** object) override {
+    *object = nullptr;
+    return S_OK;
+  }
+  ULONG STDMETHODCALLTYPE AddRef() override { return ++count; }
+  ULONG STDMETHODCALLTYPE Release() override { return --count; }
+
+  ULONG count = 1;
+};
+
+TEST_F(ComModuleTest, AClassObjectThatAnswersWithNothingLeavesTheClassUnavailable) {
+  static EmptyAnswer empty;
+  {
+    TestModule module;
+    platform::ObjectMapEntry& entry = TestModule::Objects()[0];
+    entry.createClassObject = [](auto, REFIID, void** object) {
+      *object = &empty;
+      return S_OK;
+    };
+    void* object = &module;
+    const HRESULT result = module.DllGetClassObject(kSampleClass, IID_IClassFactory, &object);
+    entry.createClassObject = Sample::CreateClassObject;
+    EXPECT_EQ(result, static_cast<HRESULT>(0x80040111));
+    EXPECT_EQ(object, nullptr);
+  }
+  EXPECT_EQ(empty.count, 0u) << "the module gives back what it kept";
+}
+
 TEST_F(ComModuleTest, ServerLocksCount) {
   TestModule module;
   auto* const factory = static_cast<IClassFactory*>(ClassObject(module));

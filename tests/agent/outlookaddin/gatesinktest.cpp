@@ -150,7 +150,7 @@ TEST_F(GateSink, AFailureToLeaveTheEventsIsSilentAndTheReferenceGoesAllTheSame) 
       EndSink();
       EXPECT_GE(Calls().FaultsGiven(), 1U) << call;
       EXPECT_EQ(Item()->Outstanding(), 0U) << call;
-      EXPECT_EQ(Messages().size(), 2U) << call;
+      ASSERT_EQ(Messages().size(), 2U) << call;
       EXPECT_EQ(Messages().back(), "[DlpMailEvent::~DlpMailEvent] called @804.");
     }
   }

@@ -89,7 +89,7 @@ TEST_F(Tracking, SomethingThatIsNoInspectorIsIgnored) {
   EXPECT_EQ(m_log.Messages(),
             std::vector<std::string>({"New Inspector Created.", "New Inspector Created."}));
   Open("Unseen", Announce::kNo);
-  EXPECT_EQ(TickLines()[0], Changed(1, 0)) << "no caption was remembered";
+  EXPECT_THAT(TickLines(), testing::Contains(Changed(1, 0))) << "no caption was remembered";
 }
 
 TEST_F(Tracking, AnInspectorWhoseItemCannotBeReadStaysKnown) {
@@ -183,7 +183,7 @@ TEST_F(Tracking, WithNothingOpenAScanLogsNothingAndKnowsNothing) {
   m_host->CloseInspector(window);
   EXPECT_THAT(TickLines(), IsEmpty());
   Open("Second", Announce::kNo);
-  EXPECT_EQ(TickLines()[0], Changed(1, 0)) << "the list was emptied";
+  EXPECT_THAT(TickLines(), testing::Contains(Changed(1, 0))) << "the list was emptied";
 }
 
 TEST_F(Tracking, AScanOfTwoKnownAndAThirdThatWasAnnouncedHasNothingToDo) {

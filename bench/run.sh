@@ -24,7 +24,7 @@ plain="connect mail"
 run() {
   echo "== $1"
   if [[ " $google " == *" $1 "* ]]; then
-    "$top/build/bench/bench_$1" --benchmark_repetitions=9 \
+    "$top/build/bench/bench_$1" --benchmark_repetitions=7 --benchmark_min_time=0.1 \
       --benchmark_enable_random_interleaving=true --benchmark_report_aggregates_only=false \
       --benchmark_display_aggregates_only=true --benchmark_out="$results/$1.json" \
       --benchmark_out_format=json

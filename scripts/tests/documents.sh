@@ -139,7 +139,7 @@ check_pictures() {
   local pictures
   mapfile -t pictures < <(git -C "$top" ls-files 'docs/*.svg')
   [ ${#pictures[@]} -gt 0 ] || return 1
-  ! (cd "$top" && grep -nE '<script|<foreignObject|@import|@font-face|href=|url\((http|//|data)' \
+  ! (cd "$top" && grep -nE '<script|<foreignObject|@import|@font-face|href=.[^#]|url\((http|//|data)' \
     "${pictures[@]}")
 }
 

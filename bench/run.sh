@@ -8,7 +8,7 @@ case "${1:-}" in
   -h | --help)
     echo "usage: bench/run.sh [connect | log | mail | profile | ring | text ...]"
     echo "Without a name: all of them, those of the host's limits under Wine too, and the tables of"
-    echo "docs/performance.md are written anew. Leave the machine alone meanwhile (ten minutes)."
+    echo "docs/performance.md are written anew. Leave the machine alone meanwhile (some minutes)."
     exit 0
     ;;
 esac

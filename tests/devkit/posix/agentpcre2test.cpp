@@ -5,22 +5,14 @@
 
 #include "devkit/agent/pattern.h"
 #include "devkit/agent/rules.h"
+#include "tests/devkit/patternsearch.h"
 
 namespace {
 
 using devkit::Pattern;
 using devkit::PatternError;
 using devkit::PatternResult;
-
-PatternResult Search(std::string_view pattern, std::string_view text) {
-  PatternError error;
-  const std::optional<Pattern> compiled = Pattern::Compile(pattern, &error);
-  if (!compiled) {
-    ADD_FAILURE() << pattern << ": " << error.message;
-    return PatternResult::kTooCostly;
-  }
-  return compiled->Search(text);
-}
+using devkit::Search;
 
 TEST(Pcre2Pattern, LookBehindPropertiesAndBackReferences) {
   EXPECT_EQ(Search("(?<=@)ours", "me@ours"), PatternResult::kMatch);

@@ -28,7 +28,19 @@ class BoundedText {
     m_cut |= fitting != text.size();
   }
 
-  void Add(char character) { Add(std::string_view(&character, 1)); }
+  void Add(char character) {
+    m_cut |= m_at == m_last;
+    if (m_at != m_last) *m_at++ = character;
+  }
+
+  // The first `kLength` characters. What is that short and of a length that the compiler knows is
+  // stored without a call.
+  template <std::size_t kLength>
+  void AddFixed(const char* text) {
+    if (Room() < kLength) return Add({text, kLength});
+    std::memcpy(m_at, text, kLength);
+    m_at += kLength;
+  }
 
   // Up to the NUL. Doesn't read further than what fits and one character.
   void AddTerminated(const char* text) {

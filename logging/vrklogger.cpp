@@ -106,14 +106,13 @@ int CVRKLogger::LogV(const char* module, int level, const char* format, std::va_
 
 bool CVRKLogger::FormatLine(const char* module, int level, const char* format,
                             std::va_list arguments) {
-  // All behind the last line is zero, so this makes the whole buffer zero.
-  std::memset(m_szLine, 0, m_lineLength);
+  const std::size_t lastLength = m_lineLength;
   logging::BoundedText line(m_szLine, sizeof m_szLine);
   line.Add(m_stamp.Now());
   line.AddTerminated(module);
-  line.Add("> ");
-  line.Add(LevelName(level));
-  line.Add(": ");
+  line.AddFixed<2>("> ");
+  line.AddFixed<4>(LevelName(level));
+  line.AddFixed<2>(": ");
   m_lineLength = sizeof m_szLine;
   if (line.WasCut() || line.Room() < kLineEnd) return false;
 
@@ -122,6 +121,10 @@ bool CVRKLogger::FormatLine(const char* module, int level, const char* format,
   if (end[-1] == '\n') --end;
   std::memcpy(end, "\r\n", sizeof "\r\n");
   m_lineLength = static_cast<std::size_t>(end + kLineEnd - m_szLine);
+  // All behind the last line is zero, so this leaves zeros behind this one.
+  if (m_lineLength < lastLength) {
+    std::memset(m_szLine + m_lineLength, 0, lastLength - m_lineLength);
+  }
   return true;
 }
 

@@ -223,9 +223,10 @@ void RingConsumer::CopyOut(std::uint32_t position, std::uint32_t length,
 // empty.
 void RingConsumer::FreeHead(std::uint32_t size) {
   const std::uint32_t start = m_position & (m_capacity - 1);
-  // Acquire: keeps what follows behind it, whatever order the clearing goes in.
-  Shared(*reinterpret_cast<std::uint32_t*>(DataArea() + start))
-      .exchange(0, std::memory_order_acq_rel);
+  // The room is the consumer's own until the subtraction below, so no other thread needs the order.
+  // A death interrupts this one, and the fence keeps the compiler from clearing the payload first.
+  Shared(*reinterpret_cast<std::uint32_t*>(DataArea() + start)).store(0, std::memory_order_relaxed);
+  std::atomic_signal_fence(std::memory_order_seq_cst);
   const std::uint32_t first = std::min(size, m_capacity - start);
   std::memset(DataArea() + start, 0, first);
   if (size > first) {

@@ -148,9 +148,10 @@ int CheckFile(const ConfigOptions& options) {
   }
   for (const devkit::Finding& finding : report.findings) PrintFinding(options.file, finding);
   if (report.left > 0) fmt::print("... and {} more\n", report.left);
-  fmt::print("{}: {} in {}, {}\n", Printable(options.file),
-             Counted(report.settings, "known setting"), Counted(report.lines, "line"),
-             report.IsClean() ? "nothing to mend" : "see above");
+  const std::string sum = fmt::format(
+      "{}: {} in {}, {}", Printable(options.file), Counted(report.settings, "known setting"),
+      Counted(report.lines, "line"), report.IsClean() ? "nothing to mend" : "see above");
+  fmt::print("{}\n", Wrapped(sum, 80, 4));
   return status;
 }
 

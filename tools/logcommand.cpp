@@ -79,9 +79,11 @@ int CheckConfig(const CheckOptions& options) {
       fmt::print("{}\n",
                  Wrapped(fmt::format("{}: warning: {}", Printable(options.file), warning), 80, 4));
     }
-    fmt::print("{}: {}, {} of them for \"Outlook\"; {} refused, {}\n", Printable(options.file),
-               Counted(report.streams, "stream"), report.addInStreams,
-               Counted(report.refused, "line"), Counted(report.warnings, "warning"));
+    const std::string sum =
+        fmt::format("{}: {}, {} of them for \"Outlook\"; {} refused, {}", Printable(options.file),
+                    Counted(report.streams, "stream"), report.addInStreams,
+                    Counted(report.refused, "line"), Counted(report.warnings, "warning"));
+    fmt::print("{}\n", Wrapped(sum, 80, 4));
   }
   return report.IsClean() ? kStatusDone : kStatusFindings;
 }

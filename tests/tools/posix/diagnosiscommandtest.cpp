@@ -132,6 +132,17 @@ TEST_F(DiagnosisCommand, LogCheckTellsEachLine) {
   EXPECT_EQ(json["outlook_streams"], 1);
 }
 
+TEST_F(DiagnosisCommand, TheSumsOfTheChecksKeepTo80ColumnsWhateverTheFilesName) {
+  const std::string name = "a-file-of-settings-with-a-name-of-some-length";
+  Write(name, "Outlook 15 Dbg\n");
+  EXPECT_EQ(Run("log check " + name).output,
+            name + ":1: stream: Outlook: Info, Warn,\n    Err, Crit to the debugger\n" + name +
+                ": 1 stream, 1 of them for\n    \"Outlook\"; 0 lines refused, 0 warnings\n");
+  Write(name, "x_name = X-Sensitivity\n");
+  EXPECT_EQ(Run("config check " + name).output,
+            name + ": 1 known setting in 1 line,\n    nothing to mend\n");
+}
+
 TEST_F(DiagnosisCommand, LogExplainReadsARingInTheOrderOfTime) {
   const std::string later = "(00001) 01/01/2027 00:00:00.000 Outlook> Info: ";
   const std::string earlier = "(00001) 12/31/2026 23:59:59.999 Outlook> Info: ";

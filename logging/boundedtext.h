@@ -52,16 +52,17 @@ class BoundedText {
   template <unsigned kBase = 10>
   void AddUnsigned(std::uint32_t value, std::size_t width, char fill = '0',
                    const char* digits = "0123456789") {
-    char text[10];
-    char* const end = text + sizeof text;
-    char* at = end;
-    do {
-      *--at = digits[value % kBase];
-      value /= kBase;
-    } while (value != 0);
-    const auto length = static_cast<std::size_t>(end - at);
+    std::size_t length = 1;
+    for (std::uint32_t rest = value / kBase; rest != 0; rest /= kBase) ++length;
     for (std::size_t filled = length; filled < width; ++filled) Add(fill);
-    Add({at, length});
+    if (Room() < length) {
+      // Cut from the right, digit by digit.
+      char text[10];
+      PutDigits<kBase>(text, length, value, digits);
+      return Add({text, length});
+    }
+    PutDigits<kBase>(m_at, length, value, digits);
+    m_at += length;
   }
 
   // A sign counts for the width and stands before zeros and behind blanks.
@@ -78,6 +79,14 @@ class BoundedText {
   }
 
  private:
+  template <unsigned kBase>
+  static void PutDigits(char* at, std::size_t length, std::uint32_t value, const char* digits) {
+    do {
+      at[--length] = digits[value % kBase];
+      value /= kBase;
+    } while (length != 0);
+  }
+
   char* m_at;
   char* const m_last;
   bool m_cut = false;

@@ -27,10 +27,10 @@ std::string_view LineStamp::Now() {
   platform::LocalTime now{};
   platform::clock.GetLocalTime(&now);
   const auto thread = static_cast<std::int32_t>(platform::process.GetCurrentThreadId());
-  if (m_upToMilliseconds == 0 || thread != m_thread || !AreInTheSameSecond(now, m_time)) {
-    Build(thread, now);
-  }
-  PutMilliseconds(now.millisecond);
+  const bool isKept =
+      m_upToMilliseconds != 0 && thread == m_thread && AreInTheSameSecond(now, m_time);
+  if (!isKept) Build(thread, now);
+  if (!isKept || now.millisecond != m_time.millisecond) PutMilliseconds(now.millisecond);
   return {m_text, m_length};
 }
 
@@ -52,7 +52,8 @@ void LineStamp::Build(std::int32_t thread, const platform::LocalTime& time) {
   m_time = time;
 }
 
-void LineStamp::PutMilliseconds(std::uint32_t value) {
+void LineStamp::PutMilliseconds(std::uint16_t value) {
+  m_time.millisecond = value;
   char* const end = PutNumber(m_text + m_upToMilliseconds, value, 3, ' ');
   m_length = static_cast<std::size_t>(end - m_text);
 }

@@ -10,9 +10,9 @@
 namespace logging {
 
 // Builds "(%05d) %02u/%02u/%04u %02u:%02u:%02u.%03u ": the thread's id, then the local time with
-// the month before the day. Within a second only the milliseconds change, so the text is kept and
-// these alone are written anew. By hand, since the runtime's formatting takes longer than the rest
-// of a line together. Used by one thread at a time; nothing allocates.
+// the month before the day. Within a second only the milliseconds change, so the text is kept, and
+// these alone are written anew when they did change. By hand, since the runtime's formatting takes
+// longer than the rest of a line together. Used by one thread at a time; nothing allocates.
 class LineStamp {
  public:
   // The calling thread and the present. Valid until the next call.
@@ -20,9 +20,9 @@ class LineStamp {
 
  private:
   void Build(std::int32_t thread, const platform::LocalTime& time);
-  void PutMilliseconds(std::uint32_t value);
+  void PutMilliseconds(std::uint16_t value);
 
-  platform::LocalTime m_time = {};  // that m_text has, but for the milliseconds
+  platform::LocalTime m_time = {};  // that m_text has
   std::int32_t m_thread = 0;
   // The longest: a thread of 11 characters, seven numbers of 5, and what stands between.
   char m_text[64] = {};

@@ -31,7 +31,7 @@ NumberStyle TakeStyle(const char** at) {
 
 // False at the first conversion that is the runtime's to do.
 bool FormatPlain(BoundedText& text, const char* format, std::va_list arguments) {
-  for (;;) {
+  while (*format != '\0') {
     const char* at = std::strchr(format, '%');
     if (at == nullptr) {
       text.Add(format);
@@ -68,6 +68,7 @@ bool FormatPlain(BoundedText& text, const char* format, std::va_list arguments) 
     }
     format = at + 1;
   }
+  return true;
 }
 
 }  // namespace

@@ -320,7 +320,10 @@ std::size_t WriteUtf8(const char16_t* text, std::size_t size, char* output, std:
 std::size_t Utf16Length(const char* text, std::size_t size, bool* valid) {
   *valid = true;
   if (IsShortAscii(text, size)) return size;
-  return ToUnits(text, size, UnitCounter(), valid);
+  // A short text is counted before the blocks' way has begun to pay.
+  constexpr std::size_t kShort = 128;
+  const Counted counted = size < kShort ? Counted{0, 0} : CountWellFormed(text, size);
+  return counted.units + ToUnits(text + counted.bytes, size - counted.bytes, UnitCounter(), valid);
 }
 
 std::size_t WriteUtf16(const char* text, std::size_t size, char16_t* output, std::size_t capacity,

@@ -16,6 +16,12 @@ inline constexpr std::size_t kBlock = 16;
 inline constexpr std::size_t kHalf = 8;
 inline constexpr std::size_t kQuarter = 4;
 
+// What a part of a text has.
+struct Counted {
+  std::size_t bytes;
+  std::size_t units;
+};
+
 // The UTF-8 length of units is counted in steps of this many.
 inline constexpr std::size_t kCountStep = 8;
 
@@ -124,7 +130,85 @@ inline std::size_t CountSteps(const char16_t* text, std::size_t size) {
   return 3 * size - lanes[0] - lanes[1] - lanes[2] - lanes[3];
 }
 
+// A bit for each byte of `block` that can't stand where it does in UTF-8. In `first`, `second` and
+// `third` each byte has the one that stands one, two and three places before it in the text.
+inline int Misplaced(__m128i block, __m128i first, __m128i second, __m128i third) {
+  // Comparisons are signed: 0x80 to 0xFF come before 0x00 to 0x7F.
+  const auto byte = [](int value) { return _mm_set1_epi8(static_cast<char>(value)); };
+  const auto from = [&byte](__m128i bytes, int least) {  // non-ASCII, and at least that
+    return _mm_and_si128(_mm_cmpgt_epi8(bytes, byte(least - 1)),
+                         _mm_cmplt_epi8(bytes, _mm_setzero_si128()));
+  };
+  // A byte continues a character exactly where a lead before it says so.
+  const __m128i wanted =
+      _mm_or_si128(from(first, 0xC0), _mm_or_si128(from(second, 0xE0), from(third, 0xF0)));
+  __m128i wrong = _mm_xor_si128(wanted, _mm_cmplt_epi8(block, byte(0xC0)));
+  // Long forms of two bytes, and leads beyond the last.
+  wrong = _mm_or_si128(
+      wrong, _mm_or_si128(_mm_cmpeq_epi8(block, byte(0xC0)), _mm_cmpeq_epi8(block, byte(0xC1))));
+  wrong = _mm_or_si128(wrong, from(block, 0xF5));
+  // The second byte's range keeps out long forms, surrogates and what lies beyond U+10FFFF.
+  const __m128i below90 = _mm_cmplt_epi8(block, byte(0x90));
+  const __m128i belowA0 = _mm_cmplt_epi8(block, byte(0xA0));
+  const auto behind = [&](int lead) { return _mm_cmpeq_epi8(first, byte(lead)); };
+  wrong = _mm_or_si128(wrong, _mm_or_si128(_mm_and_si128(behind(0xE0), belowA0),
+                                           _mm_andnot_si128(belowA0, behind(0xED))));
+  wrong = _mm_or_si128(wrong, _mm_or_si128(_mm_and_si128(behind(0xF0), below90),
+                                           _mm_andnot_si128(below90, behind(0xF4))));
+  return _mm_movemask_epi8(wrong);
+}
+
+// The units that the characters make which begin in a block: one each, two where four bytes begin.
+inline __m128i CountUnits(__m128i block) {
+  const __m128i zero = _mm_setzero_si128();
+  const __m128i begins = _mm_cmpgt_epi8(block, _mm_set1_epi8(static_cast<char>(0xBF)));
+  const __m128i isFour = _mm_and_si128(
+      _mm_cmpgt_epi8(block, _mm_set1_epi8(static_cast<char>(0xEF))), _mm_cmplt_epi8(block, zero));
+  // A mask is -1 where it holds.
+  return _mm_sad_epu8(_mm_sub_epi8(zero, _mm_add_epi8(begins, isFour)), zero);
+}
+
+// The UTF-16 length of the text's beginning: of all whole characters up to the first block that
+// isn't well-formed UTF-8 or isn't whole.
+inline Counted CountWellFormed(const char* text, std::size_t size) {
+  __m128i units = _mm_setzero_si128();
+  std::size_t ascii = 0;
+  bool isBehindAscii = true;
+  std::size_t done = 0;
+  for (; size - done >= kBlock; done += kBlock) {
+    const __m128i block = Load(text + done);
+    const bool isAscii = _mm_movemask_epi8(block) == 0;
+    if (isAscii && isBehindAscii) {
+      ascii += kBlock;
+      continue;
+    }
+    const int misplaced = done == 0 ? Misplaced(block, _mm_slli_si128(block, 1),
+                                                _mm_slli_si128(block, 2), _mm_slli_si128(block, 3))
+                                    : Misplaced(block, Load(text + done - 1), Load(text + done - 2),
+                                                Load(text + done - 3));
+    if (misplaced != 0) break;
+    isBehindAscii = isAscii;
+    units = _mm_add_epi64(units, CountUnits(block));
+  }
+  alignas(16) std::uint64_t lanes[2];
+  Store(lanes, units);
+  Counted counted = {done, ascii + static_cast<std::size_t>(lanes[0] + lanes[1])};
+  // A character that isn't whole yet is left out.
+  for (std::size_t back = 1; back <= 3 && back <= done; ++back) {
+    const auto byte = static_cast<unsigned char>(text[done - back]);
+    if (byte < 0xC0) continue;
+    const std::size_t length = byte < 0xE0 ? 2 : byte < 0xF0 ? 3 : 4;
+    if (length > back) counted = {done - back, counted.units - (length == 4 ? 2 : 1)};
+    break;
+  }
+  return counted;
+}
+
 #else
+
+inline Counted CountWellFormed(const char* /*text*/, std::size_t /*size*/) {
+  return {0, 0};
+}
 
 inline unsigned NonAscii(const char* text) {
   unsigned mask = 0;

@@ -195,6 +195,38 @@ TEST(CodePagesAgainstTheCLibrary, MutatedBytesFailOrAreReplacedTheSame) {
   EXPECT_GT(invalid, kRounds / 4);
 }
 
+// Long texts are counted in blocks of 16 bytes, so each beginning of a character is put before,
+// across and behind the border of two, among characters of one byte and of two.
+TEST(CodePagesAgainstTheCLibrary, EachBeginningOfACharacterIsJudgedTheSameAcrossBlocks) {
+  Converter toUtf16("UTF-16LE", "UTF-8");
+  int valid = 0;
+  for (const std::string filler :
+       {"aaaaaaaaaaaaaaaa", "\u00e9\u00e9\u00e9\u00e9\u00e9\u00e9\u00e9\u00e9"}) {
+    for (int lead = 0x80; lead <= 0xFF; ++lead) {
+      for (const int second : {0x41, 0x7F, 0x80, 0x8F, 0x90, 0x9F, 0xA0, 0xBF, 0xC0, 0xFF}) {
+        for (const std::string rest : {"", "\x80", "\xBF\x80", "\x80\x80\x80"}) {
+          for (std::size_t place = 12; place <= 16; place += filler[0] == 'a' ? 1 : 2) {
+            std::string bytes = filler + filler.substr(0, place);
+            bytes += static_cast<char>(lead);
+            bytes += static_cast<char>(second);
+            bytes += rest;
+            for (int block = 0; block < 6; ++block) bytes += filler;
+            std::string converted;
+            const bool isValid = toUtf16.Convert(bytes, &converted) == bytes.size();
+            const std::u16string expected = ReplacedByTheCLibrary(toUtf16, bytes);
+            ASSERT_EQ(ToUtf16(bytes, 0), expected) << lead << " " << second << " at " << place;
+            ASSERT_EQ(ToUtf16(bytes, kFailOnInvalid), isValid ? expected : std::u16string())
+                << lead << " " << second << " at " << place;
+            valid += isValid ? 1 : 0;
+          }
+        }
+      }
+    }
+  }
+  // Otherwise the good ones miss their purpose.
+  EXPECT_GT(valid, 1000);
+}
+
 TEST(CodePagesAgainstTheCLibrary, StraySurrogatesAreReplacedOneByOne) {
   const unsigned seed = std::random_device{}();
   SCOPED_TRACE(testing::Message() << "seed " << seed);

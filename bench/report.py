@@ -87,6 +87,14 @@ class Ratios:
         return "\n".join(self.lines)
 
 
+# Writers, the benchmark's number for where the parties run, and its words.
+PLACES = ((1, 0, "1 writer, with the consumer on one processor"),
+          (1, 1, "1 writer, the consumer on another processor"),
+          (2, 0, "2 writers, all on one processor"),
+          (2, 1, "2 writers on one processor, the consumer on another"),
+          (2, 2, "2 writers at once, a processor each"))
+
+
 def ring_table(figures):
     table = Ratios(figures, "the ring", ["floor", "boost", "moodycamel"])
     table.row("push of 148 bytes", "Push<Ring>",
@@ -95,12 +103,13 @@ def ring_table(figures):
               [None, "PushAndTake<Boost>", "PushAndTake<Moodycamel>"])
     table.row("refused push, full", "RefusedPush<Ring>",
               [None, "RefusedPush<Boost>", "RefusedPush<Moodycamel>"])
-    for place, moodycamel in (("Threads", True), ("Processes", False)):
-        for writers in (1, 2):
-            names = [f"WritersIn{place}<{kind}>/{writers}" for kind in ("Ring", "Boost", "Moodycamel")]
-            table.row(f"100,000 records, {writers} writer{'s' * (writers > 1)} and a consumer in "
-                      f"{place.lower()}", names[0], [None, names[1], names[2] if moodycamel else None],
-                      [None, 0.35 if writers == 2 else None, None])
+    for parties, moodycamel in (("Threads", True), ("Processes", False)):
+        for writers, place, where in PLACES:
+            names = [f"WritersIn{parties}<{kind}>/writers:{writers}/place:{place}"
+                     for kind in ("Ring", "Boost", "Moodycamel")]
+            table.row(f"{parties.lower()}: {where}", names[0],
+                      [None, names[1], names[2] if moodycamel else None],
+                      [None, 0.35 if place == 2 else None, None])
     return table.text()
 
 
@@ -145,16 +154,32 @@ def limits_table(title, rows):
     return "\n".join(lines)
 
 
-def road_table(native, wine):
+FLOOR = "the system's calls of a request alone"
+
+
+def mail_table(native, wine):
     rows = []
-    for place, figures, most in (("native", native, 0.2), ("Wine", wine, 0.6)):
+    for place, figures in (("native", native), ("Wine", wine)):
         for count in (0, 10):
             mail = figures[f"With sleeps, attachments: {count}"]
             rows.append((f"{place}: mail of {mail.count:.0f} requests, with its sleeps", mail, None))
-        for count in (1, 10, 100):
-            rows.append((f"{place}: own share of a request, no sleeps, {count} attachments",
-                         figures[f"No sleeps, attachments: {count}, own share of a request"], most))
     return limits_table("the whole road", rows)
+
+
+def share_table(native, wine, wine_on_one):
+    lines = ["| own share of a request | median | spread | the system's calls alone | ratio | at most | |",
+             "|---|--:|--:|--:|--:|--:|---|"]
+    for place, figures, most in (("native", native, 0.2), ("Wine, on one processor", wine_on_one, 0.6),
+                                 ("Wine", wine, None)):
+        for count in (1, 10, 30, 100):
+            name = f"No sleeps, attachments: {count}, "
+            share, floor = figures[name + "own share of a request"], figures[name + FLOOR]
+            limit = time_text(most * UNITS["ms"]) if most else ""
+            verdict = "" if not most else "reached" if share.median <= most * UNITS["ms"] else "missed"
+            lines.append(f"| {place}, {count} attachment{'s' * (count > 1)} | {time_text(share.median)} | "
+                         f"{spread_text(share)} | {time_text(floor.median)} | "
+                         f"{share.median / floor.median:.2f} | {limit} | {verdict} |")
+    return "\n".join(lines)
 
 
 def host_table(native, wine, load):
@@ -225,7 +250,9 @@ def main(arguments):
     tables = {
         "ring": ring_table(google["ring"]), "log": log_table(google["log"]),
         "text": text_table(google["text"]), "profile": profile_table(google["profile"]),
-        "road": road_table(lines["mail"], lines["mail-wine"]), "growth": growth_table(lines["mail"]),
+        "mail": mail_table(lines["mail"], lines["mail-wine"]),
+        "share": share_table(lines["mail"], lines["mail-wine"], lines["mail-wine-one"]),
+        "growth": growth_table(lines["mail"]),
         "host": host_table(lines["connect"], lines["connect-wine"], lines["load-wine"]),
         "machine": (results / "machine.txt").read_text().strip(),
     }

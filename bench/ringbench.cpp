@@ -13,6 +13,7 @@
 //   bench_ring --benchmark_repetitions=15 --benchmark_enable_random_interleaving=true
 #include <benchmark/benchmark.h>
 #include <concurrentqueue/concurrentqueue.h>
+#include <sched.h>
 #include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -236,17 +237,71 @@ bool TakeMany(Queue& queue, std::uint32_t writers, std::uint32_t perWriter) {
 
 constexpr std::uint32_t kTransfer = 100'000;  // records in one iteration, from all writers
 
+// The processors that this program may use, in order.
+std::vector<int> Processors() {
+  cpu_set_t set;
+  if (sched_getaffinity(0, sizeof set, &set) != 0) std::abort();
+  std::vector<int> numbers;
+  for (int number = 0; number < CPU_SETSIZE; ++number) {
+    if (CPU_ISSET(number, &set)) numbers.push_back(number);
+  }
+  return numbers;
+}
+
+// Where the parties of a transfer run. Left to the scheduler they come to one of these, another in
+// the next run, and the figures differ by a factor of ten.
+enum class Place {
+  kTogether,       // all on one processor: nobody works while another does
+  kConsumerApart,  // the writers on one, the consumer on the other: records travel
+  kWritersApart,   // a writer on each, the consumer with the first: the writers collide
+};
+
+class Placement {
+ public:
+  // Moves the calling thread, the consumer, to the first processor for the object's life.
+  explicit Placement(Place place)
+      : m_place(place), m_all(Processors()), m_other(m_all.size() > 1 ? m_all[1] : m_all[0]) {
+    MoveTo({m_all[0]});
+  }
+  ~Placement() { MoveTo(m_all); }
+  Placement(const Placement&) = delete;
+  Placement& operator=(const Placement&) = delete;
+
+  // Called by each writer, counted from 0.
+  void MoveWriter(std::uint32_t writer) const {
+    const bool isAway =
+        m_place == Place::kConsumerApart || (m_place == Place::kWritersApart && writer % 2 != 0);
+    MoveTo({isAway ? m_other : m_all[0]});
+  }
+  bool IsPossible() const { return m_place == Place::kTogether || m_all.size() > 1; }
+
+ private:
+  static void MoveTo(const std::vector<int>& numbers) {
+    cpu_set_t set;
+    CPU_ZERO(&set);
+    for (const int number : numbers) CPU_SET(number, &set);
+    if (sched_setaffinity(0, sizeof set, &set) != 0) std::abort();
+  }
+
+  const Place m_place;
+  const std::vector<int> m_all;
+  const int m_other;
+};
+
 // Writers in threads; the consumer is this thread. The time is that from the start sign to the last
 // record.
 template <typename Queue>
 void WritersInThreads(benchmark::State& state) {
   const auto writers = static_cast<std::uint32_t>(state.range(0));
+  const Placement placement(static_cast<Place>(state.range(1)));
+  if (!placement.IsPossible()) return state.SkipWithError("one processor only");
   for (auto _ : state) {
     const auto queue = std::make_unique<Queue>();
     std::atomic<bool> go{false};
     std::vector<std::thread> threads;
     for (std::uint32_t writer = 0; writer < writers; ++writer) {
       threads.emplace_back([&, writer] {
+        placement.MoveWriter(writer);
         while (!go.load(std::memory_order_acquire)) std::this_thread::yield();
         PushMany(*queue, writer, kTransfer / writers);
       });
@@ -290,12 +345,15 @@ class Shared {
 template <typename Queue>
 void WritersInProcesses(benchmark::State& state) {
   const auto writers = static_cast<std::uint32_t>(state.range(0));
+  const Placement placement(static_cast<Place>(state.range(1)));
+  if (!placement.IsPossible()) return state.SkipWithError("one processor only");
   for (auto _ : state) {
     Shared<Queue> shared;
     std::vector<pid_t> children;
     for (std::uint32_t writer = 0; writer < writers; ++writer) {
       const pid_t child = fork();
       if (child == 0) {
+        placement.MoveWriter(writer);
         while (!shared.Go().load(std::memory_order_acquire)) std::this_thread::yield();
         PushMany(shared.Get(), writer, kTransfer / writers);
         _exit(0);
@@ -324,20 +382,19 @@ BENCHMARK(RefusedPush<Ring>);
 BENCHMARK(RefusedPush<Boost>);
 BENCHMARK(RefusedPush<Moodycamel>);
 
-BENCHMARK(WritersInThreads<Ring>)->Arg(1)->Arg(2)->UseManualTime()->Unit(benchmark::kMillisecond);
-BENCHMARK(WritersInThreads<Boost>)->Arg(1)->Arg(2)->UseManualTime()->Unit(benchmark::kMillisecond);
-BENCHMARK(WritersInThreads<Moodycamel>)
-    ->Arg(1)
-    ->Arg(2)
-    ->UseManualTime()
-    ->Unit(benchmark::kMillisecond);
-
-BENCHMARK(WritersInProcesses<Ring>)->Arg(1)->Arg(2)->UseManualTime()->Unit(benchmark::kMillisecond);
-BENCHMARK(WritersInProcesses<Boost>)
-    ->Arg(1)
-    ->Arg(2)
-    ->UseManualTime()
-    ->Unit(benchmark::kMillisecond);
+void EachNumberAndPlace(benchmark::internal::Benchmark* transfer) {
+  transfer->ArgNames({"writers", "place"});
+  for (const Place place : {Place::kTogether, Place::kConsumerApart}) {
+    transfer->Args({1, static_cast<int>(place)})->Args({2, static_cast<int>(place)});
+  }
+  transfer->Args({2, static_cast<int>(Place::kWritersApart)});
+  transfer->UseManualTime()->Unit(benchmark::kMillisecond);
+}
+BENCHMARK(WritersInThreads<Ring>)->Apply(EachNumberAndPlace);
+BENCHMARK(WritersInThreads<Boost>)->Apply(EachNumberAndPlace);
+BENCHMARK(WritersInThreads<Moodycamel>)->Apply(EachNumberAndPlace);
+BENCHMARK(WritersInProcesses<Ring>)->Apply(EachNumberAndPlace);
+BENCHMARK(WritersInProcesses<Boost>)->Apply(EachNumberAndPlace);
 
 }  // namespace
 

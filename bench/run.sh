@@ -33,16 +33,18 @@ run() {
   fi || { echo "bench_$1 failed" >&2; exit 1; }
 }
 
-# Those that also have a Windows build, under Wine.
-run_under_wine() {
-  local name
-  for name in connect mail load; do
-    echo "== $name, under Wine"
-    (cd "$results" && wine "$top/build/win64/bench_$name.exe" --json "$name-wine.lines") || {
-      echo "bench_$name.exe failed" >&2
-      exit 1
-    }
-  done
+# under_wine NAME RESULT [PROCESSOR]: one Windows benchmark; its figures go to RESULT.lines. With a
+# processor, the program and Wine's server share that one.
+under_wine() {
+  local pinned=()
+  [ $# -lt 3 ] || pinned=(taskset -c "$3")
+  echo "== $1, under Wine${3:+, on processor $3 alone}"
+  wineserver -k
+  "${pinned[@]}" wineserver -p
+  (cd "$results" && "${pinned[@]}" wine "$top/build/win64/bench_$1.exe" --json "$2.lines") || {
+    echo "bench_$1.exe failed" >&2
+    exit 1
+  }
   wineserver -k
 }
 
@@ -68,5 +70,7 @@ build win64 bench_connect bench_mail bench_load || exit 3
 printf '%s cores of "%s", %s, %s\n' "$(nproc)" "$(sed -n 's/^model name[^:]*: //p' /proc/cpuinfo | head -n 1)" \
   "$(sed -n 's/^PRETTY_NAME="\(.*\)"/\1/p' /etc/os-release)" "$(date +%F)" >"$results/machine.txt"
 for name in "${names[@]}"; do run "$name"; done
-run_under_wine
+for name in connect load; do under_wine "$name" "$name-wine"; done
+under_wine mail mail-wine
+under_wine mail mail-wine-one 0
 python3 "$top/bench/report.py" "$results" --write "$top/docs/performance.md" "$top/docs/images/growth.svg"

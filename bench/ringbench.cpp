@@ -249,7 +249,7 @@ std::vector<int> Processors() {
 }
 
 // Where the parties of a transfer run. Left to the scheduler they come to one of these, another in
-// the next run, and the figures differ by a factor of ten.
+// the next run, and the figures differ by a factor of four.
 enum class Place {
   kTogether,       // all on one processor: nobody works while another does
   kConsumerApart,  // the writers on one, the consumer on the other: records travel

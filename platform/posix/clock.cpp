@@ -16,8 +16,8 @@ std::uint32_t GetTickCount() {
 }
 
 void GetLocalTime(LocalTime* time) {
-  // The clock of the last tick, some milliseconds old, as the host machine's local time is. The
-  // exact one takes longer to ask than a line of the log takes to format.
+  // The clock of the last tick, some milliseconds old, as the host machine's local time is. Asking
+  // the exact one takes half as long as the rest of a log line's text.
   timespec now = {};
   clock_gettime(CLOCK_REALTIME_COARSE, &now);
   // The runtime takes a lock and looks into its time zones for each conversion; a log asks many

@@ -145,12 +145,19 @@ def profile_table(figures):
     return table.text() + "\n\n" + keys.text()
 
 
+def held_against(figure, most):
+    """The cells for a limit in milliseconds, and whether it is kept; empty without one."""
+    if not most:
+        return " | "
+    limit = most * UNITS["ms"]
+    return f"{time_text(limit)} | {'reached' if figure.median <= limit else 'missed'}"
+
+
 def limits_table(title, rows):
     lines = [f"| {title} | median | spread | at most | |", "|---|--:|--:|--:|---|"]
     for name, figure, most in rows:
-        limit = time_text(most * UNITS["ms"]) if most else ""
-        verdict = "" if not most else "reached" if figure.median <= most * UNITS["ms"] else "missed"
-        lines.append(f"| {name} | {time_text(figure.median)} | {spread_text(figure)} | {limit} | {verdict} |")
+        lines.append(f"| {name} | {time_text(figure.median)} | {spread_text(figure)} | "
+                     f"{held_against(figure, most)} |")
     return "\n".join(lines)
 
 
@@ -174,11 +181,9 @@ def share_table(native, wine, wine_on_one):
         for count in (1, 10, 30, 100):
             name = f"No sleeps, attachments: {count}, "
             share, floor = figures[name + "own share of a request"], figures[name + FLOOR]
-            limit = time_text(most * UNITS["ms"]) if most else ""
-            verdict = "" if not most else "reached" if share.median <= most * UNITS["ms"] else "missed"
             lines.append(f"| {place}, {count} attachment{'s' * (count > 1)} | {time_text(share.median)} | "
                          f"{spread_text(share)} | {time_text(floor.median)} | "
-                         f"{share.median / floor.median:.2f} | {limit} | {verdict} |")
+                         f"{share.median / floor.median:.2f} | {held_against(share, most)} |")
     return "\n".join(lines)
 
 

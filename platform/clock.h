@@ -19,7 +19,8 @@ struct LocalTime {
 struct ClockOperations {
   // Milliseconds since some fixed moment; wraps past 2^32.
   std::uint32_t (*GetTickCount)();
-  // The local time of day.
+  // The local time of day at the system's last tick: up to some 16 ms ago, so two moments that lie
+  // closer together may read the same.
   void (*GetLocalTime)(LocalTime* time);
   // Holds the calling thread for at least that many milliseconds.
   void (*Sleep)(std::uint32_t milliseconds);

@@ -12,7 +12,7 @@
 #include <cstdint>
 
 #include "channel/actioncode.h"
-#include "channel/wirerecords.h"
+#include "channel/protocol.h"
 #include "platform/handles.h"
 #include "platform/widetext.h"
 

@@ -14,7 +14,7 @@
 
 #include <cstdint>
 
-#include "channel/wirerecords.h"
+#include "channel/protocol.h"
 
 namespace channel {
 

@@ -1,4 +1,4 @@
-// A whole agent on devkit/agentkit/agentkit.h: blocks mails with an attachment named *.key, tags
+// A whole agent on agentkit/agentkit.h: blocks mails with an attachment named *.key, tags
 // mails to more than ten people, lets everything else go. Ends on Ctrl-C.
 #include <algorithm>
 #include <atomic>
@@ -10,7 +10,7 @@
 #include <string_view>
 #include <utility>
 
-#include "devkit/agentkit/agentkit.h"
+#include "agentkit/agentkit.h"
 
 namespace {
 

@@ -2,9 +2,9 @@
 #include <filesystem>
 #include <stdexcept>
 
-#include "devkit/platform/commandline.h"
-#include "devkit/platform/dynamiclibrary.h"
 #include "tools/addinside.h"
+#include "tools/system/commandline.h"
+#include "tools/system/dynamiclibrary.h"
 
 namespace tools {
 
@@ -15,12 +15,13 @@ constexpr const char* kLibraryName = "DlpAddIn.dll";
 }  // namespace
 
 GetClassObjectFunction LoadAddInLibrary() {
-  const std::u8string program(reinterpret_cast<const char8_t*>(devkit::OwnProgramPath().c_str()));
+  const std::u8string program(
+      reinterpret_cast<const char8_t*>(tools::system::OwnProgramPath().c_str()));
   const std::u8string path =
       std::filesystem::path(program).replace_filename(kLibraryName).u8string();
   std::string error;
-  void* const entry = devkit::LoadedFunction(reinterpret_cast<const char*>(path.c_str()),
-                                             "DllGetClassObject", &error);
+  void* const entry = tools::system::LoadedFunction(reinterpret_cast<const char*>(path.c_str()),
+                                                    "DllGetClassObject", &error);
   if (entry == nullptr) throw std::runtime_error(error);
   return reinterpret_cast<GetClassObjectFunction>(entry);
 }

@@ -3,13 +3,13 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 
-#include "devkit/agent/simulatedagent.h"
-#include "devkit/agent/utf8.h"
-#include "devkit/platform/childprocess.h"
-#include "devkit/platform/stopsignal.h"
-#include "devkit/platform/terminal.h"
 #include "platform/process.h"
+#include "simulation/agent/simulatedagent.h"
+#include "simulation/agent/utf8.h"
 #include "tools/command.h"
+#include "tools/system/childprocess.h"
+#include "tools/system/stopsignal.h"
+#include "tools/system/terminal.h"
 
 namespace tools {
 namespace {
@@ -63,7 +63,7 @@ std::string AnswerWords(const std::optional<std::int32_t>& answer) {
 
 // One line of text for a person: no control characters, not too long, cut between characters.
 std::string OneLine(const std::string& bytes, std::size_t most) {
-  std::string text = devkit::ReplaceInvalidUtf8(bytes);
+  std::string text = simulation::agent::ReplaceInvalidUtf8(bytes);
   while (!text.empty() && text.back() == '\0') text.pop_back();
   for (char& c : text) {
     if (c == '\0') c = ',';
@@ -77,11 +77,11 @@ std::string OneLine(const std::string& bytes, std::size_t most) {
   return text;
 }
 
-std::string What(const devkit::JournalRequest& request) {
+std::string What(const simulation::agent::JournalRequest& request) {
   constexpr std::size_t kMost = 100;
   if (!request.payload) return "(block refused)";
   if (request.itemType != 1) return OneLine(*request.payload, kMost);
-  const std::string path(devkit::LeafOf(*request.payload));
+  const std::string path(simulation::agent::LeafOf(*request.payload));
   std::string text = OneLine(request.name.empty() ? path : request.name, kMost);
   if (request.contentBytes) {
     text += " (" + std::to_string(*request.contentBytes) + " bytes)";
@@ -94,20 +94,21 @@ std::string What(const devkit::JournalRequest& request) {
 class AgentRun {
  public:
   explicit AgentRun(const AgentOptions& options)
-      : m_options(options), m_colours(devkit::TakesColours(devkit::Stream::kOutput)) {}
+      : m_options(options),
+        m_colours(tools::system::TakesColours(tools::system::Stream::kOutput)) {}
 
   void Run() {
-    devkit::RuleSet rules = LoadRules();
-    devkit::SimulatedAgent::Options options;
+    simulation::agent::RuleSet rules = LoadRules();
+    simulation::agent::SimulatedAgent::Options options;
     options.poll = m_options.poll;
     options.kit.takeOver = m_options.takeOver;
     options.kit.ring.name = m_options.ring;
-    if (!m_options.noJournal) options.journalPath = devkit::JournalPath();
+    if (!m_options.noJournal) options.journalPath = simulation::agent::JournalPath();
     const std::size_t ruleCount = rules.rules.size();
     const std::size_t faultCount = rules.faults.size();
 
-    const devkit::StopSignal stop;
-    devkit::SimulatedAgent agent(std::move(rules), options, MakeWatchers());
+    const tools::system::StopSignal stop;
+    simulation::agent::SimulatedAgent agent(std::move(rules), options, MakeWatchers());
     CheckStarted(agent.Start());
     if (!m_options.noJournal && !agent.HasJournal()) {
       Complain("the journal " + options.journalPath + " can't be written; going on without it");
@@ -119,7 +120,7 @@ class AgentRun {
       constexpr unsigned kTurnsPerLook = 16;
       if (stop.Flag()) return true;
       return m_options.untilInputEnds && turns++ % kTurnsPerLook == 0 &&
-             devkit::StandardInputEnded();
+             tools::system::StandardInputEnded();
     });
   }
 
@@ -128,19 +129,19 @@ class AgentRun {
     std::fprintf(stderr, "quorvex: %s\n", message.c_str());
   }
 
-  devkit::RuleSet LoadRules() const {
+  simulation::agent::RuleSet LoadRules() const {
     if (m_options.rules.empty()) return {};
-    devkit::RulesFile file = devkit::LoadRules(m_options.rules);
-    for (const devkit::RulesRemark& mistake : file.mistakes) {
-      std::fprintf(stderr, "%s\n", devkit::RemarkText(m_options.rules, mistake).c_str());
+    simulation::agent::RulesFile file = simulation::agent::LoadRules(m_options.rules);
+    for (const simulation::agent::RulesRemark& mistake : file.mistakes) {
+      std::fprintf(stderr, "%s\n", simulation::agent::RemarkText(m_options.rules, mistake).c_str());
     }
     if (!file.mistakes.empty()) {
       throw CommandError("the rules can't be used; nothing was started", kStatusUsage);
     }
     if (!m_options.quiet) {
-      for (devkit::RulesRemark& note : file.notes) {
+      for (simulation::agent::RulesRemark& note : file.notes) {
         note.message = "note: " + note.message;
-        std::fprintf(stderr, "%s\n", devkit::RemarkText(m_options.rules, note).c_str());
+        std::fprintf(stderr, "%s\n", simulation::agent::RemarkText(m_options.rules, note).c_str());
       }
     }
     return std::move(file.rules);
@@ -182,19 +183,19 @@ class AgentRun {
     }
   }
 
-  devkit::SimulatedAgent::Watchers MakeWatchers() const {
-    devkit::SimulatedAgent::Watchers watchers;
+  simulation::agent::SimulatedAgent::Watchers MakeWatchers() const {
+    simulation::agent::SimulatedAgent::Watchers watchers;
     watchers.onOddity = [](const std::string& what) { Complain(what); };
     if (m_options.quiet) return watchers;
-    watchers.onRequest = [this](const devkit::JournalRequest& request,
+    watchers.onRequest = [this](const simulation::agent::JournalRequest& request,
                                 const std::vector<std::string>& remarks) {
       for (const std::string& remark : remarks) Complain(remark);
-      Say(m_options.json ? devkit::JournalLine(request) : RequestLine(request));
+      Say(m_options.json ? simulation::agent::JournalLine(request) : RequestLine(request));
     };
-    watchers.onOutcome = [this](const devkit::JournalRequest& request) {
+    watchers.onOutcome = [this](const simulation::agent::JournalRequest& request) {
       if (m_options.json) {
-        Say(devkit::OutcomeLine(request.id, request.outcome, request.waitedMs));
-      } else if (request.outcome != devkit::kOutcomeTaken) {
+        Say(simulation::agent::OutcomeLine(request.id, request.outcome, request.waitedMs));
+      } else if (request.outcome != simulation::agent::kOutcomeTaken) {
         Say(request.time.substr(11) + "  " + Who(request) + "  " + request.stage + ": " +
             request.outcome + " after " + std::to_string(request.waitedMs) + " ms");
       }
@@ -202,11 +203,11 @@ class AgentRun {
     return watchers;
   }
 
-  static std::string Who(const devkit::JournalRequest& request) {
+  static std::string Who(const simulation::agent::JournalRequest& request) {
     return std::to_string(request.processId) + ":" + std::to_string(request.threadId);
   }
 
-  std::string RequestLine(const devkit::JournalRequest& request) const {
+  std::string RequestLine(const simulation::agent::JournalRequest& request) const {
     constexpr std::size_t kStageWidth = 10;
     constexpr std::size_t kAnswerWidth = 9;
     std::string stage = request.stage;

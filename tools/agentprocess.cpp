@@ -2,10 +2,10 @@
 
 #include <vector>
 
-#include "channel/wirerecords.h"
-#include "devkit/platform/commandline.h"
+#include "channel/protocol.h"
 #include "platform/handles.h"
 #include "platform/mappings.h"
+#include "tools/system/commandline.h"
 
 namespace tools {
 
@@ -30,9 +30,10 @@ bool AgentProcess::Start(const std::string& rulesFile, std::string* error) {
     arguments.emplace_back("--rules");
     arguments.push_back(rulesFile);
   }
-  if (!m_child.Start(devkit::OwnProgramPath(), arguments, error)) return false;
+  if (!m_child.Start(tools::system::OwnProgramPath(), arguments, error)) return false;
   std::string ready;
-  if (m_child.ReadLine(&ready, kStartMilliseconds) != devkit::ChildProcess::ReadResult::kLine) {
+  if (m_child.ReadLine(&ready, kStartMilliseconds) !=
+      tools::system::ChildProcess::ReadResult::kLine) {
     m_child.End(kEndMilliseconds);
     *error = "the simulated agent did not start";
     return false;

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "devkit/platform/childprocess.h"
+#include "tools/system/childprocess.h"
 
 namespace tools {
 
@@ -21,7 +21,7 @@ class AgentProcess {
   void Stop();
 
  private:
-  devkit::ChildProcess m_child;
+  tools::system::ChildProcess m_child;
   bool m_running = false;
 };
 

@@ -8,9 +8,9 @@
 #include <string>
 
 #include "config/configkeytable.h"
-#include "devkit/diagnosis/settinghelp.h"
-#include "devkit/diagnosis/settingscheck.h"
-#include "devkit/diagnosis/valuejudge.h"
+#include "inspection/settings/settinghelp.h"
+#include "inspection/settings/settingscheck.h"
+#include "inspection/settings/valuejudge.h"
 #include "tools/command.h"
 #include "tools/displaywidth.h"
 #include "tools/textreport.h"
@@ -30,7 +30,7 @@ struct ConfigOptions {
 int ListKeys(const ConfigOptions& options) {
   Json all = Json::array();
   for (const ConfigKey& setting : g_configKeyTable) {
-    const devkit::SettingHelp& help = devkit::HelpOn(setting);
+    const inspection::settings::SettingHelp& help = inspection::settings::HelpOn(setting);
     if (options.json) {
       all.push_back({{"internal", setting.internalKey},
                      {"key", setting.publicKey},
@@ -58,28 +58,28 @@ void PrintField(std::string_view name, std::string_view text) {
 int ShowChallengeKey(const ConfigOptions& options) {
   if (options.json) {
     fmt::print("{}\n", Json({{"internal", nullptr},
-                             {"key", devkit::kChallengeKey},
-                             {"accepted", devkit::kChallengeAccepted},
+                             {"key", inspection::settings::kChallengeKey},
+                             {"accepted", inspection::settings::kChallengeAccepted},
                              {"pattern", nullptr}})
                            .dump(2));
     return kStatusDone;
   }
-  PrintField("Key", devkit::kChallengeKey);
-  PrintField("Accepted", devkit::kChallengeAccepted);
+  PrintField("Key", inspection::settings::kChallengeKey);
+  PrintField("Accepted", inspection::settings::kChallengeAccepted);
   PrintField("Pattern", "none: the add-in itself reads this setting");
   return kStatusDone;
 }
 
 int ShowKey(const ConfigOptions& options) {
-  if (options.key == devkit::kChallengeKey) return ShowChallengeKey(options);
-  const ConfigKey* setting = devkit::FindByPublicKey(options.key);
+  if (options.key == inspection::settings::kChallengeKey) return ShowChallengeKey(options);
+  const ConfigKey* setting = inspection::settings::FindByPublicKey(options.key);
   if (setting == nullptr) setting = g_configKeyTable.Find(options.key);
   if (setting == nullptr) {
     throw CommandError(fmt::format("config show: unknown key \"{}\"{}", Printable(options.key),
-                                   devkit::SuggestedKey(options.key)),
+                                   inspection::settings::SuggestedKey(options.key)),
                        kStatusUsage);
   }
-  const devkit::SettingHelp& help = devkit::HelpOn(*setting);
+  const inspection::settings::SettingHelp& help = inspection::settings::HelpOn(*setting);
   if (options.json) {
     fmt::print("{}\n", Json({{"internal", setting->internalKey},
                              {"key", setting->publicKey},
@@ -99,34 +99,35 @@ int ShowKey(const ConfigOptions& options) {
   return kStatusDone;
 }
 
-Json FindingJson(const devkit::Finding& finding) {
+Json FindingJson(const inspection::settings::Finding& finding) {
   return {{"line", finding.line},
-          {"severity", devkit::NameOf(finding.severity)},
+          {"severity", inspection::settings::NameOf(finding.severity)},
           {"key", ValidUtf8(finding.key)},
           {"value", ValidUtf8(finding.value)},
           {"message", ValidUtf8(finding.message)}};
 }
 
-void PrintFinding(const std::string& file, const devkit::Finding& finding) {
+void PrintFinding(const std::string& file, const inspection::settings::Finding& finding) {
   std::string subject = Shortened(finding.key, 60);
   if (!finding.key.empty() && !finding.value.empty()) subject += " = ";
   subject += Shortened(finding.value, 60);
   if (!subject.empty()) subject += ": ";
   fmt::print("{}\n", Wrapped(fmt::format("{}:{}: {}: {}{}", Printable(file), finding.line,
-                                         devkit::NameOf(finding.severity), subject,
+                                         inspection::settings::NameOf(finding.severity), subject,
                                          Shortened(finding.message, 300)),
                              80, 4));
 }
 
 int CheckFile(const ConfigOptions& options) {
-  if (!devkit::JudgesValues()) {
+  if (!inspection::settings::JudgesValues()) {
     throw CommandError(
         "config check: this build has no engine for the settings' patterns (PCRE2); check the "
         "file with quorvex on Linux",
         kStatusUsage);
   }
   RequireFile("config check", options.file);
-  const devkit::SettingsReport report = devkit::CheckSettings(options.file);
+  const inspection::settings::SettingsReport report =
+      inspection::settings::CheckSettings(options.file);
   if (!report.opened) {
     throw CommandError(fmt::format("config check: {}: can't be opened", Printable(options.file)),
                        kStatusUsage);
@@ -134,7 +135,7 @@ int CheckFile(const ConfigOptions& options) {
   const int status = report.IsClean() ? kStatusDone : kStatusFindings;
   if (options.json) {
     Json findings = Json::array();
-    for (const devkit::Finding& finding : report.findings) {
+    for (const inspection::settings::Finding& finding : report.findings) {
       findings.push_back(FindingJson(finding));
     }
     fmt::print("{}\n", Json({{"file", ValidUtf8(options.file)},
@@ -146,7 +147,8 @@ int CheckFile(const ConfigOptions& options) {
                            .dump(2));
     return status;
   }
-  for (const devkit::Finding& finding : report.findings) PrintFinding(options.file, finding);
+  for (const inspection::settings::Finding& finding : report.findings)
+    PrintFinding(options.file, finding);
   if (report.left > 0) fmt::print("... and {} more\n", report.left);
   const std::string sum = fmt::format(
       "{}: {} in {}, {}", Printable(options.file), Counted(report.settings, "known setting"),

@@ -4,10 +4,10 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
-#include "devkit/conform/conform.h"
-#include "devkit/platform/stopsignal.h"
-#include "devkit/platform/terminal.h"
+#include "inspection/conformance/conformance.h"
 #include "tools/command.h"
+#include "tools/system/stopsignal.h"
+#include "tools/system/terminal.h"
 
 namespace tools {
 namespace {
@@ -25,17 +25,17 @@ constexpr const char* kHelp =
     "Exit status: 0 no check failed, 1 some failed, 3 usage, or no agent is running.";
 
 struct ConformOptions {
-  conform::Options checks;
+  inspection::conformance::Options checks;
   bool json = false;
 };
 
-const char* Word(conform::Outcome outcome) {
+const char* Word(inspection::conformance::Outcome outcome) {
   switch (outcome) {
-    case conform::Outcome::kPass:
+    case inspection::conformance::Outcome::kPass:
       return "pass";
-    case conform::Outcome::kFail:
+    case inspection::conformance::Outcome::kFail:
       return "FAIL";
-    case conform::Outcome::kNotTested:
+    case inspection::conformance::Outcome::kNotTested:
       break;
   }
   return "not tested";
@@ -44,12 +44,14 @@ const char* Word(conform::Outcome outcome) {
 class ConformRun {
  public:
   explicit ConformRun(const ConformOptions& options)
-      : m_options(options), m_colours(devkit::TakesColours(devkit::Stream::kOutput)) {}
+      : m_options(options),
+        m_colours(tools::system::TakesColours(tools::system::Stream::kOutput)) {}
 
   int Run() {
-    const devkit::StopSignal stop;
-    if (!conform::Run(m_options.checks, stop.Flag(),
-                      [this](const conform::Result& result) { Show(result); })) {
+    const tools::system::StopSignal stop;
+    if (!inspection::conformance::Run(
+            m_options.checks, stop.Flag(),
+            [this](const inspection::conformance::Result& result) { Show(result); })) {
       throw CommandError("there is no ring " + m_options.checks.ring + ": no agent is running",
                          kStatusUsage);
     }
@@ -65,23 +67,25 @@ class ConformRun {
     std::fflush(stdout);
   }
 
-  void Show(const conform::Result& result) {
-    ++(result.outcome == conform::Outcome::kPass   ? m_passed
-       : result.outcome == conform::Outcome::kFail ? m_failed
-                                                   : m_notTested);
+  void Show(const inspection::conformance::Result& result) {
+    ++(result.outcome == inspection::conformance::Outcome::kPass   ? m_passed
+       : result.outcome == inspection::conformance::Outcome::kFail ? m_failed
+                                                                   : m_notTested);
     if (m_options.json) {
-      const std::string word = result.outcome == conform::Outcome::kFail   ? "fail"
-                               : result.outcome == conform::Outcome::kPass ? "pass"
-                                                                           : "not-tested";
+      const std::string word = result.outcome == inspection::conformance::Outcome::kFail ? "fail"
+                               : result.outcome == inspection::conformance::Outcome::kPass
+                                   ? "pass"
+                                   : "not-tested";
       Print(Line{{"check", result.check}, {"outcome", word}, {"seen", result.seen}}.dump());
       return;
     }
     constexpr std::size_t kOutcomeWidth = 12;
     std::string outcome = Word(result.outcome);
     const std::size_t width = outcome.size();
-    if (m_colours && result.outcome != conform::Outcome::kPass) {
-      outcome = (result.outcome == conform::Outcome::kFail ? "\x1b[31m" : "\x1b[33m") + outcome +
-                "\x1b[0m";
+    if (m_colours && result.outcome != inspection::conformance::Outcome::kPass) {
+      outcome =
+          (result.outcome == inspection::conformance::Outcome::kFail ? "\x1b[31m" : "\x1b[33m") +
+          outcome + "\x1b[0m";
     }
     Print(outcome + std::string(kOutcomeWidth - width, ' ') + result.check + "\n" +
           Indented(result.seen));

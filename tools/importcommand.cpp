@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "devkit/mail/mailjson.h"
+#include "simulation/mail/mailjson.h"
 #include "tools/command.h"
 #include "tools/mailinput.h"
 
@@ -39,7 +39,7 @@ int RunImport(const ImportOptions& options) {
   int status = kStatusDone;
   for (const std::string& mail : options.mails) {
     try {
-      if (!WriteTo(options.output, devkit::MailToJson(ReadMail(mail)))) {
+      if (!WriteTo(options.output, simulation::mail::MailToJson(ReadMail(mail)))) {
         fmt::print(stderr, "quorvex import: {} can't be written\n",
                    options.output.empty() ? "the output" : options.output);
         return kStatusUsage;

@@ -9,7 +9,7 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
-#include "devkit/diagnosis/loggercheck.h"
+#include "inspection/logs/loggercheck.h"
 #include "tools/command.h"
 #include "tools/displaywidth.h"
 #include "tools/textreport.h"
@@ -32,11 +32,11 @@ void PrintLine(const std::string& file, std::size_t line, std::string_view kind,
                              80, 4));
 }
 
-Json LineJson(const devkit::LoggerLine& line) {
+Json LineJson(const inspection::logs::LoggerLine& line) {
   Json warnings = Json::array();
   for (const std::string& warning : line.warnings) warnings.push_back(ValidUtf8(warning));
   return {{"line", line.line},
-          {"kind", devkit::NameOf(line.kind)},
+          {"kind", inspection::logs::NameOf(line.kind)},
           {"module", ValidUtf8(line.module)},
           {"what", ValidUtf8(line.what)},
           {"warnings", std::move(warnings)}};
@@ -45,14 +45,14 @@ Json LineJson(const devkit::LoggerLine& line) {
 int CheckConfig(const CheckOptions& options) {
   RequireFile("log check", options.file);
   bool first = true;
-  const auto show = [&options, &first](const devkit::LoggerLine& line) {
+  const auto show = [&options, &first](const inspection::logs::LoggerLine& line) {
     if (options.json) {
       fmt::print("{}\n    {}", first ? "" : ",", LineJson(line).dump());
       first = false;
       return;
     }
     const std::string subject = line.module.empty() ? "" : line.module + ": ";
-    PrintLine(options.file, line.line, devkit::NameOf(line.kind), subject + line.what);
+    PrintLine(options.file, line.line, inspection::logs::NameOf(line.kind), subject + line.what);
     for (const std::string& warning : line.warnings) {
       PrintLine(options.file, line.line, "warning", warning);
     }
@@ -60,7 +60,8 @@ int CheckConfig(const CheckOptions& options) {
   if (options.json) {
     fmt::print("{{\n  \"file\": {},\n  \"lines\": [", Json(ValidUtf8(options.file)).dump());
   }
-  const devkit::LoggerReport report = devkit::CheckLoggerConfig(options.file, show);
+  const inspection::logs::LoggerReport report =
+      inspection::logs::CheckLoggerConfig(options.file, show);
   if (options.json) {
     Json warnings = Json::array();
     for (const std::string& warning : report.onFile) warnings.push_back(warning);

@@ -9,8 +9,8 @@
 #include <string>
 #include <vector>
 
-#include "devkit/diagnosis/logline.h"
-#include "devkit/diagnosis/logstory.h"
+#include "inspection/logs/logline.h"
+#include "inspection/logs/logstory.h"
 #include "platform/textlines.h"
 #include "tools/command.h"
 #include "tools/displaywidth.h"
@@ -38,46 +38,46 @@ struct LogFile {
   std::string begins;  // the time of its first line; empty if it has none
 };
 
-const char* NameOf(devkit::RequestEnd end) {
+const char* NameOf(inspection::logs::RequestEnd end) {
   switch (end) {
-    case devkit::RequestEnd::kPassedOn:
+    case inspection::logs::RequestEnd::kPassedOn:
       return "answered";
-    case devkit::RequestEnd::kNotPassedOn:
+    case inspection::logs::RequestEnd::kNotPassedOn:
       return "not passed on";
-    case devkit::RequestEnd::kTimeOut:
+    case inspection::logs::RequestEnd::kTimeOut:
       return "no answer in time";
-    case devkit::RequestEnd::kNoBlock:
+    case inspection::logs::RequestEnd::kNoBlock:
       return "not noticed";
-    case devkit::RequestEnd::kNoAgent:
+    case inspection::logs::RequestEnd::kNoAgent:
       return "no agent";
-    case devkit::RequestEnd::kNotPushed:
+    case inspection::logs::RequestEnd::kNotPushed:
       break;
   }
   return "not pushed";
 }
 
-const char* NameOf(devkit::Checked checked) {
+const char* NameOf(inspection::logs::Checked checked) {
   switch (checked) {
-    case devkit::Checked::kWhole:
+    case inspection::logs::Checked::kWhole:
       return "checked";
-    case devkit::Checked::kInPart:
+    case inspection::logs::Checked::kInPart:
       return "checked in part";
-    case devkit::Checked::kNot:
+    case inspection::logs::Checked::kNot:
       break;
   }
   return "unchecked";
 }
 
-bool WasAnswered(const devkit::StoryRequest& request) {
-  return request.end == devkit::RequestEnd::kPassedOn ||
-         request.end == devkit::RequestEnd::kNotPassedOn;
+bool WasAnswered(const inspection::logs::StoryRequest& request) {
+  return request.end == inspection::logs::RequestEnd::kPassedOn ||
+         request.end == inspection::logs::RequestEnd::kNotPassedOn;
 }
 
-Json StoryJson(const devkit::MailStory& mail) {
+Json StoryJson(const inspection::logs::MailStory& mail) {
   Json requests = Json::array();
-  for (const devkit::StoryRequest& request : mail.requests) {
+  for (const inspection::logs::StoryRequest& request : mail.requests) {
     const bool answered = WasAnswered(request);
-    const bool polled = answered || request.end == devkit::RequestEnd::kTimeOut;
+    const bool polled = answered || request.end == inspection::logs::RequestEnd::kTimeOut;
     requests.push_back({{"stage", request.stage},
                         {"end", NameOf(request.end)},
                         {"answer", answered ? Json(request.answer) : Json()},
@@ -99,11 +99,11 @@ Json StoryJson(const devkit::MailStory& mail) {
           {"requests", std::move(requests)}};
 }
 
-void PrintStory(const devkit::MailStory& mail) {
+void PrintStory(const inspection::logs::MailStory& mail) {
   fmt::print("{} thread {} {}\n", mail.time, mail.thread, Shortened(mail.item, 24));
   fmt::print("  window   {}; sink attached, since its Send was seen\n", mail.window);
   if (!mail.subject.empty()) fmt::print("  subject  {}\n", Shortened(mail.subject, 69));
-  for (const devkit::StoryRequest& request : mail.requests) {
+  for (const inspection::logs::StoryRequest& request : mail.requests) {
     std::string answer = "-";
     if (WasAnswered(request)) answer = std::to_string(request.answer);
     fmt::print("  asked    {:<13} answer {:>3}, {:>4} polls left, {:>6} ms  {}\n", request.stage,
@@ -133,8 +133,8 @@ bool FindBeginning(LogFile* file) {
                  Printable(file->path), i + 1);
       return false;
     }
-    if (const auto line = devkit::ParseLogLine(piece)) {
-      file->begins = devkit::SortableTime(*line);
+    if (const auto line = inspection::logs::ParseLogLine(piece)) {
+      file->begins = inspection::logs::SortableTime(*line);
       return true;
     }
   }
@@ -142,7 +142,7 @@ bool FindBeginning(LogFile* file) {
 }
 
 // False if the file turns out to be no text further on.
-bool ReadStories(const LogFile& file, devkit::LogStories* stories) {
+bool ReadStories(const LogFile& file, inspection::logs::LogStories* stories) {
   platform::TextLines lines(file.path.c_str());
   std::string_view piece;
   bool inside = false;  // of a line that came in pieces: its later ones are no lines
@@ -181,16 +181,17 @@ int Explain(const ExplainOptions& options) {
     return one.begins < other.begins;
   });
   Totals totals;
-  devkit::LogStories stories([&options, &totals](const devkit::MailStory& mail) {
-    ++totals.mails;
-    if (mail.checked == devkit::Checked::kNot) ++totals.unchecked;
-    if (mail.checked == devkit::Checked::kInPart) ++totals.inPart;
-    if (options.json) {
-      fmt::print("{}\n", StoryJson(mail).dump());
-    } else {
-      PrintStory(mail);
-    }
-  });
+  inspection::logs::LogStories stories(
+      [&options, &totals](const inspection::logs::MailStory& mail) {
+        ++totals.mails;
+        if (mail.checked == inspection::logs::Checked::kNot) ++totals.unchecked;
+        if (mail.checked == inspection::logs::Checked::kInPart) ++totals.inPart;
+        if (options.json) {
+          fmt::print("{}\n", StoryJson(mail).dump());
+        } else {
+          PrintStory(mail);
+        }
+      });
   for (const LogFile& file : files) {
     if (!ReadStories(file, &stories)) unreadable = true;
   }

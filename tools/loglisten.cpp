@@ -10,15 +10,15 @@
 #include <string>
 #include <vector>
 
-#include "devkit/diagnosis/logdatagram.h"
-#include "devkit/platform/datagramreceiver.h"
-#include "devkit/platform/stopsignal.h"
-#include "devkit/platform/terminal.h"
+#include "inspection/logs/logdatagram.h"
 #include "logging/runtimetext.h"
 #include "platform/clock.h"
 #include "tools/command.h"
 #include "tools/displaywidth.h"
 #include "tools/logcommand.h"
+#include "tools/system/datagramreceiver.h"
+#include "tools/system/stopsignal.h"
+#include "tools/system/terminal.h"
 #include "tools/textreport.h"
 
 namespace tools {
@@ -54,15 +54,16 @@ class Listening {
  public:
   explicit Listening(const ListenOptions& options)
       : m_options(options),
-        m_gravity(options.level.empty() ? 0 : devkit::GravityOf(options.level).value_or(0)),
-        m_colours(!options.json && devkit::TakesColours(devkit::Stream::kOutput)) {}
+        m_gravity(options.level.empty() ? 0
+                                        : inspection::logs::GravityOf(options.level).value_or(0)),
+        m_colours(!options.json && tools::system::TakesColours(tools::system::Stream::kOutput)) {}
 
   int Run() {
     // Before the socket: a wish to end isn't missed.
-    const devkit::StopSignal stop;
-    std::unique_ptr<devkit::DatagramReceiver> receiver = Open();
+    const tools::system::StopSignal stop;
+    std::unique_ptr<tools::system::DatagramReceiver> receiver = Open();
     fmt::print(stderr, "listening on {}:{}; Ctrl-C ends\n", m_options.address, receiver->Port());
-    devkit::Datagram datagram;
+    tools::system::Datagram datagram;
     while (!stop.Flag() && (m_options.count == 0 || m_shown < m_options.count)) {
       if (receiver->Receive(kWaitMs, &datagram)) Take(datagram);
     }
@@ -71,9 +72,9 @@ class Listening {
   }
 
  private:
-  std::unique_ptr<devkit::DatagramReceiver> Open() const {
+  std::unique_ptr<tools::system::DatagramReceiver> Open() const {
     try {
-      return std::make_unique<devkit::DatagramReceiver>(m_options.address, m_options.port);
+      return std::make_unique<tools::system::DatagramReceiver>(m_options.address, m_options.port);
     } catch (const std::runtime_error& error) {
       throw CommandError(fmt::format("log listen: {}:{}: {}", Printable(m_options.address),
                                      m_options.port, error.what()),
@@ -81,8 +82,9 @@ class Listening {
     }
   }
 
-  void Take(const devkit::Datagram& datagram) {
-    const std::optional<devkit::LogLine> line = devkit::ParseLogDatagram(datagram.bytes);
+  void Take(const tools::system::Datagram& datagram) {
+    const std::optional<inspection::logs::LogLine> line =
+        inspection::logs::ParseLogDatagram(datagram.bytes);
     if (line ? !IsWanted(*line) : m_gravity > 0 || !m_options.modules.empty()) {
       ++m_leftOut;
       return;
@@ -96,9 +98,9 @@ class Listening {
     std::fflush(stdout);
   }
 
-  bool IsWanted(const devkit::LogLine& line) const {
+  bool IsWanted(const inspection::logs::LogLine& line) const {
     const auto& modules = m_options.modules;
-    return devkit::GravityOf(line.level).value_or(0) >= m_gravity &&
+    return inspection::logs::GravityOf(line.level).value_or(0) >= m_gravity &&
            (modules.empty() ||
             std::any_of(modules.begin(), modules.end(), [&line](const std::string& module) {
               return logging::EqualsIgnoringCase(module, line.module);
@@ -114,13 +116,14 @@ class Listening {
     return time;
   }
 
-  void ShowText(const devkit::Datagram& datagram, const std::optional<devkit::LogLine>& line) {
+  void ShowText(const tools::system::Datagram& datagram,
+                const std::optional<inspection::logs::LogLine>& line) {
     const std::string begin = fmt::format("{} {:<21} ", Now(false), datagram.sender);
     if (!line) {
-      fmt::print("{}foreign  {}\n", begin, devkit::Escaped(datagram.bytes));
+      fmt::print("{}foreign  {}\n", begin, inspection::logs::Escaped(datagram.bytes));
       return;
     }
-    const int gravity = devkit::GravityOf(line->level).value_or(0);
+    const int gravity = inspection::logs::GravityOf(line->level).value_or(0);
     const bool isColoured = m_colours && gravity >= 2;
     fmt::print("{}{}{:<4} {}: {}{}\n", begin,
                !isColoured    ? ""
@@ -130,8 +133,8 @@ class Listening {
                isColoured ? "\x1b[0m" : "");
   }
 
-  static void ShowJson(const devkit::Datagram& datagram,
-                       const std::optional<devkit::LogLine>& line) {
+  static void ShowJson(const tools::system::Datagram& datagram,
+                       const std::optional<inspection::logs::LogLine>& line) {
     Json json = {{"received", Now(true)}, {"sender", datagram.sender}, {"foreign", !line}};
     if (line) {
       json["time"] = line->time;
@@ -141,7 +144,7 @@ class Listening {
       json["text"] = ValidUtf8(line->message);
     } else {
       json["bytes"] = datagram.bytes.size();
-      json["text"] = devkit::Escaped(datagram.bytes);
+      json["text"] = inspection::logs::Escaped(datagram.bytes);
     }
     fmt::print("{}\n", json.dump());
   }

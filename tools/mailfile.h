@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "devkit/mailmodel.h"
+#include "simulation/mail/mailmodel.h"
 
 namespace tools {
 
@@ -11,6 +11,6 @@ namespace tools {
 extern const bool kMailFilesAreRead;
 
 // Reads a mail file. Raises std::runtime_error with the reason in words, without the path.
-devkit::MailModel ReadMailFile(const std::string& path);
+simulation::mail::MailModel ReadMailFile(const std::string& path);
 
 }  // namespace tools

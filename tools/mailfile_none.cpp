@@ -8,7 +8,7 @@ namespace tools {
 
 const bool kMailFilesAreRead = false;
 
-devkit::MailModel ReadMailFile(const std::string& path) {
+simulation::mail::MailModel ReadMailFile(const std::string& path) {
   std::error_code error;
   const std::filesystem::path file(reinterpret_cast<const char8_t*>(path.c_str()));
   if (!std::filesystem::exists(file, error)) throw std::runtime_error("there is no such file");

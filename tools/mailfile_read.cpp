@@ -1,13 +1,13 @@
 // With the mail library.
-#include "devkit/mail/mailreader.h"
+#include "simulation/mail/mailreader.h"
 #include "tools/mailfile.h"
 
 namespace tools {
 
 const bool kMailFilesAreRead = true;
 
-devkit::MailModel ReadMailFile(const std::string& path) {
-  return devkit::ReadMailFile(path);
+simulation::mail::MailModel ReadMailFile(const std::string& path) {
+  return simulation::mail::ReadMailFile(path);
 }
 
 }  // namespace tools

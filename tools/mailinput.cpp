@@ -5,7 +5,7 @@
 #include <sstream>
 #include <stdexcept>
 
-#include "devkit/mail/mailjson.h"
+#include "simulation/mail/mailjson.h"
 #include "tools/mailfile.h"
 
 namespace tools {
@@ -29,7 +29,7 @@ bool BeginsAsJson(std::ifstream& file) {
   beginning.resize(static_cast<std::size_t>(file.gcount()));
   file.clear();
   file.seekg(0);
-  return devkit::LooksLikeMailJson(beginning);
+  return simulation::mail::LooksLikeMailJson(beginning);
 }
 
 }  // namespace
@@ -38,12 +38,12 @@ bool ReadsMailFiles() {
   return kMailFilesAreRead;
 }
 
-devkit::MailModel ReadMail(const std::string& path) {
+simulation::mail::MailModel ReadMail(const std::string& path) {
   std::error_code error;
   if (std::filesystem::is_regular_file(PathOf(path), error)) {
     std::ifstream file(PathOf(path), std::ios::binary);
     if (file && BeginsAsJson(file)) {
-      devkit::MailModel mail = devkit::MailFromJson(WholeFile(file));
+      simulation::mail::MailModel mail = simulation::mail::MailFromJson(WholeFile(file));
       mail.source = path;
       return mail;
     }

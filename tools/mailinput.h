@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "devkit/mailmodel.h"
+#include "simulation/mail/mailmodel.h"
 
 namespace tools {
 
@@ -12,6 +12,6 @@ bool ReadsMailFiles();
 
 // Reads the mail at `path` (UTF-8), a mail file or a mail in JSON. Raises std::runtime_error with
 // the reason in words, without the path.
-devkit::MailModel ReadMail(const std::string& path);
+simulation::mail::MailModel ReadMail(const std::string& path);
 
 }  // namespace tools

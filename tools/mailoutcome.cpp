@@ -16,7 +16,7 @@ Json OrNull(const std::optional<Value>& value) {
   return value ? Json(*value) : Json(nullptr);
 }
 
-Json RequestJson(const devkit::JournalRequest& request) {
+Json RequestJson(const simulation::agent::JournalRequest& request) {
   Json object = {{"type", request.itemType},
                  {"payload", OrNull(request.payload)},
                  {"name", request.name},
@@ -29,8 +29,8 @@ Json RequestJson(const devkit::JournalRequest& request) {
 }
 
 // What the add-in made of an answer: 3, 4 and 7 count, and only if they came in time.
-ActionCode Taken(const devkit::JournalRequest& request) {
-  const bool taken = request.outcome == devkit::kOutcomeTaken;
+ActionCode Taken(const simulation::agent::JournalRequest& request) {
+  const bool taken = request.outcome == simulation::agent::kOutcomeTaken;
   const ActionCode answer = request.answer.value_or(kActionNothingUsable);
   return taken && (answer == kActionGoOn || IsDecisive(answer)) ? answer : kActionNothingUsable;
 }
@@ -42,10 +42,10 @@ const char* OutcomeWord(const MailOutcome& outcome) {
   return outcome.tag ? "tagged" : "sent";
 }
 
-ActionCode ActionOf(const std::vector<devkit::JournalRequest>& requests) {
+ActionCode ActionOf(const std::vector<simulation::agent::JournalRequest>& requests) {
   ActionCode action = kActionNothingDecided;
   bool contentOpen = false;
-  for (const devkit::JournalRequest& request : requests) {
+  for (const simulation::agent::JournalRequest& request : requests) {
     if (request.itemType == kItemRecipients) contentOpen = Taken(request) == kActionGoOn;
     if (request.itemType == kItemFile && contentOpen) action = Taken(request);
     if (request.itemType == kItemSessionEnd && IsDecisive(Taken(request))) action = Taken(request);

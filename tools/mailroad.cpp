@@ -17,7 +17,7 @@ constexpr std::uint32_t kJournalMilliseconds = 1000;
 }  // namespace
 
 MailRoad::MailRoad(const std::string& hostVersion)
-    : m_host(hostVersion), m_journal(devkit::JournalPath()) {
+    : m_host(hostVersion), m_journal(simulation::agent::JournalPath()) {
   m_host.OpenExplorer();
   if (FAILED(m_host.Connect(m_addIn.Object()))) {
     throw std::runtime_error("the add-in refused to be connected");
@@ -26,21 +26,21 @@ MailRoad::MailRoad(const std::string& hostVersion)
 
 MailRoad::~MailRoad() {
   m_host.Disconnect();
-  for (devkit::HostMailItem* const item : m_sent) item->Release();
+  for (simulation::host::HostMailItem* const item : m_sent) item->Release();
 }
 
-MailOutcome MailRoad::Send(const std::string& mail, devkit::MailModel model) {
+MailOutcome MailRoad::Send(const std::string& mail, simulation::mail::MailModel model) {
   MailOutcome outcome;
   outcome.mail = mail;
   outcome.agentThere = IsAgentThere();
 
-  devkit::HostInspector& window = m_host.OpenInspector(std::move(model));
-  devkit::HostMailItem& item = *window.Mail();
+  simulation::host::HostInspector& window = m_host.OpenInspector(std::move(model));
+  simulation::host::HostMailItem& item = *window.Mail();
   item.AddRef();
   m_sent.push_back(&item);
 
   const auto begin = std::chrono::steady_clock::now();
-  const devkit::SendOutcome sent = m_host.Send(item);
+  const simulation::host::SendOutcome sent = m_host.Send(item);
   const std::chrono::duration<double, std::milli> took = std::chrono::steady_clock::now() - begin;
 
   outcome.cancel = sent.cancel;
@@ -55,8 +55,8 @@ MailOutcome MailRoad::Send(const std::string& mail, devkit::MailModel model) {
   return outcome;
 }
 
-std::optional<MailTag> MailRoad::TagOf(const devkit::HostMailItem& item) const {
-  for (const devkit::HostNamedProperty& property : item.NamedProperties()) {
+std::optional<MailTag> MailRoad::TagOf(const simulation::host::HostMailItem& item) const {
+  for (const simulation::host::HostNamedProperty& property : item.NamedProperties()) {
     return MailTag{property.name, property.value};
   }
   return std::nullopt;

@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
-#include "devkit/agent/journal.h"
-#include "devkit/host/simulatedhost.h"
-#include "devkit/mailmodel.h"
+#include "simulation/agent/journal.h"
+#include "simulation/host/simulatedhost.h"
+#include "simulation/mail/mailmodel.h"
 #include "tools/addin.h"
 #include "tools/mailoutcome.h"
 
@@ -25,19 +25,19 @@ class MailRoad {
   MailRoad& operator=(const MailRoad&) = delete;
 
   // Sends the mail and tells what became of it. `mail` is shown as its path.
-  MailOutcome Send(const std::string& mail, devkit::MailModel model);
+  MailOutcome Send(const std::string& mail, simulation::mail::MailModel model);
 
   AddIn& TheAddIn() { return m_addIn; }
 
  private:
-  std::optional<MailTag> TagOf(const devkit::HostMailItem& item) const;
+  std::optional<MailTag> TagOf(const simulation::host::HostMailItem& item) const;
 
   AddIn m_addIn;
-  devkit::SimulatedHost m_host;
-  devkit::JournalReader m_journal;
+  simulation::host::SimulatedHost m_host;
+  simulation::agent::JournalReader m_journal;
   // Closed mails are held to the end: the add-in knows a mail by its address for five seconds, and
   // a new mail in an old one's place would inherit its verdict.
-  std::vector<devkit::HostMailItem*> m_sent;
+  std::vector<simulation::host::HostMailItem*> m_sent;
 };
 
 }  // namespace tools

@@ -4,10 +4,10 @@
 #include <exception>
 #include <memory>
 
-#include "devkit/platform/commandline.h"
-#include "devkit/platform/terminal.h"
 #include "tools/command.h"
 #include "tools/helptext.h"
+#include "tools/system/commandline.h"
+#include "tools/system/terminal.h"
 
 namespace {
 
@@ -38,7 +38,7 @@ int Run(int argc, char** argv) {
   tools::AddRingCommand(app, &status);
 
   // The parser takes the arguments from the last to the first.
-  std::vector<std::string> arguments = devkit::CommandLineArguments(argc, argv);
+  std::vector<std::string> arguments = tools::system::CommandLineArguments(argc, argv);
   std::reverse(arguments.begin(), arguments.end());
   try {
     app.parse(arguments);
@@ -57,7 +57,7 @@ int Run(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  devkit::WriteUtf8ToConsole();
+  tools::system::WriteUtf8ToConsole();
   try {
     return Run(argc, argv);
   } catch (const std::exception& wrong) {

@@ -3,11 +3,11 @@
 #include <memory>
 #include <string>
 
-#include "devkit/platform/stopsignal.h"
-#include "devkit/platform/terminal.h"
-#include "devkit/ringview/ringview.h"
+#include "inspection/ring/ringview.h"
 #include "platform/clock.h"
 #include "tools/command.h"
+#include "tools/system/stopsignal.h"
+#include "tools/system/terminal.h"
 
 namespace tools {
 namespace {
@@ -43,10 +43,11 @@ class RingRun {
 
   int Run() {
     if (!m_options.file.empty()) return LookAtFile();
-    const devkit::StopSignal stop;
+    const tools::system::StopSignal stop;
     int status = kStatusDone;
     do {
-      if (m_options.watch && !m_options.json && devkit::IsTerminal(devkit::Stream::kOutput)) {
+      if (m_options.watch && !m_options.json &&
+          tools::system::IsTerminal(tools::system::Stream::kOutput)) {
         Print("\x1b[H\x1b[2J");
       }
       status = LookAtLive();
@@ -60,46 +61,47 @@ class RingRun {
     std::fflush(stdout);
   }
 
-  static bool Wait(const devkit::StopSignal& stop, std::uint32_t milliseconds) {
+  static bool Wait(const tools::system::StopSignal& stop, std::uint32_t milliseconds) {
     for (std::uint32_t waited = 0; waited < milliseconds && !stop.Flag(); waited += kNapMs) {
       platform::clock.Sleep(kNapMs);
     }
     return !stop.Flag();
   }
 
-  int Show(const std::string& source, const ringview::Snapshot& now,
-           const ringview::Snapshot* before, std::uint32_t elapsedMs) const {
-    const std::vector<ringview::Finding> findings = ringview::Diagnose(now, before, elapsedMs);
-    Print(m_options.json ? ringview::ReportJson(source, now, findings) + "\n"
-                         : ringview::ReportText(source, now, findings));
+  int Show(const std::string& source, const inspection::ring::Snapshot& now,
+           const inspection::ring::Snapshot* before, std::uint32_t elapsedMs) const {
+    const std::vector<inspection::ring::Finding> findings =
+        inspection::ring::Diagnose(now, before, elapsedMs);
+    Print(m_options.json ? inspection::ring::ReportJson(source, now, findings) + "\n"
+                         : inspection::ring::ReportText(source, now, findings));
     if (!now.unreadable.empty()) return kStatusUnreadable;
-    for (const ringview::Finding& finding : findings) {
+    for (const inspection::ring::Finding& finding : findings) {
       if (finding.isFault) return kStatusFaults;
     }
     return kStatusDone;
   }
 
   int LookAtFile() const {
-    ringview::Bytes bytes;
+    inspection::ring::Bytes bytes;
     std::string error;
-    if (!ringview::ReadSavedRing(m_options.file, &bytes, &error)) {
+    if (!inspection::ring::ReadSavedRing(m_options.file, &bytes, &error)) {
       throw CommandError(error, kStatusUnreadable);
     }
-    return Show(m_options.file, ringview::Decode(bytes), nullptr, 0);
+    return Show(m_options.file, inspection::ring::Decode(bytes), nullptr, 0);
   }
 
-  ringview::Bytes ReadLive() const {
-    ringview::Bytes bytes;
+  inspection::ring::Bytes ReadLive() const {
+    inspection::ring::Bytes bytes;
     std::string error;
-    if (!ringview::ReadLiveRing(m_options.ring, &bytes, &error)) {
+    if (!inspection::ring::ReadLiveRing(m_options.ring, &bytes, &error)) {
       throw CommandError(error, kStatusUsage);
     }
     return bytes;
   }
 
   int LookAtLive() const {
-    ringview::Bytes bytes = ReadLive();
-    const ringview::Snapshot before = ringview::Decode(bytes);
+    inspection::ring::Bytes bytes = ReadLive();
+    const inspection::ring::Snapshot before = inspection::ring::Decode(bytes);
     const std::uint32_t began = platform::clock.GetTickCount();
     const bool isIdle = before.entries.empty() && before.header.usedBytes == 0;
     if (!isIdle) {
@@ -107,10 +109,10 @@ class RingRun {
       bytes = ReadLive();
     }
     std::string error;
-    if (!m_options.save.empty() && !ringview::SaveRing(m_options.save, bytes, &error)) {
+    if (!m_options.save.empty() && !inspection::ring::SaveRing(m_options.save, bytes, &error)) {
       throw CommandError(error, kStatusUsage);
     }
-    return Show(m_options.ring, isIdle ? before : ringview::Decode(bytes),
+    return Show(m_options.ring, isIdle ? before : inspection::ring::Decode(bytes),
                 isIdle ? nullptr : &before, platform::clock.GetTickCount() - began);
   }
 

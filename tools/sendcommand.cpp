@@ -9,8 +9,6 @@
 #include <string>
 #include <vector>
 
-#include "devkit/platform/stopsignal.h"
-#include "devkit/platform/terminal.h"
 #include "platform/clock.h"
 #include "platform/scopedreplacement.h"
 #include "tools/agentprocess.h"
@@ -19,6 +17,8 @@
 #include "tools/mailinput.h"
 #include "tools/mailroad.h"
 #include "tools/sendreport.h"
+#include "tools/system/stopsignal.h"
+#include "tools/system/terminal.h"
 
 namespace tools {
 
@@ -68,15 +68,15 @@ MailOutcome SendOne(MailRoad& road, const std::string& path) {
   return unreadable;
 }
 
-int SendAll(const SendOptions& options, const devkit::StopSignal& stop) {
+int SendAll(const SendOptions& options, const tools::system::StopSignal& stop) {
   MailRoad road(options.hostVersion);
   std::unique_ptr<LogTail> log;
   if (!options.log.empty()) log = std::make_unique<LogTail>(road.TheAddIn(), options.log);
 
-  const bool terminal = devkit::IsTerminal(devkit::Stream::kOutput);
+  const bool terminal = tools::system::IsTerminal(tools::system::Stream::kOutput);
   ReportStyle style;
-  style.colour = devkit::TakesColours(devkit::Stream::kOutput);
-  style.width = std::max<std::size_t>(devkit::TerminalWidth(), 40);
+  style.colour = tools::system::TakesColours(tools::system::Stream::kOutput);
+  style.width = std::max<std::size_t>(tools::system::TerminalWidth(), 40);
   const ProgressBar bar(options.mails.size(), style, terminal && !options.json);
   Summary summary;
   for (std::size_t i = 0; i < options.mails.size() && !stop.Flag(); ++i) {
@@ -98,7 +98,7 @@ int SendAll(const SendOptions& options, const devkit::StopSignal& stop) {
 }
 
 int RunSend(const SendOptions& options) {
-  const devkit::StopSignal stop;
+  const tools::system::StopSignal stop;
   // Somebody who pressed Ctrl-C doesn't want to wait for an agent that has gone: the waits fall
   // away, and the add-in cleans up as after any time-out.
   const platform::ScopedReplacement<platform::clock, &platform::ClockOperations::Sleep> hurry(

@@ -27,8 +27,8 @@ std::string Coloured(std::string_view text, Colour colour, const ReportStyle& st
   return fmt::format("\x1b[{}m{}\x1b[0m", code, text);
 }
 
-std::string AnswerWord(const devkit::JournalRequest& request) {
-  if (request.outcome == devkit::kOutcomeRefused) return "no block";
+std::string AnswerWord(const simulation::agent::JournalRequest& request) {
+  if (request.outcome == simulation::agent::kOutcomeRefused) return "no block";
   if (!request.answer) return "none";
   switch (*request.answer) {
     case kActionBlock:
@@ -42,15 +42,15 @@ std::string AnswerWord(const devkit::JournalRequest& request) {
   }
 }
 
-Colour AnswerColour(const devkit::JournalRequest& request) {
-  if (!request.answer || request.outcome != devkit::kOutcomeTaken) return Colour::kWarn;
+Colour AnswerColour(const simulation::agent::JournalRequest& request) {
+  if (!request.answer || request.outcome != simulation::agent::kOutcomeTaken) return Colour::kWarn;
   if (*request.answer == kActionBlock) return Colour::kBad;
   if (*request.answer == kActionTag) return Colour::kWarn;
   return *request.answer == kActionGoOn ? Colour::kGood : Colour::kWarn;
 }
 
 // Addresses are listed; a file is told by what it stands for and how large it is.
-std::string WhatWasAsked(const devkit::JournalRequest& request) {
+std::string WhatWasAsked(const simulation::agent::JournalRequest& request) {
   std::string text = request.payload.value_or("");
   if (request.itemType == kItemRecipients) {
     if (!text.empty() && text.back() == '\0') text.pop_back();
@@ -73,12 +73,13 @@ std::string WhatWasAsked(const devkit::JournalRequest& request) {
   return fmt::format("{} ({} bytes)", what, *request.contentBytes);
 }
 
-std::string Wait(const devkit::JournalRequest& request) {
-  if (request.outcome == devkit::kOutcomeTaken) return fmt::format("{} ms", request.waitedMs);
+std::string Wait(const simulation::agent::JournalRequest& request) {
+  if (request.outcome == simulation::agent::kOutcomeTaken)
+    return fmt::format("{} ms", request.waitedMs);
   return request.outcome.empty() ? "" : std::string(request.outcome);
 }
 
-std::string Row(const devkit::JournalRequest& request, const ReportStyle& style) {
+std::string Row(const simulation::agent::JournalRequest& request, const ReportStyle& style) {
   const std::size_t askedWidth = style.width - kStageWidth - kAnswerWidth - kWaitWidth - 3;
   std::string line = "  ";
   line += Padded(request.stage, kStageWidth);
@@ -112,7 +113,8 @@ std::string Verdict(const MailOutcome& outcome, const ReportStyle& style) {
   if (recipients == outcome.requests.end()) {
     return sent + ": content unchecked, since no recipient could be read";
   }
-  if (recipients->answer != kActionGoOn || recipients->outcome != devkit::kOutcomeTaken) {
+  if (recipients->answer != kActionGoOn ||
+      recipients->outcome != simulation::agent::kOutcomeTaken) {
     return sent + ": content unchecked, since the agent did not go on with the recipients";
   }
   return sent;

@@ -3,7 +3,7 @@
 #include <filesystem>
 #include <system_error>
 
-#include "devkit/agent/utf8.h"
+#include "simulation/agent/utf8.h"
 #include "tools/command.h"
 #include "tools/displaywidth.h"
 
@@ -59,7 +59,7 @@ std::string Counted(std::uint64_t count, std::string_view one) {
 }
 
 std::string ValidUtf8(std::string_view text) {
-  return devkit::ReplaceInvalidUtf8(text);
+  return simulation::agent::ReplaceInvalidUtf8(text);
 }
 
 void RequireFile(std::string_view command, const std::string& path) {

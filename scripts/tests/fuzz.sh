@@ -18,7 +18,7 @@ test_fuzz() {
   echo "Fuzzers, $fuzz_seconds seconds each"
   # Two at a time: the checks wait for what has been started beside them.
   local source names=() name other i
-  for source in "$top"/fuzz/*.cpp; do names+=("$(basename "$source" .cpp)"); done
+  while read -r source; do names+=("$(basename "$source" .cpp)"); done < <(find "$top/fuzz" -name "*.cpp" | sort)
   for ((i = 0; i < ${#names[@]}; i += 2)); do
     name=${names[i]} other=${names[i + 1]-}
     if [ -n "$other" ]; then

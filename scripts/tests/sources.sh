@@ -3,7 +3,7 @@
 test_sources() {
   echo "Sources"
   check "formatted by clang-format" check_format
-  check "each folder includes only what stands below it" "$top/scripts/checkincludes"
+  check "each folder includes only what its row allows" "$top/scripts/checkincludes"
   check "the operating system shows only in platform/" check_platform
   check "the words of the commits" "$top/scripts/checkcommits"
   check "shell scripts parse" bash -n "$top/run" "$top/test" "$top"/scripts/*.sh "$top"/scripts/tests/*.sh
@@ -20,7 +20,7 @@ check_format() {
 check_platform() {
   local found
   found=$(cd "$top" && source_files '*.h' '*.cpp' |
-    grep -vE '^(platform|devkit/platform|tests|bench|fuzz)/' |
+    grep -vE '^(platform|tools/system|tests|bench|fuzz)/' |
     xargs grep -nE '#[[:space:]]*if.*(_WIN32|_WIN64|__MINGW|__linux__|__unix__)|#[[:space:]]*include[[:space:]]*<(windows\.h|unistd\.h|sys/|fcntl\.h|winsock|ws2tcpip|objbase|ole|shlobj|poll\.h|pthread\.h)')
   [ -z "$found" ] || { echo "$found"; return 1; }
 }
@@ -31,7 +31,7 @@ test_tidy() {
 }
 
 check_tidy() {
-  (cd "$top" && source_files '*.cpp' | grep -E '^(platform/com|platform/posix|text|logging|config|channel|agent|devkit|tools|examples)/' |
+  (cd "$top" && source_files '*.cpp' | grep -E '^(platform/com|platform/posix|text|logging|config|channel|agent|agentkit|simulation|inspection|tools|examples)/' |
     jq -R . | jq -s '.' >"$results_logs/tidy-wanted.json" &&
     jq -r --arg top "$top/" --slurpfile wanted "$results_logs/tidy-wanted.json" \
       '.[].file | ltrimstr($top) | select(. as $f | $wanted[0] | index($f))' \

@@ -14,16 +14,16 @@
 namespace {
 
 using platform::ScopedReplacement;
-using support::LogCapture;
-using support::LoggedLine;
 using testing::Each;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
-using testsupport::PrivateNames;
-using testsupport::Reply;
-using testsupport::ScriptedAgent;
-using testsupport::SeenRequest;
+using tests::LogCapture;
+using tests::LoggedLine;
+using tests::PrivateNames;
+using tests::Reply;
+using tests::ScriptedAgent;
+using tests::SeenRequest;
 
 using namespace std::string_literals;
 

@@ -12,14 +12,14 @@
 namespace {
 
 using platform::ScopedReplacement;
-using support::LogCapture;
-using support::LoggedLine;
-using support::TemporaryFolder;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
-using testsupport::Reply;
-using testsupport::ScriptedAgent;
+using tests::LogCapture;
+using tests::LoggedLine;
+using tests::Reply;
+using tests::ScriptedAgent;
+using tests::TemporaryFolder;
 
 using namespace std::string_literals;
 
@@ -171,7 +171,7 @@ TEST_F(CheckContentWithFile, TemporaryPathThatCannotBeHadLeavesTheBareName) {
 }
 
 TEST_F(CheckContentWithFile, WithNoAgentTheFileIsWrittenAndTheResultIs1) {
-  testsupport::PrivateNames noAgent;
+  tests::PrivateNames noAgent;
   LogCapture log;
   EXPECT_EQ(Ask("data"), 1);
   EXPECT_TRUE(log.Has(kLogErr, "CheckContent: cannot initialize shared memory!"));

@@ -5,9 +5,9 @@
 #include <cstring>
 #include <vector>
 
-#include "channel/wirerecords.h"
+#include "channel/protocol.h"
 
-namespace testsupport {
+namespace tests {
 
 class MemoryRing {
  public:
@@ -57,4 +57,4 @@ inline std::vector<unsigned char> CountingBytes(std::size_t size) {
   return bytes;
 }
 
-}  // namespace testsupport
+}  // namespace tests

@@ -12,12 +12,12 @@
 
 namespace {
 
-using support::LogCapture;
-using support::LoggedLine;
 using testing::ElementsAre;
 using testing::IsEmpty;
-using testsupport::CountingBytes;
-using testsupport::MemoryRing;
+using tests::CountingBytes;
+using tests::LogCapture;
+using tests::LoggedLine;
+using tests::MemoryRing;
 
 using Bytes = std::vector<unsigned char>;
 

@@ -17,7 +17,7 @@
 
 namespace {
 
-using testsupport::MemoryRing;
+using tests::MemoryRing;
 
 constexpr std::uint32_t kWords = sizeof(ContentRequest) / 4;
 using Record = std::array<std::uint32_t, kWords>;

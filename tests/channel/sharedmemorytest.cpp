@@ -12,11 +12,11 @@ namespace {
 
 using platform::Handle;
 using platform::ScopedReplacement;
-using support::LogCapture;
-using support::LoggedLine;
 using testing::ElementsAre;
 using testing::IsEmpty;
-using testsupport::PrivateNames;
+using tests::LogCapture;
+using tests::LoggedLine;
+using tests::PrivateNames;
 
 int g_somewhere = 0;
 Handle const kStaleHandle = &g_somewhere;

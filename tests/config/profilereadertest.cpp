@@ -17,9 +17,9 @@
 namespace {
 
 using namespace std::string_literals;
-using support::TextFile;
 using testing::ElementsAre;
 using testing::Pair;
+using tests::TextFile;
 
 // What a file of this content makes of these keys and defaults.
 ProfileMap Read(std::string_view content, ProfileMap wanted) {
@@ -45,7 +45,7 @@ TEST(ProfileReader, KeysThatTheFileDoesNotHoldKeepTheirDefaults) {
 
 TEST(ProfileReader, EmptyMapGivesFalseWithoutTouchingTheFile) {
   const TextFile file("x_name=one\n");
-  const support::OpenFiles files;
+  const tests::OpenFiles files;
   ProfileMap nothing;
   EXPECT_FALSE(ProfileReader(file.Path(), nothing));
   EXPECT_EQ(files.Opened(), 0);
@@ -53,7 +53,7 @@ TEST(ProfileReader, EmptyMapGivesFalseWithoutTouchingTheFile) {
 }
 
 TEST(ProfileReader, MissingFileGivesFalseAndTouchesNothing) {
-  const support::TemporaryFolder folder;
+  const tests::TemporaryFolder folder;
   ProfileMap wanted = {{"x_name", "default"}};
   EXPECT_FALSE(ProfileReader(folder.Entry("vrk.pro"), wanted));
   EXPECT_FALSE(ProfileReader(folder.Entry("no folder/vrk.pro"), wanted));
@@ -62,7 +62,7 @@ TEST(ProfileReader, MissingFileGivesFalseAndTouchesNothing) {
 }
 
 TEST(ProfileReader, FolderInPlaceOfTheFileGivesFalse) {
-  const support::TemporaryFolder folder;
+  const tests::TemporaryFolder folder;
   ProfileMap wanted = {{"x_name", "default"}};
   EXPECT_FALSE(ProfileReader(folder.Path().string(), wanted));
 }
@@ -71,7 +71,7 @@ TEST(ProfileReader, FileThatMayNotBeReadGivesFalseAndTouchesNothing) {
   const TextFile file("x_name=one\n");
   const platform::ScopedReplacement<platform::files, &platform::FileOperations::CreateFileA> denied(
       [](auto...) { return platform::kInvalidHandle; });
-  const support::OpenFiles files;
+  const tests::OpenFiles files;
   ProfileMap wanted = {{"x_name", "default"}};
   EXPECT_FALSE(ProfileReader(file.Path(), wanted));
   EXPECT_THAT(wanted, ElementsAre(Pair("x_name", "default")));
@@ -88,7 +88,7 @@ TEST(ProfileReader, FileWithoutTheKeysGivesTrueAndTheDefaults) {
 
 TEST(ProfileReader, OpensForReadingSharedWithReadersAndWritersAndCloses) {
   const TextFile file("x_name=one\n");
-  const support::OpenFiles files;
+  const tests::OpenFiles files;
   ProfileMap wanted = {{"x_name", ""}};
   EXPECT_TRUE(ProfileReader(file.Path(), wanted));
   EXPECT_EQ(files.Opened(), 1);
@@ -99,7 +99,7 @@ TEST(ProfileReader, OpensForReadingSharedWithReadersAndWritersAndCloses) {
 }
 
 TEST(ProfileReader, ChangeToTheFileCountsFromTheNextCallOn) {
-  const support::TemporaryFolder folder;
+  const tests::TemporaryFolder folder;
   for (const std::string value : {"one", "two"}) {
     std::ofstream(folder.Path() / "vrk.pro", std::ios::binary) << "x_name=" << value;
     ProfileMap wanted = {{"x_name", ""}};
@@ -113,19 +113,19 @@ TEST(ProfileReader, ReadThatBreaksOffGivesTrueAndKeepsWhatWasRead) {
   const TextFile file(content);
   const ProfileMap defaults = {{"x_name", "n"}, {"x_value", "v"}};
   {
-    const support::BrokenRead broken(0);
+    const tests::BrokenRead broken(0);
     ProfileMap wanted = defaults;
     EXPECT_TRUE(ProfileReader(file.Path(), wanted));
     EXPECT_EQ(wanted, defaults);
   }
   {
-    const support::BrokenRead broken(14);  // within the second key
+    const tests::BrokenRead broken(14);  // within the second key
     ProfileMap wanted = defaults;
     EXPECT_TRUE(ProfileReader(file.Path(), wanted));
     EXPECT_THAT(wanted, ElementsAre(Pair("x_name", "one"), Pair("x_value", "v")));
   }
   {
-    const support::BrokenRead broken(20);  // within the second value: as at the end of the file
+    const tests::BrokenRead broken(20);  // within the second value: as at the end of the file
     ProfileMap wanted = defaults;
     EXPECT_TRUE(ProfileReader(file.Path(), wanted));
     EXPECT_THAT(wanted, ElementsAre(Pair("x_name", "one"), Pair("x_value", "t")));
@@ -146,8 +146,8 @@ TEST(ProfileReader, FailingCloseIsNotReported) {
 
 TEST(ProfileReader, FileIsClosedWhenMemoryRunsOut) {
   const TextFile file("x_name=one\n");
-  const support::OpenFiles files;
-  const support::ReplaceRead failing([](auto...) -> bool { throw std::bad_alloc(); });
+  const tests::OpenFiles files;
+  const tests::ReplaceRead failing([](auto...) -> bool { throw std::bad_alloc(); });
   ProfileMap wanted = {{"x_name", "default"}};
   EXPECT_THROW(ProfileReader(file.Path(), wanted), std::bad_alloc);
   EXPECT_EQ(files.Opened(), 1);
@@ -282,7 +282,7 @@ TEST(ProfileReader, EveryPlaceWhereAReadCanEndIsTheSame) {
   const TextFile file(
       "\t X_Name =  a = \\tb\r\r\n\r\nx_n  ame=1\nx_value= \t\r\n=\r\n x_last\t= 2 ");
   for (std::uint32_t most = 1; most < 70; ++most) {
-    const support::SmallReads small(most);
+    const tests::SmallReads small(most);
     ProfileMap wanted = {{"x_name", ""}, {"x_value", "v"}, {"", "e"}, {"x_last", ""}};
     ASSERT_TRUE(ProfileReader(file.Path(), wanted));
     EXPECT_THAT(wanted, ElementsAre(Pair("", ""), Pair("x_last", "2"), Pair("x_name", "a = \tb\r"),
@@ -350,14 +350,13 @@ TEST(ProfileReader, FilesOfUnluckyCharactersReadLikeTheLongWay) {
         [&](auto...) { return platform::Handle(&given); });
     const platform::ScopedReplacement<platform::handles, &platform::HandleOperations::CloseHandle>
         close([](auto...) { return true; });
-    const support::ReplaceRead read(
-        [&](auto, auto, void* buffer, std::uint32_t, std::uint32_t* got) {
-          *got = static_cast<std::uint32_t>(
-              std::min<std::size_t>(1 + random() % 40, content.size() - given));
-          std::copy_n(content.data() + given, *got, static_cast<char*>(buffer));
-          given += *got;
-          return true;
-        });
+    const tests::ReplaceRead read([&](auto, auto, void* buffer, std::uint32_t, std::uint32_t* got) {
+      *got = static_cast<std::uint32_t>(
+          std::min<std::size_t>(1 + random() % 40, content.size() - given));
+      std::copy_n(content.data() + given, *got, static_cast<char*>(buffer));
+      given += *got;
+      return true;
+    });
     ProfileMap wanted = defaults;
     ASSERT_TRUE(ProfileReader("from memory", wanted));
     ASSERT_EQ(wanted, expected) << testing::PrintToString(content);

@@ -74,7 +74,7 @@ class FileStream : public testing::Test {
     return {base.begin(), base.end()};
   }
 
-  support::TemporaryFolder folder;
+  tests::TemporaryFolder folder;
 };
 
 // A seek that tells each stream it is about to write the byte behind the cap.

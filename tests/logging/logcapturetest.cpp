@@ -10,10 +10,10 @@
 
 namespace {
 
-using support::LogCapture;
-using support::LoggedLine;
 using testing::ElementsAre;
 using testing::IsEmpty;
+using tests::LogCapture;
+using tests::LoggedLine;
 
 TEST(LogCapture, GivesLevelsAndMessagesInOrder) {
   LogCapture log;
@@ -45,8 +45,8 @@ TEST(LogCapture, ThroughTheDebuggerNeedsNoFile) {
 }
 
 TEST(LogCapture, RefusesTextThatNoLoggerWrote) {
-  EXPECT_THROW(support::ParseLog("anything\r\n", "Outlook"), std::runtime_error);
-  EXPECT_THROW(support::ParseLog("(00042) 02/03/2024 04:05:06.007 Outlook> Info: cut", "Outlook"),
+  EXPECT_THROW(tests::ParseLog("anything\r\n", "Outlook"), std::runtime_error);
+  EXPECT_THROW(tests::ParseLog("(00042) 02/03/2024 04:05:06.007 Outlook> Info: cut", "Outlook"),
                std::runtime_error);
 }
 

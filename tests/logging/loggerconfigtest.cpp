@@ -44,7 +44,7 @@ class Config : public testing::Test {
 
   // The base names of the file streams that were made, without the computer's name, in order.
   std::vector<WideString> fileNames;
-  support::TemporaryFolder folder;
+  tests::TemporaryFolder folder;
   OpenLogger logger;
 
  private:

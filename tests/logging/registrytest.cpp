@@ -194,7 +194,7 @@ TEST_F(Registry, RefusesAFileNameThatIsNotUtf8) {
 }
 
 TEST_F(Registry, TakesStreamTypesWithoutRegardToCase) {
-  support::TemporaryFolder folder;
+  tests::TemporaryFolder folder;
   EXPECT_EQ(logger.AddStream("Outlook", 15, "dBG", nullptr), 1);
   EXPECT_EQ(logger.AddStream("Outlook", 15, "udp", "127.0.0.1"), 1);
   EXPECT_EQ(logger.AddStream("Outlook", 15, "FILE", folder.Entry("log").c_str()), 1);
@@ -280,7 +280,7 @@ TEST_F(Registry, LeavesTheOutputsUntouchedWithoutSuchAStream) {
 }
 
 TEST_F(Registry, ForgetsEverythingAndClosesTheFiles) {
-  support::TemporaryFolder folder;
+  tests::TemporaryFolder folder;
   ASSERT_EQ(logger.AddStream("Outlook", 15, "File", folder.Entry("log").c_str()), 1);
   AddRecording(logger, "Other", 15, "s", &records);
   logger.Log("Outlook", kLogInfo, "x");
@@ -299,7 +299,7 @@ TEST_F(Registry, ForgetsEverythingAndClosesTheFiles) {
 }
 
 TEST_F(Registry, ClosesTheFilesWithTheLogger) {
-  support::TemporaryFolder folder;
+  tests::TemporaryFolder folder;
   int closed = 0;
   ScopedReplacement<platform::handles, &platform::HandleOperations::CloseHandle> counting(
       [&closed](auto original, platform::Handle handle) {
@@ -332,7 +332,7 @@ TEST_F(Registry, OfManyStreamsAndModulesComesDownWithoutUsingUpTheStack) {
 
 TEST_F(Registry, KeepsLoggingBesideAStreamThatFails) {
   AddRecording(logger, "Outlook", 15, "good", &records);
-  support::TemporaryFolder folder;
+  tests::TemporaryFolder folder;
   logger.AddStream("Outlook", 15, "File", folder.Entry("no/such/folder/log").c_str());
   EXPECT_EQ(logger.Log("Outlook", kLogInfo, "x"), 1);
   EXPECT_THAT(records, ElementsAre(Record{"good", Line("Outlook> Info: x")}));
@@ -362,7 +362,7 @@ TEST(ComputerName, IsUnknownWhenItCannotBeHad) {
   });
   OpenLogger logger;
   EXPECT_EQ(platform::WideString(logger.m_wszComputerName), QV_WIDE("Unknown"));
-  support::TemporaryFolder folder;
+  tests::TemporaryFolder folder;
   logger.AddStream("Outlook", 15, "File", folder.Entry("log").c_str());
   logger.Log("Outlook", kLogInfo, "x");
   EXPECT_TRUE(std::filesystem::exists(folder.Path() / "log.Unknown_0.log"));
@@ -376,7 +376,7 @@ TEST(Lines, AreReadBackFromARealFile) {
     return true;
   });
   FixedStamp stamp;
-  support::TemporaryFolder folder;
+  tests::TemporaryFolder folder;
   OpenLogger logger;
   // The name is UTF-8: the file's is the same letters.
   ASSERT_EQ(logger.AddStream("Outlook", 15, "File", folder.Entry("l\xC3\xB6g").c_str()), 1);

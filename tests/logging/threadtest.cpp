@@ -44,7 +44,7 @@ TEST(Threads, NeverInterleaveTheirLines) {
         --begun;
         return original(arguments...);
       });
-  support::TemporaryFolder folder;
+  tests::TemporaryFolder folder;
   OpenLogger logger;
   ASSERT_EQ(logger.AddStream("Outlook", 15, "File", folder.Entry("log").c_str()), 1);
   std::atomic<bool> go = false;
@@ -64,7 +64,7 @@ TEST(Threads, NeverInterleaveTheirLines) {
   EXPECT_EQ(mostBegun, 1);
 
   std::map<char, int> next;
-  for (const support::LoggedLine& line : support::ParseLog(AllFiles(folder.Path()), "Outlook")) {
+  for (const tests::LoggedLine& line : tests::ParseLog(AllFiles(folder.Path()), "Outlook")) {
     const std::size_t blank = line.message.find(' ');
     ASSERT_NE(blank, std::string::npos);
     const char letter = line.message[blank + 1];
@@ -77,7 +77,7 @@ TEST(Threads, NeverInterleaveTheirLines) {
 }
 
 TEST(Threads, ShowEachItsOwnIdentifier) {
-  support::TemporaryFolder folder;
+  tests::TemporaryFolder folder;
   OpenLogger logger;
   ASSERT_EQ(logger.AddStream("Outlook", 15, "File", folder.Entry("log").c_str()), 1);
   logger.Log("Outlook", kLogInfo, "one");
@@ -115,7 +115,7 @@ TEST(Threads, MayLogWhileStreamsComeAndGo) {
 
 // Two loggers stand for two processes: they share nothing but the file.
 TEST(Threads, OfTwoProcessesAppendToOneFile) {
-  support::TemporaryFolder folder;
+  tests::TemporaryFolder folder;
   OpenLogger one;
   OpenLogger two;
   ASSERT_EQ(one.AddStream("Outlook", 15, "File", folder.Entry("log").c_str()), 1);
@@ -124,11 +124,10 @@ TEST(Threads, OfTwoProcessesAppendToOneFile) {
     one.Log("Outlook", kLogInfo, "one %d", i);
     two.Log("Outlook", kLogWarn, "two %d", i);
   }
-  const std::vector<support::LoggedLine> lines =
-      support::ParseLog(AllFiles(folder.Path()), "Outlook");
+  const std::vector<tests::LoggedLine> lines = tests::ParseLog(AllFiles(folder.Path()), "Outlook");
   ASSERT_EQ(lines.size(), 6U);
-  EXPECT_EQ(lines[4], (support::LoggedLine{kLogInfo, "one 2"}));
-  EXPECT_EQ(lines[5], (support::LoggedLine{kLogWarn, "two 2"}));
+  EXPECT_EQ(lines[4], (tests::LoggedLine{kLogInfo, "one 2"}));
+  EXPECT_EQ(lines[5], (tests::LoggedLine{kLogWarn, "two 2"}));
 }
 
 }  // namespace

@@ -65,7 +65,7 @@ class Files : public testing::Test {
     return entries;
   }
 
-  support::TemporaryFolder m_folder;
+  tests::TemporaryFolder m_folder;
   const std::string m_path = m_folder.Entry("file.txt");
 };
 

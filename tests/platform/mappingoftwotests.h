@@ -3,7 +3,7 @@
 
 #include "tests/platform/secondprocess.h"
 
-namespace secondprocess {
+namespace tests {
 
 using platform::Handle;
 using platform::handles;
@@ -77,4 +77,4 @@ TEST_F(MappingOfTwo, TheMakersDeathLeavesItToTheOtherHolder) {
   EXPECT_EQ(Open(), nullptr);
 }
 
-}  // namespace secondprocess
+}  // namespace tests

@@ -16,7 +16,7 @@
 #include "platform/clock.h"
 #include "platform/mappings.h"
 
-namespace secondprocess {
+namespace tests {
 
 inline constexpr const char* kRoleVariable = "QUORVEX_TEST_ROLE";
 inline constexpr const char* kNameVariable = "QUORVEX_TEST_MAPPING";
@@ -114,4 +114,4 @@ class MappingOfTwo : public testing::Test {
   const std::string m_name = NewName();
 };
 
-}  // namespace secondprocess
+}  // namespace tests

@@ -13,9 +13,9 @@ namespace {
 
 using namespace std::string_literals;
 using platform::TextLines;
-using support::TextFile;
 using testing::ElementsAre;
 using testing::IsEmpty;
+using tests::TextFile;
 
 std::vector<std::string> LinesOf(const TextFile& file) {
   TextLines lines(file.Path().c_str());
@@ -76,7 +76,7 @@ TEST(TextLines, LinesAreTheSameHoweverTheBytesArrive) {
   const std::vector<std::string> whole = LinesOf(file);
   ASSERT_THAT(whole, ElementsAre("one", "", "", "tw\ro\r", "three"));
   for (std::uint32_t most = 1; most < 8; ++most) {
-    const support::SmallReads small(most);
+    const tests::SmallReads small(most);
     EXPECT_EQ(LinesOf(file), whole) << most << " bytes a read";
   }
 }
@@ -96,15 +96,15 @@ TEST(TextLines, ManyLinesOverManyReadsComeInOrder) {
 TEST(TextLines, FailedReadEndsTheFileButWhatWasReadCounts) {
   const TextFile file("one\ntwo\nthree\n");
   {
-    const support::BrokenRead broken(6);
+    const tests::BrokenRead broken(6);
     EXPECT_THAT(LinesOf(file), ElementsAre("one", "tw"));
   }
   {
-    const support::BrokenRead broken(8);
+    const tests::BrokenRead broken(8);
     EXPECT_THAT(LinesOf(file), ElementsAre("one", "two"));
   }
   {
-    const support::BrokenRead broken(0);
+    const tests::BrokenRead broken(0);
     EXPECT_THAT(LinesOf(file), IsEmpty());
   }
 }
@@ -122,7 +122,7 @@ TEST(TextLines, EndIsForGood) {
 TEST(TextLines, FailedReadIsNotTriedAgain) {
   const TextFile file("one\ntwo\n");
   int calls = 0;
-  const support::ReplaceRead onceFailing(
+  const tests::ReplaceRead onceFailing(
       [&](auto original, auto... arguments) { return ++calls != 1 && original(arguments...); });
   TextLines lines(file.Path().c_str());
   std::string_view line;
@@ -132,8 +132,8 @@ TEST(TextLines, FailedReadIsNotTriedAgain) {
 }
 
 TEST(TextLines, FileThatCannotBeOpenedHasNoLines) {
-  const support::TemporaryFolder folder;
-  const support::OpenFiles files;
+  const tests::TemporaryFolder folder;
+  const tests::OpenFiles files;
   {
     TextLines missing(folder.Entry("missing.txt").c_str());
     EXPECT_FALSE(missing.IsOpen());
@@ -149,7 +149,7 @@ TEST(TextLines, FileThatCannotBeOpenedHasNoLines) {
 
 TEST(TextLines, OpensForReadingSharedWithReadersAndWritersAndClosesAtTheEnd) {
   const TextFile file("one\n");
-  const support::OpenFiles files;
+  const tests::OpenFiles files;
   {
     TextLines lines(file.Path().c_str());
     EXPECT_TRUE(lines.IsOpen());
@@ -192,7 +192,7 @@ TEST(TextPieces, AreTheSameHoweverTheBytesArrive) {
   for (std::size_t limit = 1; limit < 12; ++limit) {
     const std::vector<std::string> whole = PiecesOf(content, limit);
     for (std::uint32_t most = 1; most < 5; ++most) {
-      const support::SmallReads small(most);
+      const tests::SmallReads small(most);
       EXPECT_EQ(PiecesOf(content, limit), whole) << limit << " characters, " << most << " a read";
     }
     std::string joined;
@@ -226,7 +226,7 @@ TEST(TextPieces, MayTakeTurnsWithLines) {
 
 TEST(TextPieces, FailedReadEndsTheFileButWhatWasReadCounts) {
   const TextFile file("one\ntwo\n");
-  const support::BrokenRead broken(6);
+  const tests::BrokenRead broken(6);
   TextLines lines(file.Path().c_str());
   std::string_view piece;
   ASSERT_TRUE(lines.NextPiece(100, &piece));

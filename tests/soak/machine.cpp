@@ -92,7 +92,7 @@ Machine::~Machine() {
 }
 
 void Machine::StartAgent() {
-  m_agent = std::make_unique<devkit::ChildProcess>();
+  m_agent = std::make_unique<tools::system::ChildProcess>();
   std::string error;
   if (!m_agent->Start(m_program,
                       {"agent", "--ring", m_ring, "--rules", m_rules, "--json", "--no-journal",
@@ -101,7 +101,7 @@ void Machine::StartAgent() {
     throw std::runtime_error("the agent can't be started: " + error);
   }
   std::string line;
-  if (m_agent->ReadLine(&line, 120'000) != devkit::ChildProcess::ReadResult::kLine) {
+  if (m_agent->ReadLine(&line, 120'000) != tools::system::ChildProcess::ReadResult::kLine) {
     throw std::runtime_error("the agent didn't come up");
   }
 }
@@ -148,7 +148,7 @@ platform::Handle Machine::OnOpenMapping(platform::Handle opened, const char* blo
 void Machine::ReadAhead() {
   std::string line;
   while (m_agent != nullptr &&
-         m_agent->ReadLine(&line, 0) == devkit::ChildProcess::ReadResult::kLine) {
+         m_agent->ReadLine(&line, 0) == tools::system::ChildProcess::ReadResult::kLine) {
   }
 }
 
@@ -157,14 +157,14 @@ void Machine::AwaitLook() {
   for (int tries = 0; !m_isSeen && tries < 120; ++tries) {
     std::string line;
     switch (m_agent->ReadLine(&line, 1000)) {
-      case devkit::ChildProcess::ReadResult::kLine:
+      case tools::system::ChildProcess::ReadResult::kLine:
         m_isSeen = line.find(m_block) != std::string::npos;
         tries = -1;
         break;
-      case devkit::ChildProcess::ReadResult::kEnd:
+      case tools::system::ChildProcess::ReadResult::kEnd:
         m_isSeen = true;  // it read it and crashed
         break;
-      case devkit::ChildProcess::ReadResult::kTimeOut:
+      case tools::system::ChildProcess::ReadResult::kTimeOut:
         break;
     }
   }

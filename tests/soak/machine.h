@@ -9,8 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "channel/wirerecords.h"
-#include "devkit/platform/childprocess.h"
+#include "channel/protocol.h"
 #include "platform/clock.h"
 #include "platform/files.h"
 #include "platform/folders.h"
@@ -19,6 +18,7 @@
 #include "platform/scopedreplacement.h"
 #include "tests/soak/oracle.h"
 #include "tests/support/temporaryfolder.h"
+#include "tools/system/childprocess.h"
 
 namespace soak {
 
@@ -66,11 +66,11 @@ class Machine {
   void AwaitLook();
   Fate CurrentFate() const;
 
-  support::TemporaryFolder m_folder;
+  tests::TemporaryFolder m_folder;
   std::string m_program;
   std::string m_rules;
   std::string m_ring;
-  std::unique_ptr<devkit::ChildProcess> m_agent;
+  std::unique_ptr<tools::system::ChildProcess> m_agent;
 
   std::vector<Fate> m_fates;
   std::size_t m_request = 0;   // since the mail's beginning

@@ -7,9 +7,9 @@
 namespace soak {
 namespace {
 
-using devkit::MailAddressEntry;
-using devkit::MailAttachment;
-using devkit::MailModel;
+using simulation::mail::MailAddressEntry;
+using simulation::mail::MailAttachment;
+using simulation::mail::MailModel;
 
 bool Holds(const std::string& text, const char* word) {
   return text.find(word) != std::string::npos;
@@ -35,7 +35,7 @@ void Collect(const MailAddressEntry& entry, std::set<const MailAddressEntry*>& s
 std::vector<std::string> AddressesOf(const MailModel& mail) {
   std::set<const MailAddressEntry*> seen;
   std::vector<std::string> addresses;
-  for (const devkit::MailRecipient& recipient : mail.recipients) {
+  for (const simulation::mail::MailRecipient& recipient : mail.recipients) {
     if (recipient.entry != nullptr && seen.insert(recipient.entry.get()).second) {
       Collect(*recipient.entry, seen, addresses);
     }

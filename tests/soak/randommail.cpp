@@ -6,9 +6,9 @@
 namespace soak {
 namespace {
 
-using devkit::MailAddressEntry;
-using devkit::MailAttachment;
-using devkit::MailModel;
+using simulation::mail::MailAddressEntry;
+using simulation::mail::MailAttachment;
+using simulation::mail::MailModel;
 
 // SplitMix64: small, and the same everywhere, as the standard's distributions aren't.
 class Chance {

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string>
 
-#include "devkit/mailmodel.h"
+#include "simulation/mail/mailmodel.h"
 
 namespace soak {
 
@@ -22,7 +22,7 @@ struct WishedFault {
 enum class Incident { kNone, kNoAgent, kAgentKilledBefore, kSentTwice };
 
 struct RandomMail {
-  devkit::MailModel model;
+  simulation::mail::MailModel model;
   WishedFault fault;
   Incident incident = Incident::kNone;
 };

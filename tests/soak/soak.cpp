@@ -28,13 +28,13 @@
 
 #include "agent/outlookaddin/dlpaddinconnect.h"
 #include "agent/outlookaddin/dlpinspectorevent.h"
-#include "devkit/host/simulatedhost.h"
-#include "devkit/platform/commandline.h"
 #include "platform/ui.h"
+#include "simulation/host/simulatedhost.h"
 #include "tests/soak/machine.h"
 #include "tests/soak/oracle.h"
 #include "tests/soak/processfigures.h"
 #include "tests/soak/randommail.h"
+#include "tools/system/commandline.h"
 
 namespace {
 
@@ -81,7 +81,7 @@ class Soak {
   };
 
   void SendMail(std::uint64_t number);
-  void SendOnce(const Expected& expected, devkit::HostMailItem& item);
+  void SendOnce(const Expected& expected, simulation::host::HostMailItem& item);
   void CheckLedger();
   void Complain(const std::string& what);
   void TakeSample(std::uint64_t mails);
@@ -93,7 +93,7 @@ class Soak {
   platform::ScopedReplacement<platform::ui, &platform::UserInterfaceOperations::SetTimer> m_noTimer{
       [](auto, platform::Window, std::uintptr_t, std::uint32_t,
          platform::TimerProcedure) -> std::uintptr_t { return 1; }};
-  std::optional<devkit::SimulatedHost> m_host;
+  std::optional<simulation::host::SimulatedHost> m_host;
   std::map<std::string, ULONG> m_connections;  // references that the connected add-in holds
   const std::uint64_t m_bytesOfASink;
   std::uint32_t m_tick = 1;
@@ -115,9 +115,9 @@ void Soak::Complain(const std::string& what) {
 }
 
 // One Send, and what came of it.
-void Soak::SendOnce(const Expected& expected, devkit::HostMailItem& item) {
+void Soak::SendOnce(const Expected& expected, simulation::host::HostMailItem& item) {
   m_machine.BeginRequests(expected.requests, m_tick);
-  const devkit::SendOutcome sent = m_host->Send(item, kUntouched);
+  const simulation::host::SendOutcome sent = m_host->Send(item, kUntouched);
   m_requests += m_machine.Requests();
   if (sent.returned.size() != 1 || sent.returned.front() != S_OK) {
     Complain(std::to_string(sent.returned.size()) + " sinks took the Send");
@@ -152,8 +152,8 @@ void Soak::SendMail(std::uint64_t number) {
 
   m_tick += 10'000;  // no verdict of an earlier mail counts
   m_machine.BeginRequests({}, m_tick);
-  devkit::HostInspector& window = m_host->OpenInspector(mail.model);
-  devkit::HostMailItem& item = *window.Mail();
+  simulation::host::HostInspector& window = m_host->OpenInspector(mail.model);
+  simulation::host::HostMailItem& item = *window.Mail();
   SendOnce(expected, item);
   ++m_verdicts[expected.verdict];
   if (mail.incident == Incident::kSentTwice) {
@@ -177,7 +177,7 @@ void Soak::SendMail(std::uint64_t number) {
   }
   m_host->CloseInspector(window);
   // A list that holds itself would never go.
-  for (const devkit::MailRecipient& recipient : mail.model.recipients) {
+  for (const simulation::mail::MailRecipient& recipient : mail.model.recipients) {
     if (recipient.entry) recipient.entry->members.clear();
   }
   m_machine.ClearWhatIsLeft();
@@ -198,7 +198,7 @@ void Soak::SendMail(std::uint64_t number) {
 
 // What is held is what the connection holds, and nothing else.
 void Soak::CheckLedger() {
-  for (const devkit::LedgerLine& line : m_host->Ledger().Outstanding()) {
+  for (const simulation::host::LedgerLine& line : m_host->Ledger().Outstanding()) {
     const auto held = m_connections.find(line.label);
     if (held != m_connections.end() && held->second == line.Outstanding()) continue;
     Complain(line.label + " is left with " + std::to_string(line.Outstanding()));
@@ -276,7 +276,7 @@ int Soak::Run() {
   auto* const addIn = new CComObject<CDlpAddinConnect>;
   addIn->AddRef();
   if (FAILED(m_host->Connect(addIn))) return 3;
-  for (const devkit::LedgerLine& line : m_host->Ledger().Outstanding()) {
+  for (const simulation::host::LedgerLine& line : m_host->Ledger().Outstanding()) {
     m_connections[line.label] = line.Outstanding();
   }
 
@@ -306,7 +306,7 @@ int Soak::Run() {
 
 std::optional<Options> Parse(const std::vector<std::string>& words) {
   Options options;
-  const std::filesystem::path own(devkit::OwnProgramPath());
+  const std::filesystem::path own(tools::system::OwnProgramPath());
   options.agent = (own.parent_path() / "quorvex").replace_extension(own.extension()).string();
   for (std::size_t i = 0; i + 1 < words.size(); i += 2) {
     if (words[i] == "--mails") {
@@ -330,7 +330,7 @@ std::optional<Options> Parse(const std::vector<std::string>& words) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  const std::optional<Options> options = Parse(devkit::CommandLineArguments(argc, argv));
+  const std::optional<Options> options = Parse(tools::system::CommandLineArguments(argc, argv));
   if (!options) {
     std::fprintf(stderr,
                  "usage: soak [--mails N] [--seed S] [--agent PROGRAM] [--rules FILE]"

@@ -9,7 +9,7 @@
 #include "platform/files.h"
 #include "platform/scopedreplacement.h"
 
-namespace support {
+namespace tests {
 
 using ReplaceRead =
     platform::ScopedReplacement<platform::files, &platform::FileOperations::ReadFile>;
@@ -75,4 +75,4 @@ class OpenFiles {
       }};
 };
 
-}  // namespace support
+}  // namespace tests

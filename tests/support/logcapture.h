@@ -1,8 +1,8 @@
 // What the product logs while a test runs, read back from a real log file.
 //
-//   support::LogCapture log;
+//   tests::LogCapture log;
 //   ... call the product ...
-//   EXPECT_THAT(log.Lines(), ElementsAre(support::LoggedLine{kLogErr, "Cannot get subject"}));
+//   EXPECT_THAT(log.Lines(), ElementsAre(tests::LoggedLine{kLogErr, "Cannot get subject"}));
 #pragma once
 
 #include <algorithm>
@@ -23,7 +23,7 @@
 #include "tests/support/temporaryfolder.h"
 #include "text/textconversion.h"
 
-namespace support {
+namespace tests {
 
 // One line of the log without its stamp, module and line end.
 struct LoggedLine {
@@ -153,4 +153,4 @@ class LogCapture {
   std::size_t m_forgotten = 0;
 };
 
-}  // namespace support
+}  // namespace tests

@@ -12,7 +12,7 @@
 #include "platform/process.h"
 #include "platform/scopedreplacement.h"
 
-namespace testsupport {
+namespace tests {
 
 class PrivateNames {
  public:
@@ -49,4 +49,4 @@ class PrivateNames {
       m_create;
 };
 
-}  // namespace testsupport
+}  // namespace tests

@@ -30,7 +30,7 @@
 #include <vector>
 
 #include "channel/agentchannel.h"
-#include "channel/wirerecords.h"
+#include "channel/protocol.h"
 #include "platform/clock.h"
 #include "platform/files.h"
 #include "platform/mappings.h"
@@ -38,7 +38,7 @@
 #include "tests/support/privatenames.h"
 #include "text/textconversion.h"
 
-namespace testsupport {
+namespace tests {
 
 // What the agent does with one request.
 struct Reply {
@@ -290,4 +290,4 @@ class ScriptedAgent {
   platform::ScopedReplacement<platform::clock, &platform::ClockOperations::Sleep> m_sleep;
 };
 
-}  // namespace testsupport
+}  // namespace tests

@@ -7,7 +7,7 @@
 #include <string_view>
 #include <system_error>
 
-namespace support {
+namespace tests {
 
 // An empty folder below the system's temporary one, removed with all in it at scope end. Processes
 // and threads never share one. Throws std::filesystem::filesystem_error if none can be made.
@@ -42,4 +42,4 @@ class TemporaryFolder {
   std::filesystem::path m_path;
 };
 
-}  // namespace support
+}  // namespace tests

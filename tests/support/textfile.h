@@ -7,7 +7,7 @@
 
 #include "tests/support/temporaryfolder.h"
 
-namespace support {
+namespace tests {
 
 // Written when it is made, removed with its folder at scope end.
 class TextFile {
@@ -24,4 +24,4 @@ class TextFile {
   std::string m_path;
 };
 
-}  // namespace support
+}  // namespace tests

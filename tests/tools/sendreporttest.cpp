@@ -17,14 +17,14 @@ using testing::EndsWith;
 using testing::HasSubstr;
 using testing::Not;
 
-devkit::JournalRequest Request(std::uint32_t type, std::string stage, std::string payload,
-                               std::optional<std::int32_t> answer) {
-  devkit::JournalRequest request;
+simulation::agent::JournalRequest Request(std::uint32_t type, std::string stage,
+                                          std::string payload, std::optional<std::int32_t> answer) {
+  simulation::agent::JournalRequest request;
   request.itemType = type;
   request.stage = std::move(stage);
   request.payload = std::move(payload);
   request.answer = answer;
-  request.outcome = answer ? devkit::kOutcomeTaken : devkit::kOutcomeGivenUp;
+  request.outcome = answer ? simulation::agent::kOutcomeTaken : simulation::agent::kOutcomeGivenUp;
   request.waitedMs = 21;
   return request;
 }
@@ -86,8 +86,8 @@ TEST(OutcomeJson, AFileThatTheAgentDidNotFindHasNoHashAndAnUnansweredRequestNoAn
 }
 
 TEST(ActionOf, FollowsTheAnswersAsTheGateDoes) {
-  std::vector<devkit::JournalRequest> requests = {Request(3, "", "", 4), Request(7, "", "", 3),
-                                                  Request(8, "", "", 3)};
+  std::vector<simulation::agent::JournalRequest> requests = {
+      Request(3, "", "", 4), Request(7, "", "", 3), Request(8, "", "", 3)};
   EXPECT_EQ(ActionOf(requests), 2);  // the sender's and the marker's answers count for nothing
   requests.push_back(Request(1, "", "", 4));
   requests.push_back(Request(1, "", "", 6));
@@ -105,8 +105,8 @@ TEST(ActionOf, AnAnswerToTheRecipientsOtherThanGoOnShutsTheContentAndDecidesNoth
 }
 
 TEST(ActionOf, AnAnswerThatCameTooLateIsNone) {
-  devkit::JournalRequest late = Request(9, "", "", 3);
-  late.outcome = devkit::kOutcomeGivenUp;
+  simulation::agent::JournalRequest late = Request(9, "", "", 3);
+  late.outcome = simulation::agent::kOutcomeGivenUp;
   EXPECT_EQ(ActionOf({Request(3, "", "", 4), Request(1, "", "", 4), late}), 4);
 }
 

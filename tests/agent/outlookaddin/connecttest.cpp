@@ -5,12 +5,12 @@
 #include "platform/com/comerror.h"
 #include "tests/agent/outlookaddin/connecttesting.h"
 
-namespace addintesting {
+namespace tests {
 namespace {
 
-using support::LoggedLine;
 using testing::ElementsAre;
 using testing::IsEmpty;
+using tests::LoggedLine;
 
 class Connection : public HostedAddIn {};
 
@@ -386,4 +386,4 @@ TEST_F(Connection, ThePrimaryTableHasItsSlotsInTheToldOrder) {
 }
 
 }  // namespace
-}  // namespace addintesting
+}  // namespace tests

@@ -13,24 +13,24 @@
 
 #include "agent/outlookaddin/dlpaddinconnect.h"
 #include "agent/outlookaddin/outlookversion.h"
-#include "devkit/host/simulatedhost.h"
 #include "logging/vrklogger.h"
 #include "platform/folders.h"
 #include "platform/scopedreplacement.h"
 #include "platform/ui.h"
+#include "simulation/host/simulatedhost.h"
 #include "tests/support/logcapture.h"
 #include "tests/support/temporaryfolder.h"
 
-namespace addintesting {
+namespace tests {
 
-using devkit::Announce;
-using devkit::HostExplorer;
-using devkit::HostInspector;
-using devkit::HostMailItem;
-using devkit::SimulatedHost;
 using platform::FolderOperations;
 using platform::ScopedReplacement;
 using platform::UserInterfaceOperations;
+using simulation::host::Announce;
+using simulation::host::HostExplorer;
+using simulation::host::HostInspector;
+using simulation::host::HostMailItem;
+using simulation::host::SimulatedHost;
 
 struct SetTimerCall {
   platform::Window window;
@@ -44,8 +44,8 @@ struct KillTimerCall {
   std::uintptr_t identifier;
 };
 
-inline devkit::MailModel Mail(std::string subject) {
-  devkit::MailModel model;
+inline simulation::mail::MailModel Mail(std::string subject) {
+  simulation::mail::MailModel model;
   model.subject = std::move(subject);
   return model;
 }
@@ -89,7 +89,7 @@ class HostedAddIn : public testing::Test {
   ULONG Outstanding(const std::string& label) { return m_host->Ledger().OutstandingOf(label); }
   std::uint64_t Calls(std::string_view name) { return m_host->Calls().Count(name); }
 
-  support::TemporaryFolder m_systemFolder;
+  tests::TemporaryFolder m_systemFolder;
   ScopedReplacement<platform::folders, &FolderOperations::GetSystemDirectoryA> m_system{
       [this](auto, char* buffer, std::uint32_t size) -> std::uint32_t {
         const std::string path = m_systemFolder.Path().string();
@@ -112,9 +112,9 @@ class HostedAddIn : public testing::Test {
       }};
   ScopedReplacement<platform::ui, &UserInterfaceOperations::GetActiveWindow> m_activeWindow{
       [](auto) { return kActiveWindow; }};
-  support::LogCapture m_log;
+  tests::LogCapture m_log;
   std::unique_ptr<SimulatedHost> m_host;
   CComObject<CDlpAddinConnect>* m_addIn = nullptr;
 };
 
-}  // namespace addintesting
+}  // namespace tests

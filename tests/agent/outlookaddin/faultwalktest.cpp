@@ -10,14 +10,14 @@
 #include "tests/agent/outlookaddin/gatefixture.h"
 #include "text/textconversion.h"
 
-namespace gate {
+namespace tests {
 namespace {
 
-using devkit::Announce;
-using devkit::HostExplorer;
-using devkit::HostInspector;
-using devkit::HostMailItem;
-using devkit::SimulatedHost;
+using simulation::host::Announce;
+using simulation::host::HostExplorer;
+using simulation::host::HostInspector;
+using simulation::host::HostMailItem;
+using simulation::host::SimulatedHost;
 
 // What the flag holds before a Send: neither of the two values that have a meaning, so that
 // "untouched" shows.
@@ -26,7 +26,7 @@ constexpr VARIANT_BOOL kUntouched = 5;
 struct Sent {
   std::string mail;
   VARIANT_BOOL cancel = kUntouched;
-  devkit::FiredResults returned;
+  simulation::host::FiredResults returned;
   bool blocked = false;  // the agent said so about something that was still asked
   bool raised = false;
 };
@@ -173,8 +173,8 @@ class FaultWalk : public GateTest, public testing::WithParamInterface<WalkCase> 
 
  private:
   int Answer(const Asked& request);
-  static devkit::MailModel Full();
-  devkit::MailModel Small(const std::string& subject);
+  static simulation::mail::MailModel Full();
+  simulation::mail::MailModel Small(const std::string& subject);
   void Send(SimulatedHost& host, HostMailItem* item, Session& session);
   // The user's doings, from the connected host to the closed windows.
   void Work(SimulatedHost& host, Session& session);
@@ -197,18 +197,18 @@ int FaultWalk::Answer(const Asked& request) {
   return m_sending == "Tagged" && request.type == 9 ? 7 : 4;
 }
 
-devkit::MailModel FaultWalk::Full() {
+simulation::mail::MailModel FaultWalk::Full() {
   const auto person = [](const char* address) {
-    auto entry = std::make_shared<devkit::MailAddressEntry>();
+    auto entry = std::make_shared<simulation::mail::MailAddressEntry>();
     entry->address = address;
     return entry;
   };
-  const auto list = std::make_shared<devkit::MailAddressEntry>();
+  const auto list = std::make_shared<simulation::mail::MailAddressEntry>();
   list->displayType = 5;
   list->id = "list";
   const auto first = person("first@example.com");
   list->members = {person("member@example.com"), first};
-  devkit::MailModel model;
+  simulation::mail::MailModel model;
   model.recipients = {{"First", first}, {"The list", list}};
   model.subject = "Full";
   model.body = "The body";
@@ -223,8 +223,8 @@ devkit::MailModel FaultWalk::Full() {
   return model;
 }
 
-devkit::MailModel FaultWalk::Small(const std::string& subject) {
-  devkit::MailModel model = Full();
+simulation::mail::MailModel FaultWalk::Small(const std::string& subject) {
+  simulation::mail::MailModel model = Full();
   model.subject = subject;
   model.recipients.pop_back();
   model.htmlBody.reset();
@@ -239,7 +239,7 @@ void FaultWalk::Send(SimulatedHost& host, HostMailItem* item, Session& session) 
   Sent sent;
   sent.mail = m_sending;
   try {
-    const devkit::SendOutcome outcome = host.Send(*item, kUntouched);
+    const simulation::host::SendOutcome outcome = host.Send(*item, kUntouched);
     sent.cancel = outcome.cancel;
     sent.returned = outcome.returned;
   } catch (const _com_error& error) {
@@ -281,9 +281,9 @@ void FaultWalk::Work(SimulatedHost& host, Session& session) {
 Session FaultWalk::Run(std::uint64_t failing) {
   // No verdict of an earlier session counts.
   tick += 100000;
-  support::LogCapture log(support::LogCapture::Through::kDebugger);
+  tests::LogCapture log(tests::LogCapture::Through::kDebugger);
   Session session;
-  std::shared_ptr<devkit::HostLedger> ledger;
+  std::shared_ptr<simulation::host::HostLedger> ledger;
   {
     SimulatedHost host(GetParam().version);
     ledger = host.SharedLedger();
@@ -309,11 +309,11 @@ Session FaultWalk::Run(std::uint64_t failing) {
                 S_OK);
     }
   }
-  for (const devkit::LedgerLine& line : ledger->Outstanding()) {
+  for (const simulation::host::LedgerLine& line : ledger->Outstanding()) {
     session.left[line.label] += line.Outstanding();
   }
   session.overReleases = ledger->OverReleases();
-  for (const support::LoggedLine& line : log.Lines()) {
+  for (const tests::LoggedLine& line : log.Lines()) {
     const bool isCount = line.message.starts_with("Mail ref error: ");
     if (line.level == kLogInfo || isCount || line.message.starts_with("InitializeShared")) continue;
     session.complaints.insert((line.level == kLogWarn ? "Warn " : "Err ") + line.message);
@@ -428,4 +428,4 @@ INSTANTIATE_TEST_SUITE_P(
     [](const auto& which) { return std::string(which.param.name); });
 
 }  // namespace
-}  // namespace gate
+}  // namespace tests

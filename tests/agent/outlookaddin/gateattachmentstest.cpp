@@ -2,7 +2,7 @@
 // ends.
 #include "tests/agent/outlookaddin/gatefixture.h"
 
-namespace gate {
+namespace tests {
 namespace {
 
 std::string Numbered(int number) {
@@ -16,14 +16,14 @@ class GateAttachments : public GateTest {
   GateAttachments() { g_attachmentSequence = 0; }
 
   void Attach(std::string name, std::int32_t type = outlook::olByValue) {
-    devkit::MailAttachment attachment;
+    simulation::mail::MailAttachment attachment;
     attachment.type = type;
     attachment.content = "content of " + name;
     attachment.fileName = std::move(name);
     mail.attachments.push_back(std::move(attachment));
   }
   void Refer(std::optional<std::string> path, std::string name) {
-    devkit::MailAttachment attachment;
+    simulation::mail::MailAttachment attachment;
     attachment.type = outlook::olByReference;
     attachment.fileName = std::move(name);
     attachment.pathName = std::move(path);
@@ -344,4 +344,4 @@ TEST_F(GateAttachments, EachAttachmentCostsTheHostTheSameFewCalls) {
 }
 
 }  // namespace
-}  // namespace gate
+}  // namespace tests

@@ -1,7 +1,7 @@
 // The sequence of a check: what is asked in which order, what ends it, and what it leaves behind.
 #include "tests/agent/outlookaddin/gatefixture.h"
 
-namespace gate {
+namespace tests {
 namespace {
 
 constexpr const char* kNoSetting =
@@ -17,7 +17,7 @@ class GateCheck : public GateTest {
  protected:
   GateCheck() {
     WriteProfile("");
-    mail.recipients.push_back({"name", std::make_shared<devkit::MailAddressEntry>()});
+    mail.recipients.push_back({"name", std::make_shared<simulation::mail::MailAddressEntry>()});
     mail.recipients[0].entry->address = "a@example.org";
     mail.senderName = "Sender";
   }
@@ -29,7 +29,7 @@ class GateCheck : public GateTest {
     mail.htmlBody = "<img src=\"cid:logo.png@1\">";
     MakeSignature("Work/logo.png");
     for (const char* name : {"one.doc", "two.doc"}) {
-      devkit::MailAttachment attachment;
+      simulation::mail::MailAttachment attachment;
       attachment.fileName = name;
       attachment.content = name;
       mail.attachments.push_back(attachment);
@@ -420,4 +420,4 @@ TEST_F(GateCleaning, ADirectoryThatIsNotGivenIsAnEmptyOne) {
 }
 
 }  // namespace
-}  // namespace gate
+}  // namespace tests

@@ -4,7 +4,7 @@
 
 #include "tests/agent/outlookaddin/gatefixture.h"
 
-namespace gate {
+namespace tests {
 namespace {
 
 class GateFaults : public GateTest {
@@ -21,7 +21,7 @@ class GateFaults : public GateTest {
 
   void FillRecipients() {
     const auto entry = [](const char* address) {
-      auto made = std::make_shared<devkit::MailAddressEntry>();
+      auto made = std::make_shared<simulation::mail::MailAddressEntry>();
       if (address != nullptr) made->address = address;
       return made;
     };
@@ -38,7 +38,7 @@ class GateFaults : public GateTest {
     mail.body = "body";
     mail.htmlBody = "<img src=\"cid:logo.png@1\">";
     for (const std::int32_t type : {outlook::olByValue, outlook::olByReference}) {
-      devkit::MailAttachment attachment;
+      simulation::mail::MailAttachment attachment;
       attachment.type = type;
       attachment.fileName = "a.doc";
       attachment.pathName = "C:\\data";
@@ -48,7 +48,7 @@ class GateFaults : public GateTest {
 
   // A tagged mail's message keeps three references, the sink its item's one.
   void ExpectOnlyWhatIsLeftOnPurpose() {
-    for (const devkit::LedgerLine& line : Ledger().Outstanding()) {
+    for (const simulation::host::LedgerLine& line : Ledger().Outstanding()) {
       const bool isMessage = line.label.starts_with("IMessage");
       const bool isItem = line.label == Item()->Label();
       EXPECT_LE(line.Outstanding(), isMessage ? 3U : isItem ? 1U : 0U) << line.label;
@@ -177,4 +177,4 @@ TEST_F(GateFaults, WhicheverCallFailsTheMailGoesAndTheLogSaysWhatWasGivenUp) {
 }
 
 }  // namespace
-}  // namespace gate
+}  // namespace tests

@@ -3,7 +3,7 @@
 #include <filesystem>
 #include <fstream>
 
-namespace gate {
+namespace tests {
 namespace {
 
 template <typename Char>
@@ -65,9 +65,7 @@ GateTest::GateTest()
   std::filesystem::create_directory(m_folder.Path() / "temp");
   m_log.emplace();
   m_agent.emplace();
-  m_agent->onRequest = [this](const testsupport::SeenRequest& request) {
-    return AnswerTo(request);
-  };
+  m_agent->onRequest = [this](const tests::SeenRequest& request) { return AnswerTo(request); };
 }
 
 GateTest::~GateTest() {
@@ -77,10 +75,10 @@ GateTest::~GateTest() {
 
 void GateTest::MakeHost() {
   if (m_host != nullptr) return;
-  m_host = std::make_unique<devkit::SimulatedHost>();
+  m_host = std::make_unique<simulation::host::SimulatedHost>();
 }
 
-devkit::HostMailItem* GateTest::Item() {
+simulation::host::HostMailItem* GateTest::Item() {
   MakeHost();
   if (m_item == nullptr) m_item = &m_host->CreateMail(mail);
   return m_item;
@@ -94,12 +92,12 @@ DlpMailEvent& GateTest::Sink() {
   return *m_sink;
 }
 
-devkit::HostCalls& GateTest::Calls() {
+simulation::host::HostCalls& GateTest::Calls() {
   MakeHost();
   return m_host->Calls();
 }
 
-devkit::HostLedger& GateTest::Ledger() {
+simulation::host::HostLedger& GateTest::Ledger() {
   MakeHost();
   return m_host->Ledger();
 }
@@ -121,7 +119,7 @@ void GateTest::RenewHost() {
 }
 
 void GateTest::ExpectNothingLeft() {
-  for (const devkit::LedgerLine& line : Ledger().Outstanding()) {
+  for (const simulation::host::LedgerLine& line : Ledger().Outstanding()) {
     const bool isSinks = m_sink != nullptr && line.label == m_item->Label();
     EXPECT_EQ(line.Outstanding(), isSinks ? 1U : 0U) << line.label;
   }
@@ -134,12 +132,12 @@ std::vector<std::uint32_t> GateTest::Types() const {
   return types;
 }
 
-testsupport::Reply GateTest::AnswerTo(const testsupport::SeenRequest& request) {
+tests::Reply GateTest::AnswerTo(const tests::SeenRequest& request) {
   asked.push_back({request.itemType, request.payload, request.name, request.file});
   if (onAsked) onAsked(asked.back());
   const auto found = answers.find(request.itemType);
   const int answer = answerTo ? answerTo(asked.back()) : found != answers.end() ? found->second : 4;
-  return answer == 0 ? testsupport::Reply::Silent() : testsupport::Reply::Answer(answer);
+  return answer == 0 ? tests::Reply::Silent() : tests::Reply::Answer(answer);
 }
 
 void GateTest::StopAgent() {
@@ -149,7 +147,7 @@ void GateTest::StopAgent() {
 
 std::vector<std::string> GateTest::Lines() const {
   std::vector<std::string> lines;
-  for (const support::LoggedLine& line : m_log->Lines()) {
+  for (const tests::LoggedLine& line : m_log->Lines()) {
     const std::string_view message = line.message;
     const bool isChannels = message.starts_with("CheckContent") ||
                             message.starts_with("InitializeSharedMemory") ||
@@ -190,4 +188,4 @@ void GateTest::RemoveProfile() {
   std::filesystem::remove(m_folder.Path() / "windows/system32/zbagent/vrk.pro");
 }
 
-}  // namespace gate
+}  // namespace tests

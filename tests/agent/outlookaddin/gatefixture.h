@@ -21,8 +21,6 @@
 #include "agent/outlookaddin/outlookversion.h"
 #include "agent/outlookaddin/verdictcache.h"
 #include "channel/agentchannel.h"
-#include "devkit/host/simulatedhost.h"
-#include "devkit/mailmodel.h"
 #include "platform/clock.h"
 #include "platform/codepages.h"
 #include "platform/com/comerror.h"
@@ -31,11 +29,13 @@
 #include "platform/mapi.h"
 #include "platform/scopedreplacement.h"
 #include "platform/ui.h"
+#include "simulation/host/simulatedhost.h"
+#include "simulation/mail/mailmodel.h"
 #include "tests/support/logcapture.h"
 #include "tests/support/scriptedagent.h"
 #include "tests/support/temporaryfolder.h"
 
-namespace gate {
+namespace tests {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -67,11 +67,11 @@ class GateTest : public testing::Test {
 
   // The mail. What is changed in it counts once the host is made, which the first call of one of
   // the next four does, or made anew.
-  devkit::MailModel mail;
-  devkit::HostMailItem* Item();
+  simulation::mail::MailModel mail;
+  simulation::host::HostMailItem* Item();
   DlpMailEvent& Sink();
-  devkit::HostCalls& Calls();
-  devkit::HostLedger& Ledger();
+  simulation::host::HostCalls& Calls();
+  simulation::host::HostLedger& Ledger();
   // Ends sink and host. The next use makes new ones from `mail`.
   void RenewHost();
   // Ends the sink alone, as the one who made it does.
@@ -134,9 +134,9 @@ class GateTest : public testing::Test {
 
   void MakeHost();
   void ReleaseMessage();
-  testsupport::Reply AnswerTo(const testsupport::SeenRequest& request);
+  tests::Reply AnswerTo(const tests::SeenRequest& request);
 
-  support::TemporaryFolder m_folder;
+  tests::TemporaryFolder m_folder;
   std::string m_tempPath;
   std::string m_appData;
   std::string m_windows;
@@ -158,12 +158,12 @@ class GateTest : public testing::Test {
   std::vector<std::unique_ptr<char[]>> m_mapiBuffers;
   platform::ScopedReplacement<platform::mapi, &platform::MapiOperations::MAPIAllocateBuffer>
       m_replaceAllocate;
-  std::optional<support::LogCapture> m_log;
-  std::optional<testsupport::PrivateNames> m_noAgent;
-  std::optional<testsupport::ScriptedAgent> m_agent;
-  std::unique_ptr<devkit::SimulatedHost> m_host;
-  devkit::HostMailItem* m_item = nullptr;
+  std::optional<tests::LogCapture> m_log;
+  std::optional<tests::PrivateNames> m_noAgent;
+  std::optional<tests::ScriptedAgent> m_agent;
+  std::unique_ptr<simulation::host::SimulatedHost> m_host;
+  simulation::host::HostMailItem* m_item = nullptr;
   std::unique_ptr<DlpMailEvent> m_sink;
 };
 
-}  // namespace gate
+}  // namespace tests

@@ -8,7 +8,7 @@
 #include "platform/mappings.h"
 #include "tests/agent/outlookaddin/gatefixture.h"
 
-namespace gate {
+namespace tests {
 namespace {
 
 constexpr std::uint32_t kArea = 1U << channel::kRingSizeExponent;
@@ -57,7 +57,7 @@ class LyingRing {
 class GateLyingRing : public GateTest {
  protected:
   GateLyingRing() {
-    const auto person = std::make_shared<devkit::MailAddressEntry>();
+    const auto person = std::make_shared<simulation::mail::MailAddressEntry>();
     person->address = "a@x";
     mail.recipients = {{"A", person}};
     mail.senderName = "Sender";
@@ -204,4 +204,4 @@ TEST_F(GateLyingRing, CapacityThatChangesFromReadToReadNeverLeadsOutsideTheView)
 }
 
 }  // namespace
-}  // namespace gate
+}  // namespace tests

@@ -1,10 +1,10 @@
 // Whom a mail goes to: the walk over recipients and lists, and the request made of it.
 #include "tests/agent/outlookaddin/gatefixture.h"
 
-namespace gate {
+namespace tests {
 namespace {
 
-using devkit::MailAddressEntry;
+using simulation::mail::MailAddressEntry;
 using Entry = std::shared_ptr<MailAddressEntry>;
 
 Entry Person(std::string address) {
@@ -364,4 +364,4 @@ TEST_F(GateRecipients, EachRecipientCostsTheHostTheSameFewCalls) {
 }
 
 }  // namespace
-}  // namespace gate
+}  // namespace tests

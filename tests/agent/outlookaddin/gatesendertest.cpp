@@ -1,7 +1,7 @@
 // Who sends a mail: the account of the mail on the versions that have it, or the session's user.
 #include "tests/agent/outlookaddin/gatefixture.h"
 
-namespace gate {
+namespace tests {
 namespace {
 
 constexpr const char* kFallback = "SendUsingAccount is empty, try to get session user instead.";
@@ -148,4 +148,4 @@ TEST_F(GateSender, NothingIsHeldBehindTheCall) {
 }
 
 }  // namespace
-}  // namespace gate
+}  // namespace tests

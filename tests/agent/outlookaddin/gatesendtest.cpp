@@ -1,14 +1,14 @@
 // The Send handler and the memory of its verdicts.
 #include "tests/agent/outlookaddin/gatefixture.h"
 
-namespace gate {
+namespace tests {
 namespace {
 
 class GateSend : public GateTest {
  protected:
   GateSend() {
     WriteProfile("");
-    mail.recipients.push_back({"name", std::make_shared<devkit::MailAddressEntry>()});
+    mail.recipients.push_back({"name", std::make_shared<simulation::mail::MailAddressEntry>()});
     mail.recipients[0].entry->address = "a@example.org";
     mail.senderName = "Sender";
   }
@@ -186,7 +186,7 @@ TEST_F(GateSend, APassIsTakenOverAndStampedAnew) {
     RenewHost();
     tick += 100000;
     if (result == 4) {
-      devkit::MailAttachment attachment;
+      simulation::mail::MailAttachment attachment;
       attachment.fileName = "a";
       mail.attachments = {attachment};
     }
@@ -310,4 +310,4 @@ TEST_F(GateSend, AHandlerOfManyMailsPurgesWhatHasAged) {
 }
 
 }  // namespace
-}  // namespace gate
+}  // namespace tests

@@ -1,7 +1,7 @@
 // The image of a signature: its name in the HTML, its place on the disk, and the request for it.
 #include "tests/agent/outlookaddin/gatefixture.h"
 
-namespace gate {
+namespace tests {
 namespace {
 
 constexpr const char* kNotFound = "Cannot find signature filepath.";
@@ -322,4 +322,4 @@ TEST_F(GateSignature, ThePathIsSpentEvenWhenTheAgentCannotBeReached) {
 }
 
 }  // namespace
-}  // namespace gate
+}  // namespace tests

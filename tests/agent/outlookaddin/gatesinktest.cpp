@@ -2,7 +2,7 @@
 #include "agent/outlookaddin/eventconnection.h"
 #include "tests/agent/outlookaddin/gatefixture.h"
 
-namespace gate {
+namespace tests {
 namespace {
 
 class GateSink : public GateTest {
@@ -10,7 +10,7 @@ class GateSink : public GateTest {
   GateSink() {
     WriteProfile("");
     mail.subject = "s";
-    mail.recipients.push_back({"name", std::make_shared<devkit::MailAddressEntry>()});
+    mail.recipients.push_back({"name", std::make_shared<simulation::mail::MailAddressEntry>()});
     mail.recipients[0].entry->address = "a";
   }
 
@@ -96,7 +96,7 @@ TEST_F(GateSink, TheHostsSendGoesTheWholeWay) {
   answers[9] = 3;
   ASSERT_EQ(Connect(), S_OK);
   EXPECT_NE(Sink().m_dwEventCookie, 0xFEFEFEFE);
-  const devkit::SendOutcome outcome = Item()->FireSend();
+  const simulation::host::SendOutcome outcome = Item()->FireSend();
   EXPECT_EQ(outcome.cancel, 1);
   EXPECT_THAT(outcome.returned, ElementsAre(S_OK));
 }
@@ -170,4 +170,4 @@ TEST_F(GateSink, WithoutAnItemTheEndIsOneLine) {
 }
 
 }  // namespace
-}  // namespace gate
+}  // namespace tests

@@ -1,7 +1,7 @@
 // The tag on a sensitive mail: its name and value, each way it can fail, and what it leaves behind.
 #include "tests/agent/outlookaddin/gatefixture.h"
 
-namespace gate {
+namespace tests {
 namespace {
 
 constexpr const char* kDefaultName = "QV_DLP_TAGGING";
@@ -14,7 +14,7 @@ class GateTagging : public GateTest {
 
   // The one property that was set, as "name=value".
   std::string Tag() {
-    const std::vector<devkit::HostNamedProperty> properties = Item()->NamedProperties();
+    const std::vector<simulation::host::HostNamedProperty> properties = Item()->NamedProperties();
     if (properties.size() != 1) return std::to_string(properties.size()) + " properties";
     EXPECT_EQ(properties[0].propertySet, kPsInternetHeaders);
     EXPECT_EQ(properties[0].tag & 0xFFFF, 0x001FU);
@@ -199,7 +199,7 @@ TEST_F(GateTagging, TaggingTwiceAsksAgainAndSetsAnew) {
 }
 
 TEST_F(GateTagging, OnlyA7TagsTheMail) {
-  mail.recipients.push_back({"name", std::make_shared<devkit::MailAddressEntry>()});
+  mail.recipients.push_back({"name", std::make_shared<simulation::mail::MailAddressEntry>()});
   mail.recipients[0].entry->address = "a@example.org";
   for (const int closing : {3, 4, 1, 7}) {
     RenewHost();
@@ -213,4 +213,4 @@ TEST_F(GateTagging, OnlyA7TagsTheMail) {
 }
 
 }  // namespace
-}  // namespace gate
+}  // namespace tests

@@ -1,7 +1,7 @@
 // Subject and body: what is written for the agent, what is logged, and what neither of them does.
 #include "tests/agent/outlookaddin/gatefixture.h"
 
-namespace gate {
+namespace tests {
 namespace {
 
 class GateSubject : public GateTest {};
@@ -211,4 +211,4 @@ TEST_F(GateBody, TheLogComesFirstAndItsLimitIsNotTheAgents) {
 }
 
 }  // namespace
-}  // namespace gate
+}  // namespace tests

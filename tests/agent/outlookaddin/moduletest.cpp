@@ -167,7 +167,7 @@ TEST(ModuleRegistration, RestoresTheThreadsLocaleWhenItFails) {
 }
 
 TEST(ModuleRegistration, LogsNothingWhenItFails) {
-  support::LogCapture log;
+  tests::LogCapture log;
   EXPECT_EQ(DllRegisterServer(), static_cast<HRESULT>(0x80070716));
   EXPECT_EQ(DllUnregisterServer(), static_cast<HRESULT>(0x80070716));
   EXPECT_THAT(log.Lines(), testing::IsEmpty());

@@ -6,7 +6,7 @@
 
 #include "platform/registry.h"
 
-namespace addintesting {
+namespace tests {
 
 #define QV_TEST_CLASS_KEY "CLSID\\{5E1B7C42-9D3A-4F06-A8C1-3B7E42D09A16}"
 
@@ -62,4 +62,4 @@ inline std::optional<std::string> RegistryValue(const std::string& path, const s
   return value;
 }
 
-}  // namespace addintesting
+}  // namespace tests

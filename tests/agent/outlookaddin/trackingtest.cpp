@@ -6,12 +6,12 @@
 #include "platform/com/comerror.h"
 #include "tests/agent/outlookaddin/connecttesting.h"
 
-namespace addintesting {
+namespace tests {
 namespace {
 
-using support::LoggedLine;
 using testing::ElementsAre;
 using testing::IsEmpty;
+using tests::LoggedLine;
 
 constexpr const char* kMailEnd = "[DlpMailEvent::~DlpMailEvent] called @804.";
 
@@ -435,8 +435,8 @@ TEST_F(InlineResponse, GetsASinkOnTheReply) {
 
 TEST_F(InlineResponse, TheEventsOwnArgumentIsNotLookedAt) {
   HostMailItem& reply = m_host->CreateMail(Mail("Reply"));
-  m_explorer->SetInlineResponse(devkit::HostRef<HostMailItem>(&reply));
-  VARIANTARG nothing = devkit::ObjectArgument(nullptr);
+  m_explorer->SetInlineResponse(simulation::host::HostRef<HostMailItem>(&reply));
+  VARIANTARG nothing = simulation::host::ObjectArgument(nullptr);
   EXPECT_THAT(m_explorer->Fire(outlook::kDispidInlineResponse, {nothing}), ElementsAre(S_OK));
   EXPECT_EQ(SinksOn(reply), 1u);
   m_explorer->SetInlineResponse({});
@@ -663,4 +663,4 @@ TEST_F(Subscribing, EachSinkHasOneRowAndItsTerminator) {
 }
 
 }  // namespace
-}  // namespace addintesting
+}  // namespace tests

@@ -1,7 +1,7 @@
 /* The ring between the add-in and the agent, as a model: two writers, one consumer, and deaths.
  *
  * The writers' steps are those of channel/ringbuffer.cpp and the consumer's those of
- * devkit/agentkit/ringconsumer.cpp, one step for each access to a shared word. What is scaled down:
+ * agentkit/ringconsumer.cpp, one step for each access to a shared word. What is scaled down:
  * a word stands for 4 bytes, an entry is a length word and a payload of two words, the data area has
  * 8 words (two entries fit, a third doesn't, and as in the real ring the entries of the next lap lie
  * elsewhere), and the cursor wraps at 16 instead of 2^32, which is a multiple of the area too.

@@ -18,8 +18,8 @@
 #include <string>
 #include <vector>
 
+#include "agentkit/agentkit.h"
 #include "channel/ringbuffer.h"
-#include "devkit/agentkit/agentkit.h"
 #include "platform/clock.h"
 #include "platform/scopedreplacement.h"
 #include "tests/support/privatenames.h"
@@ -30,7 +30,7 @@ using agentkit::OpenResult;
 using agentkit::RingConsumer;
 using agentkit::SharedView;
 using agentkit::TakeResult;
-using testsupport::PrivateNames;
+using tests::PrivateNames;
 
 using Bytes = std::vector<unsigned char>;
 

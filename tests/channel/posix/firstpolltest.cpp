@@ -18,11 +18,11 @@
 namespace {
 
 using platform::ScopedReplacement;
-using support::LogCapture;
-using support::LoggedLine;
 using testing::ElementsAre;
-using testsupport::Reply;
-using testsupport::ScriptedAgent;
+using tests::LogCapture;
+using tests::LoggedLine;
+using tests::Reply;
+using tests::ScriptedAgent;
 
 class PageTwice {
  public:

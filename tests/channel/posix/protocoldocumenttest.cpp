@@ -15,8 +15,8 @@
 namespace {
 
 using platform::ScopedReplacement;
-using testsupport::MemoryRing;
-using testsupport::ScriptedAgent;
+using tests::MemoryRing;
+using tests::ScriptedAgent;
 
 // The fenced block of the document that is marked `hexdump <name>`.
 std::string DocumentedDump(const std::string& name) {
@@ -104,7 +104,7 @@ TEST_F(ProtocolDocument, ShowsTheBlockAsTheAgentReadsIt) {
 TEST_F(ProtocolDocument, ShowsAnEntryThatTheEndOfTheAreaSplits) {
   ScriptedAgent agent;
   std::string record;
-  agent.onRequest = [&](const testsupport::SeenRequest& seen) {
+  agent.onRequest = [&](const tests::SeenRequest& seen) {
     record.assign(reinterpret_cast<const char*>(&seen.record), sizeof(seen.record));
     return std::nullopt;
   };

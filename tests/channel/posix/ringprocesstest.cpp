@@ -11,9 +11,9 @@
 #include <thread>
 #include <vector>
 
+#include "agentkit/agentkit.h"
 #include "channel/agentchannel.h"
 #include "channel/ringbuffer.h"
-#include "devkit/agentkit/agentkit.h"
 #include "platform/clock.h"
 #include "platform/scopedreplacement.h"
 #include "tests/support/privatenames.h"
@@ -26,7 +26,7 @@ using agentkit::Request;
 using agentkit::SharedView;
 using agentkit::TakeResult;
 using platform::ScopedReplacement;
-using testsupport::PrivateNames;
+using tests::PrivateNames;
 
 constexpr std::uint32_t kForeignKind = 77;  // entries of the bare writers
 constexpr std::uint32_t kWriters = 3;

@@ -27,7 +27,7 @@ ProfileMap ReadHuge(std::string_view beginning, char filling, std::string_view e
   const platform::ScopedReplacement<platform::handles, &platform::HandleOperations::CloseHandle>
       close([](auto...) { return true; });
   std::uint64_t given = 0;
-  const support::ReplaceRead read(
+  const tests::ReplaceRead read(
       [&](auto, auto, void* buffer, std::uint32_t size, std::uint32_t* got) {
         if (given < kHugeFile) {
           std::memset(buffer, filling, size);

@@ -6,7 +6,7 @@
 #include "agent/outlookaddin/outlookmodel.h"
 #include "tests/endtoend/win32/endtoend.h"
 
-namespace endtoend {
+namespace tests {
 namespace {
 
 using testing::HasSubstr;
@@ -123,4 +123,4 @@ TEST_F(Contract, AnAddInThatWasDisconnectedCanBeConnectedAgain) {
 }
 
 }  // namespace
-}  // namespace endtoend
+}  // namespace tests

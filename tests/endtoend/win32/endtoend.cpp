@@ -9,11 +9,11 @@
 #include <fstream>
 #include <iterator>
 
-#include "devkit/platform/commandline.h"
 #include "platform/process.h"
 #include "tests/endtoend/win32/hosttypelibrary.h"
+#include "tools/system/commandline.h"
 
-namespace endtoend {
+namespace tests {
 namespace {
 
 constexpr std::uint32_t kChildMilliseconds = 60'000;
@@ -87,7 +87,7 @@ void CollectNames(const wchar_t* below, std::vector<std::wstring>* names) {
 }  // namespace
 
 std::string BesideProgram(const char* name) {
-  const std::string own = devkit::OwnProgramPath();
+  const std::string own = tools::system::OwnProgramPath();
   const std::filesystem::path path(std::u8string(own.begin(), own.end()));
   return Utf8(path.parent_path() / name);
 }
@@ -98,7 +98,7 @@ std::string LibraryPath() {
 }
 
 int RunRegsvr32(const std::vector<std::string>& arguments) {
-  devkit::ChildProcess child;
+  tools::system::ChildProcess child;
   std::string error;
   std::vector<std::string> all = {"/s"};
   all.insert(all.end(), arguments.begin(), arguments.end());
@@ -170,7 +170,7 @@ class Machine {
   void StartAgent() {
     if (m_agent) return;
     std::string error;
-    auto agent = std::make_unique<devkit::ChildProcess>();
+    auto agent = std::make_unique<tools::system::ChildProcess>();
     // On a machine under load Wine now and then fails to start a process (error 1359).
     for (int attempt = 0; attempt < 3; ++attempt) {
       if (agent->Start(BesideProgram("quorvex.exe"),
@@ -182,7 +182,8 @@ class Machine {
     }
     ASSERT_EQ(error, "");
     std::string ready;
-    ASSERT_EQ(agent->ReadLine(&ready, kChildMilliseconds), devkit::ChildProcess::ReadResult::kLine);
+    ASSERT_EQ(agent->ReadLine(&ready, kChildMilliseconds),
+              tools::system::ChildProcess::ReadResult::kLine);
     m_agent = std::move(agent);
   }
   void StopAgent() {
@@ -210,13 +211,13 @@ class Machine {
     return Temporary();
   }
 
-  support::TemporaryFolder m_folder;
+  tests::TemporaryFolder m_folder;
   TemporaryDirectory m_temporary;
   ScopedFile m_loggerConfig;
   ScopedFile m_signature;
   ScopedFile m_rules;
   std::filesystem::path m_typeLibrary;
-  std::unique_ptr<devkit::ChildProcess> m_agent;
+  std::unique_ptr<tools::system::ChildProcess> m_agent;
 };
 
 std::unique_ptr<Machine> g_machine;
@@ -260,7 +261,7 @@ void EndToEnd::TearDownTestSuite() {
 void EndToEnd::SetUp() {
   ASSERT_NE(g_machine, nullptr);
   g_machine->StartAgent();
-  m_journal = std::make_unique<devkit::JournalReader>(devkit::JournalPath());
+  m_journal = std::make_unique<simulation::agent::JournalReader>(simulation::agent::JournalPath());
   TakeLog();
 }
 
@@ -312,14 +313,15 @@ HRESULT EndToEnd::CanUnload() {
   return function != nullptr ? function() : E_UNEXPECTED;
 }
 
-HostInspector& EndToEnd::Open(devkit::MailModel model, Announce announce) {
+HostInspector& EndToEnd::Open(simulation::mail::MailModel model, Announce announce) {
   std::string caption = model.subject.value_or("Untitled") + " - Message";
   return m_host->OpenInspector(m_host->CreateMail(std::move(model)), std::move(caption), announce);
 }
 
-devkit::MailModel EndToEnd::Mail(const std::string& subject, const std::string& body) const {
-  devkit::MailModel model;
-  auto entry = std::make_shared<devkit::MailAddressEntry>();
+simulation::mail::MailModel EndToEnd::Mail(const std::string& subject,
+                                           const std::string& body) const {
+  simulation::mail::MailModel model;
+  auto entry = std::make_shared<simulation::mail::MailAddressEntry>();
   entry->address = "alice@example.com";
   model.recipients = {{"Alice", std::move(entry)}};
   model.subject = subject;
@@ -328,13 +330,15 @@ devkit::MailModel EndToEnd::Mail(const std::string& subject, const std::string& 
   return model;
 }
 
-std::vector<devkit::JournalRequest> EndToEnd::Traffic() {
+std::vector<simulation::agent::JournalRequest> EndToEnd::Traffic() {
   return m_journal->TakeMail(platform::process.GetCurrentProcessId(), 0, 5000);
 }
 
-std::vector<std::uint32_t> EndToEnd::Types(const std::vector<devkit::JournalRequest>& requests) {
+std::vector<std::uint32_t> EndToEnd::Types(
+    const std::vector<simulation::agent::JournalRequest>& requests) {
   std::vector<std::uint32_t> types;
-  for (const devkit::JournalRequest& request : requests) types.push_back(request.itemType);
+  for (const simulation::agent::JournalRequest& request : requests)
+    types.push_back(request.itemType);
   return types;
 }
 
@@ -360,4 +364,4 @@ std::string EndToEnd::SignaturePath() const {
   return Utf8(g_machine->Signature());
 }
 
-}  // namespace endtoend
+}  // namespace tests

@@ -21,20 +21,20 @@
 #include <vector>
 
 #include "agent/outlookaddin/extensibility.h"
-#include "devkit/agent/journal.h"
-#include "devkit/host/simulatedhost.h"
-#include "devkit/platform/childprocess.h"
 #include "platform/com/comptr.h"
+#include "simulation/agent/journal.h"
+#include "simulation/host/simulatedhost.h"
 #include "tests/support/temporaryfolder.h"
+#include "tools/system/childprocess.h"
 
-namespace endtoend {
+namespace tests {
 
-using devkit::Announce;
-using devkit::HostExplorer;
-using devkit::HostInspector;
-using devkit::HostMailItem;
-using devkit::SimulatedHost;
 using platform::ComPtr;
+using simulation::host::Announce;
+using simulation::host::HostExplorer;
+using simulation::host::HostInspector;
+using simulation::host::HostMailItem;
+using simulation::host::SimulatedHost;
 
 inline constexpr const wchar_t* kProgId = L"Quorvex.Connect";
 
@@ -92,12 +92,13 @@ class EndToEnd : public testing::Test {
   static HRESULT CanUnload();
 
   // A window on a mail that the host keeps.
-  HostInspector& Open(devkit::MailModel model, Announce announce = Announce::kYes);
-  devkit::MailModel Mail(const std::string& subject, const std::string& body) const;
+  HostInspector& Open(simulation::mail::MailModel model, Announce announce = Announce::kYes);
+  simulation::mail::MailModel Mail(const std::string& subject, const std::string& body) const;
   // What the agent was asked since the last call, up to the closing request.
-  std::vector<devkit::JournalRequest> Traffic();
+  std::vector<simulation::agent::JournalRequest> Traffic();
   // Item types in the order in which they were asked.
-  static std::vector<std::uint32_t> Types(const std::vector<devkit::JournalRequest>& requests);
+  static std::vector<std::uint32_t> Types(
+      const std::vector<simulation::agent::JournalRequest>& requests);
 
   // What the add-in has logged since the test's beginning or the last call.
   std::string TakeLog();
@@ -116,8 +117,8 @@ class EndToEnd : public testing::Test {
  private:
   SimulatedHost* m_host = nullptr;
   ComPtr<_IDTExtensibility2> m_addIn;
-  std::unique_ptr<devkit::JournalReader> m_journal;
+  std::unique_ptr<simulation::agent::JournalReader> m_journal;
   std::size_t m_logRead = 0;
 };
 
-}  // namespace endtoend
+}  // namespace tests

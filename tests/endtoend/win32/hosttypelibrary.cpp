@@ -6,7 +6,7 @@
 #include "agent/outlookaddin/extensibility.h"
 #include "platform/com/comptr.h"
 
-namespace endtoend {
+namespace tests {
 namespace {
 
 using platform::ComPtr;
@@ -144,4 +144,4 @@ HRESULT UnregisterHostTypeLibrary() {
   return UnRegisterTypeLib(LIBID_AddInDesignerObjects, 1, 0, LOCALE_NEUTRAL, kKind);
 }
 
-}  // namespace endtoend
+}  // namespace tests

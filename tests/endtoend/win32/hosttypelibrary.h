@@ -4,7 +4,7 @@
 
 #include "platform/com/comtypes.h"
 
-namespace endtoend {
+namespace tests {
 
 // Makes the library in a file at `path`.
 HRESULT MakeHostTypeLibrary(const wchar_t* path);
@@ -13,4 +13,4 @@ HRESULT MakeHostTypeLibrary(const wchar_t* path);
 HRESULT RegisterHostTypeLibrary(const wchar_t* path);
 HRESULT UnregisterHostTypeLibrary();
 
-}  // namespace endtoend
+}  // namespace tests

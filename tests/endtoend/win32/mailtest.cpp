@@ -3,14 +3,14 @@
 #include <array>
 #include <fstream>
 
-#include "devkit/sha256.h"
 #include "platform/com/mapitypes.h"
+#include "simulation/agent/sha256.h"
 #include "tests/endtoend/win32/endtoend.h"
 
-namespace endtoend {
+namespace tests {
 namespace {
 
-using devkit::JournalRequest;
+using simulation::agent::JournalRequest;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::StartsWith;
@@ -21,7 +21,7 @@ class Mails : public EndToEnd {
  protected:
   // Sends the mail of the window; its flag as the add-in left it.
   VARIANT_BOOL Send(const HostInspector& window) {
-    const devkit::SendOutcome outcome = Host().Send(*window.Mail());
+    const simulation::host::SendOutcome outcome = Host().Send(*window.Mail());
     EXPECT_THAT(outcome.returned, ElementsAre(S_OK));
     return outcome.cancel;
   }
@@ -32,17 +32,17 @@ class Mails : public EndToEnd {
     }
     return names;
   }
-  static std::shared_ptr<devkit::MailAddressEntry> Person(const char* address) {
-    auto entry = std::make_shared<devkit::MailAddressEntry>();
+  static std::shared_ptr<simulation::mail::MailAddressEntry> Person(const char* address) {
+    auto entry = std::make_shared<simulation::mail::MailAddressEntry>();
     entry->address = address;
     return entry;
   }
-  devkit::MailModel Everything();
+  simulation::mail::MailModel Everything();
 };
 
-devkit::MailModel Mails::Everything() {
+simulation::mail::MailModel Mails::Everything() {
   const auto list = [](const char* id) {
-    auto entry = std::make_shared<devkit::MailAddressEntry>();
+    auto entry = std::make_shared<simulation::mail::MailAddressEntry>();
     entry->displayType = 5;
     entry->id = id;
     return entry;
@@ -52,7 +52,7 @@ devkit::MailModel Mails::Everything() {
   const auto outer = list("outer");
   inner->members = {Person("dave@example.com"), alice};
   outer->members = {Person("carol@example.com"), inner};
-  devkit::MailModel model;
+  simulation::mail::MailModel model;
   model.recipients = {{"Alice", alice}, {"The team", outer}};
   model.subject =
       "\xC3\x9C"
@@ -116,7 +116,7 @@ TEST_F(Mails, EveryKindOfContentReachesTheAgent) {
       EXPECT_THAT(request.payload.value_or(""), StartsWith(kFiles[at].path));
     }
     EXPECT_EQ(request.name, kFiles[at].name);
-    EXPECT_EQ(request.contentSha256, devkit::Sha256Of(kFiles[at].content));
+    EXPECT_EQ(request.contentSha256, simulation::agent::Sha256Of(kFiles[at].content));
     EXPECT_EQ(request.contentBytes, kFiles[at].content.size());
   }
   EXPECT_THAT(FilesInTemp(), ElementsAre("QuorvexAgent.journal")) << "the copies are gone";
@@ -149,7 +149,7 @@ TEST_F(Mails, ABlockedMailStaysAndIsCheckedAfreshWhenItIsSentAgain) {
 
 TEST_F(Mails, ABlockedAttachmentEndsTheWalkOverTheAttachments) {
   ASSERT_NO_FATAL_FAILURE(Connect("16.0.0.1234"));
-  devkit::MailModel model = Mail("Three files", "The body");
+  simulation::mail::MailModel model = Mail("Three files", "The body");
   model.attachments = {{1, "first.txt", std::nullopt, "harmless"},
                        {1, "second.txt", std::nullopt, "TOP-SECRET"},
                        {1, "third.txt", std::nullopt, "never asked"}};
@@ -172,7 +172,8 @@ TEST_F(Mails, ASensitiveMailGoesAndCarriesTheHeader) {
   ASSERT_FALSE(asked.empty());
   EXPECT_EQ(asked.back().itemType, kClose);
   EXPECT_EQ(asked.back().answer, 7);
-  const std::vector<devkit::HostNamedProperty> properties = window.Mail()->NamedProperties();
+  const std::vector<simulation::host::HostNamedProperty> properties =
+      window.Mail()->NamedProperties();
   ASSERT_EQ(properties.size(), 1U);
   EXPECT_TRUE(IsEqualGUID(properties[0].propertySet, kPsInternetHeaders));
   EXPECT_EQ(properties[0].name, "QV_DLP_TAGGING");
@@ -216,4 +217,4 @@ TEST_F(Mails, WithoutAnAgentTheMailGoes) {
 }
 
 }  // namespace
-}  // namespace endtoend
+}  // namespace tests

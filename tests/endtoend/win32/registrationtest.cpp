@@ -2,7 +2,7 @@
 #include "agent/outlookaddin/addinids.h"
 #include "tests/endtoend/win32/endtoend.h"
 
-namespace endtoend {
+namespace tests {
 namespace {
 
 constexpr const wchar_t* kClass = L"CLSID\\{5E1B7C42-9D3A-4F06-A8C1-3B7E42D09A16}";
@@ -38,4 +38,4 @@ TEST(Registration, OfAnUnregisteredLibraryCanBeTakenBackAgain) {
 }
 
 }  // namespace
-}  // namespace endtoend
+}  // namespace tests

@@ -3,7 +3,7 @@
 #include "platform/ui.h"
 #include "tests/endtoend/win32/endtoend.h"
 
-namespace endtoend {
+namespace tests {
 namespace {
 
 using testing::ElementsAre;
@@ -28,7 +28,7 @@ TEST_F(Windows, AnAnnouncedWindowsSinksEndWithIt) {
   EXPECT_THAT(TakeLog(),
               testing::AllOf(HasSubstr("Outlook> Info: OnInspectorClose\r\n"),
                              HasSubstr("[DlpMailEvent::~DlpMailEvent] called @804.\r\n")));
-  for (const devkit::LedgerLine& line : Host().Ledger().Alive()) {
+  for (const simulation::host::LedgerLine& line : Host().Ledger().Alive()) {
     EXPECT_THAT(line.label, testing::Not(testing::StartsWith("_MailItem")));
   }
 }
@@ -119,4 +119,4 @@ TEST_F(Windows, AnInlineReplyIsCheckedWithoutAWindow) {
 }
 
 }  // namespace
-}  // namespace endtoend
+}  // namespace tests

@@ -119,7 +119,7 @@ class Rsyslog : public testing::Test {
     m_daemon = 0;
   }
 
-  support::TemporaryFolder m_folder;
+  tests::TemporaryFolder m_folder;
   std::string m_parameter;
   std::size_t m_begin = 0;
   pid_t m_daemon = 0;

@@ -12,11 +12,11 @@
 
 namespace {
 
-[[maybe_unused]] const bool s_played = (secondprocess::PlayIfTold(), true);
+[[maybe_unused]] const bool s_played = (tests::PlayIfTold(), true);
 
 }  // namespace
 
-namespace secondprocess {
+namespace tests {
 
 Process::Process(const char* role, const std::string& name) {
   std::string roleEntry = std::string(kRoleVariable) + "=" + role;
@@ -51,14 +51,14 @@ int Process::Wait() {
   return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
-}  // namespace secondprocess
+}  // namespace tests
 
 namespace {
 
 using platform::Handle;
 using platform::kMapReadWrite;
-using secondprocess::kMappingSize;
-using secondprocess::Words;
+using tests::kMappingSize;
+using tests::Words;
 
 // One process of a crowd that makes, opens and closes one name all the time. Whoever holds the
 // mapping finds this same mapping under the name, whatever the others do: what is written through

@@ -72,7 +72,7 @@ std::string TempPath() {
 }
 
 TEST(RootFolder, HoldsTheFourFoldersAndIsAskedForEachTime) {
-  const support::TemporaryFolder folder;
+  const tests::TemporaryFolder folder;
   const std::string base = std::filesystem::canonical(folder.Path()).string();
   for (const char* const name : {"/one", "/two"}) {
     const std::string root = base + name;
@@ -92,7 +92,7 @@ TEST(RootFolder, HoldsTheFourFoldersAndIsAskedForEachTime) {
 }
 
 TEST(RootFolder, IsAStateFolderOfTheUserOtherwise) {
-  const support::TemporaryFolder folder;
+  const tests::TemporaryFolder folder;
   const std::string base = std::filesystem::canonical(folder.Path()).string();
   const ScopedVariable root("QUORVEX_ROOT", nullptr);
   const ScopedVariable home("HOME", base.c_str());
@@ -107,7 +107,7 @@ TEST(RootFolder, IsAStateFolderOfTheUserOtherwise) {
 }
 
 TEST(RootFolder, WhatCannotBeMadeGivesNoFolder) {
-  const support::TemporaryFolder folder;
+  const tests::TemporaryFolder folder;
   std::ofstream(folder.Path() / "file") << "x";
   const ScopedVariable root("QUORVEX_ROOT", (folder.Entry("file") + "/below").c_str());
   char buffer[kMaxPath] = "untouched";
@@ -118,7 +118,7 @@ TEST(RootFolder, WhatCannotBeMadeGivesNoFolder) {
 }
 
 TEST(RootFolder, APathTooLongForTheBufferIsRefused) {
-  const support::TemporaryFolder folder;
+  const tests::TemporaryFolder folder;
   const std::string root =
       folder.Path().string() + "/" + std::string(120, 'a') + "/" + std::string(120, 'b');
   const ScopedVariable variable("QUORVEX_ROOT", root.c_str());
@@ -148,7 +148,7 @@ mode_t ModeAfterOpening(const std::string& path, bool everybody) {
 }
 
 TEST(FileModes, TheDescriptorForEverybodyCountsWhereAFileIsMade) {
-  const support::TemporaryFolder folder;
+  const tests::TemporaryFolder folder;
   const mode_t before = umask(077);
   EXPECT_EQ(ModeAfterOpening(folder.Entry("plain"), false), 0600u);
   EXPECT_EQ(ModeAfterOpening(folder.Entry("open"), true), 0666u);
@@ -157,7 +157,7 @@ TEST(FileModes, TheDescriptorForEverybodyCountsWhereAFileIsMade) {
 }
 
 TEST(FileNames, WideNamesAreUtf8) {
-  const support::TemporaryFolder folder;
+  const tests::TemporaryFolder folder;
   const std::u16string path = folder.Path().u16string() + u"\\\u00FC\U0001F600.txt";
   const Handle file =
       files.CreateFileW(path.c_str(), platform::kGenericReadWrite, platform::kShareReadWrite,
@@ -173,7 +173,7 @@ TEST(FileNames, WideNamesAreUtf8) {
 }
 
 TEST(Handles, AreRefusedOnceTheyAreClosed) {
-  const support::TemporaryFolder folder;
+  const tests::TemporaryFolder folder;
   const Handle file = files.CreateFileA(folder.Entry("file").c_str(), platform::kGenericReadWrite,
                                         platform::kShareReadWrite, nullptr, platform::kCreateAlways,
                                         platform::kFileAttributeNormal);

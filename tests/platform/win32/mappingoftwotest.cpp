@@ -6,11 +6,11 @@
 
 namespace {
 
-[[maybe_unused]] const bool s_played = (secondprocess::PlayIfTold(), true);
+[[maybe_unused]] const bool s_played = (tests::PlayIfTold(), true);
 
 }  // namespace
 
-namespace secondprocess {
+namespace tests {
 
 Process::Process(const char* role, const std::string& name) {
   wchar_t program[MAX_PATH] = {};
@@ -49,4 +49,4 @@ int Process::Wait() {
   return static_cast<int>(code);
 }
 
-}  // namespace secondprocess
+}  // namespace tests

@@ -52,7 +52,7 @@ class DiagnosisCommand : public testing::Test {
     for (std::string line; std::getline(lines, line);) EXPECT_LE(line.size(), 80u) << line;
   }
 
-  support::TemporaryFolder m_folder;
+  tests::TemporaryFolder m_folder;
 };
 
 TEST_F(DiagnosisCommand, KeysListsAllSettings) {

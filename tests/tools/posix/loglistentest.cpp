@@ -13,11 +13,11 @@
 #include <thread>
 #include <vector>
 
-#include "devkit/platform/childprocess.h"
-#include "devkit/platform/datagramreceiver.h"
 #include "logging/socketstream.h"
 #include "logging/vrklogger.h"
 #include "tests/support/temporaryfolder.h"
+#include "tools/system/childprocess.h"
+#include "tools/system/datagramreceiver.h"
 
 namespace {
 
@@ -61,8 +61,8 @@ class LogListen : public testing::Test {
     return status;
   }
 
-  support::TemporaryFolder m_folder;
-  devkit::ChildProcess m_program;
+  tests::TemporaryFolder m_folder;
+  tools::system::ChildProcess m_program;
   std::string m_parameter;
   CVRKLogger m_logger;
 };
@@ -147,7 +147,7 @@ TEST_F(LogListen, CtrlCEndsItCleanly) {
 }
 
 TEST_F(LogListen, BusyPortAndWrongArgumentsAreSetUpErrors) {
-  const devkit::DatagramReceiver other("127.0.0.1", 0);
+  const tools::system::DatagramReceiver other("127.0.0.1", 0);
   const std::string port = std::to_string(other.Port());
   const auto statusOf = [this](const std::string& options) {
     const std::string command = std::string("'") + QUORVEX_PROGRAM + "' log listen " + options +

@@ -9,10 +9,10 @@
 #include <array>
 #include <filesystem>
 
-#include "devkit/agentkit/agentkit.h"
+#include "agentkit/agentkit.h"
 #include "tests/agent/outlookaddin/gatefixture.h"
 
-namespace gate {
+namespace tests {
 namespace {
 
 // Where the agent stands when it dies.
@@ -119,7 +119,7 @@ class MortalAgent {
 class AgentDeath : public GateTest {
  protected:
   AgentDeath() {
-    const auto person = std::make_shared<devkit::MailAddressEntry>();
+    const auto person = std::make_shared<simulation::mail::MailAddressEntry>();
     person->address = "a@x";
     mail.recipients = {{"A", person}};
     mail.senderName = "Sender";
@@ -262,4 +262,4 @@ TEST_F(AgentDeath, BeforeItsAnswerLeavesNoAnswer) {
 }
 
 }  // namespace
-}  // namespace gate
+}  // namespace tests

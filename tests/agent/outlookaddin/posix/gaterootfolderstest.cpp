@@ -9,13 +9,13 @@
 
 #include "agent/outlookaddin/dlpmailevent.h"
 #include "channel/agentchannel.h"
-#include "devkit/host/simulatedhost.h"
 #include "platform/files.h"
 #include "platform/scopedreplacement.h"
+#include "simulation/host/simulatedhost.h"
 #include "tests/support/scriptedagent.h"
 #include "tests/support/temporaryfolder.h"
 
-namespace gate {
+namespace tests {
 namespace {
 
 class GateRootFolders : public testing::Test {
@@ -29,24 +29,24 @@ class GateRootFolders : public testing::Test {
     std::ofstream(path, std::ios::binary) << content;
   }
 
-  support::TemporaryFolder m_root;
+  tests::TemporaryFolder m_root;
 };
 
 TEST_F(GateRootFolders, AWholeMailFindsItsWayBelowTheRoot) {
   Write("appdata/Microsoft/Signatures/Work/logo.png", "the image");
   Write("windows/system32/zbagent/vrk.pro", "use_challenge_response=true\n");
-  devkit::MailModel model;
-  model.recipients.push_back({"name", std::make_shared<devkit::MailAddressEntry>()});
+  simulation::mail::MailModel model;
+  model.recipients.push_back({"name", std::make_shared<simulation::mail::MailAddressEntry>()});
   model.recipients[0].entry->address = "a";
   model.subject = "the subject";
   model.body = "the body";
   model.htmlBody = "<img src=\"cid:logo.png@1\">";
-  devkit::MailAttachment attachment;
+  simulation::mail::MailAttachment attachment;
   attachment.fileName = "a.doc";
   attachment.content = "the content";
   model.attachments.push_back(attachment);
 
-  testsupport::ScriptedAgent agent;
+  tests::ScriptedAgent agent;
   std::set<platform::Handle> listings;
   platform::ScopedReplacement<platform::files, &platform::FileOperations::FindFirstFileA> opening(
       [&](auto original, auto... arguments) {
@@ -59,8 +59,8 @@ TEST_F(GateRootFolders, AWholeMailFindsItsWayBelowTheRoot) {
         listings.erase(listing);
         return original(listing);
       });
-  devkit::SimulatedHost host;
-  devkit::HostMailItem& item = host.CreateMail(model);
+  simulation::host::SimulatedHost host;
+  simulation::host::HostMailItem& item = host.CreateMail(model);
   item.AddRef();
   {
     DlpMailEvent sink(&item);
@@ -69,7 +69,7 @@ TEST_F(GateRootFolders, AWholeMailFindsItsWayBelowTheRoot) {
     EXPECT_EQ(cancel, 0);
   }
   std::vector<std::string> files;
-  for (const testsupport::SeenRequest& request : agent.Requests()) {
+  for (const tests::SeenRequest& request : agent.Requests()) {
     if (request.file) files.push_back(*request.file);
   }
   EXPECT_EQ(files,
@@ -82,4 +82,4 @@ TEST_F(GateRootFolders, AWholeMailFindsItsWayBelowTheRoot) {
 }
 
 }  // namespace
-}  // namespace gate
+}  // namespace tests

@@ -21,7 +21,7 @@
 #include "platform/sockets.h"
 #include "platform/ui.h"
 
-namespace gate {
+namespace tests {
 namespace {
 
 template <auto& Table, auto Entry>
@@ -250,4 +250,4 @@ FaultyPlatform::~FaultyPlatform() {
   while (!m_guards.empty()) m_guards.pop_back();
 }
 
-}  // namespace gate
+}  // namespace tests

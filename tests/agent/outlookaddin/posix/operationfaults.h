@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-namespace gate {
+namespace tests {
 
 // Which calls fail. One operation at a time.
 struct FaultPlan {
@@ -46,4 +46,4 @@ class FaultyPlatform {
   std::vector<std::unique_ptr<OperationGuard>> m_guards;
 };
 
-}  // namespace gate
+}  // namespace tests

@@ -15,15 +15,15 @@
 #include "agent/outlookaddin/dlpaddinconnect.h"
 #include "agent/outlookaddin/module.h"
 #include "agent/outlookaddin/outlookversion.h"
-#include "devkit/host/simulatedhost.h"
 #include "logging/vrklogger.h"
 #include "platform/diagnostics.h"
 #include "platform/mapi.h"
+#include "simulation/host/simulatedhost.h"
 #include "tests/agent/outlookaddin/posix/operationfaults.h"
 #include "tests/support/scriptedagent.h"
 #include "tests/support/temporaryfolder.h"
 
-namespace gate {
+namespace tests {
 namespace {
 
 constexpr VARIANT_BOOL kNotSet = 5;
@@ -113,11 +113,11 @@ class PlatformFaults : public testing::Test {
   }
 
  private:
-  static devkit::MailModel Mail(const std::string& subject);
-  void SendAll(devkit::SimulatedHost& host, FaultPlan* plan, testsupport::ScriptedAgent& agent,
+  static simulation::mail::MailModel Mail(const std::string& subject);
+  void SendAll(simulation::host::SimulatedHost& host, FaultPlan* plan, tests::ScriptedAgent& agent,
                Outcome* run);
 
-  support::TemporaryFolder m_root;
+  tests::TemporaryFolder m_root;
   std::filesystem::path m_before;
   // Left behind by design, and ended with each run: a listing of each signature folder, the buffer
   // with a tag's name.
@@ -153,9 +153,9 @@ class PlatformFaults : public testing::Test {
       [this](auto) { return m_tick; }};
 };
 
-devkit::MailModel PlatformFaults::Mail(const std::string& subject) {
-  devkit::MailModel mail;
-  mail.recipients = {{"A", std::make_shared<devkit::MailAddressEntry>()}};
+simulation::mail::MailModel PlatformFaults::Mail(const std::string& subject) {
+  simulation::mail::MailModel mail;
+  mail.recipients = {{"A", std::make_shared<simulation::mail::MailAddressEntry>()}};
   mail.recipients[0].entry->address = "a@x";
   mail.senderName = "Sender";
   mail.subject = subject;
@@ -165,26 +165,25 @@ devkit::MailModel PlatformFaults::Mail(const std::string& subject) {
   return mail;
 }
 
-void PlatformFaults::SendAll(devkit::SimulatedHost& host, FaultPlan* plan,
-                             testsupport::ScriptedAgent& agent, Outcome* run) {
+void PlatformFaults::SendAll(simulation::host::SimulatedHost& host, FaultPlan* plan,
+                             tests::ScriptedAgent& agent, Outcome* run) {
   std::string sending;
-  agent.onRequest = [&](const testsupport::SeenRequest& seen) {
+  agent.onRequest = [&](const tests::SeenRequest& seen) {
     const bool isBody = seen.name == "ExchangeBodyContent";
     if (sending == "Blocked" && isBody) {
       run->blockedByAgent.insert(sending);
-      return testsupport::Reply::Answer(3);
+      return tests::Reply::Answer(3);
     }
-    return testsupport::Reply::Answer(sending == "Tagged" && seen.itemType == kItemSessionEnd ? 7
-                                                                                              : 4);
+    return tests::Reply::Answer(sending == "Tagged" && seen.itemType == kItemSessionEnd ? 7 : 4);
   };
   for (const char* subject : {"Passed", "Blocked", "Tagged"}) {
     m_tick += 10000;
     sending = subject;
-    devkit::HostInspector& window = host.OpenInspector(Mail(subject));
-    devkit::HostMailItem& item = *window.Mail();
-    const devkit::SendOutcome sent = host.Send(item, kNotSet);
+    simulation::host::HostInspector& window = host.OpenInspector(Mail(subject));
+    simulation::host::HostMailItem& item = *window.Mail();
+    const simulation::host::SendOutcome sent = host.Send(item, kNotSet);
     run->cancels.emplace_back(subject, sent.cancel);
-    EXPECT_EQ(sent.returned, devkit::FiredResults{S_OK});
+    EXPECT_EQ(sent.returned, simulation::host::FiredResults{S_OK});
     if (sending == "Tagged") {
       run->tag = item.Header("X-Tag");
       plan->isSuspended = true;
@@ -202,8 +201,8 @@ void PlatformFaults::SendAll(devkit::SimulatedHost& host, FaultPlan* plan,
 
 Outcome PlatformFaults::RunOnce(FaultPlan* plan) {
   Outcome run;
-  testsupport::ScriptedAgent agent;
-  std::shared_ptr<devkit::HostLedger> ledger;
+  tests::ScriptedAgent agent;
+  std::shared_ptr<simulation::host::HostLedger> ledger;
   {
     const FaultyPlatform faulty(plan);
     // The agent has its turn whenever the add-in sleeps, and its own calls don't fail.
@@ -214,7 +213,7 @@ Outcome PlatformFaults::RunOnce(FaultPlan* plan) {
           original(milliseconds);
           plan->isSuspended = before;
         });
-    devkit::SimulatedHost host("15.0.1");
+    simulation::host::SimulatedHost host("15.0.1");
     ledger = host.SharedLedger();
     host.OpenExplorer();
     plan->isSuspended = false;
@@ -235,7 +234,7 @@ Outcome PlatformFaults::RunOnce(FaultPlan* plan) {
     plan->isSuspended = true;
   }
   run.requests = agent.Requests().size();
-  for (const devkit::LedgerLine& line : ledger->Outstanding()) {
+  for (const simulation::host::LedgerLine& line : ledger->Outstanding()) {
     run.left[line.label] += line.Outstanding();
   }
   run.overReleases = ledger->OverReleases();
@@ -338,4 +337,4 @@ TEST_F(PlatformFaults, NoOperationThatFailsHoldsUpAMailOrKeepsAnything) {
 }
 
 }  // namespace
-}  // namespace gate
+}  // namespace tests

@@ -10,7 +10,7 @@
 #include "platform/scopedreplacement.h"
 #include "tests/agent/outlookaddin/registrationtable.h"
 
-namespace addintesting {
+namespace tests {
 namespace {
 
 using platform::kClassesRoot;
@@ -119,4 +119,4 @@ TEST_F(LibraryScript, ARegistryThatRefusesAtAnyStepGivesItsError) {
 }
 
 }  // namespace
-}  // namespace addintesting
+}  // namespace tests

@@ -15,7 +15,7 @@
 #include "platform/com/comtypes.h"
 #include "tests/agent/outlookaddin/registrationtable.h"
 
-namespace addintesting {
+namespace tests {
 namespace {
 
 using platform::Bstr;
@@ -274,4 +274,4 @@ TEST_F(LibraryRegistration, AThreadsOwnLocaleComesBackAfterAFailure) {
 }
 
 }  // namespace
-}  // namespace addintesting
+}  // namespace tests

@@ -1,0 +1,401 @@
+// The ring beside what it could have been.
+//
+// Peers: the floor (two locked additions and a copy of 148 bytes, which no shared ring can do
+// without), boost::lockfree::queue with a fixed size, moodycamel::ConcurrentQueue. All carry the
+// same 148-byte record. The ring is the one that the add-in writes (channel::PushEntry, with the
+// check of the view) and that agents read (agentkit::RingConsumer).
+//
+// Each push is timed in batches that fit, with the emptying in between left out, so that nobody
+// is charged for the other half; a batch that the scheduler broke into (five times the best) is
+// measured again. Counters: `allocations` in the timed part. Take medians of repetitions in random
+// order:
+//
+//   bench_ring --benchmark_repetitions=15 --benchmark_enable_random_interleaving=true
+#include <benchmark/benchmark.h>
+#include <concurrentqueue/concurrentqueue.h>
+#include <sched.h>
+#include <sys/mman.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <boost/lockfree/queue.hpp>
+#include <chrono>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <new>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "agentkit/agentkit.h"
+#include "channel/ringbuffer.h"
+
+namespace {
+
+std::atomic<std::uint64_t> g_allocations{0};
+
+void* CountedAllocation(std::size_t size) {
+  g_allocations.fetch_add(1, std::memory_order_relaxed);
+  void* const memory = std::malloc(size != 0 ? size : 1);
+  if (memory == nullptr) throw std::bad_alloc();
+  return memory;
+}
+
+}  // namespace
+
+void* operator new(std::size_t size) {
+  return CountedAllocation(size);
+}
+void* operator new[](std::size_t size) {
+  return CountedAllocation(size);
+}
+void operator delete(void* memory) noexcept {
+  std::free(memory);
+}
+void operator delete[](void* memory) noexcept {
+  std::free(memory);
+}
+void operator delete(void* memory, std::size_t) noexcept {
+  std::free(memory);
+}
+void operator delete[](void* memory, std::size_t) noexcept {
+  std::free(memory);
+}
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr std::uint32_t kCapacity = 1U << channel::kRingSizeExponent;
+constexpr std::uint32_t kViewSize = kCapacity + std::uint32_t{channel::kRingOverhead};
+constexpr int kBatch = 1024;
+constexpr std::size_t kSlots = kCapacity / channel::kRequestEntrySize;
+
+ContentRequest MakeRequest() {
+  ContentRequest request{};
+  request.dwRequestKind = 4;
+  std::strcpy(request.szBlockName, "Global\\00000abc0000123400042");
+  return request;
+}
+
+// A queue of one kind: pushes and takes one record, both without waiting. All of it may lie in
+// memory that processes share, but for moodycamel's.
+
+class Ring {
+ public:
+  Ring() {
+    const std::string name = "Global\\bench" + std::to_string(getpid());
+    if (m_consumer.Create({.name = name}) != agentkit::OpenResult::kOpened) std::abort();
+    m_header = const_cast<RingHeader*>(m_consumer.Header());
+  }
+  bool Push(const ContentRequest& request) {
+    return channel::PushEntry(m_header, kViewSize, &request, sizeof(request));
+  }
+  bool Take(ContentRequest* request) {
+    if (m_consumer.Take(&m_bytes) != agentkit::TakeResult::kTaken) return false;
+    std::memcpy(request, m_bytes.data(), sizeof(*request));
+    return true;
+  }
+  RingHeader* Header() { return m_header; }
+
+ private:
+  agentkit::RingConsumer m_consumer;
+  std::vector<unsigned char> m_bytes;
+  // Read by the writers; away from what the consumer writes.
+  alignas(64) RingHeader* m_header;
+};
+
+class Boost {
+ public:
+  bool Push(const ContentRequest& request) { return m_queue.push(request); }
+  bool Take(ContentRequest* request) { return m_queue.pop(*request); }
+
+ private:
+  boost::lockfree::queue<ContentRequest, boost::lockfree::capacity<kSlots>> m_queue;
+};
+
+class Moodycamel {
+ public:
+  bool Push(const ContentRequest& request) { return m_queue.try_enqueue(request); }
+  bool Take(ContentRequest* request) { return m_queue.try_dequeue(*request); }
+
+ private:
+  moodycamel::ConcurrentQueue<ContentRequest> m_queue{2 * kSlots};
+};
+
+// What no shared ring can do without. The copy goes where the ring's would, but for the wrap.
+class Floor {
+ public:
+  Floor() : m_area(kViewSize + sizeof(ContentRequest)) {}
+  bool Push(const ContentRequest& request) {
+    m_usedBytes.fetch_add(152, std::memory_order_seq_cst);
+    const std::uint32_t cursor = m_writeCursor.fetch_add(152, std::memory_order_seq_cst);
+    std::memcpy(m_area.data() + cursor % kCapacity + 4, &request, sizeof(request));
+    return true;
+  }
+  bool Take(ContentRequest*) { return false; }
+
+ private:
+  std::atomic<std::int32_t> m_usedBytes{0};
+  std::atomic<std::uint32_t> m_writeCursor{0};
+  std::vector<unsigned char> m_area;
+};
+
+template <typename Queue>
+void Drain(Queue& queue) {
+  ContentRequest request;
+  while (queue.Take(&request)) {
+  }
+}
+
+void CountAllocations(benchmark::State& state, std::uint64_t count) {
+  state.counters["allocations"] = static_cast<double>(count);
+}
+
+template <typename Queue>
+void Push(benchmark::State& state) {
+  const auto queue = std::make_unique<Queue>();
+  const ContentRequest request = MakeRequest();
+  std::uint64_t allocations = 0;
+  double best = 1;  // seconds
+  while (state.KeepRunningBatch(kBatch)) {
+    double seconds;
+    do {
+      const std::uint64_t before = g_allocations.load(std::memory_order_relaxed);
+      const auto start = Clock::now();
+      for (int i = 0; i < kBatch; ++i) {
+        if (!queue->Push(request)) std::abort();
+        benchmark::ClobberMemory();
+      }
+      seconds = std::chrono::duration<double>(Clock::now() - start).count();
+      allocations += g_allocations.load(std::memory_order_relaxed) - before;
+      Drain(*queue);
+      best = std::min(best, seconds);
+    } while (seconds > 5 * best);
+    state.SetIterationTime(seconds);
+  }
+  CountAllocations(state, allocations);
+}
+
+template <typename Queue>
+void PushAndTake(benchmark::State& state) {
+  const auto queue = std::make_unique<Queue>();
+  const ContentRequest request = MakeRequest();
+  ContentRequest taken;
+  queue->Push(request);
+  Drain(*queue);  // buffers that are made once have been made
+  const std::uint64_t before = g_allocations.load(std::memory_order_relaxed);
+  for (auto _ : state) {
+    queue->Push(request);
+    if (!queue->Take(&taken)) std::abort();
+    benchmark::DoNotOptimize(taken);
+  }
+  CountAllocations(state, g_allocations.load(std::memory_order_relaxed) - before);
+}
+
+template <typename Queue>
+void RefusedPush(benchmark::State& state) {
+  const auto queue = std::make_unique<Queue>();
+  const ContentRequest request = MakeRequest();
+  while (queue->Push(request)) {
+  }
+  for (auto _ : state) {
+    if (queue->Push(request)) std::abort();
+  }
+}
+
+template <typename Queue>
+void PushMany(Queue& queue, std::uint32_t writer, std::uint32_t count) {
+  ContentRequest request = MakeRequest();
+  request.dwProcessId = writer;
+  for (std::uint32_t i = 0; i < count; ++i) {
+    request.dwThreadId = i;
+    while (!queue.Push(request)) std::this_thread::yield();
+  }
+}
+
+// Takes all that `writers` writers push and checks that each one's come in order.
+template <typename Queue>
+bool TakeMany(Queue& queue, std::uint32_t writers, std::uint32_t perWriter) {
+  std::vector<std::uint32_t> next(writers, 0);
+  ContentRequest request;
+  for (std::uint32_t taken = 0; taken < writers * perWriter;) {
+    if (!queue.Take(&request)) {
+      std::this_thread::yield();
+      continue;
+    }
+    if (request.dwProcessId >= writers || request.dwThreadId != next[request.dwProcessId]++) {
+      return false;
+    }
+    ++taken;
+  }
+  return true;
+}
+
+constexpr std::uint32_t kTransfer = 100'000;  // records in one iteration, from all writers
+
+// The processors that this program may use, in order.
+std::vector<int> Processors() {
+  cpu_set_t set;
+  if (sched_getaffinity(0, sizeof set, &set) != 0) std::abort();
+  std::vector<int> numbers;
+  for (int number = 0; number < CPU_SETSIZE; ++number) {
+    if (CPU_ISSET(number, &set)) numbers.push_back(number);
+  }
+  return numbers;
+}
+
+// Where the parties of a transfer run. Left to the scheduler they come to one of these, another in
+// the next run, and the figures differ by a factor of four.
+enum class Place {
+  kTogether,       // all on one processor: nobody works while another does
+  kConsumerApart,  // the writers on one, the consumer on the other: records travel
+  kWritersApart,   // a writer on each, the consumer with the first: the writers collide
+};
+
+class Placement {
+ public:
+  // Moves the calling thread, the consumer, to the first processor for the object's life.
+  explicit Placement(Place place)
+      : m_place(place), m_all(Processors()), m_other(m_all.size() > 1 ? m_all[1] : m_all[0]) {
+    MoveTo({m_all[0]});
+  }
+  ~Placement() { MoveTo(m_all); }
+  Placement(const Placement&) = delete;
+  Placement& operator=(const Placement&) = delete;
+
+  // Called by each writer, counted from 0.
+  void MoveWriter(std::uint32_t writer) const {
+    const bool isAway =
+        m_place == Place::kConsumerApart || (m_place == Place::kWritersApart && writer % 2 != 0);
+    MoveTo({isAway ? m_other : m_all[0]});
+  }
+  bool IsPossible() const { return m_place == Place::kTogether || m_all.size() > 1; }
+
+ private:
+  static void MoveTo(const std::vector<int>& numbers) {
+    cpu_set_t set;
+    CPU_ZERO(&set);
+    for (const int number : numbers) CPU_SET(number, &set);
+    if (sched_setaffinity(0, sizeof set, &set) != 0) std::abort();
+  }
+
+  const Place m_place;
+  const std::vector<int> m_all;
+  const int m_other;
+};
+
+// Writers in threads; the consumer is this thread. The time is that from the start sign to the last
+// record.
+template <typename Queue>
+void WritersInThreads(benchmark::State& state) {
+  const auto writers = static_cast<std::uint32_t>(state.range(0));
+  const Placement placement(static_cast<Place>(state.range(1)));
+  if (!placement.IsPossible()) return state.SkipWithError("one processor only");
+  for (auto _ : state) {
+    const auto queue = std::make_unique<Queue>();
+    std::atomic<bool> go{false};
+    std::vector<std::thread> threads;
+    for (std::uint32_t writer = 0; writer < writers; ++writer) {
+      threads.emplace_back([&, writer] {
+        placement.MoveWriter(writer);
+        while (!go.load(std::memory_order_acquire)) std::this_thread::yield();
+        PushMany(*queue, writer, kTransfer / writers);
+      });
+    }
+    const auto start = Clock::now();
+    go.store(true, std::memory_order_release);
+    if (!TakeMany(*queue, writers, kTransfer / writers)) state.SkipWithError("out of order");
+    state.SetIterationTime(std::chrono::duration<double>(Clock::now() - start).count());
+    for (std::thread& thread : threads) thread.join();
+  }
+  state.SetItemsProcessed(state.iterations() * kTransfer);
+}
+
+// A queue in memory that forked processes share.
+template <typename Queue>
+class Shared {
+ public:
+  Shared() {
+    void* const memory =
+        mmap(nullptr, sizeof(Content), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+    if (memory == MAP_FAILED) std::abort();
+    m_content = new (memory) Content;
+  }
+  ~Shared() {
+    m_content->~Content();
+    munmap(m_content, sizeof(Content));
+  }
+  Queue& Get() { return m_content->queue; }
+  std::atomic<bool>& Go() { return m_content->go; }
+
+ private:
+  struct Content {
+    std::atomic<bool> go{false};
+    Queue queue;
+  };
+  Content* m_content;
+};
+
+// The same with writers in processes. The ring's bytes are a named mapping, as in real life; the
+// queue of boost lies in shared memory whole.
+template <typename Queue>
+void WritersInProcesses(benchmark::State& state) {
+  const auto writers = static_cast<std::uint32_t>(state.range(0));
+  const Placement placement(static_cast<Place>(state.range(1)));
+  if (!placement.IsPossible()) return state.SkipWithError("one processor only");
+  for (auto _ : state) {
+    Shared<Queue> shared;
+    std::vector<pid_t> children;
+    for (std::uint32_t writer = 0; writer < writers; ++writer) {
+      const pid_t child = fork();
+      if (child == 0) {
+        placement.MoveWriter(writer);
+        while (!shared.Go().load(std::memory_order_acquire)) std::this_thread::yield();
+        PushMany(shared.Get(), writer, kTransfer / writers);
+        _exit(0);
+      }
+      children.push_back(child);
+    }
+    const auto start = Clock::now();
+    shared.Go().store(true, std::memory_order_release);
+    if (!TakeMany(shared.Get(), writers, kTransfer / writers)) state.SkipWithError("out of order");
+    state.SetIterationTime(std::chrono::duration<double>(Clock::now() - start).count());
+    for (const pid_t child : children) waitpid(child, nullptr, 0);
+  }
+  state.SetItemsProcessed(state.iterations() * kTransfer);
+}
+
+BENCHMARK(Push<Floor>)->UseManualTime();
+BENCHMARK(Push<Ring>)->UseManualTime();
+BENCHMARK(Push<Boost>)->UseManualTime();
+BENCHMARK(Push<Moodycamel>)->UseManualTime();
+
+BENCHMARK(PushAndTake<Ring>);
+BENCHMARK(PushAndTake<Boost>);
+BENCHMARK(PushAndTake<Moodycamel>);
+
+BENCHMARK(RefusedPush<Ring>);
+BENCHMARK(RefusedPush<Boost>);
+BENCHMARK(RefusedPush<Moodycamel>);
+
+void EachNumberAndPlace(benchmark::internal::Benchmark* transfer) {
+  transfer->ArgNames({"writers", "place"});
+  for (const Place place : {Place::kTogether, Place::kConsumerApart}) {
+    transfer->Args({1, static_cast<int>(place)})->Args({2, static_cast<int>(place)});
+  }
+  transfer->Args({2, static_cast<int>(Place::kWritersApart)});
+  transfer->UseManualTime()->Unit(benchmark::kMillisecond);
+}
+BENCHMARK(WritersInThreads<Ring>)->Apply(EachNumberAndPlace);
+BENCHMARK(WritersInThreads<Boost>)->Apply(EachNumberAndPlace);
+BENCHMARK(WritersInThreads<Moodycamel>)->Apply(EachNumberAndPlace);
+BENCHMARK(WritersInProcesses<Ring>)->Apply(EachNumberAndPlace);
+BENCHMARK(WritersInProcesses<Boost>)->Apply(EachNumberAndPlace);
+
+}  // namespace
+
+BENCHMARK_MAIN();

@@ -1,0 +1,85 @@
+// The add-in's half of the channel in single steps, for checks that need them.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "agentkit/agentkit.h"
+#include "channel/protocol.h"
+
+namespace inspection::conformance {
+
+// A writer that can stop between any two of its stores.
+class Writer {
+ public:
+  // Maps what the add-in maps. False if there is no such ring, or a smaller one.
+  bool Open(const std::string& ring);
+
+  std::int32_t Capacity() const;
+  std::int32_t Used() const;
+  std::uint32_t Cursor() const;
+  std::uint32_t OffsetOfCursor() const { return Cursor() % static_cast<std::uint32_t>(Capacity()); }
+
+  // The first addition of a push; false, and undone, if there is no room.
+  bool CountUsed(std::uint32_t entrySize);
+  // Both additions; the position counted as the cursor, none if there is no room.
+  std::optional<std::uint32_t> Reserve(std::uint32_t payloadLength);
+  // The copy and the length word. `payload` has a length that is a multiple of 4.
+  void Complete(std::uint32_t position, const std::vector<unsigned char>& payload);
+
+ private:
+  RingHeader* Ring() const { return reinterpret_cast<RingHeader*>(m_view.Data()); }
+
+  agentkit::SharedView m_view;
+};
+
+// One request, taken along by calls of Step.
+class Requester {
+ public:
+  enum class State {
+    kNew,
+    kPushed,    // waits for its block
+    kAsked,     // waits for the answer
+    kAnswered,  // Answer() is there
+    kRefused,   // no room in the ring
+    kNoBlock,   // the block didn't come in time
+    kNoAnswer   // the answer didn't; 5 was stored
+  };
+
+  // `lane` stands for one sender; the lanes of one process have thread ids of their own.
+  Requester(std::uint32_t lane, std::uint32_t itemType, std::string payload);
+
+  std::vector<unsigned char> Record() const;
+  std::string BlockName() const { return m_record.szBlockName; }
+  std::uint32_t BlockLength() const { return m_record.dwBlockLength; }
+
+  void Push(Writer& writer);
+  // For a record that was completed by hand.
+  void MarkPushed();
+  // Tries the next thing once: opens and fills the block, or polls. True when it has ended.
+  bool Step(std::uint32_t blockWaitMs, std::uint32_t answerWaitMs);
+  // Opens and fills the block without asking. False while it isn't there.
+  bool OpenBlock();
+  std::int32_t ExchangeStatus(std::int32_t status);
+  void CloseBlock() { m_block.Close(); }
+
+  State Now() const { return m_state; }
+  std::int32_t Answer() const { return m_answer; }
+  // Milliseconds from the push to the block, and from there to the answer.
+  std::uint32_t BlockMs() const { return m_blockMs; }
+  std::uint32_t AnswerMs() const { return m_answerMs; }
+
+ private:
+  ContentRequest m_record{};
+  std::string m_content;
+  agentkit::SharedView m_block;
+  State m_state = State::kNew;
+  std::int32_t m_answer = 0;
+  std::uint32_t m_sinceTick = 0;
+  std::uint32_t m_blockMs = 0;
+  std::uint32_t m_answerMs = 0;
+};
+
+}  // namespace inspection::conformance

@@ -1,0 +1,268 @@
+#include "inspection/logs/loggercheck.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <string_view>
+
+#include "logging/loggerconfig.h"
+#include "logging/runtimetext.h"
+#include "logging/vrklogger.h"
+#include "text/suggestion.h"
+#include "text/textconversion.h"
+
+namespace inspection::logs {
+
+namespace {
+
+constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+constexpr std::size_t kFieldCount = 4;
+
+// Where the line's fields begin, whether or not they fit; npos for those that are missing.
+using Places = std::array<std::size_t, kFieldCount>;
+
+Places PlacesOf(std::string_view line) {
+  Places places;
+  places.fill(std::string_view::npos);
+  std::size_t position = 0;
+  for (std::size_t& place : places) {
+    while (position < line.size() && logging::IsSpace(line[position])) ++position;
+    if (position == line.size()) break;
+    place = position;
+    while (position < line.size() && !logging::IsSpace(line[position])) ++position;
+  }
+  return places;
+}
+
+std::string Quoted(std::string_view text) {
+  return "\"" + std::string(text) + "\"";
+}
+
+std::string LevelsOf(std::int32_t mask) {
+  constexpr std::array<std::string_view, 4> kLevels = {"Info", "Warn", "Err", "Crit"};
+  std::string levels;
+  for (std::size_t bit = 0; bit < kLevels.size(); ++bit) {
+    if ((mask >> bit & 1) == 0) continue;
+    levels.append(levels.empty() ? "" : ", ").append(kLevels[bit]);
+  }
+  return levels;
+}
+
+// As inet_addr takes it in its full form.
+bool IsDottedAddress(std::string_view host) {
+  int numbers = 0;
+  for (;;) {
+    const std::size_t dot = std::min(host.find('.'), host.size());
+    const std::string number(host.substr(0, dot));
+    const bool digits = !number.empty() && number.size() <= 3 &&
+                        number.find_first_not_of("0123456789") == std::string::npos;
+    if (!digits || logging::ToInteger(number.c_str()) > 255) return false;
+    ++numbers;
+    if (dot == host.size()) return numbers == 4;
+    host.remove_prefix(dot + 1);
+  }
+}
+
+// One line, taken apart.
+class LineCheck {
+ public:
+  explicit LineCheck(std::string_view line)
+      : m_line(line), m_places(PlacesOf(line)), m_fields(logging::ScanConfigLine(line)) {}
+
+  LoggerLine Result();
+
+ private:
+  bool IsThere(std::size_t field) const { return m_places[field] != std::string_view::npos; }
+  std::string FieldRefusal() const;
+  std::string Stream(std::int32_t mask);
+  std::string FileStream();
+  std::string UdpStream();
+
+  std::string_view m_line;
+  Places m_places;
+  logging::ConfigFields m_fields;
+  LoggerLine m_result;
+  std::string m_refusal;
+};
+
+// Why the scan ended before the type, or an empty text.
+std::string LineCheck::FieldRefusal() const {
+  if (m_fields.mask.empty()) {
+    return IsThere(1) ? "the mask is longer than three characters" : "no mask behind the module";
+  }
+  const std::int32_t mask = logging::ToInteger(m_fields.mask.c_str());
+  if (mask < 1) {
+    const bool number = m_fields.mask.find_first_not_of("+-0123456789") == std::string::npos;
+    return "the mask " + Quoted(m_fields.mask) +
+           (!number     ? " is not a number; it is a sum of 1 (Info), 2 (Warn), 4 (Err), 8 (Crit)"
+            : mask == 0 ? " takes no level"
+                        : " is negative");
+  }
+  if (m_fields.type.empty()) {
+    return IsThere(2) ? "the type is longer than seven characters; it is File, Dbg or UDP"
+                      : "no type behind the mask";
+  }
+  return {};
+}
+
+std::string LineCheck::FileStream() {
+  const std::string token = m_fields.parameter;
+  if (token.empty()) {
+    m_refusal =
+        IsThere(3) ? "the path's first word is longer than 259 characters" : "a File needs a path";
+    return {};
+  }
+  if (!logging::RecoverFileParameter(m_line, &m_fields)) {
+    m_refusal = "the path is longer than 259 characters";
+    return {};
+  }
+  if (Utf8ToWide(m_fields.parameter).empty()) {
+    m_refusal = "the path is not valid UTF-8";
+    return {};
+  }
+  if (m_line.find(token) < m_places[3]) {
+    m_result.warnings.push_back("the path begins too early, since its first word " + Quoted(token) +
+                                " stands in the line before it: the path is " +
+                                Quoted(m_fields.parameter));
+  }
+  return "the files " + m_fields.parameter + ".<computer>_0.log to _4.log";
+}
+
+std::string LineCheck::UdpStream() {
+  if (m_fields.parameter.empty()) {
+    m_refusal = IsThere(3) ? "the address is longer than 259 characters" : "UDP needs an address";
+    return {};
+  }
+  const std::size_t colon = m_fields.parameter.rfind(':');
+  const std::string host = m_fields.parameter.substr(0, colon);
+  std::uint16_t port = 514;
+  if (colon != std::string::npos) {
+    port = static_cast<std::uint16_t>(logging::ToInteger(m_fields.parameter.c_str() + colon + 1));
+  }
+  if (!IsDottedAddress(host)) {
+    m_result.warnings.push_back(Quoted(host) +
+                                " is no dotted IPv4 address: names and IPv6 reach nobody");
+  }
+  if (port == 0) m_result.warnings.push_back("the port is 0, where nobody listens");
+  return "datagrams to " + host + ", port " + std::to_string(port);
+}
+
+std::string LineCheck::Stream(std::int32_t mask) {
+  const std::string levels = LevelsOf(mask);
+  if (levels.empty()) {
+    m_result.warnings.push_back("the mask " + Quoted(m_fields.mask) +
+                                " has none of the levels 1, 2, 4 and 8: the stream stays empty");
+  }
+  std::string target;
+  if (logging::EqualsIgnoringCase(m_fields.type, "File")) {
+    target = FileStream();
+  } else if (logging::EqualsIgnoringCase(m_fields.type, "UDP")) {
+    target = UdpStream();
+  } else if (logging::EqualsIgnoringCase(m_fields.type, "Dbg")) {
+    target = "the debugger";
+  } else {
+    constexpr std::array<std::string_view, 3> kTypes = {"File", "Dbg", "UDP"};
+    m_refusal = "unknown type " + Quoted(m_fields.type) + Suggestion(m_fields.type, kTypes) +
+                "; it is File, Dbg or UDP";
+  }
+  return (levels.empty() ? "no level" : levels) + " to " + target;
+}
+
+LoggerLine LineCheck::Result() {
+  m_result.module = m_fields.module;
+  const std::size_t semicolon = m_line.find_first_not_of(" \t");
+  if (semicolon != 0 && semicolon != std::string_view::npos && m_line[semicolon] == ';') {
+    m_result.warnings.push_back(
+        "a blank stands before \";\": this is no comment, the line is read");
+  }
+  if (m_fields.module.empty()) {
+    m_result.what = "the module's name is longer than 15 characters";
+    return std::move(m_result);
+  }
+  m_refusal = FieldRefusal();
+  std::string stream;
+  if (m_refusal.empty()) stream = Stream(logging::ToInteger(m_fields.mask.c_str()));
+  m_result.kind = m_refusal.empty() ? LoggerLineKind::kStream : LoggerLineKind::kRefused;
+  m_result.what = m_refusal.empty() ? stream : m_refusal;
+  return std::move(m_result);
+}
+
+// Keeps count of the file's own lines, of which the reader gives the long ones in pieces.
+class LineCounter {
+ public:
+  void Take(std::string_view piece) {
+    m_isRest = m_open;
+    if (!m_isRest) ++m_line;
+    // A shorter piece without line end is the file's last, or has a NUL behind it.
+    m_open = !piece.ends_with('\n') && piece.size() == logging::kConfigLineSize - 1;
+  }
+  std::size_t Line() const { return m_line; }
+  bool IsRest() const { return m_isRest; }
+
+ private:
+  std::size_t m_line = 0;
+  bool m_open = false;
+  bool m_isRest = false;
+};
+
+}  // namespace
+
+const char* NameOf(LoggerLineKind kind) {
+  switch (kind) {
+    case LoggerLineKind::kStream:
+      return "stream";
+    case LoggerLineKind::kRefused:
+      return "refused";
+    case LoggerLineKind::kSkipped:
+      break;
+  }
+  return "skipped";
+}
+
+LoggerReport CheckLoggerConfig(const std::string& path,
+                               const std::function<void(const LoggerLine&)>& show) {
+  LoggerReport report;
+  logging::ConfigLines lines(path.c_str());
+  report.opened = lines.IsOpen();
+  if (!report.opened) return report;
+  LineCounter counter;
+  std::size_t cutByNul = 0;    // the first such line
+  std::size_t withoutEnd = 0;  // a short line without end: fine if it is the last
+  std::string_view line;
+  while (lines.Next(&line)) {
+    counter.Take(line);
+    if (withoutEnd != 0 && cutByNul == 0) cutByNul = withoutEnd;
+    const bool isShort = !line.ends_with('\n') && line.size() < logging::kConfigLineSize - 1;
+    withoutEnd = isShort ? counter.Line() : 0;
+    const bool isBlank = std::all_of(line.begin(), line.end(), logging::IsSpace);
+    if (logging::IsConfigComment(line) || isBlank) continue;
+    LoggerLine result = LineCheck(line).Result();
+    result.line = counter.Line();
+    if (counter.Line() == 1 && line.starts_with(kByteOrderMark)) {
+      result.warnings.insert(result.warnings.begin(),
+                             "a byte-order mark begins the file: it is part of this line's module");
+    }
+    if (counter.IsRest()) {
+      result.warnings.insert(result.warnings.begin(),
+                             "the line was cut after 291 characters; this is its rest, read as a "
+                             "line of its own");
+    }
+    const bool isStream = result.kind == LoggerLineKind::kStream;
+    if (isStream) ++report.streams;
+    if (!isStream) ++report.refused;
+    if (isStream && logging::EqualsIgnoringCase(result.module, kLogModule)) ++report.addInStreams;
+    report.warnings += result.warnings.size();
+    show(result);
+  }
+  if (cutByNul != 0) {
+    report.onFile.push_back("line " + std::to_string(cutByNul) +
+                            " has a NUL byte, which ends it: is this a text file?");
+  }
+  if (report.addInStreams == 0) {
+    report.onFile.push_back("no line makes a stream for \"Outlook\": the add-in logs nothing");
+  }
+  report.warnings += report.onFile.size();
+  return report;
+}
+
+}  // namespace inspection::logs

@@ -1,0 +1,122 @@
+#include <algorithm>
+#include <atomic>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+
+#include "inspection/ring/ringview.h"
+#include "platform/mappings.h"
+
+namespace inspection::ring {
+namespace {
+
+constexpr int kTries = 8;
+constexpr std::uint32_t kHeaderSize = sizeof(RingHeader);
+// Behind the data area.
+constexpr std::uint32_t kSpare = std::uint32_t{channel::kRingOverhead} - kHeaderSize;
+
+// A view that can only be read.
+class View {
+ public:
+  View(const std::string& name, std::uint32_t size)
+      : m_mapping(platform::mappings.OpenFileMappingA(platform::kMapRead, false, name.c_str())) {
+    if (m_mapping != nullptr) {
+      m_view = platform::mappings.MapViewOfFile(m_mapping, platform::kMapRead, 0, 0, size);
+    }
+  }
+  ~View() {
+    if (m_view != nullptr) platform::mappings.UnmapViewOfFile(m_view);
+    if (m_mapping != nullptr) platform::handles.CloseHandle(m_mapping);
+  }
+  View(const View&) = delete;
+  View& operator=(const View&) = delete;
+
+  bool IsThere() const { return m_mapping != nullptr; }
+  const unsigned char* Data() const { return static_cast<const unsigned char*>(m_view); }
+
+ private:
+  platform::Handle m_mapping;
+  void* m_view = nullptr;
+};
+
+// Loads of 32-bit words don't write, even where atomic_ref wants an address that could be written.
+template <typename Word>
+Word Load(const Word& word) {
+  return std::atomic_ref<Word>(const_cast<Word&>(word)).load(std::memory_order_acquire);
+}
+
+RingHeader LoadHeader(const unsigned char* view) {
+  const auto* const shared = reinterpret_cast<const RingHeader*>(view);
+  return {Load(shared->usedBytes), Load(shared->writeCursor), Load(shared->consumerWord),
+          Load(shared->capacity)};
+}
+
+bool AreSame(const RingHeader& one, const RingHeader& other) {
+  return std::memcmp(&one, &other, sizeof(one)) == 0;
+}
+
+std::filesystem::path PathOf(const std::string& utf8) {
+  return std::u8string(utf8.begin(), utf8.end());
+}
+
+}  // namespace
+
+bool ReadLiveRing(const std::string& name, Bytes* bytes, std::string* error) {
+  std::int32_t capacity = 0;
+  {
+    const View head(name, kHeaderSize);
+    if (head.Data() == nullptr) {
+      *error = head.IsThere() ? "the ring " + name + " can't be mapped"
+                              : "there is no ring " + name + ": no agent is running";
+      return false;
+    }
+    const RingHeader header = LoadHeader(head.Data());
+    bytes->resize(kHeaderSize);
+    std::memcpy(bytes->data(), &header, kHeaderSize);
+    capacity = header.capacity;
+  }
+  if (capacity < 4 || capacity > kLargestCapacity) return true;
+  const auto area = static_cast<std::uint32_t>(capacity);
+  const View whole(name, kHeaderSize + area + kSpare);
+  if (whole.Data() == nullptr) return true;  // smaller than it says: Decode misses the rest
+  bytes->resize(kHeaderSize + area + kSpare);
+  for (int i = 0; i < kTries; ++i) {
+    const RingHeader header = LoadHeader(whole.Data());
+    std::memcpy(bytes->data(), &header, kHeaderSize);
+    std::memcpy(bytes->data() + kHeaderSize, whole.Data() + kHeaderSize, area + kSpare);
+    if (AreSame(header, LoadHeader(whole.Data()))) break;
+  }
+  return true;
+}
+
+bool ReadSavedRing(const std::string& path, Bytes* bytes, std::string* error) {
+  std::error_code code;
+  if (std::filesystem::is_directory(PathOf(path), code)) {
+    *error = path + ": is a folder";
+    return false;
+  }
+  std::ifstream file(PathOf(path), std::ios::binary);
+  if (!file) {
+    *error = path + ": can't be opened";
+    return false;
+  }
+  bytes->resize(kHeaderSize + std::size_t{kLargestCapacity} + kSpare);
+  file.read(reinterpret_cast<char*>(bytes->data()), static_cast<std::streamsize>(bytes->size()));
+  if (file.bad()) {
+    *error = path + ": can't be read";
+    return false;
+  }
+  bytes->resize(static_cast<std::size_t>(file.gcount()));
+  return true;
+}
+
+bool SaveRing(const std::string& path, const Bytes& bytes, std::string* error) {
+  std::ofstream file(PathOf(path), std::ios::binary | std::ios::trunc);
+  file.write(reinterpret_cast<const char*>(bytes.data()),
+             static_cast<std::streamsize>(bytes.size()));
+  file.close();
+  if (!file) *error = path + ": can't be written";
+  return static_cast<bool>(file);
+}
+
+}  // namespace inspection::ring

@@ -1,0 +1,78 @@
+#include "simulation/agent/contentfile.h"
+
+#include <algorithm>
+#include <limits>
+#include <vector>
+
+#include "platform/codepages.h"
+#include "platform/files.h"
+#include "simulation/agent/sha256.h"
+
+namespace simulation::agent {
+namespace {
+
+// Empty when `path` is no valid UTF-8.
+platform::WideString WidePath(const std::string& path) {
+  constexpr auto kLongest = static_cast<std::size_t>(std::numeric_limits<int>::max());
+  if (path.empty() || path.size() > kLongest) return {};
+  const int size = static_cast<int>(path.size());
+  const int needed = platform::codepages.MultiByteToWideChar(
+      platform::kCodePageUtf8, platform::kFailOnInvalid, path.data(), size, nullptr, 0);
+  if (needed <= 0) return {};
+  platform::WideString wide(static_cast<std::size_t>(needed), platform::WideChar{});
+  const int written = platform::codepages.MultiByteToWideChar(
+      platform::kCodePageUtf8, platform::kFailOnInvalid, path.data(), size, wide.data(), needed);
+  wide.resize(static_cast<std::size_t>(std::max(written, 0)));
+  return wide;
+}
+
+platform::Handle OpenForReading(const std::string& path) {
+  // A NUL would cut the path short and open another file than the one that is named.
+  if (path.empty() || path.find('\0') != std::string::npos) return platform::kInvalidHandle;
+  const platform::WideString wide = WidePath(path);
+  platform::Handle file = platform::kInvalidHandle;
+  if (!wide.empty()) {
+    file = platform::files.CreateFileW(wide.c_str(), platform::kGenericRead,
+                                       platform::kShareReadWrite, nullptr, platform::kOpenExisting,
+                                       platform::kFileAttributeNormal);
+  }
+  if (file == platform::kInvalidHandle) {
+    file = platform::files.CreateFileA(path.c_str(), platform::kGenericRead,
+                                       platform::kShareReadWrite, nullptr, platform::kOpenExisting,
+                                       platform::kFileAttributeNormal);
+  }
+  return file;
+}
+
+}  // namespace
+
+std::optional<ContentFile> ReadContentFile(const std::string& path, std::uint64_t headLimit) {
+  const platform::Handle file = OpenForReading(path);
+  if (file == platform::kInvalidHandle) return std::nullopt;
+  ContentFile content;
+  Sha256 hash;
+  std::vector<char> buffer(std::size_t{1} << 16);
+  bool whole = false;
+  for (;;) {
+    std::uint32_t read = 0;
+    if (!platform::files.ReadFile(file, buffer.data(), static_cast<std::uint32_t>(buffer.size()),
+                                  &read)) {
+      break;
+    }
+    if (read == 0) {
+      whole = true;
+      break;
+    }
+    hash.Add({buffer.data(), read});
+    const std::uint64_t kept = std::min<std::uint64_t>(
+        read, headLimit - std::min<std::uint64_t>(headLimit, content.bytes));
+    content.head.append(buffer.data(), static_cast<std::size_t>(kept));
+    content.bytes += read;
+  }
+  platform::handles.CloseHandle(file);
+  if (!whole) return std::nullopt;
+  content.sha256 = hash.Finish();
+  return content;
+}
+
+}  // namespace simulation::agent

@@ -1,0 +1,203 @@
+#include "simulation/mail/mailreader.h"
+
+#include <fmt/format.h>
+#include <gmime/gmime.h>
+
+#include <array>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+
+#include "simulation/mail/addressgroups.h"
+#include "simulation/mail/encodedwords.h"
+#include "simulation/mail/htmltext.h"
+#include "simulation/mail/mailparts.h"
+
+namespace simulation::mail {
+
+namespace {
+
+struct Unref {
+  void operator()(void* object) const { g_object_unref(object); }
+};
+struct FreeOptions {
+  void operator()(GMimeParserOptions* options) const { g_mime_parser_options_free(options); }
+};
+
+// A file is a mail if it has at least one of these.
+constexpr std::array kMailHeaders = {"From",         "To",          "Cc",         "Bcc",
+                                     "Subject",      "Date",        "Message-ID", "Received",
+                                     "Content-Type", "MIME-Version"};
+
+std::unique_ptr<GMimeParserOptions, FreeOptions> LenientOptions() {
+  static const bool started = (g_mime_init(), true);
+  static_cast<void>(started);
+  std::unique_ptr<GMimeParserOptions, FreeOptions> options(g_mime_parser_options_new());
+  // Headers of eight bits without a declared charset: UTF-8 if they are that, otherwise Latin.
+  const char* const charsets[] = {"utf-8", "windows-1252", nullptr};
+  g_mime_parser_options_set_fallback_charsets(options.get(), const_cast<const char**>(charsets));
+  return options;
+}
+
+std::shared_ptr<MailAddressEntry> EntryOf(InternetAddress* address);
+
+std::string NameOf(InternetAddress* address) {
+  const char* const name = internet_address_get_name(address);
+  if (name != nullptr && *name != '\0') return ValidUtf8(name);
+  if (!INTERNET_ADDRESS_IS_MAILBOX(address)) return {};
+  return ValidUtf8(internet_address_mailbox_get_addr(INTERNET_ADDRESS_MAILBOX(address)));
+}
+
+std::shared_ptr<MailAddressEntry> ListOf(InternetAddressGroup* group) {
+  auto entry = std::make_shared<MailAddressEntry>();
+  entry->displayType = 5;
+  entry->id = "list:" + NameOf(INTERNET_ADDRESS(group));
+  InternetAddressList* const members = internet_address_group_get_members(group);
+  const int count = members == nullptr ? 0 : internet_address_list_length(members);
+  for (int i = 0; i < count; ++i) {
+    entry->members.push_back(EntryOf(internet_address_list_get_address(members, i)));
+  }
+  return entry;
+}
+
+std::shared_ptr<MailAddressEntry> EntryOf(InternetAddress* address) {
+  if (INTERNET_ADDRESS_IS_GROUP(address)) return ListOf(INTERNET_ADDRESS_GROUP(address));
+  auto entry = std::make_shared<MailAddressEntry>();
+  const char* const text = internet_address_mailbox_get_addr(INTERNET_ADDRESS_MAILBOX(address));
+  entry->address = ValidUtf8(text);
+  entry->id = "entry:" + *entry->address;
+  return entry;
+}
+
+// All headers of that name, as they stand in the mail.
+std::vector<std::string> RawHeaders(GMimeMessage* message, std::string_view name) {
+  std::vector<std::string> values;
+  GMimeHeaderList* const headers = g_mime_object_get_header_list(GMIME_OBJECT(message));
+  const int count = g_mime_header_list_get_count(headers);
+  for (int i = 0; i < count; ++i) {
+    GMimeHeader* const header = g_mime_header_list_get_header_at(headers, i);
+    if (g_ascii_strcasecmp(g_mime_header_get_name(header), std::string(name).c_str()) != 0) {
+      continue;
+    }
+    const char* const raw = g_mime_header_get_raw_value(header);
+    values.emplace_back(raw != nullptr ? raw : "");
+  }
+  return values;
+}
+
+// Calls `take` for each address in all headers of that name.
+template <typename Take>
+void ForEachAddress(GMimeMessage* message, std::string_view name, Take take) {
+  const auto options = LenientOptions();
+  for (const std::string& header : RawHeaders(message, name)) {
+    const std::unique_ptr<InternetAddressList, Unref> list(
+        internet_address_list_parse(options.get(), WithQuotedWords(header).c_str()));
+    const int count = list ? internet_address_list_length(list.get()) : 0;
+    for (int i = 0; i < count; ++i) take(internet_address_list_get_address(list.get(), i));
+  }
+}
+
+void ReadRecipients(GMimeMessage* message, MailModel& mail) {
+  for (const std::string_view name : {"To", "Cc", "Bcc"}) {
+    ForEachAddress(message, name, [&mail](InternetAddress* address) {
+      mail.recipients.push_back({NameOf(address), EntryOf(address)});
+    });
+  }
+}
+
+void ReadSender(GMimeMessage* message, MailModel& mail) {
+  ForEachAddress(message, "From", [&mail](InternetAddress* address) {
+    if (mail.senderName) return;  // the first author is the one who sends
+    mail.senderName = NameOf(address);
+    mail.accountSenderName = mail.senderName;
+    if (INTERNET_ADDRESS_IS_MAILBOX(address)) {
+      mail.accountUserName =
+          ValidUtf8(internet_address_mailbox_get_addr(INTERNET_ADDRESS_MAILBOX(address)));
+    }
+  });
+}
+
+void ReadSubject(GMimeMessage* message, MailModel& mail) {
+  const auto headers = RawHeaders(message, "Subject");
+  // A header that is there and empty is an empty subject; one that is missing is none.
+  if (headers.empty()) return;
+  const auto options = LenientOptions();
+  const std::unique_ptr<char, decltype(&g_free)> unfolded(
+      g_mime_utils_header_unfold(WithQuotedWords(headers.front()).c_str()), &g_free);
+  const std::unique_ptr<char, decltype(&g_free)> text(
+      g_mime_utils_header_decode_text(options.get(), unfolded.get()), &g_free);
+  mail.subject = ValidUtf8(g_strstrip(text.get()));
+}
+
+std::string WithCrLf(const std::string& text) {
+  std::string result;
+  result.reserve(text.size() + text.size() / 32);
+  char previous = '\0';
+  for (const char c : text) {
+    if (c == '\n' && previous != '\r') result += '\r';
+    result += c;
+    previous = c;
+  }
+  return result;
+}
+
+// The line ends that the file was written with, judged by its first line.
+GMimeNewLineFormat LineEndsOf(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  std::string line;
+  std::getline(file, line);
+  return line.ends_with('\r') ? GMIME_NEWLINE_FORMAT_DOS : GMIME_NEWLINE_FORMAT_UNIX;
+}
+
+bool IsMail(GMimeMessage* message) {
+  for (const char* const name : kMailHeaders) {
+    if (g_mime_object_get_header(GMIME_OBJECT(message), name) != nullptr) return true;
+  }
+  return false;
+}
+
+std::unique_ptr<GMimeMessage, Unref> Parse(const std::string& path) {
+  const auto options = LenientOptions();
+  GError* error = nullptr;
+  const std::unique_ptr<GMimeStream, Unref> stream(
+      g_mime_stream_file_open(path.c_str(), "rb", &error));
+  if (!stream) {
+    // The code is an errno; the library's own message would repeat the path.
+    const std::string reason = error != nullptr ? g_strerror(error->code) : "it can't be opened";
+    g_clear_error(&error);
+    throw MailError(reason);
+  }
+  const std::unique_ptr<GMimeParser, Unref> parser(g_mime_parser_new_with_stream(stream.get()));
+  return std::unique_ptr<GMimeMessage, Unref>(
+      g_mime_parser_construct_message(parser.get(), options.get()));
+}
+
+}  // namespace
+
+MailModel ReadMailFile(const std::string& path) {
+  std::error_code error;
+  const auto status = std::filesystem::status(path, error);
+  if (std::filesystem::is_directory(status)) throw MailError("it is a folder, not a mail");
+  if (std::filesystem::is_regular_file(status) && std::filesystem::file_size(path, error) == 0) {
+    throw MailError("the file is empty");
+  }
+  if (MayOpenTooManyGroups(path)) throw MailError("an address header has groups beyond counting");
+  const auto message = Parse(path);
+  if (!message || !IsMail(message.get())) {
+    throw MailError("it is not a mail: there is no mail header in it");
+  }
+
+  MailModel mail;
+  mail.source = path;
+  ReadRecipients(message.get(), mail);
+  ReadSender(message.get(), mail);
+  ReadSubject(message.get(), mail);
+  if (GMimeObject* const root = g_mime_message_get_mime_part(message.get())) {
+    SortParts(root, LineEndsOf(path), mail);
+  }
+  if (!mail.body) mail.body = mail.htmlBody ? TextOfHtml(*mail.htmlBody) : std::string();
+  mail.body = WithCrLf(*mail.body);
+  return mail;
+}
+
+}  // namespace simulation::mail

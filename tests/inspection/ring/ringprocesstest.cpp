@@ -1,0 +1,95 @@
+// `quorvex ring` and `quorvex conform` beside a running agent, all of them processes.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+#include "inspection/ring/ringview.h"
+#include "tests/simulation/agent/agentprocess.h"
+
+namespace {
+
+using Json = nlohmann::json;
+using testing::ElementsAre;
+
+class RingProcess : public tests::AgentProcessTest {
+ protected:
+  // Runs a subcommand to its end; its lines.
+  std::vector<std::string> Quorvex(std::vector<std::string> arguments, int* status) {
+    tools::system::ChildProcess child;
+    std::string error;
+    EXPECT_TRUE(child.Start(Program(), arguments, &error)) << error;
+    std::vector<std::string> lines;
+    for (std::string line;
+         child.ReadLine(&line, 120'000) == tools::system::ChildProcess::ReadResult::kLine;) {
+      lines.push_back(line);
+    }
+    *status = -1;
+    EXPECT_TRUE(child.WaitForEnd(10'000, status));
+    return lines;
+  }
+};
+
+TEST_F(RingProcess, OurOwnAgentPassesEveryCheckThatIsMade) {
+  StartAgent({"--quiet", "--no-journal"});
+  int status = -1;
+  const std::vector<std::string> lines = Quorvex({"conform", "--json", "--ring", m_ring}, &status);
+  EXPECT_EQ(status, 0);
+  ASSERT_EQ(lines.size(), 17U);
+  for (std::size_t i = 0; i + 1 < lines.size(); ++i) {
+    const Json line = Json::parse(lines[i]);
+    const bool isPassed = line["outcome"] == "pass";
+    const bool mayBeOpen = line["check"] == "time-out" || line["check"] == "cursor-past-2-32";
+    EXPECT_TRUE(isPassed || (mayBeOpen && line["outcome"] == "not-tested")) << lines[i];
+  }
+  EXPECT_EQ(Json::parse(lines.back())["failed"], 0);
+}
+
+TEST_F(RingProcess, TheLiveRingIsShownAndSaved) {
+  StartAgent({"--quiet", "--no-journal"});
+  const std::string saved = FilePath("ring.bin");
+  int status = -1;
+  const std::vector<std::string> expected = {
+      m_ring,
+      "  capacity           262144",
+      "  used bytes              0  [....................] 0.0 % full",
+      "  write cursor            0  offset 0",
+      "  consumer                0  0 bytes behind the cursor",
+      "",
+      "  no entries",
+      "",
+      "  nothing is wrong"};
+  EXPECT_EQ(Quorvex({"ring", "--ring", m_ring, "--save", saved}, &status), expected);
+  EXPECT_EQ(status, 0);
+  std::vector<std::string> again = Quorvex({"ring", saved}, &status);
+  EXPECT_EQ(status, 0);
+  ASSERT_EQ(again.size(), expected.size());
+  EXPECT_EQ(again[0], saved);
+  EXPECT_EQ(again[1], expected[1]);
+}
+
+TEST_F(RingProcess, StatusesWithoutAnAgentAndWithoutARing) {
+  int status = -1;
+  EXPECT_THAT(Quorvex({"ring", "--ring", m_ring}, &status), ElementsAre());
+  EXPECT_EQ(status, 3);
+  EXPECT_THAT(Quorvex({"conform", "--ring", m_ring}, &status), ElementsAre());
+  EXPECT_EQ(status, 3);
+  EXPECT_THAT(Quorvex({"ring", "--no-such-option"}, &status), ElementsAre());
+  EXPECT_EQ(status, 3);
+  WriteFile("noise.bin", std::string(100'000, '\x81'));
+  EXPECT_THAT(Quorvex({"ring", FilePath("noise.bin"), "--json"}, &status),
+              ElementsAre(testing::HasSubstr("not a ring, or one that isn't made yet: its capacity "
+                                             "is -2122219135")));
+  EXPECT_EQ(status, 2);
+  WriteFile("short.bin", "abc");
+  EXPECT_THAT(Quorvex({"ring", FilePath("short.bin")}, &status),
+              ElementsAre(FilePath("short.bin"), "",
+                          "  FAULT  too short for a ring: 3 bytes, and the header alone has 16"));
+  EXPECT_EQ(status, 2);
+  EXPECT_THAT(Quorvex({"ring", FilePath("nothing.bin")}, &status), ElementsAre());
+  EXPECT_EQ(status, 2);
+}
+
+}  // namespace

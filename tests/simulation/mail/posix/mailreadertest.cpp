@@ -1,0 +1,282 @@
+// Real shapes of mail, written out here byte by byte, through the mail reader.
+
+#include "simulation/mail/mailreader.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "simulation/mail/encodedwords.h"
+#include "simulation/mail/htmltext.h"
+#include "simulation/mail/mailjson.h"
+
+namespace simulation::mail {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+class MailReader : public testing::Test {
+ protected:
+  ~MailReader() override { std::filesystem::remove(m_path); }
+
+  MailModel Read(const std::string& bytes) {
+    std::ofstream(m_path, std::ios::binary) << bytes;
+    return ReadMailFile(m_path);
+  }
+
+  std::string ErrorOf(const std::string& bytes) {
+    try {
+      Read(bytes);
+    } catch (const MailError& error) {
+      return error.what();
+    }
+    return "";
+  }
+
+  static std::vector<std::string> AddressesOf(const MailModel& mail) {
+    std::vector<std::string> addresses;
+    for (const MailRecipient& recipient : mail.recipients) {
+      addresses.push_back(recipient.entry->address.value_or("(list)"));
+    }
+    return addresses;
+  }
+
+  const std::string m_path = std::filesystem::temp_directory_path() /
+                             ("mailreadertest." + std::to_string(::getpid()) + ".eml");
+};
+
+TEST_F(MailReader, RecipientsComeAsToThenCcThenBccWithBareAddresses) {
+  const MailModel mail = Read(
+      "Bcc: <d@x.test>\r\nCc: Carl <c@x.test>\r\nTo: \"B, A\" <a@x.test>, b@x.test\r\n"
+      "Subject: s\r\n\r\nbody");
+  EXPECT_THAT(AddressesOf(mail), ElementsAre("a@x.test", "b@x.test", "c@x.test", "d@x.test"));
+  EXPECT_EQ(mail.recipients[0].name, "B, A");
+  EXPECT_EQ(mail.recipients[1].name, "b@x.test");
+}
+
+TEST_F(MailReader, AGroupBecomesAPersonalDistributionList) {
+  const MailModel mail = Read("To: Crew: a@x.test, Bea <b@x.test>;, c@x.test\r\n\r\n");
+  ASSERT_EQ(mail.recipients.size(), 2U);
+  const MailAddressEntry& list = *mail.recipients[0].entry;
+  EXPECT_EQ(mail.recipients[0].name, "Crew");
+  EXPECT_EQ(list.displayType, 5);
+  EXPECT_FALSE(list.address.has_value());
+  EXPECT_TRUE(list.id.has_value());
+  ASSERT_EQ(list.members.size(), 2U);
+  EXPECT_EQ(list.members[0]->address, "a@x.test");
+  EXPECT_EQ(list.members[1]->address, "b@x.test");
+}
+
+TEST_F(MailReader, AFoldedSubjectInSeveralPaddedBase64WordsComesOutWhole) {
+  // "Grüße " and "aus Köln": both words end in padding.
+  const MailModel mail = Read(
+      "To: a@x.test\r\nSubject: =?utf-8?B?R3LDvMOfZSA=?=\r\n =?utf-8?B?YXVzIEvDtmxu?=\r\n"
+      " =?utf-8?B?ICE=?=\r\n\r\n");
+  EXPECT_EQ(mail.subject,
+            "Gr\xC3\xBC\xC3\x9F"
+            "e aus K\xC3\xB6ln !");
+}
+
+TEST_F(MailReader, AMissingSubjectIsNoneAndAnEmptyOneIsEmpty) {
+  EXPECT_EQ(Read("To: a@x.test\r\n\r\n").subject, std::nullopt);
+  EXPECT_EQ(Read("To: a@x.test\r\nSubject:\r\n\r\n").subject, "");
+}
+
+TEST_F(MailReader, TheSenderIsTheFirstAuthorsNameOrElseAddress) {
+  const MailModel named = Read("From: =?koi8-r?B?68/SwQ==?= <k@x.test>, other@x.test\r\n\r\n");
+  EXPECT_EQ(named.senderName, "\xD0\x9A\xD0\xBE\xD1\x80\xD0\xB0");  // Kora in Cyrillic
+  EXPECT_EQ(named.accountUserName, "k@x.test");
+  EXPECT_EQ(Read("From: k@x.test\r\n\r\n").senderName, "k@x.test");
+}
+
+TEST_F(MailReader, BodyTextIsUtf8WithCrLfEndsWhateverTheMailHas) {
+  const MailModel mail = Read(
+      "To: a@x.test\nContent-Type: text/plain; charset=iso-8859-1\n"
+      "Content-Transfer-Encoding: quoted-printable\n\nZ=FCrich\nzwei=\ndrei\n");
+  EXPECT_EQ(mail.body, "Z\xC3\xBCrich\r\nzweidrei\r\n");
+  EXPECT_EQ(mail.htmlBody, std::nullopt);
+}
+
+TEST_F(MailReader, AMailOfHtmlAloneGetsItsBodyFromTheHtml) {
+  const MailModel mail = Read(
+      "To: a@x.test\r\nContent-Type: text/html; charset=utf-8\r\n\r\n"
+      "<p>One &amp; <b>two</b></p><script>var x</script><p>three<br>four</p>");
+  EXPECT_EQ(mail.body, "One & two\r\nthree\r\nfour\r\n");
+  EXPECT_THAT(*mail.htmlBody, HasSubstr("<b>two</b>"));
+}
+
+TEST_F(MailReader, PlainAndHtmlAreTheBodiesAndAnInlineImageIsAnAttachment) {
+  const MailModel mail = Read(
+      "To: a@x.test\r\nContent-Type: multipart/related; boundary=R\r\n\r\n"
+      "--R\r\nContent-Type: multipart/alternative; boundary=A\r\n\r\n"
+      "--A\r\nContent-Type: text/plain\r\n\r\nplain\r\n"
+      "--A\r\nContent-Type: text/html\r\n\r\n<img src=\"cid:logo.png@1\">\r\n--A--\r\n"
+      "--R\r\nContent-Type: image/png; name=\"logo.png\"\r\nContent-ID: <logo.png@1>\r\n"
+      "Content-Transfer-Encoding: base64\r\n\r\niVBORw==\r\n--R--\r\n");
+  EXPECT_EQ(mail.body, "plain");
+  EXPECT_EQ(mail.htmlBody, "<img src=\"cid:logo.png@1\">");
+  ASSERT_EQ(mail.attachments.size(), 1U);
+  EXPECT_EQ(mail.attachments[0].type, 1);
+  EXPECT_EQ(mail.attachments[0].fileName, "logo.png");
+  EXPECT_EQ(mail.attachments[0].content, "\x89PNG");
+}
+
+TEST_F(MailReader, AttachmentsKeepTheirBytesAndTheirDecodedNames) {
+  const MailModel mail = Read(
+      "To: a@x.test\r\nContent-Type: multipart/mixed; boundary=M\r\n\r\n"
+      "--M\r\nContent-Type: text/plain\r\n\r\nbody\r\n"
+      "--M\r\nContent-Type: application/octet-stream\r\nContent-Transfer-Encoding: base64\r\n"
+      "Content-Disposition: attachment; filename*=UTF-8''%C3%9Cber%20uns.bin\r\n\r\nAAECDQoA\r\n"
+      "--M\r\nContent-Type: text/plain\r\nContent-Disposition: attachment;\r\n"
+      " filename=\"=?utf-8?B?w5w=?= =?utf-8?B?YmVyLnR4dA==?=\"\r\n\r\nline\r\n\r\n"
+      "--M\r\nContent-Type: image/gif\r\n\r\nGIF\r\n--M--\r\n");
+  ASSERT_EQ(mail.attachments.size(), 3U);
+  EXPECT_EQ(mail.attachments[0].fileName,
+            "\xC3\x9C"
+            "ber uns.bin");
+  EXPECT_EQ(mail.attachments[0].content, std::string("\0\1\2\r\n\0", 6));
+  EXPECT_EQ(mail.attachments[1].fileName,
+            "\xC3\x9C"
+            "ber.txt");
+  EXPECT_EQ(mail.attachments[1].content, "line\r\n");
+  EXPECT_EQ(mail.attachments[2].fileName, "ATT00003.gif");
+}
+
+TEST_F(MailReader, AnEmbeddedMessageIsAnItemWithThatMessagesBytes) {
+  const std::string inner =
+      "From: b@x.test\r\nSubject:  Two  blanks\r\nX-Odd:value\r\n\r\ninner\r\n";
+  const MailModel mail = Read(
+      "To: a@x.test\r\nContent-Type: multipart/mixed; boundary=M\r\n\r\n"
+      "--M\r\nContent-Type: message/rfc822\r\n\r\n" +
+      inner + "\r\n--M--\r\n");
+  ASSERT_EQ(mail.attachments.size(), 1U);
+  EXPECT_EQ(mail.attachments[0].type, 5);
+  EXPECT_EQ(mail.attachments[0].fileName, "Two  blanks.eml");
+  EXPECT_EQ(mail.attachments[0].content, inner);
+}
+
+TEST_F(MailReader, WhatIsNoMailIsSaidToBeNone) {
+  EXPECT_EQ(ErrorOf(""), "the file is empty");
+  EXPECT_EQ(ErrorOf("just some text\nof two lines\n"),
+            "it is not a mail: there is no mail header in it");
+  EXPECT_EQ(ErrorOf(std::string("\x7F"
+                                "ELF\0\0\x01",
+                                7)),
+            "it is not a mail: there is no mail header in it");
+}
+
+std::string Nested(std::size_t groups) {
+  std::string header = "To: ";
+  for (std::size_t i = 0; i < groups; ++i) header += "g:\r\n ";
+  return header + "a@x.test" + std::string(groups, ';') + "\r\n";
+}
+
+// The library follows them by calling itself.
+TEST_F(MailReader, GroupsWithoutNumberAreAnErrorAndDoNotExhaustTheStack) {
+  const std::string reason = "an address header has groups beyond counting";
+  EXPECT_EQ(ErrorOf(Nested(200'000) + "Subject: s\r\n\r\nbody"), reason);
+  EXPECT_EQ(ErrorOf("Subject: s\r\nContent-Type: message/rfc822\r\n\r\ncC " +
+                    Nested(200'000).substr(2) + "\r\nbody"),
+            reason);
+  EXPECT_EQ(ErrorOf(Nested(1001) + "\r\nbody"), reason);
+}
+
+TEST_F(MailReader, NestedGroupsAreReadAsListsWithinLists) {
+  const MailModel mail = Read("Subject: s\r\n" + Nested(1000) + "\r\nbody");
+  ASSERT_EQ(mail.recipients.size(), 1U);
+  const MailAddressEntry* entry = mail.recipients[0].entry.get();
+  std::size_t depth = 0;
+  for (; !entry->members.empty(); ++depth) entry = entry->members[0].get();
+  EXPECT_EQ(depth, 1000U);
+  EXPECT_EQ(entry->address, "a@x.test");
+}
+
+// Many colons that are no address header's.
+TEST_F(MailReader, ColonsElsewhereAreNoGroups) {
+  const std::string colons(5000, ':');
+  const MailModel mail = Read("Subject: " + colons + "\r\nTo: a@x.test\r\nX-To: " + colons +
+                              "\r\n\r\n" + colons + "\r\nTo the end: " + colons);
+  EXPECT_EQ(mail.subject, colons);
+  EXPECT_THAT(AddressesOf(mail), ElementsAre("a@x.test"));
+}
+
+TEST_F(MailReader, AMissingFileAndAFolderAreErrorsOfTheirOwn) {
+  EXPECT_THROW(
+      {
+        try {
+          ReadMailFile("/nonexistent/mail.eml");
+        } catch (const MailError& error) {
+          EXPECT_THAT(error.what(), HasSubstr("No such file"));
+          throw;
+        }
+      },
+      MailError);
+  EXPECT_THROW(
+      {
+        try {
+          ReadMailFile(std::filesystem::temp_directory_path());
+        } catch (const MailError& error) {
+          EXPECT_STREQ(error.what(), "it is a folder, not a mail");
+          throw;
+        }
+      },
+      MailError);
+}
+
+TEST_F(MailReader, AMailGoesThroughJsonAndBackUnchanged) {
+  MailModel mail = Read(
+      "From: S <s@x.test>\r\nTo: L: a@x.test;\r\nSubject: x\r\n"
+      "Content-Type: multipart/mixed; boundary=M\r\n\r\n"
+      "--M\r\nContent-Type: text/plain\r\n\r\nbody\r\n"
+      "--M\r\nContent-Type: application/x; name=f\r\nContent-Transfer-Encoding: base64\r\n\r\n"
+      "AP8=\r\n--M--\r\n");
+  // A list that holds itself, as no mail can say it.
+  mail.recipients[0].entry->members.push_back(mail.recipients[0].entry);
+  const MailModel back = MailFromJson(MailToJson(mail));
+  EXPECT_EQ(back.subject, "x");
+  EXPECT_EQ(back.body, "body");
+  EXPECT_EQ(back.htmlBody, std::nullopt);
+  EXPECT_EQ(back.senderName, "S");
+  ASSERT_EQ(back.attachments.size(), 1U);
+  EXPECT_EQ(back.attachments[0].content, std::string("\0\xFF", 2));
+  const auto& list = back.recipients.at(0).entry;
+  ASSERT_EQ(list->members.size(), 2U);
+  EXPECT_EQ(list->members[0]->address, "a@x.test");
+  EXPECT_EQ(list->members[1], list);
+  // Circles of shared pointers are broken by hand.
+  list->members.clear();
+  mail.recipients[0].entry->members.clear();
+}
+
+TEST(MailJson, WhatIsNoMailSaysWhy) {
+  EXPECT_THROW(MailFromJson("{\"quorvex_mail\": 1, \"recipients\": [{\"entry\": 3}]}"),
+               std::runtime_error);
+  EXPECT_THROW(MailFromJson("{}"), std::runtime_error);
+  EXPECT_THROW(MailFromJson("{\"quorvex_mail\": 1"), std::runtime_error);
+  EXPECT_TRUE(LooksLikeMailJson(" \r\n{"));
+  EXPECT_FALSE(LooksLikeMailJson("From: {"));
+}
+
+TEST(EncodedWords, OnlyBase64WordsAreRewritten) {
+  EXPECT_EQ(WithQuotedWords("a =?utf-8?B?w5w=?= b"), "a =?utf-8?Q?=C3=9C?= b");
+  EXPECT_EQ(WithQuotedWords("=?utf-8?Q?=C3=9C?="), "=?utf-8?Q?=C3=9C?=");
+  EXPECT_EQ(WithQuotedWords("=?x?b?VEVTVA?="), "=?x?Q?=54=45=53=54?=");
+  EXPECT_EQ(WithQuotedWords("2 =? 3 ?B? 4"), "2 =? 3 ?B? 4");
+  EXPECT_EQ(WithQuotedWords("=?a?B?!!?="), "=?a?B?!!?=");
+}
+
+TEST(HtmlText, FoldsWhiteSpaceAndLeavesOutWhatIsNotSeen) {
+  EXPECT_EQ(TextOfHtml("<title>t</title><style>p{}</style><div> a \n b </div>c"), "a b\nc\n");
+  EXPECT_EQ(TextOfHtml(""), "");
+  EXPECT_EQ(TextOfHtml("<p>un<b>closed"), "unclosed\n");
+}
+
+}  // namespace
+}  // namespace simulation::mail

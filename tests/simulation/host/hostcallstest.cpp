@@ -96,7 +96,7 @@ TEST(HostFaults, NullWithSuccess) {
 
 TEST(HostFaults, NumbersKeepTheCallersValueOnFailureAndAreZeroWithSuccess) {
   SimulatedHost host;
-  MailModel model;
+  mail::MailModel model;
   model.recipients.push_back({"Anna", Person("anna@example.org")});
   HostMailItem& mail = host.CreateMail(model);
   ComPtr<Recipients> recipients;

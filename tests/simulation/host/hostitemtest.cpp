@@ -48,7 +48,7 @@ IUnknown* IdentityOf(IUnknown* object) {
 
 TEST(HostMailItem, AbsentTextIsNullAndEmptyTextIsEmpty) {
   SimulatedHost host;
-  MailModel model;
+  mail::MailModel model;
   model.body = "";
   HostMailItem& mail = host.CreateMail(model);
   Bstr text;
@@ -61,7 +61,7 @@ TEST(HostMailItem, AbsentTextIsNullAndEmptyTextIsEmpty) {
 
 TEST(HostMailItem, TextIsWideAndKeepsNuls) {
   SimulatedHost host;
-  MailModel model;
+  mail::MailModel model;
   model.subject = std::string("a\0\xC3\xAB\xF0\x9F\x98\x80", 8);
   HostMailItem& mail = host.CreateMail(model);
   Bstr text;
@@ -113,7 +113,7 @@ TEST(HostMailItem, ReleaseGivesTheCountThatIsLeft) {
 
 TEST(HostMailItem, CollectionsAreTheSameEachTime) {
   SimulatedHost host;
-  MailModel model = MailWithSubject("Same");
+  mail::MailModel model = MailWithSubject("Same");
   model.recipients.push_back({"Anna", Person("anna@example.org")});
   HostMailItem& mail = host.CreateMail(model);
   ComPtr<Recipients> first;
@@ -126,7 +126,7 @@ TEST(HostMailItem, CollectionsAreTheSameEachTime) {
 
 TEST(HostMailItem, CollectionTakesIndexesFromOneToItsCount) {
   SimulatedHost host;
-  MailModel model;
+  mail::MailModel model;
   model.recipients.push_back({"Anna", nullptr});
   HostMailItem& mail = host.CreateMail(model);
   ComPtr<Recipients> recipients;
@@ -144,7 +144,7 @@ TEST(HostMailItem, CollectionTakesIndexesFromOneToItsCount) {
 
 TEST(HostMailItem, RecipientWithoutEntryGivesNull) {
   SimulatedHost host;
-  MailModel model;
+  mail::MailModel model;
   model.recipients.push_back({"Nobody", nullptr});
   ComPtr<AddressEntry> entry;
   EXPECT_EQ(S_OK, RecipientAt(host.CreateMail(model), 1)->get_AddressEntry(entry.Put()));
@@ -154,7 +154,7 @@ TEST(HostMailItem, RecipientWithoutEntryGivesNull) {
 TEST(HostMailItem, OneEntryBehindSeveralRecipientsHasOneIdentity) {
   SimulatedHost host;
   const auto shared = Person("shared@example.org");
-  MailModel model;
+  mail::MailModel model;
   model.recipients.push_back({"First", shared});
   model.recipients.push_back({"Second", Person("shared@example.org")});
   model.recipients.push_back({"List", PersonalList("id", {shared})});
@@ -173,7 +173,7 @@ TEST(HostMailItem, ListThatHoldsItselfGivesItself) {
   SimulatedHost host;
   const auto list = PersonalList("circle", {});
   list->members = {Person("a@example.org"), list};
-  MailModel model;
+  mail::MailModel model;
   model.recipients.push_back({"Circle", list});
   HostMailItem& mail = host.CreateMail(model);
 
@@ -189,7 +189,7 @@ TEST(HostMailItem, ListThatHoldsItselfGivesItself) {
 
 TEST(HostMailItem, EachWalkOverAListHasItsOwnPlace) {
   SimulatedHost host;
-  MailModel model;
+  mail::MailModel model;
   model.recipients.push_back(
       {"List", PersonalList("id", {Person("a@example.org"), Person("b@example.org")})});
   HostMailItem& mail = host.CreateMail(model);
@@ -210,7 +210,7 @@ TEST(HostMailItem, EachWalkOverAListHasItsOwnPlace) {
 
 TEST(HostMailItem, PersonHasNoMembers) {
   SimulatedHost host;
-  MailModel model;
+  mail::MailModel model;
   model.recipients.push_back({"Anna", Person("anna@example.org")});
   ComPtr<AddressEntries> members;
   EXPECT_EQ(S_OK, EntryAt(host.CreateMail(model), 1)->get_Members(members.Put()));
@@ -219,7 +219,7 @@ TEST(HostMailItem, PersonHasNoMembers) {
 
 TEST(HostMailItem, EntriesGoWithTheMail) {
   SimulatedHost host;
-  MailModel model;
+  mail::MailModel model;
   const auto inner = PersonalList("inner", {Person("a@example.org")});
   model.recipients.push_back({"List", PersonalList("outer", {inner})});
   HostMailItem& mail = host.CreateMail(model);
@@ -247,7 +247,7 @@ TEST(HostMailItem, WithoutAccountTheAccountIsNull) {
 
 TEST(HostMailItem, AccountMayLackTextOrUser) {
   SimulatedHost host;
-  MailModel model;
+  mail::MailModel model;
   model.accountUserName = "text";
   ComPtr<_Account> account;
   host.CreateMail(model).get_SendUsingAccount(account.Put());
@@ -274,7 +274,7 @@ TEST(HostMailItem, SessionWithoutUserGivesNull) {
 
 TEST(HostMailItem, AttachmentMayLackItsNames) {
   SimulatedHost host;
-  MailModel model;
+  mail::MailModel model;
   model.attachments.push_back({6, std::nullopt, std::nullopt, ""});
   const ComPtr<Attachment> attachment = AttachmentAt(host.CreateMail(model), 1);
   Bstr text;
@@ -292,7 +292,7 @@ TEST(HostMailItem, NewModelKeepsTheItemAndReplacesWhatIsBelow) {
   HostMailItem& mail = host.CreateMail(MailWithSubject("Before"));
   ComPtr<Recipients> before;
   mail.get_Recipients(before.Put());
-  MailModel model = MailWithSubject("After");
+  mail::MailModel model = MailWithSubject("After");
   model.recipients.push_back({"Anna", nullptr});
   mail.SetModel(model);
   Bstr text;
@@ -332,7 +332,7 @@ class HostSaving : public testing::Test {
   ~HostSaving() override { std::filesystem::remove_all(m_folder); }
 
   HRESULT Save(const std::string& content, const std::filesystem::path& path) {
-    MailModel model;
+    mail::MailModel model;
     model.attachments.push_back({1, "a", std::nullopt, content});
     platform::WideString wide = Utf8ToWide(path.string());
     // A plain buffer with more behind its NUL: there is no length in front of it.

@@ -105,7 +105,7 @@ TEST(HostLedger, TellsWhatIsLeftWhenTheHostIsGone) {
 TEST(HostLedger, HeldMailKeepsWhatIsBelowIt) {
   std::optional<SimulatedHost> host(std::in_place);
   const std::shared_ptr<HostLedger> ledger = host->SharedLedger();
-  MailModel model = MailWithSubject("Held");
+  mail::MailModel model = MailWithSubject("Held");
   model.recipients.push_back({"Anna", Person("anna@example.org")});
   HostInspector& window = host->OpenInspector(model);
   ComPtr<IDispatch> item;

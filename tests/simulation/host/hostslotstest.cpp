@@ -16,8 +16,8 @@ IID IdEnding(ULONG first) {
   return {first, 0, 0, {0xC0, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x46}};
 }
 
-MailModel FullMail() {
-  MailModel model;
+mail::MailModel FullMail() {
+  mail::MailModel model;
   model.recipients.push_back({"Anna Example", Person("anna@example.org")});
   model.recipients.push_back(
       {"Team", PersonalList("list-1", {Person("x@example.org"), Person("y@example.org")})});

@@ -105,21 +105,21 @@ inline DWORD Subscribe(IUnknown* source, const IID& events, IUnknown* sink) {
   return cookie;
 }
 
-inline MailModel MailWithSubject(std::string subject) {
-  MailModel model;
+inline mail::MailModel MailWithSubject(std::string subject) {
+  mail::MailModel model;
   model.subject = std::move(subject);
   return model;
 }
 
-inline std::shared_ptr<MailAddressEntry> Person(std::string address) {
-  auto entry = std::make_shared<MailAddressEntry>();
+inline std::shared_ptr<mail::MailAddressEntry> Person(std::string address) {
+  auto entry = std::make_shared<mail::MailAddressEntry>();
   entry->address = std::move(address);
   return entry;
 }
 
-inline std::shared_ptr<MailAddressEntry> PersonalList(
-    std::string id, std::vector<std::shared_ptr<MailAddressEntry>> members) {
-  auto entry = std::make_shared<MailAddressEntry>();
+inline std::shared_ptr<mail::MailAddressEntry> PersonalList(
+    std::string id, std::vector<std::shared_ptr<mail::MailAddressEntry>> members) {
+  auto entry = std::make_shared<mail::MailAddressEntry>();
   entry->displayType = outlook::olPrivateDistList;
   entry->id = std::move(id);
   entry->members = std::move(members);

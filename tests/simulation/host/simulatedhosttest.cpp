@@ -135,7 +135,7 @@ TEST(SimulatedHost, CaptionIsMadeOfTheSubjectAndCanChange) {
   SimulatedHost host;
   HostInspector& window = host.OpenInspector(MailWithSubject("Hello"));
   EXPECT_EQ("Hello - Message", window.Caption());
-  EXPECT_EQ("Untitled - Message", host.OpenInspector(MailModel{}).Caption());
+  EXPECT_EQ("Untitled - Message", host.OpenInspector(mail::MailModel{}).Caption());
   window.SetCaption("Changed");
   platform::Bstr caption;
   window.get_Caption(caption.Put());
@@ -168,7 +168,7 @@ TEST(SimulatedHost, EndsWithNothingAliveWhenNobodyHoldsAnything) {
   {
     SimulatedHost host;
     ledger = host.SharedLedger();
-    MailModel model = MailWithSubject("All");
+    mail::MailModel model = MailWithSubject("All");
     model.recipients.push_back({"Anna", Person("anna@example.org")});
     model.attachments.push_back({1, "a", std::nullopt, "b"});
     HostInspector& window = host.OpenInspector(model);

@@ -37,7 +37,7 @@ TEST(HostTrapDeathTest, MembersOfLaterVersionsStopTheProcess) {
 TEST(HostTrapDeathTest, MembersOfTheVersionAreThere) {
   platform::ComPtr<IDispatch> item;
   platform::ComPtr<_Account> account;
-  MailModel model;
+  mail::MailModel model;
   model.accountUserName = "text";
   SimulatedHost twelve("12.0.0.1");
   EXPECT_EQ(S_OK, twelve.CreateMail(model).get_SendUsingAccount(account.Put()));

@@ -123,18 +123,6 @@ def log_table(figures):
     return table.text() + "\n\n" + off.text()
 
 
-def text_table(figures):
-    table = Ratios(figures, "ours", ["ICU", "iconv", "codecvt"])
-    for direction in ("WideToUtf8", "Utf8ToWide"):
-        for case, title in (("mail_1MB", "mail text, 1 MB"), ("mixed_1MB", "mixed scripts, 1 MB"),
-                            ("24_units", "24 units"), ("60_units", "60 units"),
-                            ("2000_units", "2000 units")):
-            peers = [f"{direction}/{case}/{peer}" for peer in ("icu", "iconv", "codecvt")]
-            table.row(f"`{direction}`, {title}", f"{direction}/{case}/ours", peers,
-                      [1 / 3 if case == "mail_1MB" else 1, 1, 1])
-    return table.text()
-
-
 def profile_table(figures):
     table = Ratios(figures, "ours", ["read and count lines", "inih", "property_tree"])
     for lines, goal in ((100000, 1 / 2), (81, 1 / 2)):
@@ -252,11 +240,11 @@ def main(arguments):
     if len(arguments) not in (1, 4):
         sys.exit(__doc__)
     results = pathlib.Path(arguments[0])
-    google = {name: read_google(results / f"{name}.json") for name in ("ring", "log", "text", "profile")}
+    google = {name: read_google(results / f"{name}.json") for name in ("ring", "log", "profile")}
     lines = {path.stem: read_lines(path) for path in results.glob("*.lines")}
     tables = {
         "ring": ring_table(google["ring"]), "log": log_table(google["log"]),
-        "text": text_table(google["text"]), "profile": profile_table(google["profile"]),
+        "profile": profile_table(google["profile"]),
         "mail": mail_table(lines["mail"], lines["mail-wine"]),
         "share": share_table(lines["mail"], lines["mail-wine"], lines["mail-wine-one"]),
         "growth": growth_table(lines["mail"]),

@@ -6,7 +6,7 @@ top=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 
 case "${1:-}" in
   -h | --help)
-    echo "usage: bench/run.sh [connect | log | mail | profile | ring | text ...]"
+    echo "usage: bench/run.sh [connect | log | mail | profile | ring ...]"
     echo "Without a name: all of them, those of the host's limits under Wine too, and the tables of"
     echo "docs/performance.md are written anew. Leave the machine alone meanwhile (some minutes)."
     exit 0
@@ -17,7 +17,7 @@ esac
 . "$top/scripts/build.sh"
 . "$top/scripts/wine.sh"
 results="$top/build/bench/results"
-google="log profile ring text"
+google="log profile ring"
 plain="connect mail"
 
 # run NAME: one native benchmark; its figures go to the results' folder too.

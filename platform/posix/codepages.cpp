@@ -7,30 +7,28 @@
 namespace platform {
 namespace {
 
-// As the table gives a number: 0 for what didn't fit or can't be told in an int.
-int Told(std::size_t length) {
-  return length > INT_MAX ? 0 : static_cast<int>(length);
+// The table's result: 0 for a text that doesn't fit, or whose length doesn't fit an int.
+int Result(std::size_t length, int capacity) {
+  const std::size_t most = capacity == 0 ? INT_MAX : static_cast<std::size_t>(capacity);
+  return length > most ? 0 : static_cast<int>(length);
 }
 
-// The code page isn't looked at: where there is no ANSI page, every narrow text is UTF-8.
+// Both ignore the code page: without an ANSI page, every narrow text is UTF-8.
 int WideCharToMultiByte(std::uint32_t /*codePage*/, std::uint32_t /*flags*/, const WideChar* text,
                         int size, char* output, int capacity) {
   if (text == nullptr || size <= 0 || capacity < 0) return 0;
-  const auto units = static_cast<std::size_t>(size);
-  if (capacity == 0) return Told(posix::Utf8Length(text, units));
-  return Told(posix::WriteUtf8(text, units, output, static_cast<std::size_t>(capacity)));
+  const std::size_t length = posix::EncodeUtf8({text, static_cast<std::size_t>(size)}, output,
+                                               static_cast<std::size_t>(capacity));
+  return Result(length, capacity);
 }
 
 int MultiByteToWideChar(std::uint32_t /*codePage*/, std::uint32_t flags, const char* text, int size,
                         WideChar* output, int capacity) {
   if (text == nullptr || size <= 0 || capacity < 0) return 0;
-  const auto bytes = static_cast<std::size_t>(size);
   bool valid = true;
-  const std::size_t length =
-      capacity == 0
-          ? posix::Utf16Length(text, bytes, &valid)
-          : posix::WriteUtf16(text, bytes, output, static_cast<std::size_t>(capacity), &valid);
-  return !valid && (flags & kFailOnInvalid) != 0 ? 0 : Told(length);
+  const std::size_t length = posix::DecodeUtf8({text, static_cast<std::size_t>(size)}, output,
+                                               static_cast<std::size_t>(capacity), &valid);
+  return !valid && (flags & kFailOnInvalid) != 0 ? 0 : Result(length, capacity);
 }
 
 }  // namespace

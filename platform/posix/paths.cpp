@@ -43,7 +43,7 @@ std::filesystem::path UnresolvedRoot() {
 std::string RootFolder() {
   const std::filesystem::path root = UnresolvedRoot();
   if (root.empty()) return {};
-  // One machine has one name: mappings are found by it, through whichever link one came.
+  // Mappings are found by this name, so every link to the folder must resolve to the same one.
   std::error_code error;
   std::filesystem::path resolved = std::filesystem::weakly_canonical(root, error);
   if (error) resolved = std::filesystem::absolute(root, error).lexically_normal();
@@ -64,15 +64,15 @@ std::string NativePath(const WideChar* path) {
 }
 
 std::string Utf8FromWide(WideStringView text) {
-  std::string result(Utf8Length(text.data(), text.size()), '\0');
-  WriteUtf8(text.data(), text.size(), result.data(), result.size());
+  std::string result(EncodeUtf8(text, nullptr, 0), '\0');
+  EncodeUtf8(text, result.data(), result.size());
   return result;
 }
 
 WideString WideFromUtf8(std::string_view text) {
   bool valid = true;
-  WideString result(Utf16Length(text.data(), text.size(), &valid), u'\0');
-  WriteUtf16(text.data(), text.size(), result.data(), result.size(), &valid);
+  WideString result(DecodeUtf8(text, nullptr, 0, &valid), u'\0');
+  DecodeUtf8(text, result.data(), result.size(), &valid);
   return result;
 }
 

@@ -1,25 +1,19 @@
 // UTF-8 and UTF-16, both ways.
-//
-// A conversion is two calls, one for the length and one for the text, and both are made to be
-// fast. The texts are mails: mostly ASCII, in runs.
 #pragma once
 
 #include <cstddef>
+#include <string_view>
 
 namespace platform::posix {
 
-// What a writer gives when the result doesn't fit; the output's contents are then unspecified, but
-// never anything beyond its capacity.
-inline constexpr std::size_t kDoesNotFit = ~std::size_t{0};
+// Both return the length of the whole result and write as much of it as `capacity` allows; with a
+// capacity of 0 they only count, and `output` may be null.
 
-// A surrogate without its partner becomes U+FFFD.
-std::size_t Utf8Length(const char16_t* text, std::size_t size);
-std::size_t WriteUtf8(const char16_t* text, std::size_t size, char* output, std::size_t capacity);
+// An unpaired surrogate becomes U+FFFD.
+std::size_t EncodeUtf8(std::u16string_view text, char* output, std::size_t capacity);
 
-// What isn't valid becomes U+FFFD, one for each longest beginning of a sequence that could still
-// have become valid, and one for each other byte. `*valid` tells whether there was none of that.
-std::size_t Utf16Length(const char* text, std::size_t size, bool* valid);
-std::size_t WriteUtf16(const char* text, std::size_t size, char16_t* output, std::size_t capacity,
-                       bool* valid);
+// Invalid input becomes U+FFFD: one for each longest prefix of a valid sequence, one for each other
+// byte. `*valid` says whether there was none.
+std::size_t DecodeUtf8(std::string_view text, char16_t* output, std::size_t capacity, bool* valid);
 
 }  // namespace platform::posix

@@ -97,25 +97,6 @@ TEST(CodePages, EachLengthOfCharacterConvertsBothWays) {
   }
 }
 
-// A converter that works in blocks has an edge at every distance from the text's ends.
-TEST(CodePages, EachCharacterConvertsAtEachDistanceFromTheEnds) {
-  for (const Pair& pair : kPairs) {
-    for (unsigned before = 0; before <= 40; ++before) {
-      for (const unsigned behind : {0u, 1u, 7u, 15u, 16u, 31u}) {
-        SCOPED_TRACE(testing::Message() << pair.name << ", " << before << ", " << behind);
-        Units units(before, 'x');
-        units.insert(units.end(), pair.units.begin(), pair.units.end());
-        units.insert(units.end(), behind, 'y');
-        Bytes bytes(before, 'x');
-        bytes.insert(bytes.end(), pair.bytes.begin(), pair.bytes.end());
-        bytes.insert(bytes.end(), behind, 'y');
-        ASSERT_EQ(ToUtf8(Wide(units)), bytes);
-        ASSERT_EQ(ToUtf16(Narrow(bytes), kFailOnInvalid), units);
-      }
-    }
-  }
-}
-
 TEST(CodePages, LoneSurrogatesBecomeTheReplacementCharacter) {
   const Bytes replacement = {0xEF, 0xBF, 0xBD};
   EXPECT_EQ(ToUtf8(Wide({0xD800})), replacement);
@@ -127,19 +108,6 @@ TEST(CodePages, LoneSurrogatesBecomeTheReplacementCharacter) {
   // The first one is alone, the second one has its partner.
   EXPECT_THAT(ToUtf8(Wide({0xD83D, 0xD83D, 0xDE00})),
               ElementsAre(0xEF, 0xBF, 0xBD, 0xF0, 0x9F, 0x98, 0x80));
-}
-
-TEST(CodePages, LoneSurrogatesAreFoundAtEachPlace) {
-  for (unsigned place = 0; place < 40; ++place) {
-    for (const unsigned surrogate : {0xD800u, 0xDBFFu, 0xDC00u, 0xDFFFu}) {
-      Units units(40, 'x');
-      units[place] = surrogate;
-      Bytes bytes(place, 'x');
-      bytes.insert(bytes.end(), {0xEF, 0xBF, 0xBD});
-      bytes.insert(bytes.end(), 39 - place, 'x');
-      ASSERT_EQ(ToUtf8(Wide(units)), bytes) << place << ", " << surrogate;
-    }
-  }
 }
 
 const Bytes kInvalid[] = {

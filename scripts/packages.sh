@@ -3,7 +3,8 @@
 # need_packages GROUP...: says what it installs, does nothing when all of it is there.
 
 packages_native="g++ cmake ninja-build pkg-config ccache libgmime-3.0-dev libxml2-dev libcli11-dev
-  nlohmann-json3-dev libtomlplusplus-dev libpcre2-dev libfmt-dev libgtest-dev libgmock-dev"
+  nlohmann-json3-dev libtomlplusplus-dev libpcre2-dev libfmt-dev libutfcpp-dev
+  libgtest-dev libgmock-dev"
 packages_tests="rsyslog"
 packages_lint="clang-14 clang-format-14 clang-tidy-14 jq"
 packages_sanitize="libclang-rt-14-dev"

@@ -128,9 +128,7 @@ def profile_table(figures):
     for lines, goal in ((100000, 1 / 2), (81, 1 / 2)):
         peers = [f"{peer}/{lines}" for peer in ("ReadAndCountLines", "ReadByInih", "ReadByPropertyTree")]
         table.row(f"{lines:,} lines, three keys", f"ReadByProfileReader/{lines}", peers, [None, goal, None])
-    keys = Ratios(figures, "`ConfigKeyTable`", ["`std::unordered_map`"])
-    keys.row("looking up the 80 keys and 80 that are none", "LookUpInConfigKeyTable", ["LookUpInUnorderedMap"])
-    return table.text() + "\n\n" + keys.text()
+    return table.text()
 
 
 def held_against(figure, most):

@@ -1,7 +1,5 @@
 #include "config/configkeytable.h"
 
-#include <bit>
-#include <cstring>
 #include <iterator>
 
 #include "config/configpatterns.h"
@@ -92,49 +90,25 @@ constexpr ConfigKey kRows[] = {
     {"WHITELIST_SFTP_SPECIAL_PROTOCOL", "whitelist_sftp_special_protocol", RE_BOOL},
 };
 
-// A power of two, and so much more than there are rows that a search seldom meets another key.
-constexpr std::size_t kSlots = 256;
-constexpr std::uint8_t kEmptySlot = 0xFF;
-static_assert(std::size(kRows) < kEmptySlot, "a slot is one byte");
-
-// Eight bytes from each end tell the keys apart; they overlap in a short key.
-std::size_t FirstSlot(std::string_view key) {
-  std::uint64_t front = 0;
-  std::uint64_t back = 0;
-  if (key.size() >= sizeof front) {
-    std::memcpy(&front, key.data(), sizeof front);
-    std::memcpy(&back, key.data() + key.size() - sizeof back, sizeof back);
-  } else {
-    for (const char character : key) {
-      front = front << 8 | static_cast<unsigned char>(character);
-    }
-  }
-  const std::uint64_t mixed = (front ^ std::rotl(back, 29) ^ key.size()) * 0x9E3779B97F4A7C15u;
-  return static_cast<std::size_t>(mixed >> 56) % kSlots;
-}
-
 }  // namespace
 
 const ConfigKeyTable g_configKeyTable;
 
-ConfigKeyTable::ConfigKeyTable()
-    : m_rows(std::begin(kRows), std::end(kRows)), m_slots(kSlots, kEmptySlot) {
-  for (std::size_t row = 0; row < m_rows.size(); ++row) {
-    std::size_t slot = FirstSlot(m_rows[row].internalKey);
-    while (m_slots[slot] != kEmptySlot) {
-      slot = (slot + 1) % kSlots;
-    }
-    m_slots[slot] = static_cast<std::uint8_t>(row);
+ConfigKeyTable::ConfigKeyTable() {
+  for (const ConfigKey& row : kRows) {
+    m_rows.emplace(row.internalKey, &row);
   }
 }
 
 const ConfigKey* ConfigKeyTable::Find(std::string_view internalKey) const {
-  for (std::size_t slot = FirstSlot(internalKey); m_slots[slot] != kEmptySlot;
-       slot = (slot + 1) % kSlots) {
-    const ConfigKey& row = m_rows[m_slots[slot]];
-    if (row.internalKey == internalKey) {
-      return &row;
-    }
-  }
-  return nullptr;
+  const auto found = m_rows.find(internalKey);
+  return found == m_rows.end() ? nullptr : found->second;
+}
+
+const ConfigKey* ConfigKeyTable::begin() const {
+  return std::begin(kRows);
+}
+
+const ConfigKey* ConfigKeyTable::end() const {
+  return std::end(kRows);
 }

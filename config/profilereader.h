@@ -1,10 +1,10 @@
-// The agent's property file, read afresh for each use.
+// The agent's property file. It is read again for each use.
 //
-// Each line with a "=" is a property: what stands before the first one is the key, all behind it
-// the value. Both lose the blanks (spaces and tabs) around them; the key counts in lower case, the
-// value is decoded by UnescapeValue. Every other line is skipped: there are no comments, sections
-// or continuation lines. A line ends at LF or CR LF, the last one also at the end of the file. No
-// byte-order mark is known: one makes the first key another key.
+// A line with a "=" is a property: the key is what precedes the first "=", the value what follows
+// it. Spaces and tabs around either are dropped. Keys compare in lower case; values are decoded by
+// UnescapeValue. All other lines are ignored: the format has no comments, sections or continuation
+// lines. Lines end with LF or CR LF; the last one may lack its end. A byte-order mark isn't
+// skipped, so it becomes part of the first key.
 #pragma once
 
 #include <cstddef>
@@ -12,34 +12,31 @@
 #include <string>
 #include <string_view>
 
-// The keys that a caller wants, with their defaults, and after ProfileReader their values. Keys
-// are lower case: one with a capital letter is never found. Ordered bytewise, a prefix before what
-// it begins.
+// The wanted keys with their defaults; ProfileReader replaces the defaults by the values in the
+// file. Write keys in lower case: one with a capital letter never matches. Ordered bytewise.
 using ProfileMap = std::map<std::string, std::string>;
 
-// Where the property file lies below the Windows directory.
+// The property file's path below the Windows directory.
 inline constexpr const char* kProfileSuffix = "\\system32\\zbagent\\vrk.pro";
 
-// Reads the whole file at `path`, a path in the system's ANSI code page, and overwrites the values
-// of the keys that stand in `wanted`; keys are never added. A key that the file has twice gets the
-// later line's value, even an empty one. True if the file could be opened, whether or not a key
-// was found and even if its reading broke off; false, with nothing touched, if it could not or if
-// `wanted` is empty, when the file isn't tried at all. Logs nothing, throws only when memory runs
-// out. Memory is taken only for values that are wanted, whatever the size of the file.
+// Reads the file at `path` (ANSI code page) and sets the values of those keys in `wanted` that it
+// contains. Never adds a key. If a key occurs twice, the later line wins, even with an empty value.
+// Returns true if the file could be opened, even if no key was found or a read failed half-way.
+// Returns false and changes nothing if it couldn't be opened, or if `wanted` is empty, in which
+// case it doesn't try. Logs nothing. Throws only std::bad_alloc. Holds one line in memory at a
+// time.
 bool ProfileReader(const std::string& path, ProfileMap& wanted);
 
-// Takes spaces and tabs, and nothing else, off both ends of `text`, and returns it.
+// Removes spaces and tabs from both ends of `text` and returns `text`.
 std::string& TrimBlanks(std::string& text);
 
-// Maps each byte through the runtime's tolower, up to the first NUL if there is one.
+// Applies the C runtime's tolower to each byte, up to the first NUL if there is one.
 void ToLowerInPlace(std::string& text);
 
-// True if a backslash at `position` begins an escape pair: it isn't the last character, it is not
-// itself the second of a pair (an odd number of backslashes ends there), and one of , \ = # t n r
-// v f follows.
+// True if the backslash at `position` starts an escape pair: one of , \ = # t n r v f follows it,
+// and it isn't itself the second half of a pair (an odd number of backslashes ends at `position`).
 bool IsEscapeAt(std::string_view text, std::size_t position);
 
-// The text with its escape pairs decoded: \n \r \t \v \f become the control characters of those
-// names, \, \\ \= \# the second character. A backslash before anything else stays, and so does
-// what follows it.
+// Decodes the escape pairs of `text`: \n \r \t \v \f become the usual control characters, and
+// \, \\ \= \# become their second character. Any other backslash stays.
 std::string UnescapeValue(std::string_view text);

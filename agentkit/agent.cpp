@@ -118,7 +118,7 @@ void Agent::AskHandler(const std::shared_ptr<Open>& open) {
   Request& request = open->request;
   request.isWellFormed = open->block.Read(&request.payload, &request.name);
   const std::optional<std::int32_t> answer =
-      m_handlers.onRequest ? m_handlers.onRequest(request) : kAnswerGoOn;
+      m_handlers.onRequest ? m_handlers.onRequest(request) : channel::kActionGoOn;
   if (answer) {
     Answer(request.id, *answer);  // finds nothing if the handler has dropped the request
   }
@@ -134,7 +134,7 @@ bool Agent::Answer(RequestId id, std::int32_t answer) {
     return false;
   }
   open.request.answer = answer;
-  if (answer > channel::kStatusWaiting) {
+  if (channel::EndsWait(answer)) {
     open.state = Block::State::kAnswered;
     open.sinceTick = platform::clock.GetTickCount();
   }

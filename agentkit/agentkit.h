@@ -79,12 +79,6 @@
 
 namespace agentkit {
 
-// The answers that the add-in acts on. Each other value above 1 ends its wait too, but counts as
-// no answer; a value of 1 or below is overwritten by the next poll and doesn't end the wait.
-inline constexpr std::int32_t kAnswerBlock = 3;
-inline constexpr std::int32_t kAnswerGoOn = 4;
-inline constexpr std::int32_t kAnswerTag = 7;
-
 enum class OpenResult {
   kOpened,
   kOtherOwner,  // a ring of that name stands: another agent, or (see RingConsumer) a dead one's
@@ -155,7 +149,7 @@ class RingConsumer {
     // Bytes of the data area. The add-in maps 2^18 + 20 bytes whatever stands here, and refuses a
     // capacity that its view can't hold; positions survive the wrap of the 32-bit cursor only with
     // a power of two. A power of two from 256 to 2^20.
-    std::uint32_t capacity = 1U << channel::kRingSizeExponent;
+    std::uint32_t capacity = channel::kRingCapacity;
     std::uint32_t deadWriterMs = 10'000;
   };
 

@@ -107,13 +107,13 @@ bool Block::Answer(std::int32_t answer) {
     return false;
   }
   m_isComplete = true;
-  m_answer = answer > channel::kStatusWaiting ? answer : 0;
+  m_answer = channel::EndsWait(answer) ? answer : 0;
   return true;
 }
 
 void Block::ForceStatus(std::int32_t status) {
   StatusOf(m_view).exchange(status, std::memory_order_acq_rel);
-  if (status > channel::kStatusWaiting) {
+  if (channel::EndsWait(status)) {
     m_answer = status;
   }
 }

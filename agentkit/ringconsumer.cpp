@@ -10,9 +10,6 @@ namespace {
 
 constexpr std::uint32_t kLeastCapacity = 256;
 constexpr std::uint32_t kMostCapacity = 1U << 20;
-// What the add-in maps, whatever the capacity is.
-constexpr std::uint32_t kAddInView =
-    (1U << channel::kRingSizeExponent) + std::uint32_t{channel::kRingOverhead};
 
 constexpr std::uint32_t kCacheLine = 64;
 constexpr std::uint32_t kFetchedAhead = 4 * channel::kRequestEntrySize;
@@ -22,7 +19,7 @@ bool IsUsable(std::uint32_t capacity) {
 }
 
 std::uint32_t ViewSize(std::uint32_t capacity) {
-  return std::max(capacity + std::uint32_t{channel::kRingOverhead}, kAddInView);
+  return std::max(capacity + std::uint32_t{channel::kRingOverhead}, channel::kRingViewSize);
 }
 
 template <typename Word>

@@ -19,10 +19,6 @@ std::int32_t g_requestSequence = 0;
 
 namespace {
 
-constexpr std::uint32_t kPollInterval = 20;  // milliseconds
-constexpr int kBlockAttempts = 400;
-constexpr int kAnswerPolls = 125;
-constexpr int kChallengePolls = 9250;
 constexpr std::size_t kTempFilePathSize = 270;
 
 // A handle and a view that are released together at the end of a scope.
@@ -67,8 +63,8 @@ void NameBlock(ContentRequest& request) {
 
 // The agent makes the block when it has taken the request out of the ring.
 bool WaitForBlock(SharedMemory& block, const ContentRequest& request) {
-  for (int counter = kBlockAttempts - 1; counter >= 1; --counter) {
-    platform::clock.Sleep(kPollInterval);
+  for (int attempt = 0; attempt < channel::kBlockAttempts; ++attempt) {
+    platform::clock.Sleep(channel::kPollMs);
     if (block.Open(request.szBlockName, static_cast<int>(request.dwBlockLength))) {
       return true;
     }
@@ -104,29 +100,24 @@ std::int32_t PollAnswer(void* view, int* counter) {
     // in place when it reads them. Acquire: pairs with the release of its answer.
     const std::int32_t status =
         StatusOf(view).exchange(channel::kStatusWaiting, std::memory_order_seq_cst);
-    if (status > channel::kStatusWaiting || --*counter < 1) {
+    if (channel::EndsWait(status) || --*counter < 1) {
       return status;
     }
-    platform::clock.Sleep(kPollInterval);
+    platform::clock.Sleep(channel::kPollMs);
   }
-}
-
-// Lets 3, 4 and 7 through. The bit test also lets 8 pass, which is no answer to act on.
-bool IsPassedOn(std::int32_t status) {
-  return status > 1 && ((static_cast<std::uint32_t>(status) - 3U) & ~5U) == 0 && status != 8;
 }
 
 // The conversation in an open block, from its filling to the answer.
 int AskInBlock(void* view, bool isLongWait) {
-  int counter = isLongWait ? kChallengePolls : kAnswerPolls;
+  int counter = isLongWait ? channel::kChallengePolls : channel::kAnswerPolls;
   const std::int32_t status = PollAnswer(view, &counter);
   g_logger.Log(kLogModule, kLogInfo, "CheckContent: lActionCode=%d iTimeOut=%d",
                static_cast<int>(status), counter);
-  if (status <= channel::kStatusWaiting) {
+  if (!channel::EndsWait(status)) {
     StatusOf(view).exchange(channel::kStatusGivenUp, std::memory_order_seq_cst);
-    return kActionNothingUsable;
+    return channel::kActionNothingUsable;
   }
-  return IsPassedOn(status) ? status : kActionNothingUsable;
+  return channel::IsAccepted(status) ? status : channel::kActionNothingUsable;
 }
 
 // Makes or overwrites the file at `path`. False, with a line in the log, if it can't be written
@@ -163,7 +154,7 @@ int AgentChannel::CheckContent(const void* payload, std::uint32_t length, std::u
   const int ringViewSize = GetRingSize(channel::kRingSizeExponent) + channel::kRingOverhead;
   if (!ring.Open(channel::kRingName, ringViewSize)) {
     g_logger.Log(kLogModule, kLogErr, "CheckContent: cannot initialize shared memory!");
-    return kActionNothingUsable;
+    return channel::kActionNothingUsable;
   }
 
   const std::size_t nameLength = name != nullptr ? std::strlen(name) : 0;
@@ -177,12 +168,12 @@ int AgentChannel::CheckContent(const void* payload, std::uint32_t length, std::u
                           static_cast<std::uint32_t>(ringViewSize), &request,
                           static_cast<int>(sizeof(request)))) {
     g_logger.Log(kLogModule, kLogErr, "CheckContent: cannot push entry!");
-    return kActionNothingUsable;
+    return channel::kActionNothingUsable;
   }
 
   SharedMemory block;  // declared after the ring, so closed before it
   if (!WaitForBlock(block, request)) {
-    return kActionNothingUsable;
+    return channel::kActionNothingUsable;
   }
   FillBlock(block.view, payload, length, name, nameLength);
   return AskInBlock(block.view, m_bChallengeResponse);
@@ -201,16 +192,17 @@ int AgentChannel::CheckContentWide(const platform::WideChar* text, std::uint32_t
 int AgentChannel::CheckContentWithFile(const void* data, std::uint32_t length,
                                        const char* fileName) {
   if (length == 0) {
-    return kActionNothingUsable;
+    return channel::kActionNothingUsable;
   }
   char folder[platform::kMaxPath] = {};
   platform::folders.GetTempPathA(sizeof(folder), folder);
   char path[kTempFilePathSize] = {};
   std::snprintf(path, sizeof(path), "%s%s", folder, fileName);
   if (!WriteTempFile(path, data, length)) {
-    return kActionNothingUsable;
+    return channel::kActionNothingUsable;
   }
-  return CheckContent(path, static_cast<std::uint32_t>(std::strlen(path)), kItemFile, fileName);
+  return CheckContent(path, static_cast<std::uint32_t>(std::strlen(path)), channel::kItemFile,
+                      fileName);
 }
 
 int AgentChannel::GetRingSize(int exponent) {
@@ -266,9 +258,9 @@ AgentChannel* GetAgentChannel() {
 }
 
 int ScanEnvelopeEnd() {
-  return GetAgentChannel()->CheckContent(nullptr, 0, kItemEnvelopeEnd, nullptr);
+  return GetAgentChannel()->CheckContent(nullptr, 0, channel::kItemEnvelope, nullptr);
 }
 
 int ScanSessionEnd() {
-  return GetAgentChannel()->CheckContent(nullptr, 0, kItemSessionEnd, nullptr);
+  return GetAgentChannel()->CheckContent(nullptr, 0, channel::kItemClose, nullptr);
 }

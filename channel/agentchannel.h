@@ -11,17 +11,9 @@
 
 #include <cstdint>
 
-#include "channel/actioncode.h"
 #include "channel/protocol.h"
 #include "platform/handles.h"
 #include "platform/widetext.h"
-
-// What a request's payload is.
-inline constexpr std::uint32_t kItemFile = 1;         // the path of a file
-inline constexpr std::uint32_t kItemRecipients = 3;   // addresses, each with its NUL
-inline constexpr std::uint32_t kItemSender = 7;       // the sender's text
-inline constexpr std::uint32_t kItemEnvelopeEnd = 8;  // nothing: the envelope is complete
-inline constexpr std::uint32_t kItemSessionEnd = 9;   // nothing: the mail is complete
 
 // The number that the next request's block is named with: 0 to 99999, then 0 again. Belongs to the
 // host's one thread.

@@ -1,7 +1,154 @@
-// The records that the add-in and the agent share, byte by byte.
+// Everything the add-in and the agent must agree on: names, item types, answers, waits, records.
 //
-// All words are little-endian and all records are laid out the same in 32-bit and 64-bit
-// processes. Both sides run on the same machine, so no byte order is converted.
+// Both ends take these values from here, and docs/protocol.md explains them to people who write an
+// agent without this header. A test compares the tables of that document with this file.
+//
+// Both ends run on the same machine. All words are little-endian, and 32-bit and 64-bit processes
+// use the same layout, so nothing is ever converted.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+
+// The agent's answer to one item, and the result of checking an item or a whole mail.
+using ActionCode = std::int32_t;
+
+namespace channel {
+
+// ---- Names
+
+// The mapping that holds the ring.
+inline constexpr char kRingName[] = "Global\\VRKEXPIPE";
+
+// The mapping that holds one request's block: process id, thread id, sequence number.
+inline constexpr char kBlockNameFormat[] = "Global\\%08x%08x%05d";
+// The sequence number runs from 0 to this value and then starts again at 0.
+inline constexpr std::int32_t kLastSequence = 99999;
+
+// Temporary files, in the user's temporary directory. An item that is a file with one of the first
+// two names is the mail's subject or body; the item has the same name as the file.
+inline constexpr char kSubjectFile[] = "ExchangeSubjectContent";
+inline constexpr char kBodyFile[] = "ExchangeBodyContent";
+// Copies of attachments: this prefix and a number. The item's name is the attachment's own.
+inline constexpr char kAttachmentFilePrefix[] = "OutlookAttachment.";
+// Finds every copy, and is deliberately wider than the prefix: the dot is left out.
+inline constexpr char kAttachmentFilePattern[] = "OutlookAttachment*";
+
+// ---- Item types (ContentRequest::dwItemType)
+
+// The payload is the path of a file that the agent reads: subject, body, signature image or
+// attachment.
+inline constexpr std::uint32_t kItemFile = 1;
+// The addresses, each followed by a NUL, in UTF-8.
+inline constexpr std::uint32_t kItemRecipients = 3;
+// The sender's display name, in UTF-8, without a NUL.
+inline constexpr std::uint32_t kItemSender = 7;
+// Empty. Recipients and sender are complete.
+inline constexpr std::uint32_t kItemEnvelope = 8;
+// Empty. The mail is complete.
+inline constexpr std::uint32_t kItemClose = 9;
+
+struct ItemType {
+  std::uint32_t number;
+  std::string_view word;  // what every tool and document calls it
+};
+
+inline constexpr ItemType kItemTypes[] = {
+    {kItemFile, "file"},         {kItemRecipients, "recipients"}, {kItemSender, "sender"},
+    {kItemEnvelope, "envelope"}, {kItemClose, "close"},
+};
+
+// The word for an item type; empty for one that the add-in never sends.
+constexpr std::string_view ItemWord(std::uint32_t itemType) {
+  for (const ItemType& known : kItemTypes) {
+    if (known.number == itemType) return known.word;
+  }
+  return {};
+}
+
+// ContentRequest::dwRequestKind. There is no other kind.
+inline constexpr std::uint32_t kRequestKindContent = 4;
+
+// ---- Answers
+
+// A check's result when nothing usable was learnt: no agent, no answer in time, or an answer that
+// isn't accepted. Neither blocks nor tags.
+inline constexpr ActionCode kActionNothingUsable = 1;
+// A mail's result before any of its content was checked. Neither blocks nor tags.
+inline constexpr ActionCode kActionNothingDecided = 2;
+// The mail isn't sent; its window stays open.
+inline constexpr ActionCode kActionBlock = 3;
+// No objection: the check goes on to the next item. For the recipients it is the only answer that
+// makes the add-in ask about the content.
+inline constexpr ActionCode kActionGoOn = 4;
+// The mail is sent with a tag.
+inline constexpr ActionCode kActionTag = 7;
+
+struct Action {
+  ActionCode code;
+  std::string_view word;  // what every tool and document calls it
+};
+
+// The answers that the add-in accepts. Every other value above kStatusWaiting ends its wait too,
+// and then counts as kActionNothingUsable.
+inline constexpr Action kAcceptedActions[] = {
+    {kActionBlock, "block"}, {kActionGoOn, "go on"}, {kActionTag, "tag"}};
+
+// The word for an accepted answer; empty for every other value.
+constexpr std::string_view ActionWord(ActionCode action) {
+  for (const Action& accepted : kAcceptedActions) {
+    if (accepted.code == action) return accepted.word;
+  }
+  return {};
+}
+
+constexpr bool IsAccepted(ActionCode answer) {
+  return !ActionWord(answer).empty();
+}
+
+// Whether an accepted answer decides the whole mail. To a file it ends the content checks; to
+// kItemClose it replaces what the content checks decided.
+constexpr bool IsDecisive(ActionCode answer) {
+  return answer == kActionBlock || answer == kActionTag;
+}
+
+// ---- The status word of a block
+
+inline constexpr std::int32_t kStatusFilling = 0;  // stored by the add-in: incomplete, don't read
+inline constexpr std::int32_t kStatusWaiting = 1;  // stored by the add-in with each poll: complete
+inline constexpr std::int32_t kStatusGivenUp = 5;  // stored by the add-in: it has stopped waiting
+
+// Whether the add-in, finding this in the status word, takes it as the answer and stops waiting.
+// It overwrites everything else with kStatusWaiting at its next poll.
+constexpr bool EndsWait(std::int32_t status) {
+  return status > kStatusWaiting;
+}
+
+// ---- Waits
+
+// The add-in's sleep between two polls, in milliseconds.
+inline constexpr std::uint32_t kPollMs = 20;
+// How often it tries to open the block. It sleeps before each attempt, the first included.
+inline constexpr int kBlockAttempts = 399;
+// How often it polls for the answer. It doesn't sleep before the first poll.
+inline constexpr int kAnswerPolls = 125;
+// The same with the setting use_challenge_response.
+inline constexpr int kChallengePolls = 9250;
+
+// ---- Sizes
+
+// The ring's data area is 2 to this power.
+inline constexpr int kRingSizeExponent = 18;
+inline constexpr std::uint32_t kRingCapacity = 1U << kRingSizeExponent;
+// What the mapping holds beyond the data area: the header, and 4 spare bytes after the area.
+inline constexpr int kRingOverhead = 20;
+// What the add-in maps, whatever capacity the header claims.
+inline constexpr std::uint32_t kRingViewSize = kRingCapacity + std::uint32_t{kRingOverhead};
+
+}  // namespace channel
+
+// ---- Records
 //
 // The ring, a named mapping made by the agent:
 //
@@ -18,42 +165,13 @@
 //      | paddedLength | payload, paddedLength bytes         |   only the payload can be split by
 //      +--------------+----------------------------- - - --+   the wrap, never the length word
 //
-// The per-request block, a named mapping that the agent makes for one request. L is the length of
-// the payload, N that of the name:
+// The block, a named mapping that the agent makes for one request. L is the length of the payload,
+// N that of the name:
 //
 //      0        4           4+L   5+L        5+L+N
 //      +--------+-----------+-----+----------+-----+
 //      | status | payload L | NUL | name N   | NUL |      6 + L + N bytes, no padding
 //      +--------+-----------+-----+----------+-----+
-#pragma once
-
-#include <cstddef>
-#include <cstdint>
-
-namespace channel {
-
-// The name of the ring's mapping.
-inline constexpr char kRingName[] = "Global\\VRKEXPIPE";
-// The data area of the ring is 2 to this power.
-inline constexpr int kRingSizeExponent = 18;
-// What the mapping holds beyond the data area: the header and 4 spare bytes behind the area.
-inline constexpr int kRingOverhead = 20;
-
-// The per-request mapping's name: process id, thread id, sequence number.
-inline constexpr char kBlockNameFormat[] = "Global\\%08x%08x%05d";
-// The sequence number runs from 0 to this one and starts again at 0.
-inline constexpr std::int32_t kLastSequence = 99999;
-
-// ContentRequest::dwRequestKind: the only kind that there is.
-inline constexpr std::uint32_t kRequestKindContent = 4;
-
-// Words of RequestBlock::status. Every other value above 1 is an answer, an ActionCode; below 0
-// is never used.
-inline constexpr std::int32_t kStatusFilling = 0;  // add-in: the block isn't ready
-inline constexpr std::int32_t kStatusWaiting = 1;  // add-in: complete, waiting for the answer
-inline constexpr std::int32_t kStatusGivenUp = 5;  // add-in: no answer will be read
-
-}  // namespace channel
 
 // The head of the ring's mapping. The data area follows it.
 //
@@ -63,7 +181,7 @@ inline constexpr std::int32_t kStatusGivenUp = 5;  // add-in: no answer will be 
 //                              subtracts, both atomically.
 //   4       4     writeCursor  count of all bytes ever appended, wraps past 2^32. Only writers
 //                              change it, by atomic addition.
-//   8       4     consumerWord the consumer's own; writers neither read nor write it
+//   8       4     consumerWord the consumer's; writers neither read nor write it
 //   12      4     capacity     size of the data area, signed. Set once by the mapping's creator.
 //   16      -     data area
 struct RingHeader {
@@ -80,8 +198,8 @@ static_assert(offsetof(RingHeader, writeCursor) == 4);
 static_assert(offsetof(RingHeader, consumerWord) == 8);
 static_assert(offsetof(RingHeader, capacity) == 12);
 
-// The head of one entry of the ring. The payload follows it, from the start of the data area on
-// if the length word lies in the area's last 4 bytes.
+// The head of one entry of the ring. The payload follows it, at the start of the data area if the
+// length word is in the area's last 4 bytes.
 //
 //   offset  size  field
 //   0       4     paddedLength  the payload's length rounded up to a multiple of 4; zero until the
@@ -101,7 +219,7 @@ static_assert(offsetof(RingEntry, paddedLength) == 0);
 //   4       4     dwThreadId     of the asking thread
 //   8       4     dwBlockLength  size of the request's block in bytes: 6 + L + N
 //   12      4     dwRequestKind  kRequestKindContent
-//   16      4     dwItemType     what the payload of the block is
+//   16      4     dwItemType     what the item is, one of kItemTypes
 //   20      128   szBlockName    name of the block's mapping, NUL-terminated, the tail zero
 struct ContentRequest {
   std::uint32_t dwProcessId;
@@ -127,7 +245,7 @@ static_assert(offsetof(ContentRequest, szBlockName) == 20);
 //   0       4     status   signed; changed by atomic exchange once the block is complete
 //   4       L     payload  the item, byte for byte; it may hold NUL bytes
 //   4+L     1     NUL
-//   5+L     N     name     what the item stands for; absent if it has no name
+//   5+L     N     name     what the item is called; absent if it has no name
 //   5+L+N   1     NUL
 struct RequestBlock {
   std::int32_t status;
@@ -149,7 +267,7 @@ constexpr std::size_t NameOffset(std::size_t payloadLength) {
   return kPayloadOffset + payloadLength + 1;
 }
 
-// The room that the add-in's own entry takes in the ring: the length word and one request.
+// What one request takes of the ring: the length word and the record.
 inline constexpr std::uint32_t kRequestEntrySize = sizeof(RingEntry) + sizeof(ContentRequest);
 static_assert(kRequestEntrySize == 152);
 

@@ -14,9 +14,6 @@
 
 namespace {
 
-constexpr std::uint32_t kFile = 1;
-constexpr std::uint32_t kRecipients = 3;
-constexpr std::uint32_t kMailComplete = 9;
 constexpr std::ptrdiff_t kManyPeople = 10;
 
 std::atomic<bool> g_stop{false};
@@ -28,17 +25,18 @@ class Judge {
  public:
   std::int32_t Answer(const agentkit::Request& request) {
     std::int32_t& verdict = m_verdicts[Sender(request.processId, request.threadId)];
-    if (request.itemType == kRecipients) {  // the first item of each mail
+    if (request.itemType == channel::kItemRecipients) {  // the first item of each mail
       // Every address ends in a NUL.
       const auto people = std::count(request.payload.begin(), request.payload.end(), '\0');
-      verdict = people > kManyPeople ? agentkit::kAnswerTag : agentkit::kAnswerGoOn;
-      return agentkit::kAnswerGoOn;  // anything else keeps the content from being asked about
+      verdict = people > kManyPeople ? channel::kActionTag : channel::kActionGoOn;
+      return channel::kActionGoOn;  // anything else keeps the content from being asked about
     }
-    if (request.itemType == kFile && std::string_view(request.name).ends_with(".key")) {
-      return verdict = agentkit::kAnswerBlock;  // ends the files; the last item still comes
+    if (request.itemType == channel::kItemFile &&
+        std::string_view(request.name).ends_with(".key")) {
+      return verdict = channel::kActionBlock;  // ends the files; the last item still comes
     }
     // The last word replaces whatever the files came to, so it has to be the worst of all.
-    return request.itemType == kMailComplete && verdict != 0 ? verdict : agentkit::kAnswerGoOn;
+    return request.itemType == channel::kItemClose && verdict != 0 ? verdict : channel::kActionGoOn;
   }
 
  private:

@@ -7,7 +7,7 @@
 #include <string>
 
 #include "agent/outlookaddin/extensibility.h"
-#include "channel/actioncode.h"
+#include "channel/protocol.h"
 
 struct _MailItem;
 

@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 
-#include "channel/actioncode.h"
+#include "channel/protocol.h"
 #include "platform/com/comtypes.h"
 
 struct _MailItem;

@@ -3,6 +3,7 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 
+#include "channel/protocol.h"
 #include "platform/process.h"
 #include "simulation/agent/simulatedagent.h"
 #include "simulation/agent/utf8.h"
@@ -49,16 +50,8 @@ std::string Dump(const Line& line) {
 
 std::string AnswerWords(const std::optional<std::int32_t>& answer) {
   if (!answer) return "no answer";
-  switch (*answer) {
-    case agentkit::kAnswerBlock:
-      return "block";
-    case agentkit::kAnswerGoOn:
-      return "go on";
-    case agentkit::kAnswerTag:
-      return "tag";
-    default:
-      return "answer " + std::to_string(*answer);
-  }
+  const std::string_view word = channel::ActionWord(*answer);
+  return word.empty() ? "answer " + std::to_string(*answer) : std::string(word);
 }
 
 // One line of text for a person: no control characters, not too long, cut between characters.
@@ -80,7 +73,7 @@ std::string OneLine(const std::string& bytes, std::size_t most) {
 std::string What(const simulation::agent::JournalRequest& request) {
   constexpr std::size_t kMost = 100;
   if (!request.payload) return "(block refused)";
-  if (request.itemType != 1) return OneLine(*request.payload, kMost);
+  if (request.itemType != channel::kItemFile) return OneLine(*request.payload, kMost);
   const std::string path(simulation::agent::LeafOf(*request.payload));
   std::string text = OneLine(request.name.empty() ? path : request.name, kMost);
   if (request.contentBytes) {
@@ -214,8 +207,8 @@ class AgentRun {
     stage.resize(std::max(stage.size(), kStageWidth), ' ');
     std::string answer = AnswerWords(request.answer);
     answer.resize(std::max(answer.size(), kAnswerWidth), ' ');
-    if (m_colours && request.answer != agentkit::kAnswerGoOn) {
-      const char* const colour = request.answer == agentkit::kAnswerTag ? "33" : "31";
+    if (m_colours && request.answer != channel::kActionGoOn) {
+      const char* const colour = request.answer == channel::kActionTag ? "33" : "31";
       answer = "\x1b[" + std::string(colour) + "m" + answer + "\x1b[0m";
     }
     std::string line = request.time.substr(11) + "  " + Who(request) + "  " + stage + "  " +

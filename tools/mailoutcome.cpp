@@ -21,7 +21,7 @@ Json RequestJson(const simulation::agent::JournalRequest& request) {
                  {"payload", OrNull(request.payload)},
                  {"name", request.name},
                  {"answer", OrNull(request.answer)}};
-  if (request.itemType == kItemFile) {
+  if (request.itemType == channel::kItemFile) {
     object["content_sha256"] = OrNull(request.contentSha256);
     object["content_bytes"] = OrNull(request.contentBytes);
   }
@@ -31,8 +31,8 @@ Json RequestJson(const simulation::agent::JournalRequest& request) {
 // What the add-in made of an answer: 3, 4 and 7 count, and only if they came in time.
 ActionCode Taken(const simulation::agent::JournalRequest& request) {
   const bool taken = request.outcome == simulation::agent::kOutcomeTaken;
-  const ActionCode answer = request.answer.value_or(kActionNothingUsable);
-  return taken && (answer == kActionGoOn || IsDecisive(answer)) ? answer : kActionNothingUsable;
+  const ActionCode answer = request.answer.value_or(channel::kActionNothingUsable);
+  return taken && channel::IsAccepted(answer) ? answer : channel::kActionNothingUsable;
 }
 
 }  // namespace
@@ -43,12 +43,14 @@ const char* OutcomeWord(const MailOutcome& outcome) {
 }
 
 ActionCode ActionOf(const std::vector<simulation::agent::JournalRequest>& requests) {
-  ActionCode action = kActionNothingDecided;
+  ActionCode action = channel::kActionNothingDecided;
   bool contentOpen = false;
   for (const simulation::agent::JournalRequest& request : requests) {
-    if (request.itemType == kItemRecipients) contentOpen = Taken(request) == kActionGoOn;
-    if (request.itemType == kItemFile && contentOpen) action = Taken(request);
-    if (request.itemType == kItemSessionEnd && IsDecisive(Taken(request))) action = Taken(request);
+    if (request.itemType == channel::kItemRecipients)
+      contentOpen = Taken(request) == channel::kActionGoOn;
+    if (request.itemType == channel::kItemFile && contentOpen) action = Taken(request);
+    if (request.itemType == channel::kItemClose && channel::IsDecisive(Taken(request)))
+      action = Taken(request);
   }
   return action;
 }

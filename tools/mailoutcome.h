@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "channel/actioncode.h"
+#include "channel/protocol.h"
 #include "simulation/agent/journal.h"
 
 namespace tools {
@@ -19,8 +19,8 @@ struct MailTag {
 struct MailOutcome {
   std::string mail;                  // the path as it was given
   std::optional<std::string> error;  // why the mail can't be read; nothing else is then filled in
-  ActionCode action = kActionNothingDecided;  // what the add-in's check came to
-  int cancel = 0;                             // the host's Cancel flag behind the Send event
+  ActionCode action = channel::kActionNothingDecided;  // what the add-in's check came to
+  int cancel = 0;  // the host's Cancel flag behind the Send event
   std::vector<simulation::agent::JournalRequest> requests;
   std::optional<MailTag> tag;  // what the mail carries
   double milliseconds = 0;     // how long the Send event held the host

@@ -30,29 +30,21 @@ std::string Coloured(std::string_view text, Colour colour, const ReportStyle& st
 std::string AnswerWord(const simulation::agent::JournalRequest& request) {
   if (request.outcome == simulation::agent::kOutcomeRefused) return "no block";
   if (!request.answer) return "none";
-  switch (*request.answer) {
-    case kActionBlock:
-      return "block";
-    case kActionGoOn:
-      return "go on";
-    case kActionTag:
-      return "tag";
-    default:
-      return fmt::format("{}", *request.answer);
-  }
+  const std::string_view word = channel::ActionWord(*request.answer);
+  return word.empty() ? fmt::format("{}", *request.answer) : std::string(word);
 }
 
 Colour AnswerColour(const simulation::agent::JournalRequest& request) {
   if (!request.answer || request.outcome != simulation::agent::kOutcomeTaken) return Colour::kWarn;
-  if (*request.answer == kActionBlock) return Colour::kBad;
-  if (*request.answer == kActionTag) return Colour::kWarn;
-  return *request.answer == kActionGoOn ? Colour::kGood : Colour::kWarn;
+  if (*request.answer == channel::kActionBlock) return Colour::kBad;
+  if (*request.answer == channel::kActionTag) return Colour::kWarn;
+  return *request.answer == channel::kActionGoOn ? Colour::kGood : Colour::kWarn;
 }
 
 // Addresses are listed; a file is told by what it stands for and how large it is.
 std::string WhatWasAsked(const simulation::agent::JournalRequest& request) {
   std::string text = request.payload.value_or("");
-  if (request.itemType == kItemRecipients) {
+  if (request.itemType == channel::kItemRecipients) {
     if (!text.empty() && text.back() == '\0') text.pop_back();
     std::string list;
     for (const char c : text) {
@@ -64,7 +56,7 @@ std::string WhatWasAsked(const simulation::agent::JournalRequest& request) {
     }
     return list;
   }
-  if (request.itemType != kItemFile) return text;
+  if (request.itemType != channel::kItemFile) return text;
   const std::size_t slash = text.find_last_of("/\\");
   std::string what = request.name.empty() || request.name.starts_with("Exchange")
                          ? text.substr(slash == std::string::npos ? 0 : slash + 1)
@@ -102,18 +94,18 @@ std::string Verdict(const MailOutcome& outcome, const ReportStyle& style) {
   }
   std::string sent = Coloured("sent", Colour::kGood, style) + after;
   if (!outcome.agentThere) return sent + ": unchecked, since no agent was there";
-  if (outcome.action == kActionTag) return sent + ": the tag could not be written";
+  if (outcome.action == channel::kActionTag) return sent + ": the tag could not be written";
   // The closing request is made in any case, so that no request at all is the agent's silence.
   if (outcome.requests.empty()) {
     return sent + ": no word of it from the agent, which took no request or keeps no journal";
   }
-  const auto recipients =
-      std::find_if(outcome.requests.begin(), outcome.requests.end(),
-                   [](const auto& request) { return request.itemType == kItemRecipients; });
+  const auto recipients = std::find_if(
+      outcome.requests.begin(), outcome.requests.end(),
+      [](const auto& request) { return request.itemType == channel::kItemRecipients; });
   if (recipients == outcome.requests.end()) {
     return sent + ": content unchecked, since no recipient could be read";
   }
-  if (recipients->answer != kActionGoOn ||
+  if (recipients->answer != channel::kActionGoOn ||
       recipients->outcome != simulation::agent::kOutcomeTaken) {
     return sent + ": content unchecked, since the agent did not go on with the recipients";
   }

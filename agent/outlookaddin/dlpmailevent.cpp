@@ -92,14 +92,14 @@ HRESULT STDMETHODCALLTYPE DlpMailEvent::OnMailSend(VARIANT_BOOL* Cancel) {
   // The wait cursor stands for as long as the user's thread is held.
   const platform::Cursor previous =
       platform::ui.SetCursor(platform::ui.LoadCursorW(platform::kWaitCursor));
-  LONG result = kActionNothingDecided;
+  LONG result = channel::kActionNothingDecided;
   // A block isn't taken over: the user may have changed the mail since.
-  if (!IsMailChecked(m_pMailItem, &result) || result == kActionBlock) {
+  if (!IsMailChecked(m_pMailItem, &result) || result == channel::kActionBlock) {
     result = CheckEmail(m_pMailItem);
   }
-  if (result == kActionTag) {
+  if (result == channel::kActionTag) {
     TagSensitiveMail();
-  } else if (result == kActionBlock) {
+  } else if (result == channel::kActionBlock) {
     g_logger.Log(kLogModule, kLogInfo, "Block current mail sending.");
     // The number 1, which is not VARIANT_TRUE.
     if (Cancel != nullptr) *Cancel = 1;
@@ -136,19 +136,19 @@ ActionCode DlpMailEvent::CheckEmail(_MailItem* item) {
 
   const ActionCode recipientResult = CheckRecipients(item);
   g_logger.Log(kLogModule, kLogInfo, "CheckRecipients returns: %d.", recipientResult);
-  if (recipientResult == kActionNothingDecided) return kActionNothingDecided;
+  if (recipientResult == channel::kActionNothingDecided) return channel::kActionNothingDecided;
   CheckSender(item);
   ScanEnvelopeEnd();
 
   // The answer to the recipients opens the content or keeps it shut, and decides nothing else.
-  ActionCode result = kActionNothingDecided;
-  if (recipientResult == kActionGoOn) result = CheckContentStages(item);
+  ActionCode result = channel::kActionNothingDecided;
+  if (recipientResult == channel::kActionGoOn) result = CheckContentStages(item);
 
   // The agent has answered its last request before the files go.
   const ActionCode closing = ScanSessionEnd();
   CleanTempFiles();
   g_logger.Log(kLogModule, kLogInfo, "ScanSessionEnd returns: %d.", closing);
-  return IsDecisive(closing) ? closing : result;
+  return channel::IsDecisive(closing) ? closing : result;
 }
 
 bool DlpMailEvent::ReadChallengeSetting() const {
@@ -170,15 +170,15 @@ bool DlpMailEvent::ReadChallengeSetting() const {
 ActionCode DlpMailEvent::CheckContentStages(_MailItem* item) {
   ActionCode result = CheckSubject(item);
   g_logger.Log(kLogModule, kLogInfo, "CheckSubject returns: %d.", result);
-  if (IsDecisive(result)) return result;
+  if (channel::IsDecisive(result)) return result;
 
   result = CheckBody(item);
   g_logger.Log(kLogModule, kLogInfo, "CheckBody returns: %d.", result);
-  if (IsDecisive(result)) return result;
+  if (channel::IsDecisive(result)) return result;
 
   result = CheckSignature();
   g_logger.Log(kLogModule, kLogInfo, "CheckSignature returns: %d.", result);
-  if (IsDecisive(result)) return result;
+  if (channel::IsDecisive(result)) return result;
 
   result = CheckAttachments(item);
   g_logger.Log(kLogModule, kLogInfo, "CheckAttachments returns: %d.", result);
@@ -189,11 +189,11 @@ void DlpMailEvent::CleanTempFiles() {
   PathBuffer directory = {};
   platform::folders.GetTempPathA(sizeof(directory), directory);
   directory[sizeof(directory) - 1] = '\0';
-  DeleteIn(directory, "ExchangeBodyContent");
-  DeleteIn(directory, "ExchangeSubjectContent");
+  DeleteIn(directory, channel::kBodyFile);
+  DeleteIn(directory, channel::kSubjectFile);
 
   PathBuffer pattern;
-  if (!JoinPath(directory, "OutlookAttachment*", pattern)) return;
+  if (!JoinPath(directory, channel::kAttachmentFilePattern, pattern)) return;
   platform::FindData found = {};
   const platform::Handle listing = platform::files.FindFirstFileA(pattern, &found);
   if (listing == platform::kInvalidHandle) return;

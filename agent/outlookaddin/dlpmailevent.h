@@ -13,8 +13,8 @@
 //   files      CheckAttachments                      dlpmailevent_attachments.cpp
 //   tag        TagSensitiveMail                      dlpmailevent_tagging.cpp
 //
-// Each gives what the agent answered, or kActionNothingUsable (1) when it had nothing to ask or
-// could not read its data, which it has logged by then.
+// Each gives what the agent answered, or channel::kActionNothingUsable (1) when it had nothing to
+// ask or could not read its data, which it has logged by then.
 #pragma once
 
 #include <cstdint>
@@ -23,7 +23,7 @@
 
 #include "agent/outlookaddin/dlpmailevent_envelope.h"
 #include "agent/outlookaddin/outlookmodel.h"
-#include "channel/actioncode.h"
+#include "channel/protocol.h"
 #include "platform/com/dispevent.h"
 #include "platform/widetext.h"
 

@@ -31,13 +31,13 @@ constexpr std::uint32_t kLeafCapacity = 260;
 enum class Walk { kGoOn, kStop };
 
 Walk AfterAnswer(ActionCode result) {
-  return IsDecisive(result) ? Walk::kStop : Walk::kGoOn;
+  return channel::IsDecisive(result) ? Walk::kStop : Walk::kGoOn;
 }
 
-// Writes "OutlookAttachment." and the number into a zeroed buffer.
+// Writes the prefix and the number into a zeroed buffer.
 void FormatLeaf(std::int32_t number, WideChar (&leaf)[kLeafCapacity]) {
   WideChar* end = leaf;
-  for (const char character : "OutlookAttachment." + std::to_string(number)) {
+  for (const char character : channel::kAttachmentFilePrefix + std::to_string(number)) {
     *end++ = static_cast<WideChar>(character);
   }
 }
@@ -57,7 +57,7 @@ Walk CheckReferencedFile(Attachment* attachment, ActionCode* result) {
   path += WideChar{'\\'};
   path += fileName.View();
   *result = GetAgentChannel()->CheckContentWide(
-      path.c_str(), static_cast<std::uint32_t>(path.size()), kItemFile, nullptr);
+      path.c_str(), static_cast<std::uint32_t>(path.size()), channel::kItemFile, nullptr);
   return AfterAnswer(*result);
 }
 
@@ -65,7 +65,7 @@ Walk CheckSavedCopy(Attachment* attachment, const Bstr& fileName, ActionCode* re
   WideChar path[kCopyPathCapacity] = {};
   const std::uint32_t length = DlpMailEvent::GetAttachmentTempPath(path, kCopyPathCapacity);
   if (FAILED(attachment->SaveAsFile(path))) return Walk::kGoOn;
-  *result = GetAgentChannel()->CheckContentWide(path, length, kItemFile, fileName.Get());
+  *result = GetAgentChannel()->CheckContentWide(path, length, channel::kItemFile, fileName.Get());
   // A copy that inherited a read-only mark could not be deleted later.
   platform::files.SetFileAttributesW(path, platform::kFileAttributeNormal);
   return AfterAnswer(*result);
@@ -120,7 +120,7 @@ ActionCode DlpMailEvent::CheckAttachments(_MailItem* item) {
   HRESULT hr = item->get_Attachments(attachments.Put());
   if (FAILED(hr) || !attachments) {
     g_logger.Log(kLogModule, kLogErr, "Cannot get attachments. hr:%u", static_cast<unsigned>(hr));
-    return kActionNothingUsable;
+    return channel::kActionNothingUsable;
   }
   LONG count = -1;
   hr = attachments->get_Count(&count);
@@ -128,10 +128,10 @@ ActionCode DlpMailEvent::CheckAttachments(_MailItem* item) {
   if (FAILED(hr) || count < 1) {
     g_logger.Log(kLogModule, kLogErr, "Cannot get attachments' count. hr:%u",
                  static_cast<unsigned>(hr));
-    return kActionNothingUsable;
+    return channel::kActionNothingUsable;
   }
   // Each answer replaces the one before: what comes out is the last that was given.
-  ActionCode result = kActionNothingUsable;
+  ActionCode result = channel::kActionNothingUsable;
   for (LONG position = 1; position <= count; ++position) {
     if (CheckAttachment(attachments.Get(), position, &result) == Walk::kStop) break;
   }

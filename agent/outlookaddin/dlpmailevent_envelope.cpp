@@ -136,7 +136,7 @@ ActionCode DlpMailEvent::CheckRecipients(_MailItem* item) {
   if (FAILED(hr) || !recipients) {
     g_logger.Log(kLogModule, kLogErr, "Get recipients failed: 0x%X, and don't check recpients.",
                  static_cast<unsigned>(hr));
-    return kActionNothingUsable;
+    return channel::kActionNothingUsable;
   }
   LONG count = -1;
   hr = recipients->get_Count(&count);
@@ -144,7 +144,7 @@ ActionCode DlpMailEvent::CheckRecipients(_MailItem* item) {
     g_logger.Log(kLogModule, kLogErr,
                  "Get recipients counts failed: 0x%X, and don't check recpients.",
                  static_cast<unsigned>(hr));
-    return kActionNothingUsable;
+    return channel::kActionNothingUsable;
   }
 
   // To, Cc and Bcc all go into the one list.
@@ -153,10 +153,10 @@ ActionCode DlpMailEvent::CheckRecipients(_MailItem* item) {
   for (LONG position = 1; position <= count; ++position) {
     CollectRecipient(recipients.Get(), position, seen, addresses);
   }
-  if (addresses.empty()) return kActionNothingUsable;
+  if (addresses.empty()) return channel::kActionNothingUsable;
   const std::string payload = JoinAddresses(addresses);
   return GetAgentChannel()->CheckContent(payload.data(), static_cast<std::uint32_t>(payload.size()),
-                                         kItemRecipients, nullptr);
+                                         channel::kItemRecipients, nullptr);
 }
 
 void DlpMailEvent::CollectAddressEntry(AddressEntry* entry, AddressEntrySet& seen,
@@ -203,10 +203,11 @@ ActionCode DlpMailEvent::CheckSender(_MailItem* item) {
   }
   if (!name) {
     g_logger.Log(kLogModule, kLogErr, "Cannot get sender name, and don't check sender.");
-    return kActionNothingUsable;
+    return channel::kActionNothingUsable;
   }
   if (g_logger.IsModuleLogged(kLogModule)) {
     g_logger.Log(kLogModule, kLogInfo, "Sender: %s", WideToUtf8(name.View()).c_str());
   }
-  return GetAgentChannel()->CheckContentWide(name.Get(), name.Length(), kItemSender, nullptr);
+  return GetAgentChannel()->CheckContentWide(name.Get(), name.Length(), channel::kItemSender,
+                                             nullptr);
 }

@@ -78,14 +78,14 @@ bool DlpMailEvent::FindSignatureFilePath(const std::string& imageName) {
 }
 
 ActionCode DlpMailEvent::CheckSignature() {
-  if (m_strSignaturePath.empty()) return kActionNothingUsable;
+  if (m_strSignaturePath.empty()) return channel::kActionNothingUsable;
   const std::size_t separator = m_strSignaturePath.rfind('\\');
   const std::size_t leaf = separator == std::string::npos ? 0 : separator + 1;
   g_logger.Log(kLogModule, kLogInfo, "Check [%s]", m_strSignaturePath.c_str() + leaf);
   // The path goes as it stands, in the ANSI code page: the agent reads the image where it lies.
   const ActionCode result = GetAgentChannel()->CheckContent(
-      m_strSignaturePath.data(), static_cast<std::uint32_t>(m_strSignaturePath.size()), kItemFile,
-      nullptr);
+      m_strSignaturePath.data(), static_cast<std::uint32_t>(m_strSignaturePath.size()),
+      channel::kItemFile, nullptr);
   m_strSignaturePath.clear();
   return result;
 }

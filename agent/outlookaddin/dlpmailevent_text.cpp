@@ -13,9 +13,6 @@ using platform::Bstr;
 
 namespace {
 
-constexpr const char* kSubjectItem = "ExchangeSubjectContent";
-constexpr const char* kBodyItem = "ExchangeBodyContent";
-
 // The text of a property in UTF-8, up to its first NUL.
 std::string TextOf(const Bstr& property) {
   return WideToUtf8(platform::WideStringView(property.Get()));
@@ -32,7 +29,7 @@ ActionCode DlpMailEvent::CheckSubject(_MailItem* item) {
   Bstr subject;
   if (FAILED(item->get_Subject(subject.Put()))) {
     g_logger.Log(kLogModule, kLogErr, "Cannot get subject, and don't check subject.");
-    return kActionNothingUsable;
+    return channel::kActionNothingUsable;
   }
   std::string text;
   if (subject) {
@@ -41,18 +38,18 @@ ActionCode DlpMailEvent::CheckSubject(_MailItem* item) {
   } else {
     g_logger.Log(kLogModule, kLogWarn, "Empty mail subject might cause violation log trimmed.");
   }
-  return CheckText(text, kSubjectItem);
+  return CheckText(text, channel::kSubjectFile);
 }
 
 ActionCode DlpMailEvent::CheckBody(_MailItem* item) {
   Bstr body;
   if (FAILED(item->get_Body(body.Put())) || !body) {
     g_logger.Log(kLogModule, kLogErr, "Cannot get body, and don't check body.");
-    return kActionNothingUsable;
+    return channel::kActionNothingUsable;
   }
   const std::string text = TextOf(body);
   g_logger.Log(kLogModule, kLogInfo, "Body: %s", text.c_str());
-  const ActionCode result = CheckText(text, kBodyItem);
+  const ActionCode result = CheckText(text, channel::kBodyFile);
 
   // The HTML form only tells of a signature image; it never goes to the agent itself.
   Bstr html;

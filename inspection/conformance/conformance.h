@@ -29,8 +29,8 @@ struct Result {
 struct Options {
   std::string ring = channel::kRingName;
   // The add-in's own waits, for the block and for the answer.
-  std::uint32_t blockWaitMs = 7'980;
-  std::uint32_t answerWaitMs = 2'480;
+  std::uint32_t blockWaitMs = channel::kPollMs * channel::kBlockAttempts;
+  std::uint32_t answerWaitMs = channel::kPollMs * (channel::kAnswerPolls - 1);
   // How long the room of a dead writer may stay lost.
   std::uint32_t deadWriterWaitMs = 30'000;
   // At least one lap of the ring: 1725.

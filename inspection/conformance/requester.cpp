@@ -12,8 +12,6 @@ namespace inspection::conformance {
 namespace {
 
 constexpr std::uint32_t kWord = sizeof(RingEntry);
-constexpr auto kAddInView =
-    (1U << channel::kRingSizeExponent) + std::uint32_t{channel::kRingOverhead};
 
 template <typename Word>
 std::atomic_ref<Word> Shared(Word& word) {
@@ -30,7 +28,7 @@ int NextSequence() {
 }  // namespace
 
 bool Writer::Open(const std::string& ring) {
-  return m_view.Open(ring, kAddInView);
+  return m_view.Open(ring, channel::kRingViewSize);
 }
 
 std::int32_t Writer::Capacity() const {

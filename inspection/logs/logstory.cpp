@@ -4,6 +4,7 @@
 #include <array>
 #include <utility>
 
+#include "channel/protocol.h"
 #include "logging/runtimetext.h"
 #include "logging/vrklogger.h"
 
@@ -11,20 +12,12 @@ namespace inspection::logs {
 
 namespace {
 
-constexpr std::int64_t kPollMs = 20;
-constexpr int kBlockAttempts = 399;
-constexpr std::int32_t kShortWait = 125;
-constexpr std::int32_t kLongWait = 9250;
 constexpr std::size_t kMaxReasons = 50;
 
-constexpr const char* kRecipients = "recipients";
-constexpr const char* kSender = "sender";
-constexpr const char* kEnvelope = "envelope end";
-constexpr const char* kClosing = "session end";
-
-bool IsDecisive(std::int32_t answer) {
-  return answer == 3 || answer == 7;
-}
+constexpr std::string_view kRecipients = channel::ItemWord(channel::kItemRecipients);
+constexpr std::string_view kSender = channel::ItemWord(channel::kItemSender);
+constexpr std::string_view kEnvelope = channel::ItemWord(channel::kItemEnvelope);
+constexpr std::string_view kClose = channel::ItemWord(channel::kItemClose);
 
 // If `message` begins with `before`, the number behind it.
 std::optional<std::int32_t> NumberBehind(std::string_view message, std::string_view before) {
@@ -155,7 +148,7 @@ bool LogStories::TakeBeginning(Thread& thread, const LogLine& line) {
     if (previous != std::string_view::npos) {
       thread.previous = NumberBehind(message.substr(previous), "previous result ").value_or(0);
       // A block is never taken over: the mail is checked again, and the log goes on with that.
-      thread.cached = thread.previous != 3;
+      thread.cached = thread.previous != channel::kActionBlock;
     }
     return true;
   }
@@ -195,9 +188,9 @@ void LogStories::TakeChannel(Thread& thread, std::string_view message) {
   StoryRequest request;
   if (message.starts_with("InitializeSharedMemory: ")) {
     // One line for each attempt to open the block; after the last nothing else is said.
-    if (++thread.attempts < kBlockAttempts) return;
+    if (++thread.attempts < channel::kBlockAttempts) return;
     request.end = RequestEnd::kNoBlock;
-    request.waitedMs = kBlockAttempts * kPollMs;
+    request.waitedMs = std::int64_t{channel::kPollMs} * channel::kBlockAttempts;
   } else if (message == "CheckContent: cannot initialize shared memory!") {
     request.end = RequestEnd::kNoAgent;
   } else if (message == "CheckContent: cannot push entry!") {
@@ -207,14 +200,13 @@ void LogStories::TakeChannel(Thread& thread, std::string_view message) {
     if (counter == std::string_view::npos) return;
     request.answer = *answer;
     request.counter = NumberBehind(message.substr(counter), "iTimeOut=").value_or(0);
-    const std::int32_t all = thread.longWait ? kLongWait : kShortWait;
+    const std::int32_t all = thread.longWait ? channel::kChallengePolls : channel::kAnswerPolls;
     // The log may be anybody's: a counter that no wait has counts as the nearest that one has.
     const std::int32_t polled = all - std::clamp(request.counter, 0, all);
-    request.waitedMs = kPollMs * (thread.attempts + 1 + polled);
-    const bool passedOn = *answer == 4 || IsDecisive(*answer);
-    request.end = *answer <= 1 ? RequestEnd::kTimeOut
-                  : passedOn   ? RequestEnd::kPassedOn
-                               : RequestEnd::kNotPassedOn;
+    request.waitedMs = std::int64_t{channel::kPollMs} * (thread.attempts + 1 + polled);
+    request.end = !channel::EndsWait(*answer)    ? RequestEnd::kTimeOut
+                  : channel::IsAccepted(*answer) ? RequestEnd::kPassedOn
+                                                 : RequestEnd::kNotPassedOn;
   } else {
     return;
   }
@@ -228,7 +220,7 @@ void LogStories::AddRequest(Thread& thread, StoryRequest request) {
   if (thread.stage == kSender) {
     thread.stage = kEnvelope;
   } else if (thread.stage == kEnvelope) {
-    thread.stage = thread.recipients == 4 ? "subject" : kClosing;
+    thread.stage = thread.recipients == channel::kActionGoOn ? "subject" : kClose;
   }
   if (request.end != RequestEnd::kPassedOn) AddReason(&*thread.mail, ReasonOf(request));
   ++thread.mail->requestCount;
@@ -240,12 +232,12 @@ void LogStories::AddRequest(Thread& thread, StoryRequest request) {
 void LogStories::TakeStage(Thread& thread, std::string_view message) {
   struct Stage {
     std::string_view line;
-    const char* next;
+    std::string_view next;
   };
   constexpr std::array<Stage, 4> kContent = {{{"CheckSubject returns: ", "body"},
                                               {"CheckBody returns: ", "signature"},
                                               {"CheckSignature returns: ", "attachments"},
-                                              {"CheckAttachments returns: ", kClosing}}};
+                                              {"CheckAttachments returns: ", kClose}}};
   if (const auto recipients = NumberBehind(message, "CheckRecipients returns: ")) {
     thread.recipients = *recipients;
     thread.stage = kSender;
@@ -260,7 +252,7 @@ void LogStories::TakeStage(Thread& thread, std::string_view message) {
     const auto value = NumberBehind(message, stage.line);
     if (!value) continue;
     thread.content = *value;
-    thread.stage = IsDecisive(*value) ? kClosing : stage.next;
+    thread.stage = channel::IsDecisive(*value) ? kClose : stage.next;
   }
 }
 
@@ -269,10 +261,10 @@ void LogStories::End(Thread& thread) {
   MailStory mail = std::move(*thread.mail);
   thread.mail.reset();
   // Taken over, or as the check ended.
-  std::int32_t verdict = IsDecisive(thread.closing) ? thread.closing : thread.content;
+  std::int32_t verdict = channel::IsDecisive(thread.closing) ? thread.closing : thread.content;
   if (thread.cached) verdict = thread.previous;
-  mail.verdict = verdict == 7 ? "tagged" : "sent";
-  if (thread.blocked || verdict == 3) mail.verdict = "blocked";
+  mail.verdict = verdict == channel::kActionTag ? "tagged" : "sent";
+  if (thread.blocked || verdict == channel::kActionBlock) mail.verdict = "blocked";
 
   if (thread.cached) {
     mail.checked = Checked::kNot;
@@ -282,9 +274,11 @@ void LogStories::End(Thread& thread) {
     mail.checked = Checked::kInPart;
     mail.verdict = "unknown";
     AddReason(&mail, "the log doesn't tell how the check ended");
-  } else if (thread.recipients != 4) {
-    mail.checked = verdict == 2 || verdict == 1 ? Checked::kNot : Checked::kInPart;
-    if (IsDecisive(thread.recipients)) {
+  } else if (thread.recipients != channel::kActionGoOn) {
+    const bool decided =
+        verdict != channel::kActionNothingDecided && verdict != channel::kActionNothingUsable;
+    mail.checked = decided ? Checked::kInPart : Checked::kNot;
+    if (channel::IsDecisive(thread.recipients)) {
       AddReason(&mail, "the answer " + std::to_string(thread.recipients) +
                            " to the recipients keeps the content shut and decides nothing");
     } else if (mail.reasons.empty()) {

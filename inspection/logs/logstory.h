@@ -71,7 +71,7 @@ class LogStories {
   struct Thread {
     std::string window;
     std::optional<MailStory> mail;
-    const char* stage = "";
+    std::string_view stage;
     std::int32_t recipients = 0;  // what CheckRecipients returned; 0 before
     std::int32_t content = 2;     // the last content stage's value
     std::int32_t closing = 0;     // what ScanSessionEnd returned; 0 before

@@ -12,21 +12,10 @@ namespace {
 constexpr std::size_t kColumns = 80;
 
 std::string TypeWord(std::uint32_t itemType) {
-  switch (itemType) {
-    case 1:
-      return "file";
-    case 3:
-      return "recipients";
-    case 7:
-      return "sender";
-    case 8:
-      return "envelope-end";
-    case 9:
-      return "mail-end";
-    default:
-      const std::string number = std::to_string(itemType);
-      return number.size() <= 7 ? "type " + number : number;
-  }
+  const std::string_view word = channel::ItemWord(itemType);
+  if (!word.empty()) return std::string(word);
+  const std::string number = std::to_string(itemType);
+  return number.size() <= 7 ? "type " + number : number;
 }
 
 std::string StateWord(EntryState state) {

@@ -99,7 +99,7 @@ std::string JournalLine(const JournalRequest& request) {
                {"name", request.name},
                {"answer", OrNull(request.answer)},
                {"because", request.because}};
-  if (request.itemType == kItemFile) {
+  if (request.itemType == channel::kItemFile) {
     line["content_sha256"] = OrNull(request.contentSha256);
     line["content_bytes"] = OrNull(request.contentBytes);
   }
@@ -175,7 +175,7 @@ std::vector<JournalRequest> JournalReader::TakeMail(std::uint32_t processId, std
     ReadNewLines();
     const auto close =
         std::find_if(m_requests.begin(), m_requests.end(), [&](const JournalRequest& request) {
-          return ofSender(request) && request.itemType == kItemSessionEnd;
+          return ofSender(request) && request.itemType == channel::kItemClose;
         });
     const auto end = close == m_requests.end() ? close : close + 1;
     const bool settled = close != m_requests.end() &&

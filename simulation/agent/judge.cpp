@@ -2,8 +2,7 @@
 
 #include <utility>
 
-#include "channel/actioncode.h"
-#include "channel/agentchannel.h"
+#include "channel/protocol.h"
 #include "platform/clock.h"
 #include "simulation/agent/utf8.h"
 
@@ -87,24 +86,17 @@ bool FulfilsAttachment(const Searcher& searcher, const AttachmentCondition& cond
 }  // namespace
 
 Stage StageOf(std::uint32_t itemType, std::string_view payload, std::string_view name) {
-  switch (itemType) {
-    case kItemRecipients:
-      return Stage::kRecipients;
-    case kItemSender:
-      return Stage::kSender;
-    case kItemEnvelopeEnd:
-      return Stage::kEnvelope;
-    case kItemSessionEnd:
-      return Stage::kClose;
-    case kItemFile:
-      if (name == LeafOf(payload)) {
-        if (name == "ExchangeSubjectContent") return Stage::kSubject;
-        if (name == "ExchangeBodyContent") return Stage::kBody;
-      }
-      return Stage::kAttachment;
-    default:
-      return Stage::kUnknown;
+  if (itemType == channel::kItemFile) {
+    if (name == LeafOf(payload)) {
+      if (name == channel::kSubjectFile) return Stage::kSubject;
+      if (name == channel::kBodyFile) return Stage::kBody;
+    }
+    return Stage::kAttachment;
   }
+  for (const NamedStage& named : kNamedStages) {
+    if (named.itemType == itemType) return named.stage;
+  }
+  return Stage::kUnknown;
 }
 
 std::string_view LeafOf(std::string_view path) {
@@ -127,12 +119,13 @@ Judge::Judge(RuleSet rules) : m_rules(std::move(rules)), m_faultCounts(m_rules.f
 
 bool Judge::RefusesBlock(const Sender& sender, std::uint32_t itemType, std::string* because) {
   const auto found = m_sessions.find(sender);
-  const bool begins = found == m_sessions.end() || itemType == kItemRecipients;
-  const StageSet stages = itemType == kItemFile ? kAllFiles : StageBit(StageOf(itemType, {}, {}));
+  const bool begins = found == m_sessions.end() || itemType == channel::kItemRecipients;
+  const StageSet stages =
+      itemType == channel::kItemFile ? kAllFiles : StageBit(StageOf(itemType, {}, {}));
   const Fault* const fault = FaultFor(begins ? NewSession() : found->second, stages, true);
   if (fault == nullptr) return false;
   *because = fault->name;
-  if (found != m_sessions.end() && (itemType == kItemSessionEnd || begins)) {
+  if (found != m_sessions.end() && (itemType == channel::kItemClose || begins)) {
     m_sessions.erase(found);
   }
   return true;
@@ -148,7 +141,7 @@ Ruling Judge::Decide(const ItemRequest& request) {
   }
   Session& session = m_sessions.at(request.sender);
   session.lastTick = now;
-  if (request.itemType == kItemFile) {
+  if (request.itemType == channel::kItemFile) {
     TakeFile(request, &session, &ruling);
   } else {
     TakeEnvelope(request, ruling.stage, &session, &ruling);
@@ -283,7 +276,7 @@ const Fault* Judge::FaultFor(const Session& session, StageSet stages, bool refus
 // The first rule that holds decides. One that answers at the stage does so once and is content with
 // "go on" afterwards, which leaves the add-in with the stage's answer.
 void Judge::ApplyRules(Session* session, Ruling* ruling) const {
-  ruling->answer = kActionGoOn;
+  ruling->answer = channel::kActionGoOn;
   for (std::size_t i = 0; i < m_rules.rules.size(); ++i) {
     if (!Holds(*session, i)) continue;
     const Rule& rule = m_rules.rules[i];

@@ -5,23 +5,8 @@
 namespace simulation::agent {
 
 std::string_view NameOf(Stage stage) {
-  switch (stage) {
-    case Stage::kRecipients:
-      return "recipients";
-    case Stage::kSender:
-      return "sender";
-    case Stage::kEnvelope:
-      return "envelope";
-    case Stage::kSubject:
-      return "subject";
-    case Stage::kBody:
-      return "body";
-    case Stage::kAttachment:
-      return "attachment";
-    case Stage::kClose:
-      return "close";
-    case Stage::kUnknown:
-      break;
+  for (const NamedStage& named : kNamedStages) {
+    if (named.stage == stage) return named.word;
   }
   return "unknown";
 }

@@ -9,6 +9,7 @@
 #include <string_view>
 #include <vector>
 
+#include "channel/protocol.h"
 #include "simulation/agent/pattern.h"
 
 namespace simulation::agent {
@@ -18,16 +19,32 @@ namespace simulation::agent {
 enum class Stage : std::uint8_t {
   kRecipients,
   kSender,
-  kEnvelope,    // the marker behind the sender
+  kEnvelope,    // recipients and sender are complete
   kSubject,     // a file
   kBody,        // a file
   kAttachment,  // any other file: an attachment, a referenced file, a signature image
-  kClose,       // the closing request
+  kClose,       // the mail is complete
   kUnknown,     // an item type that the add-in doesn't know
 };
 
-// As the rules file and the output have it: "recipients", "sender", "envelope", "subject", "body",
-// "attachment", "close", "unknown".
+struct NamedStage {
+  Stage stage;
+  std::uint32_t itemType;
+  std::string_view word;  // in rules files and output
+};
+
+// Every stage but kUnknown, in the order in which a mail passes through them.
+inline constexpr NamedStage kNamedStages[] = {
+    {Stage::kRecipients, channel::kItemRecipients, channel::ItemWord(channel::kItemRecipients)},
+    {Stage::kSender, channel::kItemSender, channel::ItemWord(channel::kItemSender)},
+    {Stage::kEnvelope, channel::kItemEnvelope, channel::ItemWord(channel::kItemEnvelope)},
+    {Stage::kSubject, channel::kItemFile, "subject"},
+    {Stage::kBody, channel::kItemFile, "body"},
+    {Stage::kAttachment, channel::kItemFile, "attachment"},
+    {Stage::kClose, channel::kItemClose, channel::ItemWord(channel::kItemClose)},
+};
+
+// The stage's word, or "unknown".
 std::string_view NameOf(Stage stage);
 
 // A set of stages, one bit each.
@@ -37,7 +54,7 @@ constexpr StageSet StageBit(Stage stage) {
 }
 inline constexpr StageSet kAllFiles =
     StageBit(Stage::kSubject) | StageBit(Stage::kBody) | StageBit(Stage::kAttachment);
-inline constexpr StageSet kAllStages = (StageSet{1} << 8) - 1;
+inline constexpr StageSet kAllStages = StageBit(Stage::kUnknown) * 2 - 1;
 
 // Patterns of which one has to match. An empty list asks nothing.
 using PatternList = std::vector<Pattern>;

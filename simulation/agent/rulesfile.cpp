@@ -6,6 +6,7 @@
 #include <limits>
 #include <utility>
 
+#include "channel/protocol.h"
 #include "simulation/agent/rules.h"
 #include "text/suggestion.h"
 
@@ -23,19 +24,28 @@ constexpr std::array<std::string_view, 14> kFaultKeys = {
     "recipients_all", "sender", "subject", "body", "content", "attachment"};
 constexpr std::array<std::string_view, 4> kAttachmentKeys = {"name", "content", "min_size",
                                                              "max_size"};
-constexpr std::array<std::string_view, 3> kAnswerWords = {"go on", "block", "tag"};
-constexpr std::array<std::int32_t, 3> kAnswerCodes = {4, 3, 7};
+constexpr std::array<ActionCode, 3> kAnswerCodes = {channel::kActionGoOn, channel::kActionBlock,
+                                                    channel::kActionTag};
+constexpr std::array<std::string_view, 3> kAnswerWords = {channel::ActionWord(kAnswerCodes[0]),
+                                                          channel::ActionWord(kAnswerCodes[1]),
+                                                          channel::ActionWord(kAnswerCodes[2])};
 constexpr std::array<std::string_view, 2> kAtWords = {"stage", "close"};
 constexpr std::array<std::string_view, 3> kFaultWords = {"silent", "no block", "crash"};
 constexpr std::array<FaultKind, 3> kFaultKinds = {FaultKind::kSilent, FaultKind::kNoBlock,
                                                   FaultKind::kCrash};
-constexpr std::array<std::string_view, 8> kStageWords = {
-    "recipients", "sender", "envelope", "subject", "body", "attachment", "close", "content"};
-constexpr std::array<StageSet, 8> kStageSets = {
-    StageBit(Stage::kRecipients), StageBit(Stage::kSender),
-    StageBit(Stage::kEnvelope),   StageBit(Stage::kSubject),
-    StageBit(Stage::kBody),       StageBit(Stage::kAttachment),
-    StageBit(Stage::kClose),      kAllFiles};
+
+// The words of the stages, and "content" for every file.
+constexpr auto kStageWords = [] {
+  std::array<std::string_view, std::size(kNamedStages) + 1> words{};
+  std::transform(std::begin(kNamedStages), std::end(kNamedStages), words.begin(),
+                 [](const NamedStage& named) { return named.word; });
+  words.back() = "content";
+  return words;
+}();
+
+StageSet StagesOfWord(std::size_t word) {
+  return word < std::size(kNamedStages) ? StageBit(kNamedStages[word].stage) : kAllFiles;
+}
 
 std::string Quoted(std::string_view word) {
   return "\"" + std::string(word) + "\"";
@@ -296,7 +306,7 @@ class Reader {
     if (const auto* const at = TextAt(table, "at")) {
       rule.atClose = WordAt(*at, "moment", at->get(), kAtWords).value_or(0) == 1;
     }
-    if (!rule.atClose && rule.conditions.EnvelopeOnly() && (rule.answer == 3 || rule.answer == 7)) {
+    if (!rule.atClose && rule.conditions.EnvelopeOnly() && channel::IsDecisive(rule.answer)) {
       m_result.notes.push_back(
           {begin.line, begin.column,
            Quoted(rule.name) + " looks at the envelope only, and an answer to the envelope decides "
@@ -314,7 +324,7 @@ class Reader {
         return 0;
       }
       const auto word = WordAt(element, "stage", text->get(), kStageWords);
-      return word ? kStageSets[*word] : 0;
+      return word ? StagesOfWord(*word) : 0;
     };
     const toml::array* const list = node.as_array();
     if (list == nullptr) return add(node);

@@ -53,7 +53,7 @@ class AgentTest : public testing::Test {
   }
   std::optional<std::int32_t> OnRequest(const Request& request) {
     seen.push_back(request);
-    return answer ? answer(request) : agentkit::kAnswerGoOn;
+    return answer ? answer(request) : channel::kActionGoOn;
   }
 
   // A hand requester that the agent can read.

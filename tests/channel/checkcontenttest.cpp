@@ -36,7 +36,8 @@ LoggedLine AnswerLine(int action, int counter) {
                         " iTimeOut=" + std::to_string(counter)};
 }
 
-int Ask(const std::string& payload, const char* name = nullptr, std::uint32_t type = kItemFile) {
+int Ask(const std::string& payload, const char* name = nullptr,
+        std::uint32_t type = channel::kItemFile) {
   return GetAgentChannel()->CheckContent(payload.data(), static_cast<std::uint32_t>(payload.size()),
                                          type, name);
 }

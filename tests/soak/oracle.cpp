@@ -4,6 +4,8 @@
 #include <set>
 #include <string>
 
+#include "channel/protocol.h"
+
 namespace soak {
 namespace {
 
@@ -13,10 +15,6 @@ using simulation::mail::MailModel;
 
 bool Holds(const std::string& text, const char* word) {
   return text.find(word) != std::string::npos;
-}
-
-bool IsDecisive(int value) {
-  return value == 3 || value == 7;
 }
 
 // Depth first, each entry once; who has no address counts only as a list with an id.
@@ -159,7 +157,7 @@ int Conversation::Attachments() {
     } else if (attachment.type == 1 || attachment.type == 5) {
       result = AskAboutFile("attachment", attachment.content, *attachment.fileName, true);
     }
-    if (IsDecisive(result)) break;
+    if (channel::IsDecisive(result)) break;
   }
   return result;
 }
@@ -190,17 +188,17 @@ Expected Conversation::Run() {
   }
 
   int result = 2;
-  if (recipients == 4) {
+  if (recipients == channel::kActionGoOn) {
     result =
         mail.subject.value_or("").empty() ? 1 : AskAboutFile("subject", *mail.subject, "", false);
-    if (!IsDecisive(result)) {
+    if (!channel::IsDecisive(result)) {
       result = mail.body.value_or("").empty() ? 1 : AskAboutFile("body", *mail.body, "", false);
-      if (!IsDecisive(result)) {
+      if (!channel::IsDecisive(result)) {
         result = 1;
         if (HasSignature(mail)) {
           result = AskAboutFile("attachment", kSignatureContent, kSignatureName, true);
         }
-        if (!IsDecisive(result)) result = Attachments();
+        if (!channel::IsDecisive(result)) result = Attachments();
       }
     }
   }
@@ -210,7 +208,7 @@ Expected Conversation::Run() {
   } else {
     closing = Ask("close");
   }
-  m_expected.verdict = IsDecisive(closing) ? closing : result;
+  m_expected.verdict = channel::IsDecisive(closing) ? closing : result;
   m_expected.isAgentDead = m_isDead;
   return m_expected;
 }

@@ -7,8 +7,8 @@
 // before the answer is read, and the answer is found with the poll counter at 124.
 //
 //   ScriptedAgent agent;                                  // answers 4 to everything
-//   agent.Queue(kItemFile, Reply::Answer(3));             // the first file is blocked
-//   agent.SetDefault(kItemSender, Reply::Silent());       // the sender is never answered
+//   agent.Queue(channel::kItemFile, Reply::Answer(3));             // the first file is blocked
+//   agent.SetDefault(channel::kItemSender, Reply::Silent());       // the sender is never answered
 //   ...
 //   EXPECT_EQ(agent.Requests()[0].payload, "...");
 //
@@ -249,7 +249,7 @@ class ScriptedAgent {
     if (split == std::string::npos) return;
     request.payload = parts.substr(0, split);
     request.name = parts.substr(split + 1, parts.size() - split - 2);
-    if (request.itemType == kItemFile) request.file = ReadFile(request.payload);
+    if (request.itemType == channel::kItemFile) request.file = ReadFile(request.payload);
   }
 
   // Paths come in UTF-8 or, for some, in the ANSI code page. The narrow call is only the second

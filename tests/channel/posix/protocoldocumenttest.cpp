@@ -66,8 +66,8 @@ class ProtocolDocument : public testing::Test {
 
   static int Ask() {
     constexpr char kRecipients[] = "ada@a.example\0ben@b.example";  // and its own NUL
-    return GetAgentChannel()->CheckContent(kRecipients, sizeof(kRecipients), kItemRecipients,
-                                           nullptr);
+    return GetAgentChannel()->CheckContent(kRecipients, sizeof(kRecipients),
+                                           channel::kItemRecipients, nullptr);
   }
 
  private:

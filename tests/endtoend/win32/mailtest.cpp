@@ -3,6 +3,7 @@
 #include <array>
 #include <fstream>
 
+#include "channel/protocol.h"
 #include "platform/com/mapitypes.h"
 #include "simulation/agent/sha256.h"
 #include "tests/endtoend/win32/endtoend.h"
@@ -14,8 +15,6 @@ using simulation::agent::JournalRequest;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::StartsWith;
-
-constexpr std::uint32_t kRecipients = 3, kSender = 7, kEnvelope = 8, kFile = 1, kClose = 9;
 
 class Mails : public EndToEnd {
  protected:
@@ -76,8 +75,11 @@ TEST_F(Mails, EveryKindOfContentReachesTheAgent) {
   EXPECT_EQ(Send(window), VARIANT_FALSE);
 
   const std::vector<JournalRequest> asked = Traffic();
-  ASSERT_EQ(Types(asked), (std::vector<std::uint32_t>{kRecipients, kSender, kEnvelope, kFile, kFile,
-                                                      kFile, kFile, kFile, kFile, kClose}));
+  ASSERT_EQ(Types(asked),
+            (std::vector<std::uint32_t>{
+                channel::kItemRecipients, channel::kItemSender, channel::kItemEnvelope,
+                channel::kItemFile, channel::kItemFile, channel::kItemFile, channel::kItemFile,
+                channel::kItemFile, channel::kItemFile, channel::kItemClose}));
   for (const JournalRequest& request : asked) {
     EXPECT_EQ(request.answer, 4);
     EXPECT_EQ(request.outcome, "taken");
@@ -128,8 +130,9 @@ TEST_F(Mails, ABlockedMailStaysAndIsCheckedAfreshWhenItIsSentAgain) {
   ASSERT_NO_FATAL_FAILURE(Connect("16.0.0.1234"));
   HostInspector& window = Open(Mail("Blocked", "This is TOP-SECRET."));
   EXPECT_EQ(Send(window), 1);
-  const std::vector<std::uint32_t> stopped = {kRecipients, kSender, kEnvelope,
-                                              kFile,       kFile,   kClose};
+  const std::vector<std::uint32_t> stopped = {channel::kItemRecipients, channel::kItemSender,
+                                              channel::kItemEnvelope,   channel::kItemFile,
+                                              channel::kItemFile,       channel::kItemClose};
   std::vector<JournalRequest> asked = Traffic();
   ASSERT_EQ(Types(asked), stopped);
   EXPECT_EQ(asked[1].payload, "The session's user");
@@ -159,7 +162,7 @@ TEST_F(Mails, ABlockedAttachmentEndsTheWalkOverTheAttachments) {
   ASSERT_EQ(asked.size(), 8U);
   EXPECT_EQ(asked[6].name, "second.txt");
   EXPECT_EQ(asked[6].answer, 3);
-  EXPECT_EQ(asked[7].itemType, kClose);
+  EXPECT_EQ(asked[7].itemType, channel::kItemClose);
   EXPECT_THAT(FilesInTemp(), ElementsAre("QuorvexAgent.journal"));
   Host().CloseInspector(window);
 }
@@ -170,7 +173,7 @@ TEST_F(Mails, ASensitiveMailGoesAndCarriesTheHeader) {
   EXPECT_EQ(Send(window), VARIANT_FALSE);
   const std::vector<JournalRequest> asked = Traffic();
   ASSERT_FALSE(asked.empty());
-  EXPECT_EQ(asked.back().itemType, kClose);
+  EXPECT_EQ(asked.back().itemType, channel::kItemClose);
   EXPECT_EQ(asked.back().answer, 7);
   const std::vector<simulation::host::HostNamedProperty> properties =
       window.Mail()->NamedProperties();

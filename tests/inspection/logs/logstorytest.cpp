@@ -95,8 +95,7 @@ TEST_F(LogStoryTest, MailThatWasCheckedHasItsStagesAnswersAndWaits) {
   EXPECT_THAT(mail.reasons, IsEmpty());
   std::vector<std::string> stages;
   for (const StoryRequest& request : mail.requests) stages.push_back(request.stage);
-  EXPECT_THAT(stages,
-              ElementsAre("recipients", "sender", "envelope end", "subject", "session end"));
+  EXPECT_THAT(stages, ElementsAre("recipients", "sender", "envelope", "subject", "close"));
   EXPECT_EQ(mail.requests[0].waitedMs, 40);
   EXPECT_EQ(mail.requests[3].counter, 120);
   EXPECT_EQ(mail.requests[3].waitedMs, 120);
@@ -110,7 +109,7 @@ TEST_F(LogStoryTest, WithoutAgentTheMailIsUnchecked) {
   EXPECT_EQ(mail.verdict, "sent");
   EXPECT_THAT(mail.reasons, ElementsAre("no agent was there"));
   EXPECT_THAT(mail.requests, SizeIs(4));
-  EXPECT_EQ(mail.requests[3].stage, "session end");
+  EXPECT_EQ(mail.requests[3].stage, "close");
 }
 
 TEST_F(LogStoryTest, UnreadableRecipientsLeaveTheMailUnchecked) {
@@ -206,7 +205,7 @@ TEST_F(LogStoryTest, BlockOnTheSubjectGoesStraightToTheClosing) {
   m_stories.Finish();
   ASSERT_THAT(m_mails, SizeIs(1));
   EXPECT_EQ(m_mails[0].verdict, "blocked");
-  EXPECT_EQ(m_mails[0].requests.back().stage, "session end");
+  EXPECT_EQ(m_mails[0].requests.back().stage, "close");
   EXPECT_EQ(m_mails[0].checked, Checked::kWhole);
 }
 

@@ -50,15 +50,15 @@ TEST_F(AgentProcess, AMailIsBlockedAtItsAttachment) {
   StartAgent({"--json", "--quiet", "--rules", FilePath("rules.toml")});
   JournalReader journal(JournalFile());
 
-  EXPECT_EQ(Ask(kItemRecipients, std::string("a@x\0b@y\0", 8)), 4);
-  EXPECT_EQ(Ask(kItemSender, "J\xC3\xBCrgen"), 4);
-  EXPECT_EQ(Ask(kItemEnvelopeEnd, ""), 4);
+  EXPECT_EQ(Ask(channel::kItemRecipients, std::string("a@x\0b@y\0", 8)), 4);
+  EXPECT_EQ(Ask(channel::kItemSender, "J\xC3\xBCrgen"), 4);
+  EXPECT_EQ(Ask(channel::kItemEnvelope, ""), 4);
   EXPECT_EQ(m_channel.CheckContentWithFile("Re: 42", 6, "ExchangeSubjectContent"), 4);
   EXPECT_EQ(m_channel.CheckContentWithFile("Hello\r\n", 7, "ExchangeBodyContent"), 4);
   const std::string content = std::string(1'000'000, '.') + " TOP-SECRET-42 ";
   WriteFile("OutlookAttachment.1", content);
-  EXPECT_EQ(Ask(kItemFile, FilePath("OutlookAttachment.1"), "plan.txt"), 3);
-  EXPECT_EQ(Ask(kItemSessionEnd, ""), 4);
+  EXPECT_EQ(Ask(channel::kItemFile, FilePath("OutlookAttachment.1"), "plan.txt"), 3);
+  EXPECT_EQ(Ask(channel::kItemClose, ""), 4);
 
   const std::vector<JournalRequest> mail = journal.TakeMail(
       platform::process.GetCurrentProcessId(), platform::process.GetCurrentThreadId(), 10'000);
@@ -78,8 +78,8 @@ TEST_F(AgentProcess, AMailIsBlockedAtItsAttachment) {
 
 TEST_F(AgentProcess, ShowsEachRequest) {
   StartAgent({});
-  EXPECT_EQ(Ask(kItemRecipients, std::string("a@x\0b@y\0", 8)), 4);
-  EXPECT_EQ(Ask(kItemFile, "/no/such/file", "x"), 4);
+  EXPECT_EQ(Ask(channel::kItemRecipients, std::string("a@x\0b@y\0", 8)), 4);
+  EXPECT_EQ(Ask(channel::kItemFile, "/no/such/file", "x"), 4);
   std::string line;
   ASSERT_EQ(m_agent.ReadLine(&line, 10'000), ChildProcess::ReadResult::kLine);
   EXPECT_THAT(line, HasSubstr("recipients  go on      a@x,b@y"));
@@ -89,7 +89,7 @@ TEST_F(AgentProcess, ShowsEachRequest) {
 
 TEST_F(AgentProcess, ShowsEachRequestAsJson) {
   StartAgent({"--json"});
-  EXPECT_EQ(Ask(kItemSender, "Alice"), 4);
+  EXPECT_EQ(Ask(channel::kItemSender, "Alice"), 4);
   std::string line;
   ASSERT_EQ(m_agent.ReadLine(&line, 10'000), ChildProcess::ReadResult::kLine);
   const nlohmann::json request = nlohmann::json::parse(line);
@@ -121,16 +121,16 @@ TEST_F(AgentProcess, ASecondAgentIsRefused) {
   ASSERT_TRUE(second.WaitForEnd(10'000, &status));
   EXPECT_EQ(status, 3);
   EXPECT_TRUE(std::filesystem::exists(JournalFile()));
-  EXPECT_EQ(Ask(kItemSender, "Alice"), 4);
+  EXPECT_EQ(Ask(channel::kItemSender, "Alice"), 4);
 }
 
 TEST_F(AgentProcess, EndsWithItsInputAndLeavesNothing) {
   StartAgent({"--until-input-ends"});
-  EXPECT_EQ(Ask(kItemSender, "Alice"), 4);
+  EXPECT_EQ(Ask(channel::kItemSender, "Alice"), 4);
   EXPECT_EQ(m_agent.End(10'000), 0);
   EXPECT_FALSE(RingStands());
   EXPECT_FALSE(std::filesystem::exists(JournalFile()));
-  EXPECT_EQ(Ask(kItemSender, "Alice"), 1);
+  EXPECT_EQ(Ask(channel::kItemSender, "Alice"), 1);
 }
 
 TEST_F(AgentProcess, ACrashIsSurvivedByTheAddInAndByTheNextAgent) {
@@ -140,7 +140,7 @@ TEST_F(AgentProcess, ACrashIsSurvivedByTheAddInAndByTheNextAgent) {
     // The add-in waits in vain for the dead agent's answer; not in the test's real time.
     const platform::ScopedReplacement<platform::clock, &platform::ClockOperations::Sleep> hurried(
         [](auto original, std::uint32_t) { original(1); });
-    EXPECT_EQ(Ask(kItemSender, "Alice"), 1);
+    EXPECT_EQ(Ask(channel::kItemSender, "Alice"), 1);
   }
   int status = -1;
   ASSERT_TRUE(m_agent.WaitForEnd(10'000, &status));
@@ -152,7 +152,7 @@ TEST_F(AgentProcess, ACrashIsSurvivedByTheAddInAndByTheNextAgent) {
   ASSERT_TRUE(next.Start(Program(), {"agent", "--ring", m_ring, "--until-input-ends"}, &error));
   std::string line;
   ASSERT_EQ(next.ReadLine(&line, 20'000), ChildProcess::ReadResult::kLine);
-  EXPECT_EQ(Ask(kItemSender, "Alice"), 4);
+  EXPECT_EQ(Ask(channel::kItemSender, "Alice"), 4);
 }
 
 TEST_F(AgentProcess, AKilledAgentsRingIsGone) {
@@ -162,7 +162,7 @@ TEST_F(AgentProcess, AKilledAgentsRingIsGone) {
   ASSERT_TRUE(m_agent.WaitForEnd(10'000, &status));
   EXPECT_NE(status, 0);
   EXPECT_FALSE(RingStands());
-  EXPECT_EQ(Ask(kItemSender, "Alice"), 1);
+  EXPECT_EQ(Ask(channel::kItemSender, "Alice"), 1);
 }
 
 TEST_F(AgentProcess, UsageErrorsEndWithThree) {

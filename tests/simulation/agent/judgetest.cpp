@@ -36,13 +36,13 @@ class Mails {
   Ruling Recipients(const std::vector<std::string>& addresses, Sender sender = kAlice) {
     std::string payload;
     for (const std::string& address : addresses) payload += address + '\0';
-    return judge.Decide({sender, kItemRecipients, payload, ""});
+    return judge.Decide({sender, channel::kItemRecipients, payload, ""});
   }
   Ruling From(const std::string& name, Sender sender = kAlice) {
-    return judge.Decide({sender, kItemSender, name, ""});
+    return judge.Decide({sender, channel::kItemSender, name, ""});
   }
   Ruling EnvelopeEnd(Sender sender = kAlice) {
-    return judge.Decide({sender, kItemEnvelopeEnd, "", ""});
+    return judge.Decide({sender, channel::kItemEnvelope, "", ""});
   }
   Ruling Subject(const std::string& text, Sender sender = kAlice) {
     return File("ExchangeSubjectContent", text, "ExchangeSubjectContent", sender);
@@ -53,12 +53,14 @@ class Mails {
   Ruling Attachment(const std::string& name, const std::string& content, Sender sender = kAlice) {
     return File("OutlookAttachment.1", content, name, sender);
   }
-  Ruling Close(Sender sender = kAlice) { return judge.Decide({sender, kItemSessionEnd, "", ""}); }
+  Ruling Close(Sender sender = kAlice) {
+    return judge.Decide({sender, channel::kItemClose, "", ""});
+  }
 
   Ruling File(const std::string& file, const std::string& content, const std::string& name,
               Sender sender = kAlice) {
     std::ofstream(m_folder.Path() / file, std::ios::binary) << content;
-    return judge.Decide({sender, kItemFile, m_folder.Entry(file.c_str()), name});
+    return judge.Decide({sender, channel::kItemFile, m_folder.Entry(file.c_str()), name});
   }
 
   Judge judge;
@@ -143,12 +145,13 @@ TEST(Judge, ReportsTheFileAsItFoundIt) {
   ASSERT_TRUE(found.file);
   EXPECT_EQ(found.file->bytes, 3U);
   EXPECT_EQ(found.file->sha256, simulation::agent::Sha256Of("abc"));
-  const Ruling absent = mails.judge.Decide({kAlice, kItemFile, "/no/such/file", "n"});
+  const Ruling absent = mails.judge.Decide({kAlice, channel::kItemFile, "/no/such/file", "n"});
   EXPECT_FALSE(absent.file);
   EXPECT_EQ(absent.answer, 4);
   EXPECT_EQ(absent.stage, Stage::kAttachment);
   // A NUL in a path doesn't make it the path in front of it.
-  EXPECT_FALSE(mails.judge.Decide({kAlice, kItemFile, std::string("/tmp\0x", 6), "n"}).file);
+  EXPECT_FALSE(
+      mails.judge.Decide({kAlice, channel::kItemFile, std::string("/tmp\0x", 6), "n"}).file);
 }
 
 TEST(Judge, SendersDoNotMix) {
@@ -317,7 +320,7 @@ answer = "block"
 
 TEST(Judge, AnAttachmentThatIsNotThereFulfilsNothing) {
   Mails mails("[[rule]]\nattachment = { max_size = 10 }\nanswer = \"block\"\n");
-  EXPECT_EQ(mails.judge.Decide({kAlice, kItemFile, "/no/such/file", "n"}).answer, 4);
+  EXPECT_EQ(mails.judge.Decide({kAlice, channel::kItemFile, "/no/such/file", "n"}).answer, 4);
   EXPECT_EQ(mails.Attachment("n", "").answer, 3);
 }
 
@@ -415,18 +418,18 @@ stage = "close"
 times = 1
 )");
   std::string because;
-  EXPECT_FALSE(mails.judge.RefusesBlock(kAlice, kItemFile, &because));
-  EXPECT_FALSE(mails.judge.RefusesBlock(kAlice, kItemRecipients, &because));
+  EXPECT_FALSE(mails.judge.RefusesBlock(kAlice, channel::kItemFile, &because));
+  EXPECT_FALSE(mails.judge.RefusesBlock(kAlice, channel::kItemRecipients, &because));
   mails.Recipients({"x"});
-  EXPECT_FALSE(mails.judge.RefusesBlock(kAlice, kItemSender, &because));
-  EXPECT_FALSE(mails.judge.RefusesBlock(kBob, kItemFile, &because));
-  EXPECT_TRUE(mails.judge.RefusesBlock(kAlice, kItemFile, &because));
+  EXPECT_FALSE(mails.judge.RefusesBlock(kAlice, channel::kItemSender, &because));
+  EXPECT_FALSE(mails.judge.RefusesBlock(kBob, channel::kItemFile, &because));
+  EXPECT_TRUE(mails.judge.RefusesBlock(kAlice, channel::kItemFile, &because));
   EXPECT_EQ(because, "files");
   EXPECT_EQ(mails.judge.OpenSessions(), 1U);
-  EXPECT_TRUE(mails.judge.RefusesBlock(kAlice, kItemSessionEnd, &because));
+  EXPECT_TRUE(mails.judge.RefusesBlock(kAlice, channel::kItemClose, &because));
   EXPECT_EQ(because, "close");
   EXPECT_EQ(mails.judge.OpenSessions(), 0U) << "the mail is over, whether it was answered or not";
-  EXPECT_FALSE(mails.judge.RefusesBlock(kAlice, kItemSessionEnd, &because));
+  EXPECT_FALSE(mails.judge.RefusesBlock(kAlice, channel::kItemClose, &because));
 }
 
 }  // namespace

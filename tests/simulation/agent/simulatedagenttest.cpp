@@ -109,7 +109,7 @@ class AgentHere : public testing::Test {
 
 TEST_F(AgentHere, ARequestCostsTwoSleepsAndGoesOn) {
   ASSERT_EQ(Start(""), agentkit::OpenResult::kOpened);
-  EXPECT_EQ(Ask(kItemSender, "Alice"), 4);
+  EXPECT_EQ(Ask(channel::kItemSender, "Alice"), 4);
   EXPECT_EQ(m_sleeps, 2);
   ASSERT_EQ(m_requests.size(), 1U);
   EXPECT_EQ(m_requests[0].id, 1U);
@@ -124,14 +124,14 @@ TEST_F(AgentHere, ARequestCostsTwoSleepsAndGoesOn) {
 TEST_F(AgentHere, AMailIsBlockedByItsBody) {
   ASSERT_EQ(Start("[[rule]]\nname = 'secret'\ncontent = 'TOP'\nanswer = \"block\"\n"),
             agentkit::OpenResult::kOpened);
-  EXPECT_EQ(Ask(kItemRecipients, std::string("a@x\0", 4)), 4);
-  EXPECT_EQ(Ask(kItemSender, "Alice"), 4);
-  EXPECT_EQ(Ask(kItemEnvelopeEnd, ""), 4);
+  EXPECT_EQ(Ask(channel::kItemRecipients, std::string("a@x\0", 4)), 4);
+  EXPECT_EQ(Ask(channel::kItemSender, "Alice"), 4);
+  EXPECT_EQ(Ask(channel::kItemEnvelope, ""), 4);
   const std::string subject = WriteFile("ExchangeSubjectContent", "TOP");
-  EXPECT_EQ(Ask(kItemFile, subject, "ExchangeSubjectContent"), 4);
+  EXPECT_EQ(Ask(channel::kItemFile, subject, "ExchangeSubjectContent"), 4);
   const std::string body = WriteFile("ExchangeBodyContent", "It is TOP.");
-  EXPECT_EQ(Ask(kItemFile, body, "ExchangeBodyContent"), 3);
-  EXPECT_EQ(Ask(kItemSessionEnd, ""), 4);
+  EXPECT_EQ(Ask(channel::kItemFile, body, "ExchangeBodyContent"), 3);
+  EXPECT_EQ(Ask(channel::kItemClose, ""), 4);
   ASSERT_EQ(m_requests.size(), 6U);
   EXPECT_EQ(m_requests[0].payload, std::string("a@x\0", 4));
   EXPECT_EQ(m_requests[4].stage, "body");
@@ -143,7 +143,7 @@ TEST_F(AgentHere, AMailIsBlockedByItsBody) {
 TEST_F(AgentHere, TheJournalHasTheRequestBeforeTheAnswerIsThere) {
   ASSERT_EQ(Start(""), agentkit::OpenResult::kOpened);
   ASSERT_TRUE(m_agent->HasJournal());
-  EXPECT_EQ(Ask(kItemSender, "Alice"), 4);
+  EXPECT_EQ(Ask(channel::kItemSender, "Alice"), 4);
   // The channel has its answer; the agent had no turn since it wrote it.
   EXPECT_THAT(JournalContent(), HasSubstr("\"payload\":\"Alice\",\"name\":\"\",\"answer\":4,"));
   EXPECT_THAT(JournalContent(), testing::Not(HasSubstr("outcome")));
@@ -156,7 +156,7 @@ TEST_F(AgentHere, TheJournalHasTheRequestBeforeTheAnswerIsThere) {
 
 TEST_F(AgentHere, SilentUntilTheAddInGivesUp) {
   ASSERT_EQ(Start("[[fault]]\ndo = \"silent\"\n"), agentkit::OpenResult::kOpened);
-  EXPECT_EQ(Ask(kItemSender, "Alice"), 1);
+  EXPECT_EQ(Ask(channel::kItemSender, "Alice"), 1);
   EXPECT_EQ(m_sleeps, 125);
   m_agent->Step();
   ASSERT_EQ(m_outcomes.size(), 1U);
@@ -167,14 +167,14 @@ TEST_F(AgentHere, SilentUntilTheAddInGivesUp) {
 
 TEST_F(AgentHere, LateByAsMuchAsTold) {
   ASSERT_EQ(Start("[[fault]]\nlate = 300\n"), agentkit::OpenResult::kOpened);
-  EXPECT_EQ(Ask(kItemSender, "Alice"), 4);
+  EXPECT_EQ(Ask(channel::kItemSender, "Alice"), 4);
   // One sleep for the block, one in which the item is read, and 15 of 20 ms until it is time.
   EXPECT_EQ(m_sleeps, 17);
 }
 
 TEST_F(AgentHere, TooLateForTheAddIn) {
   ASSERT_EQ(Start("[[fault]]\nlate = 60000\n"), agentkit::OpenResult::kOpened);
-  EXPECT_EQ(Ask(kItemSender, "Alice"), 1);
+  EXPECT_EQ(Ask(channel::kItemSender, "Alice"), 1);
   m_now += 60000;
   m_agent->Step();
   m_agent->Step();
@@ -186,20 +186,20 @@ TEST_F(AgentHere, AnswersOutsideTheList) {
   ASSERT_EQ(Start("[[rule]]\nsender = 'eight'\nanswer = 8\n[[rule]]\nsender = 'hundred'\n"
                   "answer = 100\n[[rule]]\nsender = 'one'\nanswer = 1\n"),
             agentkit::OpenResult::kOpened);
-  EXPECT_EQ(Ask(kItemSender, "eight"), 1);
+  EXPECT_EQ(Ask(channel::kItemSender, "eight"), 1);
   EXPECT_EQ(m_sleeps, 2) << "an answer that isn't passed on ends the wait all the same";
-  Ask(kItemSessionEnd, "");
-  EXPECT_EQ(Ask(kItemSender, "hundred"), 1);
+  Ask(channel::kItemClose, "");
+  EXPECT_EQ(Ask(channel::kItemSender, "hundred"), 1);
   EXPECT_EQ(m_sleeps, 2);
-  Ask(kItemSessionEnd, "");
-  EXPECT_EQ(Ask(kItemSender, "one"), 1);
+  Ask(channel::kItemClose, "");
+  EXPECT_EQ(Ask(channel::kItemSender, "one"), 1);
   EXPECT_EQ(m_sleeps, 125) << "an answer of 1 is none";
 }
 
 TEST_F(AgentHere, RefusesToMakeTheBlock) {
   ASSERT_EQ(Start("[[fault]]\nname = 'f'\ndo = \"no block\"\nstage = \"sender\"\n"),
             agentkit::OpenResult::kOpened);
-  EXPECT_EQ(Ask(kItemSender, "Alice"), 1);
+  EXPECT_EQ(Ask(channel::kItemSender, "Alice"), 1);
   EXPECT_EQ(m_sleeps, 399);
   ASSERT_EQ(m_outcomes.size(), 1U);
   EXPECT_EQ(m_outcomes[0].outcome, "refused");
@@ -207,19 +207,19 @@ TEST_F(AgentHere, RefusesToMakeTheBlock) {
   EXPECT_EQ(m_outcomes[0].stage, "sender");
   EXPECT_FALSE(m_outcomes[0].payload);
   EXPECT_THAT(JournalContent(), HasSubstr("\"payload\":null"));
-  EXPECT_EQ(Ask(kItemEnvelopeEnd, ""), 4);
+  EXPECT_EQ(Ask(channel::kItemEnvelope, ""), 4);
 }
 
 TEST_F(AgentHere, CrashesWithTheRequestInTheJournal) {
   ASSERT_EQ(Start("[[fault]]\ndo = \"crash\"\n"), agentkit::OpenResult::kOpened);
-  Ask(kItemSender, "Alice");
+  Ask(channel::kItemSender, "Alice");
   EXPECT_EQ(m_crashes, 1);
   EXPECT_THAT(JournalContent(), HasSubstr("Alice"));
 }
 
 TEST_F(AgentHere, ASecondAgentLeavesTheFirstAlone) {
   ASSERT_EQ(Start(""), agentkit::OpenResult::kOpened);
-  Ask(kItemSender, "Alice");
+  Ask(channel::kItemSender, "Alice");
   const std::string before = JournalContent();
   {
     const std::unique_ptr<SimulatedAgent> second = Make("");
@@ -227,17 +227,17 @@ TEST_F(AgentHere, ASecondAgentLeavesTheFirstAlone) {
     EXPECT_FALSE(second->HasJournal());
   }
   EXPECT_EQ(JournalContent(), before);
-  EXPECT_EQ(Ask(kItemEnvelopeEnd, ""), 4);
+  EXPECT_EQ(Ask(channel::kItemEnvelope, ""), 4);
 }
 
 TEST_F(AgentHere, NothingIsLeftBehind) {
   ASSERT_EQ(Start(""), agentkit::OpenResult::kOpened);
-  Ask(kItemSender, "Alice");
+  Ask(channel::kItemSender, "Alice");
   EXPECT_TRUE(RingStands());
   m_agent.reset();
   EXPECT_FALSE(RingStands());
   EXPECT_FALSE(std::filesystem::exists(m_folder.Path() / "journal"));
-  EXPECT_EQ(Ask(kItemSender, "Alice"), 1);
+  EXPECT_EQ(Ask(channel::kItemSender, "Alice"), 1);
   EXPECT_EQ(m_sleeps, 0) << "no agent, no wait";
 }
 
@@ -246,7 +246,7 @@ TEST_F(AgentHere, WithoutAJournalItWorksAllTheSame) {
       failing([](auto, auto...) { return platform::kInvalidHandle; });
   ASSERT_EQ(Start(""), agentkit::OpenResult::kOpened);
   EXPECT_FALSE(m_agent->HasJournal());
-  EXPECT_EQ(Ask(kItemSender, "Alice"), 4);
+  EXPECT_EQ(Ask(channel::kItemSender, "Alice"), 4);
 }
 
 TEST_F(AgentHere, AnEntryThatIsNoRequestIsRemarkedOn) {
@@ -261,7 +261,7 @@ TEST_F(AgentHere, AnEntryThatIsNoRequestIsRemarkedOn) {
   m_channel.CloseSharedMemory(&mapping, &view);
   m_agent->Step();
   EXPECT_THAT(m_oddities, ElementsAre("an entry that is no request was dropped"));
-  EXPECT_EQ(Ask(kItemSender, "Alice"), 4);
+  EXPECT_EQ(Ask(channel::kItemSender, "Alice"), 4);
 }
 
 TEST_F(AgentHere, SleepsLittleInTrafficAndLongerAtRest) {

@@ -174,7 +174,8 @@ void PlatformFaults::SendAll(simulation::host::SimulatedHost& host, FaultPlan* p
       run->blockedByAgent.insert(sending);
       return tests::Reply::Answer(3);
     }
-    return tests::Reply::Answer(sending == "Tagged" && seen.itemType == kItemSessionEnd ? 7 : 4);
+    return tests::Reply::Answer(sending == "Tagged" && seen.itemType == channel::kItemClose ? 7
+                                                                                            : 4);
   };
   for (const char* subject : {"Passed", "Blocked", "Tagged"}) {
     m_tick += 10000;

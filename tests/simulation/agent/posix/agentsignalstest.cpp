@@ -78,7 +78,8 @@ TEST_F(AgentSignals, AnOutputThatNobodyReadsEndsItCleanly) {
   EXPECT_TRUE(RingStands());
   // The reader has gone with the first line; the next ones find nobody.
   AgentChannel channel;
-  for (int i = 0; i < 500 && RingStands(); ++i) channel.CheckContent("A", 1, kItemSender, nullptr);
+  for (int i = 0; i < 500 && RingStands(); ++i)
+    channel.CheckContent("A", 1, channel::kItemSender, nullptr);
   pclose(pipe);
   EXPECT_EQ(FilesOfTheRing(), 0U);
   EXPECT_EQ(FilesInTheTemporaryFolder(), 0U);

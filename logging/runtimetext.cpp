@@ -20,13 +20,6 @@ bool EqualsIgnoringCase(std::string_view one, std::string_view other) {
                     [](char left, char right) { return ToLower(left) == ToLower(right); });
 }
 
-bool EqualsIgnoringCase(const char* one, const char* other) {
-  for (;; ++one, ++other) {
-    if (*one != *other && ToLower(*one) != ToLower(*other)) return false;
-    if (*one == '\0') return true;
-  }
-}
-
 std::int32_t ToInteger(const char* text) {
   // Where long is wider than int, strtol's own limits are not those of atoi.
   constexpr long kLeast = std::numeric_limits<std::int32_t>::min();

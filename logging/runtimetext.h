@@ -8,8 +8,6 @@ namespace logging {
 
 // Equal but for the case of the letters A to Z; bytes of other characters have to be the same.
 bool EqualsIgnoringCase(std::string_view one, std::string_view other);
-// The same for two NUL-terminated names, without a walk to their ends first.
-bool EqualsIgnoringCase(const char* one, const char* other);
 
 // The runtime's atoi: leading white space, a sign, decimal digits up to the first other character;
 // 0 without digits. A number that doesn't fit becomes the nearest that does.

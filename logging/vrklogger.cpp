@@ -7,13 +7,12 @@
 #include <string_view>
 #include <utility>
 
-#include "logging/boundedtext.h"
 #include "logging/debugviewstream.h"
 #include "logging/filestream.h"
-#include "logging/messageformat.h"
 #include "logging/moduleloginfo.h"
 #include "logging/runtimetext.h"
 #include "logging/socketstream.h"
+#include "platform/formatting.h"
 #include "platform/process.h"
 #include "text/textconversion.h"
 
@@ -75,18 +74,8 @@ CVRKLogger::~CVRKLogger() {
   delete m_pModules.load();
 }
 
-#if !defined(__GNUC__) || defined(__clang__)
 int CVRKLogger::Log(const char* module, int level, const char* format, ...) {
-  if (IsEmpty()) return 0;
-  std::va_list arguments;
-  va_start(arguments, format);
-  const int result = LogV(module, level, format, arguments);
-  va_end(arguments);
-  return result;
-}
-#endif
-
-int CVRKLogger::LogRegistered(const char* module, int level, const char* format, ...) {
+  if (m_pModules.load(std::memory_order_relaxed) == nullptr) return 0;
   std::va_list arguments;
   va_start(arguments, format);
   const int result = LogV(module, level, format, arguments);
@@ -95,37 +84,32 @@ int CVRKLogger::LogRegistered(const char* module, int level, const char* format,
 }
 
 int CVRKLogger::LogV(const char* module, int level, const char* format, std::va_list arguments) {
-  if (IsEmpty() || IsEmptyText(module) || level == 0 || IsEmptyText(format)) return 0;
+  if (m_pModules.load(std::memory_order_relaxed) == nullptr) return 0;
+  if (IsEmptyText(module) || level == 0 || IsEmptyText(format)) return 0;
   const std::lock_guard lock(m_cs);
   const CModuleLogInfo* const info = FindModule(module);
   if (info == nullptr || info->m_pStreams == nullptr) return 0;
-  if (!FormatLine(module, level, format, arguments)) return 0;
+  FormatLine(module, level, format, arguments);
   Offer(*info, level, m_szLine);
   return 1;
 }
 
-bool CVRKLogger::FormatLine(const char* module, int level, const char* format,
+void CVRKLogger::FormatLine(const char* module, int level, const char* format,
                             std::va_list arguments) {
-  const std::size_t lastLength = m_lineLength;
-  logging::BoundedText line(m_szLine, sizeof m_szLine);
-  line.Add(m_stamp.Now());
-  line.AddTerminated(module);
-  line.AddFixed<2>("> ");
-  line.AddFixed<4>(LevelName(level));
-  line.AddFixed<2>(": ");
-  m_lineLength = sizeof m_szLine;
-  if (line.WasCut() || line.Room() < kLineEnd) return false;
-
-  // The places of the line end stay free behind the message and its NUL.
-  char* end = logging::FormatMessage(line.At(), line.Room() + 1 - kLineEnd, format, arguments);
+  std::memset(m_szLine, 0, sizeof m_szLine);
+  // This always fits: the stamp has less than 64 characters, a registered name at most 16.
+  char* message = m_szLine;
+  for (const std::string_view part :
+       {std::string_view(m_stamp.Now()), std::string_view(module), std::string_view("> "),
+        std::string_view(LevelName(level)), std::string_view(": ")}) {
+    message += part.copy(message, part.size());
+  }
+  // A longer message is cut, so that its NUL and the line end fit too.
+  const auto room = static_cast<std::size_t>(std::end(m_szLine) - message);
+  platform::formatting.Format(message, room - kLineEnd, format, nullptr, arguments);
+  char* end = message + std::strlen(message);
   if (end[-1] == '\n') --end;
   std::memcpy(end, "\r\n", sizeof "\r\n");
-  m_lineLength = static_cast<std::size_t>(end + kLineEnd - m_szLine);
-  // All behind the last line is zero, so this leaves zeros behind this one.
-  if (m_lineLength < lastLength) {
-    std::memset(m_szLine + m_lineLength, 0, lastLength - m_lineLength);
-  }
-  return true;
 }
 
 int CVRKLogger::LogRaw(const char* module, int level, const char* text) {

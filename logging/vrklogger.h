@@ -52,18 +52,8 @@ class CVRKLogger {
   // Formats a line as printf does and offers it to the module's streams. 1 if the module has
   // streams, even if none takes the level; 0 if not, or if the level is 0 or the format empty.
   // With nothing registered it costs one test, made without the lock.
-#if defined(__GNUC__) && !defined(__clang__)
-  // This compiler can hand on the arguments of an inlined function: the test is made at the call,
-  // and a log that is off costs no call.
-  [[gnu::always_inline, gnu::format(printf, 4, 5)]] inline int Log(const char* module, int level,
-                                                                   const char* format, ...) {
-    if (IsEmpty()) return 0;
-    return LogRegistered(module, level, format, __builtin_va_arg_pack());
-  }
-#else
   int Log(const char* module, int level, const char* format, ...)
       __attribute__((format(printf, 4, 5)));
-#endif
 
   // The same for an argument list, which is used up.
   int LogV(const char* module, int level, const char* format, std::va_list arguments)
@@ -139,16 +129,10 @@ class CVRKLogger {
   std::set<platform::WideString> m_logFiles;
 
  private:
-  bool IsEmpty() const {
-    return m_pModules.load(std::memory_order_relaxed) == nullptr;
-  }
-  int LogRegistered(const char* module, int level, const char* format, ...)
-      __attribute__((format(printf, 4, 5)));
-  bool FormatLine(const char* module, int level, const char* format, std::va_list arguments)
+  void FormatLine(const char* module, int level, const char* format, std::va_list arguments)
       __attribute__((format(printf, 4, 0)));
 
   logging::LineStamp m_stamp;
-  std::size_t m_lineLength = 0;  // of the line in m_szLine; all behind it is zero
 };
 
 // Built while the module loads, destroyed at its end. A line logged before it is built is dropped.

@@ -14,6 +14,8 @@ struct LocalTime {
   std::uint16_t minute;       // 0 to 59
   std::uint16_t second;       // 0 to 59
   std::uint16_t millisecond;  // 0 to 999
+
+  bool operator==(const LocalTime&) const = default;
 };
 
 struct ClockOperations {

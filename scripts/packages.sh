@@ -6,7 +6,7 @@ packages_native="g++ cmake ninja-build pkg-config ccache libgmime-3.0-dev libxml
   nlohmann-json3-dev libtomlplusplus-dev libpcre2-dev libfmt-dev libutfcpp-dev
   libgtest-dev libgmock-dev"
 packages_tests="rsyslog"
-packages_lint="clang-14 clang-format-14 clang-tidy-14 jq"
+packages_lint="clang-14 clang-format-14 clang-tidy-14 jq python3"
 packages_sanitize="libclang-rt-14-dev"
 packages_bits32="g++-multilib googletest"
 packages_windows="g++-mingw-w64-x86-64-posix g++-mingw-w64-i686-posix mingw-w64-tools googletest

@@ -5,6 +5,7 @@ test_sources() {
   check "formatted by clang-format" check_format
   check "each folder includes only what its row allows" "$top/scripts/checkincludes"
   check "the operating system shows only in platform/" check_platform
+  check "the administrative template and the upgrade code are right" "$top/scripts/checkdeployment"
   check "the words of the commits" "$top/scripts/checkcommits"
   check "shell scripts parse" bash -n "$top/run" "$top/test" "$top"/scripts/*.sh "$top"/scripts/tests/*.sh
 }

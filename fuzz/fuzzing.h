@@ -1,8 +1,8 @@
-// What the fuzzers share: checking, taking an input apart, and stand-ins for the machine, so that a
-// run touches no disk and no network.
+// What the fuzzers share: checks, parsing an input, and in-memory files and logs, so that a run
+// touches neither disk nor network.
 //
-// A fuzzer is one source with LLVMFuzzerTestOneInput. Everything in it is decided by the input, so
-// an input that was kept shows its finding again.
+// A fuzzer is one source with LLVMFuzzerTestOneInput. The input alone determines what it does, so a
+// saved input reproduces its finding.
 #pragma once
 
 #include <algorithm>
@@ -30,7 +30,8 @@ inline void Require(bool holds, const char* what, const char* file = __builtin_F
   std::abort();
 }
 
-// An input taken apart from its front, numbers little-endian. Behind the end all is zero and empty.
+// Reads an input from its front, numbers little-endian. Past the end, numbers are zero and bytes
+// empty.
 class Input {
  public:
   Input(const std::uint8_t* data, std::size_t size)
@@ -61,7 +62,7 @@ class Input {
   std::string_view m_rest;
 };
 
-// A text on the heap with not a byte behind it, so that a read past its end is seen.
+// A text on the heap, allocated to its exact size so that the sanitizer sees a read past its end.
 class ExactBytes {
  public:
   explicit ExactBytes(std::string_view bytes)
@@ -80,14 +81,14 @@ class ExactBytes {
   std::size_t m_size;
 };
 
-// Stands in for every file that is opened for reading by a narrow path; nothing else can be opened.
+// The content of every file that is opened by a narrow path. Nothing else can be opened.
 class MemoryFile {
  public:
-  // Reads give at most `piece` bytes (at least 1) at a time, and fail behind `failsBehind` bytes.
-  void Set(std::string_view content, std::size_t piece, std::size_t failsBehind) {
+  // Each read returns at most `piece` bytes (at least 1). Reads fail after `failsAfter` bytes.
+  void Set(std::string_view content, std::size_t piece, std::size_t failsAfter) {
     m_content = content;
     m_piece = std::max<std::size_t>(piece, 1);
-    m_failsBehind = failsBehind;
+    m_failsAfter = failsAfter;
     m_at = 0;
   }
   int OpenHandles() const { return m_open; }
@@ -104,8 +105,8 @@ class MemoryFile {
   }
   bool Read(void* buffer, std::uint32_t size, std::uint32_t* read) {
     *read = 0;
-    if (m_at >= m_failsBehind) return false;
-    const std::string_view rest = m_content.substr(m_at, m_failsBehind - m_at);
+    if (m_at >= m_failsAfter) return false;
+    const std::string_view rest = m_content.substr(m_at, m_failsAfter - m_at);
     const std::size_t count = std::min({rest.size(), m_piece, std::size_t{size}});
     std::copy_n(rest.begin(), count, static_cast<char*>(buffer));
     m_at += count;
@@ -119,7 +120,7 @@ class MemoryFile {
 
   std::string_view m_content;
   std::size_t m_piece = 1;
-  std::size_t m_failsBehind = 0;
+  std::size_t m_failsAfter = 0;
   std::size_t m_at = 0;
   int m_open = 0;
   Replaced<&Files::CreateFileA> m_create{[this](auto, auto...) { return Open(); }};
@@ -132,7 +133,7 @@ class MemoryFile {
       [this](auto, auto handle) { return Close(handle); }};
 };
 
-// The lines that the product logs: how many of each level, and the last one's message.
+// Counts the product's log lines by level and keeps the last message.
 class LogLines {
  public:
   LogLines() { g_logger.AddStream(kLogModule, 15, "Dbg", nullptr); }
@@ -144,7 +145,7 @@ class LogLines {
   int Infos() const { return m_infos; }
   int Warnings() const { return m_warnings; }
   int Errors() const { return m_errors; }
-  // ASCII: every other unit is a "?".
+  // Units beyond ASCII become "?".
   std::string Last() const {
     std::string text;
     for (const platform::WideChar unit : m_last)

@@ -1,5 +1,5 @@
-// Memory that nothing around may be touched: any access up to 4 GiB before or behind it ends the
-// run, so that no 32-bit offset leads out of it unseen.
+// Memory with guard pages: any access up to 4 GiB before or after it ends the run, so no 32-bit
+// offset can leave it unnoticed.
 #pragma once
 
 #include <sanitizer/asan_interface.h>
@@ -28,13 +28,13 @@ class GuardedView {
   GuardedView(const GuardedView&) = delete;
   GuardedView& operator=(const GuardedView&) = delete;
 
-  // `size` bytes, at most kMost, at a multiple of 4. What was there before is still there for the
-  // same size; otherwise the bytes are anything.
+  // Returns `size` bytes, at most kMost, aligned to 4. Keeps the contents if the size doesn't
+  // change; otherwise they are unspecified.
   unsigned char* Resize(std::size_t size) {
     Require(size <= kMost, "no larger view is asked for");
     unsigned char* const memory = m_reserved + kGuard;
     __asan_unpoison_memory_region(memory, kMost);
-    // Its end stands at the guard, but for the bytes that the alignment takes.
+    // The view ends at the guard, except for the bytes that alignment needs.
     unsigned char* const view = memory + kMost - (size + 3) / 4 * 4;
     __asan_poison_memory_region(memory, static_cast<std::size_t>(view - memory));
     __asan_poison_memory_region(view + size, (4 - size % 4) % 4);

@@ -1,5 +1,5 @@
-// Named mappings in memory, in the place of the system's. Each has its exact size, so that a step
-// outside it is seen.
+// Replaces the system's named mappings with memory of exactly the requested size, so that the
+// sanitizer sees any access outside.
 #pragma once
 
 #include <cstdint>
@@ -16,10 +16,10 @@ namespace fuzzing {
 
 class MemoryMappings {
  public:
-  // No larger mapping is made.
+  // Larger requests fail.
   static constexpr std::uint32_t kLargest = (1 << 18) + 20;
 
-  // A mapping that stands without anybody having made it, at the caller's memory.
+  // Makes `memory`, which the caller owns, available as an existing mapping.
   void Lend(std::string name, unsigned char* memory, std::uint32_t size) {
     m_lent[std::move(name)] = {memory, size};
   }
@@ -27,7 +27,7 @@ class MemoryMappings {
 
   int OpenHandles() const { return static_cast<int>(m_handles.size()); }
   int OpenViews() const { return m_views; }
-  // The mappings that somebody made and holds, in the order of their names.
+  // The mappings that were created and are still open, in the order of their names.
   std::vector<std::pair<unsigned char*, std::uint32_t>> Made() const {
     std::vector<std::pair<unsigned char*, std::uint32_t>> made;
     for (const auto& [name, weak] : m_made) {
@@ -47,7 +47,7 @@ class MemoryMappings {
   };
   struct Mapping {
     Lent place;
-    std::shared_ptr<Memory> memory;  // none for lent memory
+    std::shared_ptr<Memory> memory;  // null for lent memory
   };
 
   platform::Handle Hold(Lent place, std::shared_ptr<Memory> memory) {

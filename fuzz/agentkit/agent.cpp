@@ -1,6 +1,6 @@
-// The whole agent against requesters that lie. The input gives steps: sound and unsound records in
-// the ring, words stored into ring and blocks, time that passes, and what the handlers do. Every
-// request that was accepted ends once, is asked about at most once, and leaves no mapping behind.
+// The whole agent with lying requesters. The input gives steps: valid and invalid records in the
+// ring, words stored into ring and blocks, passing time, and what the handlers do. Every accepted
+// request reaches the handler at most once, ends exactly once, and leaves no mapping open.
 #include <cstring>
 #include <map>
 #include <string>
@@ -115,18 +115,19 @@ class World {
 
   bool OnRecord(const Request& request) {
     Require(request.payload.empty() && request.name.empty(), "no payload yet");
-    Require(agentkit::IsSound(request.record), "only sound records come so far");
+    Require(agentkit::IsSound(request.record), "only valid records get this far");
     Require(m_seen.try_emplace(request.id).second, "an id is new");
     return m_input.Byte() % 8 != 7;
   }
   std::optional<std::int32_t> OnRequest(const Request& request) {
     Seen& seen = m_seen.at(request.id);
-    Require(!seen.isAsked && !seen.isEnded, "a request is asked about once");
+    Require(!seen.isAsked && !seen.isEnded, "a request reaches the handler once");
     seen.isAsked = true;
-    const std::size_t room = request.record.dwBlockLength - 4;
+    const std::size_t content = request.record.dwBlockLength - 4;
     const std::size_t taken = request.payload.size() + request.name.size();
-    Require(request.isWellFormed ? taken + 2 == room : taken == room, "the whole block is read");
-    Require(request.name.find('\0') == std::string::npos, "a name has no NUL in it");
+    Require(request.isWellFormed ? taken + 2 == content : taken == content,
+            "the whole block is read");
+    Require(request.name.find('\0') == std::string::npos, "a name contains no NUL");
     const std::uint8_t how = m_input.Byte();
     if (how % 8 == 6) m_agent.Drop(request.id);
     if (how % 8 == 7) m_agent.Answer(request.id, how);

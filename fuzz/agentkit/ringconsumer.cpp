@@ -1,8 +1,7 @@
-// The reader's half of a ring with writers that die, are late, or store what they like. The input
-// gives the header to begin with and then steps: pushes, reservations, late completions, words
-// stored anywhere, time that passes, takes. Nothing outside the data area changes, the ring always
-// becomes empty in the end, and as long as no writer lies, every entry that was completed in time
-// comes out once, whole.
+// The ring's consumer with writers that die, are late, or store arbitrary words. The input gives
+// the initial header and then steps: pushes, reservations, late completions, words stored anywhere,
+// passing time, takes. Nothing outside the data area changes and the ring always becomes empty. As
+// long as no writer stores arbitrary words, every entry completed in time arrives once and whole.
 #include <algorithm>
 #include <cstring>
 #include <deque>
@@ -27,7 +26,7 @@ class Ring {
  public:
   Ring() : m_memory(kViewSize) { m_mappings.Lend(channel::kRingName, m_memory.data(), kViewSize); }
 
-  // False where the header is none that a reader can go on with.
+  // False if a consumer can't take over a ring with this header.
   bool Begin(fuzzing::Input& input) {
     m_capacity = 256U << input.Byte() % 5;
     m_isHonest = input.Byte() % 2 == 0;
@@ -36,7 +35,7 @@ class Ring {
     header.consumerWord = m_isHonest ? header.writeCursor : input.Word();
     header.usedBytes = m_isHonest ? 0 : static_cast<std::int32_t>(input.Word());
     header.capacity = static_cast<std::int32_t>(m_capacity);
-    // Nothing behind the largest data area is ever written, which End sees to.
+    // Nothing after the largest data area is ever written; End checks that.
     std::memset(m_memory.data(), 0, kHeader + (256U << 4) + 20);
     std::memcpy(m_memory.data(), &header, kHeader);
     m_reserved.clear();
@@ -75,29 +74,29 @@ class Ring {
     }
   }
 
-  // Nobody writes any more: the ring becomes empty, and is as it was made.
+  // Without further writes, the ring becomes empty and as good as new.
   void End() {
     agentkit::TakeResult result = agentkit::TakeResult::kPending;
     for (std::uint32_t i = 0; i < m_capacity && result != agentkit::TakeResult::kEmpty; ++i) {
       m_now += kDeadWriterMs;
       result = Take();
     }
-    Require(result == agentkit::TakeResult::kEmpty, "a ring that nobody writes becomes empty");
+    Require(result == agentkit::TakeResult::kEmpty, "without writers, the ring becomes empty");
     for (int i = 0; i < 2; ++i) {
       m_now += kDeadWriterMs;
       Take();
     }
-    Require(Header().usedBytes == 0, "what dead writers reserved comes back");
-    Require(Header().writeCursor == m_consumer.Position(), "the reader stands at the cursor");
+    Require(Header().usedBytes == 0, "bytes reserved by dead writers are reclaimed");
+    Require(Header().writeCursor == m_consumer.Position(), "the consumer is at the write cursor");
     if (m_isHonest) {
-      Require(m_completed.empty(), "every entry that was completed came out");
+      Require(m_completed.empty(), "every completed entry arrived");
       const auto area = m_memory.begin() + kHeader;
-      Require(std::count(area, area + m_capacity, 0) == m_capacity, "free room is cleared");
+      Require(std::count(area, area + m_capacity, 0) == m_capacity, "free space is cleared");
     }
     m_consumer.Close();
     static const Bytes clear(kViewSize);
-    const std::size_t behind = kHeader + m_capacity;
-    Require(std::memcmp(m_memory.data() + behind, clear.data(), kViewSize - behind) == 0,
+    const std::size_t after = kHeader + m_capacity;
+    Require(std::memcmp(m_memory.data() + after, clear.data(), kViewSize - after) == 0,
             "nothing outside the data area changes");
     Require(m_mappings.OpenHandles() == 0 && m_mappings.OpenViews() == 0, "nothing stays open");
   }
@@ -105,7 +104,7 @@ class Ring {
  private:
   struct Reserved {
     std::uint32_t position;
-    bool isLate;  // given up by the reader
+    bool isLate;  // the consumer has skipped it
   };
 
   RingHeader* Shared() { return reinterpret_cast<RingHeader*>(m_memory.data()); }
@@ -118,7 +117,7 @@ class Ring {
     std::memcpy(m_memory.data() + offset, &word, sizeof(word));
   }
 
-  // Any word in the header, or one that some entries more or fewer would have left there.
+  // Stores an arbitrary word in the header, or one that is off by some entries.
   void StoreInHeader(std::uint8_t step, fuzzing::Input& input) {
     const std::uint32_t offset = 4 * (step / 8 % 4U);
     std::uint32_t word = 0;
@@ -135,7 +134,7 @@ class Ring {
     }
     return payload;
   }
-  // An honest writer's entries are the add-in's; others come in every size.
+  // Honest writers push entries of the add-in's size, others of any size.
   void Push(std::uint8_t step) {
     Bytes payload = NextPayload();
     if (!m_isHonest) payload.resize(step / 8 == 0 ? payload.size() : step / 8 * 4U);
@@ -158,7 +157,7 @@ class Ring {
     if (m_reserved.empty()) return;
     const auto chosen =
         m_reserved.begin() + static_cast<std::ptrdiff_t>(step / 8U % m_reserved.size());
-    // One that comes back to life after it was given up may spoil another's entry.
+    // A writer that resumes after its entry was skipped may overwrite another's entry.
     if (m_isHonest && chosen->isLate) return;
     const Bytes payload = NextPayload();
     for (std::uint32_t i = 0; i < payload.size(); ++i) {
@@ -171,19 +170,19 @@ class Ring {
   agentkit::TakeResult Take() {
     const agentkit::TakeResult result = m_consumer.Take(&m_payload);
     const bool isTaken = result == agentkit::TakeResult::kTaken;
-    Require(isTaken != m_payload.empty(), "a payload comes with what was taken, and only then");
+    Require(isTaken != m_payload.empty(), "there is a payload if and only if an entry was taken");
     Require(m_payload.size() % 4 == 0 && m_payload.size() + 4 <= m_capacity, "an entry's size");
     if (!m_isHonest) return result;
-    Require(result != agentkit::TakeResult::kBroken, "honest writers break no ring");
+    Require(result != agentkit::TakeResult::kBroken, "honest writers don't damage the ring");
     if (isTaken) {
       const auto found = std::find(m_completed.begin(), m_completed.end(), m_payload);
-      Require(found != m_completed.end(), "what comes out is what went in, once");
+      Require(found != m_completed.end(), "each entry arrives once, unchanged");
       m_completed.erase(found);
     }
     if (result == agentkit::TakeResult::kSkipped) {
       const auto oldest = std::find_if(m_reserved.begin(), m_reserved.end(),
                                        [](const Reserved& entry) { return !entry.isLate; });
-      Require(oldest != m_reserved.end(), "only what is unfinished is given up");
+      Require(oldest != m_reserved.end(), "only an unfinished entry is skipped");
       oldest->isLate = true;
     }
     return result;

@@ -1,7 +1,7 @@
-// A request's block whose other side lies. The input gives the item, when the block can be opened,
-// and what the other side stores into the status word and around it while the add-in waits. The
-// result, the number of waits, the line in the log and what is left in the block are held against
-// the protocol; nothing stays open, and nothing outside the block is touched.
+// A request's block with a lying agent. The input gives the item, when the block can be opened, and
+// what the agent stores into the status word and the rest of the block while the add-in waits. The
+// result, the number of waits, the log line and the final contents of the block must follow the
+// protocol. Nothing stays open, and nothing outside the block is touched.
 #include <atomic>
 #include <cstring>
 #include <string>
@@ -18,11 +18,11 @@ namespace {
 using fuzzing::Require;
 
 constexpr std::uint32_t kRingView = (1U << 18) + 20;
-// What a view has room for behind its header: four bytes more than a ring that was made well.
+// What a view can hold after its header: four bytes more than a correctly made ring uses.
 constexpr auto kMostCapacity = static_cast<std::int32_t>(kRingView - sizeof(RingHeader));
 constexpr int kBlockAttempts = 399;
 
-// The other side: makes the block when it is told to, and stores what the input says.
+// The agent: creates the block when the input says so, and stores what the input gives.
 class Liar {
  public:
   Liar() : m_ring(kRingView) {}
@@ -59,7 +59,7 @@ class Liar {
   const std::vector<std::int32_t>& Statuses() const { return m_statuses; }
   const fuzzing::MemoryMappings& Mappings() const { return m_mappings; }
 
-  // The record that lies in the ring.
+  // The record in the ring.
   ContentRequest Record() const {
     ContentRequest record{};
     std::vector<unsigned char> bytes(sizeof(record));
@@ -71,7 +71,7 @@ class Liar {
   }
 
  private:
-  // Every wait of the add-in is the other side's turn.
+  // The agent acts whenever the add-in waits.
   void OnSleep(std::uint32_t milliseconds) {
     Require(milliseconds == 20, "the add-in waits in steps of 20 ms");
     if (IsBlockThere()) {
@@ -86,7 +86,7 @@ class Liar {
     m_statuses.clear();
     m_mappings.Lend(record.szBlockName, m_block.data(), record.dwBlockLength);
   }
-  // A byte says what comes: mostly a word for the status, else a byte anywhere behind it.
+  // A byte selects what is stored: usually the status word, otherwise a byte after it.
   void TamperWithBlock() {
     std::int32_t status = 1;
     std::memcpy(&status, m_block.data(), sizeof(status));
@@ -102,7 +102,7 @@ class Liar {
 
   std::vector<unsigned char> m_ring;
   std::vector<unsigned char> m_block;
-  std::vector<std::int32_t> m_statuses;  // the word as each poll but the first finds it
+  std::vector<std::int32_t> m_statuses;  // what each poll after the first finds
   fuzzing::Input* m_input = nullptr;
   int m_sleeps = 0;
   int m_waits = 0;
@@ -117,7 +117,7 @@ class Liar {
       [this](auto, auto milliseconds) { OnSleep(milliseconds); }};
 };
 
-// What the polls come to, by the words that they find. The first finds the 0 of the filling.
+// The expected result, from the status words that the polls find. The first poll finds 0.
 struct Outcome {
   std::int32_t last = 0;
   int counter = 0;
@@ -145,7 +145,7 @@ void CheckBlock(const Liar& liar, const std::string& payload, const std::string&
           "payload, NUL, name, NUL");
   std::int32_t left = 0;
   std::memcpy(&left, block.data(), sizeof(left));
-  Require(left == status, "the word that is left behind");
+  Require(left == status, "the final status word");
 }
 
 }  // namespace

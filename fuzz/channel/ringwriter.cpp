@@ -1,6 +1,6 @@
-// The writers' half of a ring that lies. The input gives the size of the view, the header, and then
-// pushes with words of the header changed between them. Nothing outside the view is touched, what a
-// refused push leaves is as it was, and an accepted one stands exactly where it belongs.
+// The ring's writer with a false header. The input gives the size of the view, the header, and then
+// pushes with changes to the header in between. Nothing outside the view is touched, a refused push
+// changes nothing, and an accepted entry is exactly where it belongs.
 #include <algorithm>
 #include <cstring>
 #include <vector>
@@ -15,7 +15,7 @@ using fuzzing::Require;
 
 constexpr std::uint32_t kHeader = sizeof(RingHeader);
 constexpr std::uint32_t kLargestView = 4096;
-constexpr std::uint32_t kLongest = kLargestView + 512;  // of a push
+constexpr std::uint32_t kLongest = kLargestView + 512;  // push
 
 RingHeader HeaderOf(const unsigned char* view) {
   RingHeader header{};
@@ -23,12 +23,12 @@ RingHeader HeaderOf(const unsigned char* view) {
   return header;
 }
 
-// The first words of the header in the order of an input.
+// The header's first words, in the order of the input.
 void SetWord(unsigned char* view, std::uint32_t viewSize, std::uint32_t at, std::uint32_t word) {
   if (4 * at + 4 <= viewSize) std::memcpy(view + std::size_t{4} * at, &word, sizeof(word));
 }
 
-// What the view has to hold after an accepted push.
+// What the view must contain after an accepted push.
 void PutEntry(std::vector<unsigned char>& view, const RingHeader& before,
               const std::vector<unsigned char>& padded) {
   const auto capacity = static_cast<std::uint32_t>(before.capacity);
@@ -47,7 +47,7 @@ void PutEntry(std::vector<unsigned char>& view, const RingHeader& before,
 
 void Push(unsigned char* view, std::uint32_t viewSize, std::uint32_t length, std::uint8_t fill,
           fuzzing::LogLines& log) {
-  // The bytes up to the next multiple of 4 belong to the caller too.
+  // The writer also copies the caller's padding up to a multiple of 4.
   std::vector<unsigned char> data((std::size_t{length} + 3) / 4 * 4, fill);
   for (std::size_t i = 0; i < data.size(); i += 5) data[i] = static_cast<unsigned char>(i);
   std::vector<unsigned char> expected(view, view + viewSize);
@@ -71,7 +71,7 @@ void Push(unsigned char* view, std::uint32_t viewSize, std::uint32_t length, std
     PutEntry(expected, before, data);
   } else if (isRoom && before.capacity % 4 == 0 &&
              data.size() + 4 <= static_cast<std::size_t>(before.capacity)) {
-    // The crooked cursor is seen only when it has been moved.
+    // The writer notices a misaligned cursor only after advancing it.
     RingHeader after = before;
     after.writeCursor += static_cast<std::uint32_t>(data.size()) + 4;
     std::memcpy(expected.data(), &after, kHeader);

@@ -1,7 +1,7 @@
 // From the HTML body to the signature's file. The input gives a signature folder (folders with
-// files, listings that fail) and the HTML as the host gives it, in UTF-16. The name found in the
-// HTML and the file found for it are held against a plain search; the listings that are left open
-// are exactly those of the folders that were looked into.
+// files, failing listings) and the HTML as Outlook returns it, in UTF-16. The name found in the
+// HTML and the file found for it match a simple search, and exactly the listings of the searched
+// folders stay open.
 #include <algorithm>
 #include <string>
 #include <string_view>
@@ -27,7 +27,7 @@ struct Listing {
   std::vector<Listing> entries;
 };
 
-// The signature folder, and what is asked of it.
+// The signature folder and the calls that list it.
 class Folder {
  public:
   void Begin(fuzzing::Input& input) {
@@ -46,13 +46,13 @@ class Folder {
     }
   }
 
-  // Whether a file of that name is there, and how many folders are looked into for it.
+  // Whether a file of that name exists, and how many folders are searched for it.
   bool Holds(const std::string& name, int* visited) const {
     *visited = 0;
     if (!m_root.isReadable || m_root.entries.empty()) return false;
     for (const Listing& folder : m_root.entries) {
       if (!folder.isFolder || folder.name == "." || folder.name == "..") continue;
-      // Where nothing is listed, the record is as empty as the name may be.
+      // A failed listing leaves the record empty, which matches an empty name.
       if (!folder.isReadable || folder.entries.empty()) {
         if (name.empty()) return true;
         continue;
@@ -81,7 +81,7 @@ class Folder {
                   how / 32 != 7,
                   {}};
     entry.name.resize(std::strlen(entry.name.c_str()));
-    // No file system has such names.
+    // No file system allows such names.
     for (char& letter : entry.name) letter = letter == '\\' || letter == '/' ? '_' : letter;
     return entry;
   }

@@ -1,6 +1,6 @@
-// The log explainer. The input is a log of any kind, read in lines as the command reads them, and
-// each line on its own. The stories keep their limits and add up; a line that the logger wrote is
-// told from any other and comes apart into what it was made of.
+// The log explainer. The input is arbitrary text, read line by line as the command reads it. The
+// stories keep their limits and their totals match. The logger's own lines are recognised and split
+// into their parts.
 #include <algorithm>
 #include <string>
 #include <string_view>
@@ -22,15 +22,15 @@ void CheckLine(std::string_view text) {
   const std::string again = "(" + std::string(line->thread) + ") " + std::string(line->time) + " " +
                             std::string(line->module) + "> " + level + ": " +
                             std::string(line->message);
-  // A level is any four characters, and the blanks at its end are gone.
+  // A level is any four characters, without trailing blanks.
   Require(again.size() <= text.size(), "the parts come from the line");
   while (text.ends_with('\n') || text.ends_with('\r')) text.remove_suffix(1);
-  Require(again == text, "the parts make the line again");
+  Require(again == text, "the parts make up the line");
   const std::string time = inspection::logs::SortableTime(*line);
   Require(time.size() == 20, "a time that sorts");
 }
 
-// As a datagram, and as one of nobody's.
+// The whole input as one datagram, a log line or not.
 void CheckDatagram(std::string_view bytes) {
   const auto line = inspection::logs::ParseLogDatagram(bytes);
   Require(!line || inspection::logs::GravityOf(line->level).has_value(), "a line has a level");
@@ -47,17 +47,18 @@ void CheckDatagram(std::string_view bytes) {
       i += 2;
     }
   }
-  Require(again == bytes, "what was escaped can be had again");
+  Require(again == bytes, "escaping is reversible");
 }
 
 void CheckStory(const inspection::logs::MailStory& mail) {
-  Require(!mail.time.empty() && !mail.thread.empty() && !mail.window.empty(), "where and when");
+  Require(!mail.time.empty() && !mail.thread.empty() && !mail.window.empty(),
+          "a story has a time, thread and window");
   Require(mail.requests.size() == std::min(mail.requestCount, inspection::logs::kMaxRequests),
-          "the requests");
+          "all requests up to the limit");
   constexpr std::string_view kVerdicts[] = {"sent", "blocked", "tagged", "unknown"};
   Require(std::count(std::begin(kVerdicts), std::end(kVerdicts), mail.verdict) == 1, "a verdict");
   Require((mail.checked == inspection::logs::Checked::kWhole) == mail.reasons.empty(),
-          "what was not checked whole has a reason");
+          "a mail that was not fully checked has a reason");
   for (const inspection::logs::StoryRequest& request : mail.requests) {
     Require(!request.stage.empty() && request.waitedMs >= 0, "a request has a stage and a wait");
   }

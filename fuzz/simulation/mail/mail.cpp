@@ -1,5 +1,5 @@
-// The mail reader. The input is the file. What is read is valid UTF-8 wherever it has to be, keeps
-// the form that the host is shown, and survives the way through the JSON form.
+// The mail reader. The input is a mail file. The result is valid UTF-8 where required, has the form
+// that the simulated host expects, and survives the round trip through JSON.
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <unistd.h>
@@ -18,7 +18,7 @@ using fuzzing::Require;
 using simulation::mail::MailAddressEntry;
 using simulation::mail::MailModel;
 
-// A file in memory, by a path that any library can open.
+// A file in memory, with a path that any library can open.
 class PathInMemory {
  public:
   PathInMemory()

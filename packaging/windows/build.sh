@@ -1,15 +1,15 @@
 #!/usr/bin/env bash
-# Builds the two installers and the .reg files from the libraries that are built:
+# Builds both installers and the .reg files from the built libraries:
 #
 #   packaging/windows/build.sh [--version X.Y.Z] [--dll64 FILE] [--dll32 FILE] [--output FOLDER]
 #
-# Without options: the version of CMakeLists.txt, build/win64/DlpAddIn.dll, build/win32/DlpAddIn.dll
-# and build/packaging. Each file of the output is whole or not there. Needs wixl and msitools.
+# The defaults are the version in CMakeLists.txt, build/win64/DlpAddIn.dll, build/win32/DlpAddIn.dll
+# and build/packaging. A failure leaves no incomplete output file. Needs wixl and msitools.
 #
 #   DlpAddIn-x64.msi, DlpAddIn-x86.msi       for 64-bit and for 32-bit Outlook
-#   DlpAddIn-x64.reg, DlpAddIn-x86.reg       the same registry values, for who deploys by script
-#   DlpAddIn-x64-remove.reg, ...             takes them away
-#   DlpAddIn-keep-enabled.reg                the policy of the user, optional
+#   DlpAddIn-x64.reg, DlpAddIn-x86.reg       the same registry values, for scripted installs
+#   DlpAddIn-x64-remove.reg, ...             remove those values
+#   DlpAddIn-keep-enabled.reg                the optional user policy
 set -eu -o pipefail
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 top=$(cd "$here/../.." && pwd)
@@ -17,7 +17,7 @@ top=$(cd "$here/../.." && pwd)
 fail() { echo "packaging: $*" >&2; exit 1; }
 usage() { sed -n '2,/^set/{/^set/d;s/^# \{0,1\}//;p}' "${BASH_SOURCE[0]}"; }
 
-# Never to be changed: they are how Windows knows the product and its parts again.
+# Never change these: Windows identifies the product and its components by them.
 upgrade_code="{8A1F5D0C-6B7E-4D52-9C34-2E0B917A6F43}"
 addin_x64="{3D9C2B61-40F7-4E1A-B7A5-6C81F2D0935E}"
 addin_x86="{B52E7F14-9A0D-4C68-8F3B-D7164EA0C289}"
@@ -47,7 +47,7 @@ for tool in wixl msibuild; do
   command -v "$tool" >/dev/null || fail "$tool is missing (Debian's packages wixl and msitools)"
 done
 
-# The identities have one home.
+# Reads an identity from addinids.h, the only place that defines it.
 identity() {
   sed -nE "/$1 *=/,/;/s/.*\"(\{[-0-9A-F]+\})\".*/\1/p" "$top/agent/outlookaddin/addinids.h"
 }
@@ -55,7 +55,7 @@ clsid=$(identity CLSID_Connect)
 libid=$(identity LIBID_QuorvexLib)
 [ -n "$clsid" ] && [ -n "$libid" ] || fail "addinids.h doesn't name the class and the type library"
 
-# rows PARTS BITS FILE FOLDER: the registry's lines of these parts, "|" between the fields.
+# rows PARTS BITS FILE FOLDER: prints registry.txt's rows of these parts, with "|" between the fields.
 rows() {
   clsid=$clsid libid=$libid bits=$2 file=$3 folder=$4 awk -F ' *[|] *' -v parts=" $1 " '
     function put(text, name, value,   at) {
@@ -76,8 +76,8 @@ rows() {
     }' "$here/registry.txt"
 }
 
-# wix_rows PART BITS: as wixl's elements; a key without a value, which wixl has no word for, is left
-# to add_keys.
+# wix_rows PART BITS: prints the rows as wixl elements. wixl can't express a key without a value;
+# add_keys adds those.
 wix_rows() {
   rows "$1" "$2" '[#DlpAddInDll]' '[InstallFolder]' | awk -F '|' -v keypath="$1" '
     $4 == "key" { next }
@@ -89,7 +89,8 @@ wix_rows() {
     }'
 }
 
-# add_keys MSI BITS: Windows Installer's sign for a key that comes and goes is the name "*".
+# add_keys MSI BITS: adds keys without values. The name "*" tells Windows Installer to create and
+# remove the key.
 add_keys() {
   local number=0 key
   while IFS='|' read -r _ key _; do
@@ -99,7 +100,7 @@ add_keys() {
   done < <(rows class "$2" '' '' | awk -F '|' '$4 == "key"')
 }
 
-# file_version DLL: what its version block says, as Windows Installer compares it.
+# file_version DLL: prints the version from its version block, as Windows Installer compares it.
 file_version() {
   local offset minor major revision patch
   offset=$(LC_ALL=C grep -obUaP '\xbd\x04\xef\xfe' "$1" | head -n 1 | cut -d: -f1) || true
@@ -121,15 +122,16 @@ make_msi() {
     wix_rows "$part" "$bits" >"$work/$part"
     sed -i -e "/<!-- rows $part -->/{r $work/$part" -e 'd}' "$work/addin.wxs"
   done
-  # wixl takes files by a relative name only.
+  # wixl accepts only relative file names.
   cp "$dll" "$work/DlpAddIn.dll"
   (cd "$work" && wixl --arch "$arch" --output out.msi addin.wxs)
   add_keys "$work/out.msi" "$bits"
-  # wixl doesn't read the library's version; without it Windows Installer would take the file for
-  # one that any older library on the disk outranks.
+  # wixl doesn't read the library's version. Without a version, Windows Installer would never replace
+  # an older library on the disk.
   msibuild "$work/out.msi" -q "UPDATE \`File\` SET \`Version\` = '$own', \
 \`Language\` = '1033' WHERE \`File\` = 'DlpAddInDll'"
-  # The same version goes too (wixl drops IncludeMaximum), and the choice of features is taken over.
+  # An upgrade also removes the same version (wixl drops IncludeMaximum) and keeps the choice of
+  # features.
   msibuild "$work/out.msi" -q "DELETE FROM \`Upgrade\` WHERE \`ActionProperty\` = 'OLDERFOUND'"
   msibuild "$work/out.msi" -q "INSERT INTO \`Upgrade\` (\`UpgradeCode\`, \`VersionMin\`, \
 \`VersionMax\`, \`Attributes\`, \`ActionProperty\`) \
@@ -137,7 +139,8 @@ VALUES ('$upgrade_code', '0.0.0', '$version', $((1 + 256 + 512)), 'OLDERFOUND')"
   mv "$work/out.msi" "$output/DlpAddIn-$arch.msi"
 }
 
-# reg_rows PARTS BITS FOLDER: as a .reg file has them; one heading for a run of the same key.
+# reg_rows PARTS BITS FOLDER: prints the rows in .reg format, with one heading for consecutive rows of
+# the same key.
 reg_rows() {
   rows "$1" "$2" "$3DlpAddIn.dll" "$3" | awk -F '|' '
     function quoted(text,   count, pieces, all, i) {
@@ -158,7 +161,7 @@ reg_rows() {
     }'
 }
 
-# The top keys that are ours alone.
+# Removes the top keys that belong only to this product.
 remove_rows() {
   local key
   for key in "Software\\Microsoft\\Office\\Outlook\\Addins\\Quorvex.Connect" \
@@ -168,7 +171,7 @@ remove_rows() {
   done
 }
 
-# reg_file NAME: standard input as Windows' editors and regedit take it.
+# reg_file NAME: writes standard input with the line ends that regedit expects.
 reg_file() { sed 's/$/\r/' >"$scratch/$1" && mv "$scratch/$1" "$output/$1"; }
 
 # make_reg ARCH BITS
@@ -176,11 +179,11 @@ make_reg() {
   local head="Windows Registry Editor Version 5.00" folder='C:\Program Files\Quorvex Mail Add-in\'
   {
     printf '%s\n\n' "$head"
-    echo "; Quorvex mail add-in $version for $2-bit Outlook. DlpAddIn.dll is expected in"
+    echo "; Quorvex mail add-in $version for $2-bit Outlook. DlpAddIn.dll must be in"
     echo ";   $folder"
-    echo "; To have it elsewhere, put that folder in the place of"
+    echo "; To use another folder, replace"
     echo ";   ${folder//\\/\\\\}"
-    echo "; in the lines below, each backslash doubled. For $2-bit Outlook import it with"
+    echo "; in the lines below, doubling each backslash. For $2-bit Outlook import the file with"
     echo ";   reg import DlpAddIn-$1.reg /reg:$2"
     reg_rows "class load" "$2" "$folder"
   } | reg_file "DlpAddIn-$1.reg"

@@ -21,7 +21,7 @@ namespace {
 
 constexpr std::size_t kTempFilePathSize = 270;
 
-// A handle and a view that are released together at the end of a scope.
+// Releases a handle and a view together at the end of a scope.
 struct SharedMemory {
   SharedMemory() = default;
   SharedMemory(const SharedMemory&) = delete;
@@ -32,7 +32,7 @@ struct SharedMemory {
     if (AgentChannel::InitializeSharedMemory(&mapping, &view, name, size)) {
       return true;
     }
-    // What failed to open has nothing to release, though the slot may still hold a closed handle.
+    // Nothing is open, but the slot may still hold a handle that is already closed.
     mapping = nullptr;
     view = nullptr;
     return false;
@@ -42,8 +42,8 @@ struct SharedMemory {
   void* view = nullptr;
 };
 
-// A length that 32 bits can't hold becomes the largest there is, which no mapping has: the block
-// is never opened, and nothing is written past the end of a smaller one.
+// A length that 32 bits can't hold becomes the largest that they can. No mapping is that large, so
+// the block is never opened and nothing is written past the end of a smaller one.
 std::uint32_t BlockLength(std::uint32_t length, std::size_t nameLength) {
   const std::uint64_t blockLength = std::uint64_t{length} + nameLength + channel::kBlockOverhead;
   constexpr std::uint64_t kMost = std::numeric_limits<std::uint32_t>::max();
@@ -61,7 +61,7 @@ void NameBlock(ContentRequest& request) {
   }
 }
 
-// The agent makes the block when it has taken the request out of the ring.
+// The agent creates the block once it has taken the request out of the ring.
 bool WaitForBlock(SharedMemory& block, const ContentRequest& request) {
   for (int attempt = 0; attempt < channel::kBlockAttempts; ++attempt) {
     platform::clock.Sleep(channel::kPollMs);
@@ -78,7 +78,7 @@ std::atomic_ref<std::int32_t> StatusOf(void* view) {
 
 void FillBlock(void* view, const void* payload, std::uint32_t length, const char* name,
                std::size_t nameLength) {
-  // Relaxed: nobody looks at the block before the first poll's exchange, which orders it all.
+  // Relaxed: the agent reads nothing before the first poll's exchange, which orders these stores.
   StatusOf(view).store(channel::kStatusFilling, std::memory_order_relaxed);
   char* const bytes = static_cast<char*>(view);
   if (length > 0) {
@@ -92,8 +92,8 @@ void FillBlock(void* view, const void* payload, std::uint32_t length, const char
   end[nameLength] = '\0';
 }
 
-// Each poll stores "waiting" and takes what was there, so an answer is read only once. Gives the
-// last word read; `*counter` is what was left of the polls.
+// Each poll stores "waiting" and takes the previous word, so an answer is read only once. Returns
+// the last word read; `*counter` becomes the number of polls left.
 std::int32_t PollAnswer(void* view, int* counter) {
   for (;;) {
     // Full barrier. Release: pairs with the agent's acquire of the 1, so that payload and name are
@@ -107,7 +107,7 @@ std::int32_t PollAnswer(void* view, int* counter) {
   }
 }
 
-// The conversation in an open block, from its filling to the answer.
+// Waits for the answer in a filled block.
 int AskInBlock(void* view, bool isLongWait) {
   int counter = isLongWait ? channel::kChallengePolls : channel::kAnswerPolls;
   const std::int32_t status = PollAnswer(view, &counter);
@@ -120,8 +120,8 @@ int AskInBlock(void* view, bool isLongWait) {
   return channel::IsAccepted(status) ? status : channel::kActionNothingUsable;
 }
 
-// Makes or overwrites the file at `path`. False, with a line in the log, if it can't be written
-// whole; what was written then stays.
+// Creates or overwrites the file at `path`. If it can't be written completely, returns false, logs
+// a line and leaves the partial file.
 bool WriteTempFile(const char* path, const void* data, std::uint32_t length) {
   // The numbers are part of the messages and don't follow this file's lines.
   constexpr int kShortWriteLine = 223;

@@ -1,5 +1,5 @@
-// Medians of repeated measurements, for benchmarks that run natively and as Windows programs: the
-// benchmark library of the others is there for native builds only.
+// Medians of repeated measurements, for benchmarks that also run as Windows programs. The other
+// benchmarks use a library that exists for native builds only.
 #pragma once
 
 #include <algorithm>
@@ -13,7 +13,7 @@ namespace bench {
 // A number of equal measurements in milliseconds.
 class Samples {
  public:
-  // Runs `work` once and keeps its time.
+  // Runs `work` once and adds its time.
   template <typename Work>
   void Time(Work&& work) {
     const auto begin = std::chrono::steady_clock::now();
@@ -23,9 +23,9 @@ class Samples {
   }
   void Add(double milliseconds) { m_values.push_back(milliseconds); }
 
-  // The middle one. At least one measurement is needed.
+  // Needs at least one measurement.
   double Median() const { return At(0.5); }
-  // The spread: a tenth of the measurements lies below the first and above the second.
+  // The spread: a tenth of the measurements is below Low, and a tenth above High.
   double Low() const { return At(0.1); }
   double High() const { return At(0.9); }
 
@@ -39,9 +39,9 @@ class Samples {
   std::vector<double> m_values;
 };
 
-// The table that a program prints; with the arguments "--json FILE" the same goes to FILE, one
-// object a line with name, median, low and high in milliseconds, count (of what a row has once a
-// measurement, such as requests) and remark.
+// The table that a program prints. With the arguments "--json FILE" it also goes to FILE, one object a
+// line: name; median, low and high in milliseconds; count, such as the requests in one measurement;
+// remark.
 class Table {
  public:
   Table(int argc, char** argv) {
@@ -53,7 +53,7 @@ class Table {
   Table(const Table&) = delete;
   Table& operator=(const Table&) = delete;
 
-  // One line: median, spread and remark, which is plain text without quotes.
+  // Prints one line. `remark` is plain text without quotes.
   void Row(const std::string& name, const Samples& samples, double count = 1,
            const char* remark = "") const {
     std::printf("%-52s %9.4f ms  (%.4f to %.4f)  %s\n", name.c_str(), samples.Median(),

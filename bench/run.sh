@@ -1,14 +1,14 @@
 #!/usr/bin/env bash
 # Builds and runs every benchmark, natively and under Wine, and writes the tables and the plot of
-# docs/performance.md. With names it only builds and runs those: bench/run.sh ring log
+# docs/performance.md. With names it builds and runs only those: bench/run.sh ring log
 set -u -o pipefail
 top=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 
 case "${1:-}" in
   -h | --help)
     echo "usage: bench/run.sh [connect | log | mail | profile | ring ...]"
-    echo "Without a name: all of them, those of the host's limits under Wine too, and the tables of"
-    echo "docs/performance.md are written anew. Leave the machine alone meanwhile (some minutes)."
+    echo "Without a name: runs all of them, some also under Wine, and rewrites the tables of"
+    echo "docs/performance.md. Leave the machine idle meanwhile (a few minutes)."
     exit 0
     ;;
 esac
@@ -20,7 +20,7 @@ results="$top/build/bench/results"
 google="log profile ring"
 plain="connect mail"
 
-# run NAME: one native benchmark; its figures go to the results' folder too.
+# run NAME: runs one native benchmark and saves its figures in the results folder.
 run() {
   echo "== $1"
   if [[ " $google " == *" $1 "* ]]; then
@@ -33,8 +33,8 @@ run() {
   fi || { echo "bench_$1 failed" >&2; exit 1; }
 }
 
-# under_wine NAME RESULT [PROCESSOR]: one Windows benchmark; its figures go to RESULT.lines. With a
-# processor, the program and Wine's server share that one.
+# under_wine NAME RESULT [PROCESSOR]: runs one Windows benchmark and saves its figures in RESULT.lines.
+# With a processor, the program and Wine's server share it.
 under_wine() {
   local pinned=()
   [ $# -lt 3 ] || pinned=(taskset -c "$3")

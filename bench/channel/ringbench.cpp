@@ -1,14 +1,14 @@
-// The ring beside what it could have been.
+// Compares the ring with a floor and with two well-known queues.
 //
-// Peers: the floor (two locked additions and a copy of 148 bytes, which no shared ring can do
-// without), boost::lockfree::queue with a fixed size, moodycamel::ConcurrentQueue. All carry the
-// same 148-byte record. The ring is the one that the add-in writes (channel::PushEntry, with the
-// check of the view) and that agents read (agentkit::RingConsumer).
+// The floor makes the same locked additions and copies as the ring and leaves out everything else:
+// the checks, the length words, the clearing. The peers are boost::lockfree::queue with a fixed
+// size and moodycamel::ConcurrentQueue. All carry the same 148-byte record. The ring is the one
+// that the add-in writes (channel::PushEntry, with the view checked) and that agents read
+// (agentkit::RingConsumer).
 //
-// Each push is timed in batches that fit, with the emptying in between left out, so that nobody
-// is charged for the other half; a batch that the scheduler broke into (five times the best) is
-// measured again. Counters: `allocations` in the timed part. Take medians of repetitions in random
-// order:
+// Pushes are timed in batches that fit, without the draining in between. A batch that the scheduler
+// interrupted (five times the best) is measured again. Counters: `allocations` in the timed part.
+// Use medians of repetitions in random order:
 //
 //   bench_ring --benchmark_repetitions=15 --benchmark_enable_random_interleaving=true
 #include <benchmark/benchmark.h>
@@ -69,8 +69,8 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr std::uint32_t kCapacity = 1U << channel::kRingSizeExponent;
-constexpr std::uint32_t kViewSize = kCapacity + std::uint32_t{channel::kRingOverhead};
+constexpr std::uint32_t kCapacity = channel::kRingCapacity;
+constexpr std::uint32_t kViewSize = channel::kRingViewSize;
 constexpr int kBatch = 1024;
 constexpr std::size_t kSlots = kCapacity / channel::kRequestEntrySize;
 
@@ -81,11 +81,13 @@ ContentRequest MakeRequest() {
   return request;
 }
 
-// A queue of one kind: pushes and takes one record, both without waiting. All of it may lie in
-// memory that processes share, but for moodycamel's.
+// Queues that push and take one record without waiting. All but moodycamel's work in memory that
+// processes share. kKeepsOrder: whether records of one writer arrive whole and in order.
 
 class Ring {
  public:
+  static constexpr bool kKeepsOrder = true;
+
   Ring() {
     const std::string name = "Global\\bench" + std::to_string(getpid());
     if (m_consumer.Create({.name = name}) != agentkit::OpenResult::kOpened) std::abort();
@@ -104,12 +106,14 @@ class Ring {
  private:
   agentkit::RingConsumer m_consumer;
   std::vector<unsigned char> m_bytes;
-  // Read by the writers; away from what the consumer writes.
+  // The writers read it, so it has a cache line that the consumer doesn't write to.
   alignas(64) RingHeader* m_header;
 };
 
 class Boost {
  public:
+  static constexpr bool kKeepsOrder = true;
+
   bool Push(const ContentRequest& request) { return m_queue.push(request); }
   bool Take(ContentRequest* request) { return m_queue.pop(*request); }
 
@@ -119,6 +123,8 @@ class Boost {
 
 class Moodycamel {
  public:
+  static constexpr bool kKeepsOrder = true;
+
   bool Push(const ContentRequest& request) { return m_queue.try_enqueue(request); }
   bool Take(ContentRequest* request) { return m_queue.try_dequeue(*request); }
 
@@ -126,22 +132,32 @@ class Moodycamel {
   moodycamel::ConcurrentQueue<ContentRequest> m_queue{2 * kSlots};
 };
 
-// What no shared ring can do without. The copy goes where the ring's would, but for the wrap.
+// The ring's additions and copies without its protocol. It is never full, and its reader may see
+// records that are only half written.
 class Floor {
  public:
-  Floor() : m_area(kViewSize + sizeof(ContentRequest)) {}
+  static constexpr bool kKeepsOrder = false;
+
   bool Push(const ContentRequest& request) {
     m_usedBytes.fetch_add(152, std::memory_order_seq_cst);
     const std::uint32_t cursor = m_writeCursor.fetch_add(152, std::memory_order_seq_cst);
-    std::memcpy(m_area.data() + cursor % kCapacity + 4, &request, sizeof(request));
+    std::memcpy(m_area + cursor % kCapacity + 4, &request, sizeof(request));
     return true;
   }
-  bool Take(ContentRequest*) { return false; }
+  bool Take(ContentRequest* request) {
+    if (m_position == m_writeCursor.load(std::memory_order_acquire)) return false;
+    std::memcpy(request, m_area + m_position % kCapacity + 4, sizeof(*request));
+    m_position += 152;
+    m_usedBytes.fetch_sub(152, std::memory_order_acq_rel);
+    return true;
+  }
 
  private:
-  std::atomic<std::int32_t> m_usedBytes{0};
+  // On one cache line, as in the ring's header.
+  alignas(64) std::atomic<std::int32_t> m_usedBytes{0};
   std::atomic<std::uint32_t> m_writeCursor{0};
-  std::vector<unsigned char> m_area;
+  alignas(64) std::uint32_t m_position = 0;
+  alignas(64) unsigned char m_area[kViewSize + sizeof(ContentRequest)] = {};
 };
 
 template <typename Queue>
@@ -186,7 +202,7 @@ void PushAndTake(benchmark::State& state) {
   const ContentRequest request = MakeRequest();
   ContentRequest taken;
   queue->Push(request);
-  Drain(*queue);  // buffers that are made once have been made
+  Drain(*queue);  // so that allocations made only once aren't counted
   const std::uint64_t before = g_allocations.load(std::memory_order_relaxed);
   for (auto _ : state) {
     queue->Push(request);
@@ -217,7 +233,7 @@ void PushMany(Queue& queue, std::uint32_t writer, std::uint32_t count) {
   }
 }
 
-// Takes all that `writers` writers push and checks that each one's come in order.
+// Takes everything that the writers push. False if the records of one writer are out of order.
 template <typename Queue>
 bool TakeMany(Queue& queue, std::uint32_t writers, std::uint32_t perWriter) {
   std::vector<std::uint32_t> next(writers, 0);
@@ -227,7 +243,8 @@ bool TakeMany(Queue& queue, std::uint32_t writers, std::uint32_t perWriter) {
       std::this_thread::yield();
       continue;
     }
-    if (request.dwProcessId >= writers || request.dwThreadId != next[request.dwProcessId]++) {
+    if (Queue::kKeepsOrder &&
+        (request.dwProcessId >= writers || request.dwThreadId != next[request.dwProcessId]++)) {
       return false;
     }
     ++taken;
@@ -248,11 +265,11 @@ std::vector<int> Processors() {
   return numbers;
 }
 
-// Where the parties of a transfer run. Left to the scheduler they come to one of these, another in
-// the next run, and the figures differ by a factor of four.
+// Where writers and consumer run. The scheduler would choose one of these, a different one in each
+// run, and the figures differ by a factor of four.
 enum class Place {
-  kTogether,       // all on one processor: nobody works while another does
-  kConsumerApart,  // the writers on one, the consumer on the other: records travel
+  kTogether,       // all on one processor: only one of them runs at a time
+  kConsumerApart,  // the writers on one, the consumer on the other: records move between caches
   kWritersApart,   // a writer on each, the consumer with the first: the writers collide
 };
 
@@ -288,8 +305,8 @@ class Placement {
   const int m_other;
 };
 
-// Writers in threads; the consumer is this thread. The time is that from the start sign to the last
-// record.
+// Writers in threads; this thread is the consumer. Measures the time from the start signal to the
+// last record.
 template <typename Queue>
 void WritersInThreads(benchmark::State& state) {
   const auto writers = static_cast<std::uint32_t>(state.range(0));
@@ -340,8 +357,8 @@ class Shared {
   Content* m_content;
 };
 
-// The same with writers in processes. The ring's bytes are a named mapping, as in real life; the
-// queue of boost lies in shared memory whole.
+// The same with writers in processes. The ring is in a named mapping, as in use; the other queues
+// are in anonymous shared memory.
 template <typename Queue>
 void WritersInProcesses(benchmark::State& state) {
   const auto writers = static_cast<std::uint32_t>(state.range(0));
@@ -390,9 +407,11 @@ void EachNumberAndPlace(benchmark::internal::Benchmark* transfer) {
   transfer->Args({2, static_cast<int>(Place::kWritersApart)});
   transfer->UseManualTime()->Unit(benchmark::kMillisecond);
 }
+BENCHMARK(WritersInThreads<Floor>)->Apply(EachNumberAndPlace);
 BENCHMARK(WritersInThreads<Ring>)->Apply(EachNumberAndPlace);
 BENCHMARK(WritersInThreads<Boost>)->Apply(EachNumberAndPlace);
 BENCHMARK(WritersInThreads<Moodycamel>)->Apply(EachNumberAndPlace);
+BENCHMARK(WritersInProcesses<Floor>)->Apply(EachNumberAndPlace);
 BENCHMARK(WritersInProcesses<Ring>)->Apply(EachNumberAndPlace);
 BENCHMARK(WritersInProcesses<Boost>)->Apply(EachNumberAndPlace);
 

@@ -5,7 +5,7 @@
 // the place of one entry and gets the rest of the table as it is:
 //
 //   ScopedReplacement<platform::files, &platform::FileOperations::WriteFile> failing(
-//       [](auto original, auto... arguments) { return false; });
+//       [](auto, auto...) { return false; });
 //
 // The function receives what stood in the entry before as its first argument, so it can count and
 // pass on. Guards on the same entry nest and must end in reverse order of their making, as scopes

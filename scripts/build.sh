@@ -1,6 +1,6 @@
-# Sourced by ./run, ./test and bench/run.sh, with $top set: configuring and building one preset.
+# Sourced by ./run, ./test and bench/run.sh, with $top set: configures and builds one preset.
 #
-# build PRESET [TARGET...]: quiet when it works, the compiler's words when it doesn't.
+# build PRESET [TARGET...]: prints one line, and the compiler's errors if the build fails.
 
 build() {
   local preset=$1 log="$top/build/logs/build-$1.log"
@@ -13,7 +13,7 @@ build() {
     >"$log" 2>&1; then
     echo "The build of $preset failed:"
     grep -nE 'error|FAILED|CMake Error' -A 4 "$log" | head -n 60
-    echo "(all of it: ${log#"$top"/})"
+    echo "(full log: ${log#"$top"/})"
     return 1
   fi
 }

@@ -1,21 +1,21 @@
-# The documents: every command that they show in a block of the language "sh" is run, from the top
-# of the repository, with `quorvex` on the PATH and the machine's folders fresh from samples/root.
+# Runs every block of the language "sh" in the documents, from the top of the repository, with `quorvex`
+# on the PATH and a fresh copy of samples/root as the machine's folders.
 #
-#   ```sh           has to end with 0
-#   ```sh exit=1    has to end with that
-#   ```output       right behind: what the block above has to print; times in ms aside, and a line
-#                   "..." stands for any lines
-#   ```console      what can't run here: a Windows machine, a certificate
+#   ```sh           must exit with 0
+#   ```sh exit=1    must exit with that status
+#   ```output       directly after it: what the block must print, except for times in ms; a line "..."
+#                   matches any lines
+#   ```console      can't run here: needs Windows or a certificate
 #
-# Lines of sh blocks that are left out, and why. One that no document shows any more is a failure.
+# Lines of sh blocks that aren't run, with the reason. A line that no document shows is a failure.
 documents_left_out=(
-  "./test|it is what runs this"
-  "./test --native|a part of what runs this"
-  "./test --coverage|builds everything once more and takes minutes"
+  "./test|runs this check"
+  "./test --native|is part of ./test"
+  "./test --coverage|builds everything again and takes minutes"
 )
 documents_languages=" sh output console text cpp mermaid hexdump "
 
-# without_left_out FILE: the block without the lines above; notes which ones it had.
+# without_left_out FILE: prints the block without the lines above and records which ones it had.
 without_left_out() {
   local line entry left
   while IFS= read -r line; do
@@ -31,7 +31,7 @@ without_left_out() {
   done <"$1"
 }
 
-# same_output EXPECTED ACTUAL: says where they part.
+# same_output EXPECTED ACTUAL: prints the first difference.
 same_output() {
   sed -E 's/ +[0-9]+ ms/ N ms/g' "$2" >"$2.compared"
   sed -E 's/ +[0-9]+ ms/ N ms/g' "$1" | awk -v actual="$2.compared" '
@@ -46,7 +46,7 @@ same_output() {
       while (first <= NR + 1) {
         for (count = 0; first + count <= NR && expected[first + count] != "..."; ++count);
         last = first + count > NR
-        # Behind "..." the lines may stand anywhere further down, the last ones at the end only.
+        # After "...", the lines may be anywhere further down; the last ones must be at the end.
         if (open && last) at = at > lines - count + 1 ? at : lines - count + 1
         while (open && !last && at <= lines && !fits(first, count, at)) ++at
         if (!fits(first, count, at)) { print "not printed: " expected[first]; exit 1 }
@@ -63,11 +63,11 @@ run_block() {
   (cd "$top" && PATH="$top/build/native:$PATH" QUORVEX_ROOT="$root" \
     timeout 120 bash -eu "$1.sh") >"$1.out" 2>&1 </dev/null || status=$?
   cat "$1.out"
-  [ "$status" = "$2" ] || { echo "ended with $status, not $2"; return 1; }
+  [ "$status" = "$2" ] || { echo "exit status $status instead of $2"; return 1; }
   [ -z "${3:-}" ] || same_output "$3" "$1.out"
 }
 
-# run_document FILE: one check for each block that is a command.
+# run_document FILE: one check for each block of commands.
 run_document() {
   local number line language option blocks="$documents_work/${1//\//-}" script="" at=0 status=0
   "$top/scripts/docblocks" "$top/$1" "$blocks" >"$blocks.list" || return 1
@@ -81,7 +81,7 @@ run_document() {
     script=""
     if [ "$language" = sh ]; then
       without_left_out "$blocks/$number" >"$blocks/$number.sh"
-      # A block of which nothing is left is no check.
+      # A block with no lines left checks nothing.
       [ -s "$blocks/$number.sh" ] && script=$number
       at=$line status=${option#exit=}
       status=${status:-0}
@@ -90,7 +90,7 @@ run_document() {
   [ -z "$script" ] || check "$1:$at runs" run_block "$blocks/$script" "$status"
 }
 
-# A block of another kind would look like a command and not be run.
+# A block of an unknown language could look like a command without being run.
 check_languages() {
   local status=0 list number line language option
   for list in "$documents_work"/*.list; do
@@ -107,12 +107,12 @@ check_left_out() {
   local entry status=0
   for entry in "${documents_left_out[@]}"; do
     grep -qxF "${entry%%|*}" "$documents_work/left-out" ||
-      { echo "no document shows ${entry%%|*} any more"; status=1; }
+      { echo "no document shows ${entry%%|*}"; status=1; }
   done
   return $status
 }
 
-# Links between the documents and into the repository: the file is there, and the heading in it.
+# Links between documents and into the repository: the file exists, and so does the heading.
 check_links() {
   local document link file anchor status=0
   for document in "${documents[@]}"; do
@@ -121,11 +121,11 @@ check_links() {
       [[ $link == *#* ]] && anchor=${link#*#}
       file=$([ -n "$file" ] && echo "$(dirname "$top/$document")/$file" || echo "$top/$document")
       if [ ! -e "$file" ]; then
-        echo "$document: $link leads nowhere"
+        echo "$document: $link: no such file"
         status=1
       elif [ -n "$anchor" ] && ! sed -nE 's/^#+ +//p' "$file" | tr 'A-Z ' 'a-z-' |
         tr -cd 'a-z0-9_\n-' | grep -xF -- "$anchor" >/dev/null; then
-        echo "$document: $link: there is no such heading"
+        echo "$document: $link: no such heading"
         status=1
       fi
     done < <(sed '/^```/,/^```$/d' "$top/$document" | grep -oE '\]\([^)]+\)' | sed -E 's/^\]\((.*)\)$/\1/' |
@@ -134,7 +134,7 @@ check_links() {
   return $status
 }
 
-# A forge shows a picture without running or fetching anything.
+# Code hosts show pictures without running scripts or fetching files.
 check_pictures() {
   local pictures
   mapfile -t pictures < <(git -C "$top" ls-files 'docs/*.svg')
@@ -143,7 +143,7 @@ check_pictures() {
     "${pictures[@]}")
 }
 
-# The documents promise it of the files in docs/examples.
+# The documents say so about the files in docs/examples.
 check_same_on_windows() {
   local arguments
   use_wine || return 1
@@ -164,13 +164,13 @@ test_documents() {
     README.md CONTRIBUTING.md 'docs/*.md')
   before=$(git -C "$top" status --porcelain)
   for document in "${documents[@]}"; do
-    run_document "$document" || check "$document can be taken apart" false
+    run_document "$document" || check "$document can be parsed" false
   done
-  check "quorvex.exe says the same of the documents' examples" check_same_on_windows
+  check "quorvex.exe prints the same for the documents' examples" check_same_on_windows
   check "blocks of the documents are of known kinds" check_languages
-  check "what the documents' test leaves out is still there" check_left_out
-  check "the documents' commands leave the repository as it was" \
+  check "every line that isn't run is in a document" check_left_out
+  check "the documents' commands don't change the repository" \
     test "$before" = "$(git -C "$top" status --porcelain)"
   check "pictures need nothing from outside" check_pictures
-  check "links of the documents lead somewhere" check_links
+  check "links in the documents are valid" check_links
 }

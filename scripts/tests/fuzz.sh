@@ -1,8 +1,8 @@
-# Each fuzzer for a moment: none of them finds anything from its seeds on.
+# Runs each fuzzer briefly from its seeds. None may find anything.
 
 fuzz_seconds=20
 
-# fuzz_briefly NAME: from the seeds, with all that it makes below build/.
+# fuzz_briefly NAME: runs it from its seeds, with all output below build/.
 fuzz_briefly() {
   local name=$1 work="$top/build/fuzzing/$1" dictionary=()
   rm -rf "$work"
@@ -16,7 +16,7 @@ fuzz_briefly() {
 test_fuzz() {
   build_or_fail fuzz fuzzers || return
   echo "Fuzzers, $fuzz_seconds seconds each"
-  # Two at a time: the checks wait for what has been started beside them.
+  # Two at a time: one in a check, the other in the background.
   local source names=() name other i
   while read -r source; do names+=("$(basename "$source" .cpp)"); done < <(find "$top/fuzz" -name "*.cpp" | sort)
   for ((i = 0; i < ${#names[@]}; i += 2)); do
@@ -32,7 +32,7 @@ test_fuzz() {
   done
 }
 
-# fuzz_ended_well STATUS LOG: shows the end of the log.
+# fuzz_ended_well STATUS LOG: prints the end of the log; fails if the run did.
 fuzz_ended_well() {
   tail -n 30 "$2"
   [ "$1" -eq 0 ] && grep -q '^Done [1-9]' "$2"

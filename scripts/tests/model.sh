@@ -1,33 +1,33 @@
-# The ring's protocol as a model, searched by spin: what holds, and that a spoilt model is found.
+# Has spin search the model of the ring's protocol, and checks that it finds deliberate errors.
 
 test_model() {
   local search="$top/tests/channel/model/search.sh"
-  echo "The ring as a model"
-  check "the ring holds whichever writer dies" "$search" enough -DDEATHS -DPUSHES=2
-  check "the ring holds when its consumer dies too" "$search" enough -DDEATHS -DTAKEOVER -DPUSHES=2
-  check "the consumer comes to an end whichever writer dies" "$search" ends -DDEATHS -DPUSHES=1
-  check "the next consumer comes to an end" "$search" ends -DDEATHS -DTAKEOVER -DPUSHES=1
+  echo "Model of the ring"
+  check "no writer that dies breaks the ring" "$search" enough -DDEATHS -DPUSHES=2
+  check "no consumer that dies breaks the ring" "$search" enough -DDEATHS -DTAKEOVER -DPUSHES=2
+  check "the consumer finishes whichever writer dies" "$search" ends -DDEATHS -DPUSHES=1
+  check "the next consumer finishes" "$search" ends -DDEATHS -DTAKEOVER -DPUSHES=1
 
-  # The same searches have to find these, each by the violation that it leads to.
+  # The same searches must find these errors, each by the violation that it causes.
   local torn='assertion violated ((first>='
   local below='assertion violated  !( !((usedBytes>='
   local misread='assertion violated (length=='
   local lost='assertion violated ((taken[0]==completed[0])'
-  check "a length stored before its payload is found" \
+  check "finds a length stored before its payload" \
     "$search" --finds "$torn" enough -DDEATHS -DLENGTH_FIRST -DPUSHES=2
-  check "additions in the wrong order are found" \
+  check "finds additions in the wrong order" \
     "$search" --finds "$below" enough -DCURSOR_FIRST -DPUSHES=2
-  check "a payload that isn't cleared is found" \
+  check "finds a payload that isn't cleared" \
     "$search" --finds "$misread" enough -DNO_CLEARING -DPUSHES=2
-  check "a rest that is taken back unseen is found" \
+  check "finds leftover bytes subtracted without a comparison" \
     "$search" --finds "$below" enough -DDEATHS -DSTORE_ZERO -DPUSHES=2
-  check "a timer that is believed without a look is found" \
+  check "finds a time-out without a second look" \
     "$search" --finds "$lost" enough -DNO_SECOND_LOOK -DPUSHES=2
-  check "a length that is cleared last is found" \
+  check "finds a length that is cleared last" \
     "$search" --finds "$torn" enough -DTAKEOVER -DLENGTH_LAST -DPUSHES=2
-  # What the protocol can't help, and docs/protocol.md says so.
-  check "a consumer that takes a slow writer for dead is found" \
+  # What no consumer can prevent, as docs/protocol.md says.
+  check "finds a consumer that takes a slow writer for dead" \
     "$search" --finds "$misread" enough -DIMPATIENT -DPUSHES=2
-  check "a rest that is a live writer's is found" \
+  check "finds leftover bytes that belong to a live writer" \
     "$search" --finds "$below" enough -DUNLUCKY -DPUSHES=2
 }

@@ -2,7 +2,7 @@
 # no other header of the build machine's system leaks in.
 set(quorvex_headers "${CMAKE_BINARY_DIR}/headeronly")
 file(MAKE_DIRECTORY "${quorvex_headers}")
-foreach(name nlohmann CLI toml++ fmt utf8cpp)
+foreach(name nlohmann CLI rapidjson toml++ fmt utf8cpp)
   if(NOT EXISTS "/usr/include/${name}")
     message(FATAL_ERROR "The headers /usr/include/${name} are missing; ./test installs them.")
   endif()

@@ -3,7 +3,7 @@
 # need_packages GROUP...: says what it installs, does nothing when all of it is there.
 
 packages_native="g++ cmake ninja-build pkg-config ccache libgmime-3.0-dev libxml2-dev libcli11-dev
-  nlohmann-json3-dev libtomlplusplus-dev libpcre2-dev libfmt-dev libutfcpp-dev
+  nlohmann-json3-dev rapidjson-dev libtomlplusplus-dev libpcre2-dev libfmt-dev libutfcpp-dev
   libgtest-dev libgmock-dev"
 packages_tests="rsyslog"
 packages_lint="clang-14 clang-format-14 clang-tidy-14 jq python3"
@@ -15,6 +15,7 @@ packages_packaging="wixl msitools"
 packages_bench="libbenchmark-dev libinih-dev libspdlog-dev libboost-dev
   libconcurrentqueue-dev python3 gnuplot-nox"
 packages_model="spin gcc"
+packages_pages="python3 chromium chromium-driver fonts-dejavu-core poppler-utils"
 
 need_packages() {
   local group name missing=()

@@ -75,7 +75,8 @@
 #include <vector>
 
 #include "channel/protocol.h"
-#include "platform/handles.h"
+#include "platform/mappedview.h"
+#include "platform/scopedhandle.h"
 
 namespace agentkit {
 
@@ -89,11 +90,6 @@ enum class OpenResult {
 // A named mapping with one view of it, released with the object.
 class SharedView {
  public:
-  SharedView() = default;
-  ~SharedView() { Close(); }
-  SharedView(SharedView&& other) noexcept;
-  SharedView& operator=(SharedView&& other) noexcept;
-
   // Makes a mapping of `size` bytes, all zero. False if the name exists or memory is short.
   bool Create(const std::string& name, std::uint32_t size);
   // Opens an existing one and maps `size` bytes of it. False if it isn't there or is smaller.
@@ -101,13 +97,13 @@ class SharedView {
   void Close();
 
   // Null when nothing is open. Stays where it is when the object is moved.
-  unsigned char* Data() const { return static_cast<unsigned char*>(m_view); }
+  unsigned char* Data() const { return static_cast<unsigned char*>(m_view.Data()); }
 
  private:
   bool Map(std::uint32_t size);
 
-  platform::Handle m_mapping = nullptr;
-  void* m_view = nullptr;
+  platform::ScopedHandle m_mapping;
+  platform::MappedView m_view;  // declared last, so released first
 };
 
 // What RingConsumer::Take found.

@@ -13,6 +13,7 @@
 #include "platform/folders.h"
 #include "platform/mappings.h"
 #include "platform/process.h"
+#include "platform/scopedhandle.h"
 #include "text/textconversion.h"
 
 std::int32_t g_requestSequence = 0;
@@ -126,16 +127,16 @@ bool WriteTempFile(const char* path, const void* data, std::uint32_t length) {
   // The numbers are part of the messages and don't follow this file's lines.
   constexpr int kShortWriteLine = 223;
   constexpr int kFailedWriteLine = 229;
-  const platform::Handle file =
-      platform::files.CreateFileA(path, platform::kGenericReadWrite, platform::kShareReadWrite,
-                                  nullptr, platform::kCreateAlways, platform::kFileAttributeNormal);
-  if (file == platform::kInvalidHandle) {
+  platform::ScopedHandle file(platform::files.CreateFileA(
+      path, platform::kGenericReadWrite, platform::kShareReadWrite, nullptr,
+      platform::kCreateAlways, platform::kFileAttributeNormal));
+  if (!file.IsOpen()) {
     g_logger.Log(kLogModule, kLogErr, "CheckContentWithFile: cannot create file [%s]!", path);
     return false;
   }
   std::uint32_t written = 0;
-  const bool isWritten = platform::files.WriteFile(file, data, length, &written);
-  platform::handles.CloseHandle(file);
+  const bool isWritten = platform::files.WriteFile(file.Get(), data, length, &written);
+  file.Close();
   if (!isWritten || written < length) {
     g_logger.Log(kLogModule, kLogErr,
                  "CheckContentWithFile: cannot write to temp file [%s], line = %d!", path,
@@ -215,8 +216,10 @@ bool AgentChannel::InitializeSharedMemory(platform::Handle* mappingSlot, void** 
     g_logger.Log(kLogModule, kLogErr, "InitializeSharedMemory: wrong parameters!");
     return false;
   }
-  *mappingSlot = platform::mappings.OpenFileMappingA(platform::kMapReadWrite, false, name);
-  if (*mappingSlot == nullptr || *mappingSlot == platform::kInvalidHandle) {
+  platform::ScopedHandle mapping(
+      platform::mappings.OpenFileMappingA(platform::kMapReadWrite, false, name));
+  *mappingSlot = mapping.Get();
+  if (!mapping.IsOpen()) {
     // The message shows the handle, not a system error.
     g_logger.Log(kLogModule, kLogWarn, "InitializeSharedMemory: OpenFileMapping err(0X%X)!",
                  static_cast<unsigned>(reinterpret_cast<std::uintptr_t>(*mappingSlot)));
@@ -225,10 +228,11 @@ bool AgentChannel::InitializeSharedMemory(platform::Handle* mappingSlot, void** 
   *viewSlot = platform::mappings.MapViewOfFile(*mappingSlot, platform::kMapReadWrite, 0, 0,
                                                static_cast<std::uint32_t>(size));
   if (*viewSlot == nullptr) {
-    platform::handles.CloseHandle(*mappingSlot);
+    mapping.Close();
     g_logger.Log(kLogModule, kLogErr, "InitializeSharedMemory: cannot map file!");
     return false;
   }
+  mapping.LeaveOpen();  // the slot owns it
   return true;
 }
 

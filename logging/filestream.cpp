@@ -11,10 +11,6 @@ CFileStream::CFileStream(platform::WideString baseName) : m_strBaseName(std::mov
   if (!m_strBaseName.empty()) m_nIndex = FindStartIndex();
 }
 
-CFileStream::~CFileStream() {
-  Close();
-}
-
 platform::WideString CFileStream::MakeFileName(std::int32_t index) const {
   platform::WideString name = m_strBaseName + QV_WIDE("_");
   for (const char digit : std::to_string(index)) {
@@ -36,16 +32,17 @@ void CFileStream::Write(const char* text) {
   if (text == nullptr || *text == '\0') return;
   const auto length = static_cast<std::uint32_t>(std::strlen(text));
   const std::lock_guard lock(m_mutex);
-  if (m_hFile == platform::kInvalidHandle) Open();
-  if (m_hFile == platform::kInvalidHandle) return;
+  if (!m_hFile.IsOpen()) Open();
+  if (!m_hFile.IsOpen()) return;
 
   // Asked for each line: another process may have made the file longer meanwhile.
   std::int32_t high = 0;
-  const std::uint32_t low = platform::files.SetFilePointer(m_hFile, 0, &high, platform::kFileEnd);
+  const std::uint32_t low =
+      platform::files.SetFilePointer(m_hFile.Get(), 0, &high, platform::kFileEnd);
   if (high == -1) return;
 
   std::uint32_t written = 0;
-  platform::files.WriteFile(m_hFile, text, length, &written);
+  platform::files.WriteFile(m_hFile.Get(), text, length, &written);
   // The sum wraps at 32 bits; a file that large has a high half, which rotates by itself.
   const std::uint32_t end = low + length;
   if (high != 0 || end > m_uMaxSize) Rotate();
@@ -58,20 +55,14 @@ void CFileStream::Open() {
   platform::security.ConvertStringSecurityDescriptorToSecurityDescriptorW(
       QV_WIDE("D:(A;OICI;GA;;;S-1-1-0)"), &descriptor);
   platform::security.SetSecurityDescriptorDacl(descriptor);
-  m_hFile = platform::files.CreateFileW(MakeFileName(m_nIndex).c_str(), platform::kGenericReadWrite,
-                                        platform::kShareReadWrite, descriptor,
-                                        platform::kOpenAlways, platform::kFileAttributeNormal);
+  m_hFile = platform::ScopedHandle(platform::files.CreateFileW(
+      MakeFileName(m_nIndex).c_str(), platform::kGenericReadWrite, platform::kShareReadWrite,
+      descriptor, platform::kOpenAlways, platform::kFileAttributeNormal));
   platform::security.LocalFree(descriptor);
 }
 
-void CFileStream::Close() {
-  if (m_hFile == platform::kInvalidHandle) return;
-  platform::handles.CloseHandle(m_hFile);
-  m_hFile = platform::kInvalidHandle;
-}
-
 void CFileStream::Rotate() {
-  Close();
+  m_hFile.Close();
   // Not a remainder: the scan may have begun at m_nMaxFiles itself, from where 0 comes next too.
   ++m_nIndex;
   if (m_nIndex >= m_nMaxFiles) m_nIndex = 0;

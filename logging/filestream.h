@@ -5,7 +5,7 @@
 #include <mutex>
 
 #include "logging/basestream.h"
-#include "platform/handles.h"
+#include "platform/scopedhandle.h"
 #include "platform/widetext.h"
 
 // Appends each line to the file in use; a file that has passed 100 MiB gives way to the next:
@@ -23,7 +23,6 @@ class CFileStream : public CBaseStream {
   // `baseName` is the path and name up to the index. Chooses the index to begin with (see
   // FindStartIndex) unless the name is empty; opens nothing.
   explicit CFileStream(platform::WideString baseName);
-  ~CFileStream() override;
 
   // A line that can't be written is lost; a file that can't be opened is tried again by the next
   // line. The line that passes the cap is still written whole. May be called from any thread;
@@ -40,7 +39,7 @@ class CFileStream : public CBaseStream {
 
  protected:
   platform::WideString m_strBaseName;
-  platform::Handle m_hFile = platform::kInvalidHandle;
+  platform::ScopedHandle m_hFile;
   std::int32_t m_nIndex = 0;
   const std::int32_t m_nMaxFiles = 5;
   const std::uint32_t m_uMaxSize = 104857600;  // bytes
@@ -49,6 +48,5 @@ class CFileStream : public CBaseStream {
 
  private:
   void Open();
-  void Close();
   void Rotate();
 };

@@ -29,16 +29,6 @@ const char* FindLineFeed(const char* bytes, std::size_t size) {
 
 TextLines::TextLines(const char* path) : m_file(Open(path)) {}
 
-TextLines::~TextLines() {
-  if (IsOpen()) {
-    handles.CloseHandle(m_file);
-  }
-}
-
-bool TextLines::IsOpen() const {
-  return m_file != kInvalidHandle && m_file != nullptr;
-}
-
 bool TextLines::Fill() {
   if (m_ended || !IsOpen()) {
     return false;
@@ -54,7 +44,8 @@ bool TextLines::Fill() {
   }
   const std::size_t room = std::min(m_buffer.size() - m_end, kLargestRead);
   std::uint32_t read = 0;
-  if (!files.ReadFile(m_file, m_buffer.data() + m_end, static_cast<std::uint32_t>(room), &read) ||
+  if (!files.ReadFile(m_file.Get(), m_buffer.data() + m_end, static_cast<std::uint32_t>(room),
+                      &read) ||
       read == 0) {
     // For good: a file that grows behind its end, or recovers, isn't taken up again.
     m_ended = true;

@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/handles.h"
+#include "platform/scopedhandle.h"
 
 namespace platform {
 
@@ -16,12 +16,8 @@ class TextLines {
   // Opens for reading, shared with readers and writers. See IsOpen: no line ever comes from a file
   // that could not be opened, or from a null path.
   explicit TextLines(const char* path);
-  ~TextLines();
 
-  TextLines(const TextLines&) = delete;
-  TextLines& operator=(const TextLines&) = delete;
-
-  bool IsOpen() const;
+  bool IsOpen() const { return m_file.IsOpen(); }
 
   // Gives the next line without its LF, valid until the next call. The last line counts also
   // without a line end. False at the end of the file, and when a read fails: what was read of an
@@ -38,7 +34,7 @@ class TextLines {
   // Reads more behind what is there. False when nothing came: the end, a failure, or not open.
   bool Fill();
 
-  Handle m_file;
+  ScopedHandle m_file;
   bool m_ended = false;
   std::vector<char> m_buffer;
   std::size_t m_begin = 0;  // what was read and not yet given: [m_begin, m_end)

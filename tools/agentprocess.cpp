@@ -3,8 +3,8 @@
 #include <vector>
 
 #include "channel/protocol.h"
-#include "platform/handles.h"
 #include "platform/mappings.h"
+#include "platform/scopedhandle.h"
 #include "tools/system/commandline.h"
 
 namespace tools {
@@ -17,11 +17,9 @@ constexpr std::uint32_t kEndMilliseconds = 5000;
 }  // namespace
 
 bool IsAgentThere() {
-  const platform::Handle ring =
-      platform::mappings.OpenFileMappingA(platform::kMapRead, false, channel::kRingName);
-  if (ring == nullptr) return false;
-  platform::handles.CloseHandle(ring);
-  return true;
+  const platform::ScopedHandle ring(
+      platform::mappings.OpenFileMappingA(platform::kMapRead, false, channel::kRingName));
+  return ring.IsOpen();
 }
 
 bool AgentProcess::Start(const std::string& rulesFile, std::string* error) {

@@ -10,7 +10,7 @@
 
 #include "logging/vrklogger.h"
 #include "platform/files.h"
-#include "platform/handles.h"
+#include "platform/scopedhandle.h"
 #include "tests/support/temporaryfolder.h"
 
 namespace {
@@ -70,19 +70,19 @@ BENCHMARK(LineNobodyTakes);
 
 void LineBareSeekAndWrite(benchmark::State& state) {
   const tests::TemporaryFolder folder;
-  const platform::Handle file = platform::files.CreateFileA(
+  const platform::ScopedHandle file(platform::files.CreateFileA(
       folder.Entry("bare.log").c_str(), platform::kGenericReadWrite, platform::kShareReadWrite,
-      nullptr, platform::kCreateAlways, platform::kFileAttributeNormal);
-  if (file == platform::kInvalidHandle) std::abort();
+      nullptr, platform::kCreateAlways, platform::kFileAttributeNormal));
+  if (!file.IsOpen()) std::abort();
   const std::string line = BareLine();
   for (auto _ : state) {
     std::int32_t high = 0;
-    platform::files.SetFilePointer(file, 0, &high, platform::kFileEnd);
+    platform::files.SetFilePointer(file.Get(), 0, &high, platform::kFileEnd);
     std::uint32_t written = 0;
-    platform::files.WriteFile(file, line.data(), static_cast<std::uint32_t>(line.size()), &written);
+    platform::files.WriteFile(file.Get(), line.data(), static_cast<std::uint32_t>(line.size()),
+                              &written);
     if (written != line.size()) std::abort();
   }
-  platform::handles.CloseHandle(file);
 }
 BENCHMARK(LineBareSeekAndWrite);
 

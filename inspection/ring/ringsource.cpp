@@ -5,7 +5,8 @@
 #include <fstream>
 
 #include "inspection/ring/ringview.h"
-#include "platform/mappings.h"
+#include "platform/mappedview.h"
+#include "platform/scopedhandle.h"
 
 namespace inspection::ring {
 namespace {
@@ -20,23 +21,15 @@ class View {
  public:
   View(const std::string& name, std::uint32_t size)
       : m_mapping(platform::mappings.OpenFileMappingA(platform::kMapRead, false, name.c_str())) {
-    if (m_mapping != nullptr) {
-      m_view = platform::mappings.MapViewOfFile(m_mapping, platform::kMapRead, 0, 0, size);
-    }
+    if (IsThere()) m_view = platform::MappedView(m_mapping.Get(), platform::kMapRead, size);
   }
-  ~View() {
-    if (m_view != nullptr) platform::mappings.UnmapViewOfFile(m_view);
-    if (m_mapping != nullptr) platform::handles.CloseHandle(m_mapping);
-  }
-  View(const View&) = delete;
-  View& operator=(const View&) = delete;
 
-  bool IsThere() const { return m_mapping != nullptr; }
-  const unsigned char* Data() const { return static_cast<const unsigned char*>(m_view); }
+  bool IsThere() const { return m_mapping.IsOpen(); }
+  const unsigned char* Data() const { return static_cast<const unsigned char*>(m_view.Data()); }
 
  private:
-  platform::Handle m_mapping;
-  void* m_view = nullptr;
+  platform::ScopedHandle m_mapping;
+  platform::MappedView m_view;  // declared last, so released first
 };
 
 // Loads of 32-bit words don't write, even where atomic_ref wants an address that could be written.

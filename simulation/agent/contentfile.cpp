@@ -6,6 +6,7 @@
 
 #include "platform/codepages.h"
 #include "platform/files.h"
+#include "platform/scopedhandle.h"
 #include "simulation/agent/sha256.h"
 
 namespace simulation::agent {
@@ -47,16 +48,16 @@ platform::Handle OpenForReading(const std::string& path) {
 }  // namespace
 
 std::optional<ContentFile> ReadContentFile(const std::string& path, std::uint64_t headLimit) {
-  const platform::Handle file = OpenForReading(path);
-  if (file == platform::kInvalidHandle) return std::nullopt;
+  const platform::ScopedHandle file(OpenForReading(path));
+  if (!file.IsOpen()) return std::nullopt;
   ContentFile content;
   Sha256 hash;
   std::vector<char> buffer(std::size_t{1} << 16);
   bool whole = false;
   for (;;) {
     std::uint32_t read = 0;
-    if (!platform::files.ReadFile(file, buffer.data(), static_cast<std::uint32_t>(buffer.size()),
-                                  &read)) {
+    if (!platform::files.ReadFile(file.Get(), buffer.data(),
+                                  static_cast<std::uint32_t>(buffer.size()), &read)) {
       break;
     }
     if (read == 0) {
@@ -69,7 +70,6 @@ std::optional<ContentFile> ReadContentFile(const std::string& path, std::uint64_
     content.head.append(buffer.data(), static_cast<std::size_t>(kept));
     content.bytes += read;
   }
-  platform::handles.CloseHandle(file);
   if (!whole) return std::nullopt;
   content.sha256 = hash.Finish();
   return content;

@@ -63,25 +63,25 @@ JournalRequest RequestOf(const Json& line) {
   return request;
 }
 
-platform::Handle Open(const std::string& path, std::uint32_t access, std::uint32_t disposition) {
-  return platform::files.CreateFileA(path.c_str(), access, platform::kShareReadWrite, nullptr,
-                                     disposition, platform::kFileAttributeNormal);
+platform::ScopedHandle Open(const std::string& path, std::uint32_t access,
+                            std::uint32_t disposition) {
+  return platform::ScopedHandle(
+      platform::files.CreateFileA(path.c_str(), access, platform::kShareReadWrite, nullptr,
+                                  disposition, platform::kFileAttributeNormal));
 }
 
 // Positions as the platform takes them: a low and a high half.
-std::uint64_t Seek(platform::Handle file, std::uint64_t position, std::uint32_t method) {
+std::uint64_t Seek(const platform::ScopedHandle& file, std::uint64_t position,
+                   std::uint32_t method) {
   auto high = static_cast<std::int32_t>(position >> 32);
   const std::uint32_t low = platform::files.SetFilePointer(
-      file, static_cast<std::int32_t>(static_cast<std::uint32_t>(position)), &high, method);
+      file.Get(), static_cast<std::int32_t>(static_cast<std::uint32_t>(position)), &high, method);
   return static_cast<std::uint64_t>(static_cast<std::uint32_t>(high)) << 32 | low;
 }
 
 std::uint64_t SizeOf(const std::string& path) {
-  const platform::Handle file = Open(path, platform::kGenericRead, platform::kOpenExisting);
-  if (file == platform::kInvalidHandle) return 0;
-  const std::uint64_t size = Seek(file, 0, platform::kFileEnd);
-  platform::handles.CloseHandle(file);
-  return size;
+  const platform::ScopedHandle file = Open(path, platform::kGenericRead, platform::kOpenExisting);
+  return file.IsOpen() ? Seek(file, 0, platform::kFileEnd) : 0;
 }
 
 }  // namespace
@@ -134,7 +134,7 @@ JournalWriter::JournalWriter(std::string path)
 
 JournalWriter::~JournalWriter() {
   if (!IsOpen()) return;
-  platform::handles.CloseHandle(m_file);
+  m_file.Close();
   // A reader that is just looking keeps the file from being deleted on some systems.
   for (int tries = 0; tries < 20 && !platform::files.DeleteFileA(m_path.c_str()); ++tries) {
     platform::clock.Sleep(5);
@@ -142,7 +142,7 @@ JournalWriter::~JournalWriter() {
 }
 
 bool JournalWriter::IsOpen() const {
-  return m_file != platform::kInvalidHandle;
+  return m_file.IsOpen();
 }
 
 void JournalWriter::WriteRequest(const JournalRequest& request) {
@@ -158,7 +158,7 @@ void JournalWriter::Append(const std::string& line) {
   if (!IsOpen()) return;
   const std::string whole = line + "\n";
   std::uint32_t written = 0;
-  platform::files.WriteFile(m_file, whole.data(), static_cast<std::uint32_t>(whole.size()),
+  platform::files.WriteFile(m_file.Get(), whole.data(), static_cast<std::uint32_t>(whole.size()),
                             &written);
 }
 
@@ -194,8 +194,8 @@ std::vector<JournalRequest> JournalReader::TakeMail(std::uint32_t processId, std
 }
 
 void JournalReader::ReadNewLines() {
-  const platform::Handle file = Open(m_path, platform::kGenericRead, platform::kOpenExisting);
-  if (file == platform::kInvalidHandle) return;
+  platform::ScopedHandle file = Open(m_path, platform::kGenericRead, platform::kOpenExisting);
+  if (!file.IsOpen()) return;
   if (Seek(file, 0, platform::kFileEnd) < m_offset) {
     // Another agent has begun the journal anew.
     m_offset = 0;
@@ -204,13 +204,13 @@ void JournalReader::ReadNewLines() {
   Seek(file, m_offset, kFileBegin);
   std::vector<char> buffer(std::size_t{1} << 16);
   std::uint32_t read = 0;
-  while (platform::files.ReadFile(file, buffer.data(), static_cast<std::uint32_t>(buffer.size()),
-                                  &read) &&
+  while (platform::files.ReadFile(file.Get(), buffer.data(),
+                                  static_cast<std::uint32_t>(buffer.size()), &read) &&
          read != 0) {
     m_offset += read;
     m_unfinished.append(buffer.data(), read);
   }
-  platform::handles.CloseHandle(file);
+  file.Close();
 
   std::size_t begin = 0;
   for (std::size_t end; (end = m_unfinished.find('\n', begin)) != std::string::npos;

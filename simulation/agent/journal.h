@@ -20,7 +20,7 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/handles.h"
+#include "platform/scopedhandle.h"
 
 namespace simulation::agent {
 
@@ -83,7 +83,7 @@ class JournalWriter {
   void Append(const std::string& line);
 
   std::string m_path;
-  platform::Handle m_file;
+  platform::ScopedHandle m_file;
 };
 
 // Reads a journal while it is written. For one thread.

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "platform/files.h"
+#include "platform/scopedhandle.h"
 #include "simulation/host/hosttext.h"
 
 namespace simulation::host {
@@ -48,13 +49,11 @@ HRESULT HostAttachment::get_Type(LONG* type) {
 HRESULT HostAttachment::SaveAsFile(BSTR path) {
   return Answer("Attachment::SaveAsFile", [&]() -> HRESULT {
     if (path == nullptr) return E_POINTER;
-    const platform::Handle file = platform::files.CreateFileW(
+    const platform::ScopedHandle file(platform::files.CreateFileW(
         path, platform::kGenericReadWrite, platform::kShareReadWrite, nullptr,
-        platform::kCreateAlways, platform::kFileAttributeNormal);
-    if (file == platform::kInvalidHandle) return E_ACCESSDENIED;
-    const bool whole = WriteWhole(file, m_attachment->content);
-    platform::handles.CloseHandle(file);
-    return whole ? S_OK : E_FAIL;
+        platform::kCreateAlways, platform::kFileAttributeNormal));
+    if (!file.IsOpen()) return E_ACCESSDENIED;
+    return WriteWhole(file.Get(), m_attachment->content) ? S_OK : E_FAIL;
   });
 }
 

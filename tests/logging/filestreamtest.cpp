@@ -112,7 +112,7 @@ TEST_F(FileStream, IgnoresNullAndEmptyText) {
   OpenFileStream stream(Base());
   stream.Write(nullptr);
   stream.Write("");
-  EXPECT_EQ(stream.m_hFile, platform::kInvalidHandle);
+  EXPECT_FALSE(stream.m_hFile.IsOpen());
   EXPECT_EQ(Present(), "");
 }
 
@@ -201,7 +201,7 @@ TEST_F(FileStream, ClosesItsFileAtTheEnd) {
   {
     OpenFileStream stream(Base());
     stream.Write("one\r\n");
-    used = stream.m_hFile;
+    used = stream.m_hFile.Get();
   }
   EXPECT_THAT(closed, ElementsAre(used));
   closed.clear();
@@ -231,7 +231,7 @@ TEST_F(FileStream, LosesALineWhenTheEndCannotBeFound) {
   MakeFileOfSize(0, kCap - 1);
   OpenFileStream stream(Base());
   stream.Write("a");
-  const platform::Handle used = stream.m_hFile;
+  const platform::Handle used = stream.m_hFile.Get();
   ASSERT_NE(used, platform::kInvalidHandle);
   {
     int written = 0;
@@ -246,7 +246,7 @@ TEST_F(FileStream, LosesALineWhenTheEndCannotBeFound) {
     stream.Write("lost\r\n");
     EXPECT_EQ(written, 0);
   }
-  EXPECT_EQ(stream.m_hFile, used);
+  EXPECT_EQ(stream.m_hFile.Get(), used);
   EXPECT_EQ(stream.m_nIndex, 0);
   EXPECT_EQ(std::filesystem::file_size(File(0)), kCap);
 }
@@ -396,7 +396,7 @@ TEST_F(FileStream, StaysWhenALineBringsItExactlyToTheCap) {
   stream.Write("12345");
   EXPECT_EQ(std::filesystem::file_size(File(0)), 104857600U);
   EXPECT_EQ(stream.m_nIndex, 0);
-  EXPECT_NE(stream.m_hFile, platform::kInvalidHandle);
+  EXPECT_TRUE(stream.m_hFile.IsOpen());
 }
 
 TEST_F(FileStream, RotatesWhenALineGoesOneBytePastTheCap) {
@@ -406,7 +406,7 @@ TEST_F(FileStream, RotatesWhenALineGoesOneBytePastTheCap) {
   EXPECT_EQ(std::filesystem::file_size(File(0)), 104857601U);
   EXPECT_EQ(LastBytes(0, 6), "123456");
   EXPECT_EQ(stream.m_nIndex, 1);
-  EXPECT_EQ(stream.m_hFile, platform::kInvalidHandle);
+  EXPECT_FALSE(stream.m_hFile.IsOpen());
   EXPECT_EQ(Present(), "0");
   stream.Write("next");
   EXPECT_EQ(FileBytes(File(1)), "next");

@@ -8,8 +8,8 @@
 #include "channel/protocol.h"
 #include "platform/files.h"
 #include "platform/folders.h"
-#include "platform/handles.h"
-#include "platform/mappings.h"
+#include "platform/mappedview.h"
+#include "platform/scopedhandle.h"
 #include "text/textconversion.h"
 
 namespace bench {
@@ -24,16 +24,8 @@ class BareMail {
     char folder[platform::kMaxPath] = {};
     platform::folders.GetTempPathA(sizeof folder, folder);
     m_folder = folder;
-    m_ring = platform::mappings.CreateFileMappingA(kRingView, "Global\\bench-ring");
-    m_block = platform::mappings.CreateFileMappingA(kBlockView, "Global\\bench-block");
-    if (m_ring == nullptr || m_block == nullptr) std::abort();
+    if (!m_ring.IsOpen() || !m_block.IsOpen()) std::abort();
   }
-  ~BareMail() {
-    platform::handles.CloseHandle(m_ring);
-    platform::handles.CloseHandle(m_block);
-  }
-  BareMail(const BareMail&) = delete;
-  BareMail& operator=(const BareMail&) = delete;
 
   void Send() const {
     for (int envelope = 0; envelope < 3; ++envelope) Ask();
@@ -61,32 +53,30 @@ class BareMail {
   }
 
   static void Ask() {
-    platform::Handle handles[2];
-    void* views[2];
-    Open("Global\\bench-ring", kRingView, &handles[0], &views[0]);
-    Open("Global\\bench-block", kBlockView, &handles[1], &views[1]);
-    for (const int closed : {1, 0}) {
-      platform::mappings.UnmapViewOfFile(views[closed]);
-      platform::handles.CloseHandle(handles[closed]);
-    }
+    const Opened ring("Global\\bench-ring", kRingView);
+    const Opened block("Global\\bench-block", kBlockView);
   }
 
-  static void Open(const char* name, std::uint32_t size, platform::Handle* handle, void** view) {
-    *handle = platform::mappings.OpenFileMappingA(platform::kMapReadWrite, false, name);
-    *view = platform::mappings.MapViewOfFile(*handle, platform::kMapReadWrite, 0, 0, size);
-    if (*view == nullptr) std::abort();
-    // Each page that the add-in touches costs a fault.
-    *static_cast<volatile char*>(*view) = 1;
-  }
+  struct Opened {
+    Opened(const char* name, std::uint32_t size)
+        : mapping(platform::mappings.OpenFileMappingA(platform::kMapReadWrite, false, name)),
+          view(mapping.Get(), platform::kMapReadWrite, size) {
+      if (view.Data() == nullptr) std::abort();
+      // Each page that the add-in touches costs a fault.
+      *static_cast<volatile char*>(view.Data()) = 1;
+    }
+    platform::ScopedHandle mapping;
+    platform::MappedView view;
+  };
 
   void Write(const std::string& name, std::uint32_t size) const {
-    const platform::Handle file = platform::files.CreateFileA(
+    platform::ScopedHandle file(platform::files.CreateFileA(
         (m_folder + name).c_str(), platform::kGenericReadWrite, platform::kShareReadWrite, nullptr,
-        platform::kCreateAlways, platform::kFileAttributeNormal);
+        platform::kCreateAlways, platform::kFileAttributeNormal));
     const std::string content(size, 'a');
     std::uint32_t written = 0;
-    platform::files.WriteFile(file, content.data(), size, &written);
-    platform::handles.CloseHandle(file);
+    platform::files.WriteFile(file.Get(), content.data(), size, &written);
+    file.Close();
     if (written != size) std::abort();
   }
 
@@ -94,19 +84,20 @@ class BareMail {
     platform::files.DeleteFileA((m_folder + "bench-body").c_str());
     platform::files.DeleteFileA((m_folder + "bench-subject").c_str());
     platform::FindData found = {};
-    const platform::Handle listing =
-        platform::files.FindFirstFileA((m_folder + "bench-attachment*").c_str(), &found);
-    if (listing == platform::kInvalidHandle) return;
+    const platform::ScopedListing listing(
+        platform::files.FindFirstFileA((m_folder + "bench-attachment*").c_str(), &found));
+    if (!listing.IsOpen()) return;
     do {
       platform::files.DeleteFileA((m_folder + found.cFileName).c_str());
-    } while (platform::files.FindNextFileA(listing, &found));
-    platform::files.FindClose(listing);
+    } while (platform::files.FindNextFileA(listing.Get(), &found));
   }
 
   const int m_attachments;
   std::string m_folder;
-  platform::Handle m_ring;
-  platform::Handle m_block;
+  platform::ScopedHandle m_ring{
+      platform::mappings.CreateFileMappingA(kRingView, "Global\\bench-ring")};
+  platform::ScopedHandle m_block{
+      platform::mappings.CreateFileMappingA(kBlockView, "Global\\bench-block")};
 };
 
 }  // namespace bench

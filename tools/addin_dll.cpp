@@ -1,8 +1,8 @@
-// The real DLL, from the folder that this program lies in.
+// The add-in as DlpAddIn.dll, in the folder of this program.
 #include <filesystem>
 #include <stdexcept>
 
-#include "tools/addinside.h"
+#include "tools/addin.h"
 #include "tools/system/commandline.h"
 #include "tools/system/dynamiclibrary.h"
 
@@ -14,7 +14,7 @@ constexpr const char* kLibraryName = "DlpAddIn.dll";
 
 }  // namespace
 
-GetClassObjectFunction LoadAddInLibrary() {
+AddIn::GetClassObjectFunction AddIn::Load() {
   const std::u8string program(
       reinterpret_cast<const char8_t*>(tools::system::OwnProgramPath().c_str()));
   const std::u8string path =
@@ -26,11 +26,11 @@ GetClassObjectFunction LoadAddInLibrary() {
   return reinterpret_cast<GetClassObjectFunction>(entry);
 }
 
-// The DLL's log and its memory of verdicts are its own.
-std::optional<std::string> StartLinkedLog(const std::string&) {
+std::optional<std::string> AddIn::StartLog(const std::string&) {
   return std::nullopt;
 }
-std::optional<ActionCode> LinkedVerdictOf(const _MailItem*) {
+
+std::optional<ActionCode> AddIn::VerdictOf(const _MailItem*) const {
   return std::nullopt;
 }
 

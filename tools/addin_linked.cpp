@@ -5,7 +5,7 @@
 #include "logging/vrklogger.h"
 #include "platform/process.h"
 #include "text/textconversion.h"
-#include "tools/addinside.h"
+#include "tools/addin.h"
 
 namespace tools {
 
@@ -15,13 +15,13 @@ constexpr int kAllLevels = kLogInfo | kLogWarn | kLogErr | kLogCrit;
 
 }  // namespace
 
-GetClassObjectFunction LoadAddInLibrary() {
+AddIn::GetClassObjectFunction AddIn::Load() {
   return &DllGetClassObject;
 }
 
-std::optional<std::string> StartLinkedLog(const std::string& base) {
+std::optional<std::string> AddIn::StartLog(const std::string& base) {
   if (g_logger.AddStream(kLogModule, kAllLevels, "File", base.c_str()) == 0) return std::nullopt;
-  // The stream's own way of naming its files, from the same base and this computer's name.
+  // The stream builds its file names from the base and the computer's name, so ask one.
   platform::WideChar computer[16] = QV_WIDE("Unknown");
   std::uint32_t size = 16;
   platform::process.GetComputerNameW(computer, &size);
@@ -29,7 +29,7 @@ std::optional<std::string> StartLinkedLog(const std::string& base) {
   return WideToUtf8(namer.MakeFileName(0));
 }
 
-std::optional<ActionCode> LinkedVerdictOf(const _MailItem* mailItem) {
+std::optional<ActionCode> AddIn::VerdictOf(const _MailItem* mailItem) const {
   const VerdictCacheEntry* const entry = g_verdictCache.Find(mailItem);
   if (entry == nullptr) return std::nullopt;
   return entry->lResult;

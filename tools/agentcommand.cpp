@@ -1,22 +1,20 @@
 // `quorvex agent`: the simulated agent in a process of its own.
+#include <algorithm>
 #include <cstdio>
 #include <memory>
-#include <nlohmann/json.hpp>
 
 #include "channel/protocol.h"
 #include "platform/process.h"
 #include "simulation/agent/simulatedagent.h"
-#include "simulation/agent/utf8.h"
 #include "tools/command.h"
+#include "tools/json.h"
 #include "tools/system/childprocess.h"
 #include "tools/system/stopsignal.h"
 #include "tools/system/terminal.h"
+#include "tools/text.h"
 
 namespace tools {
 namespace {
-
-// Keeps its fields in the order in which they are put in.
-using Line = nlohmann::ordered_json;
 
 struct AgentOptions {
   std::string rules;
@@ -31,21 +29,17 @@ struct AgentOptions {
 
 constexpr const char* kHelp =
     "Examples:\n"
-    "  quorvex agent                              say \"go on\" to everything\n"
+    "  quorvex agent                              answer \"go on\" to everything\n"
     "  quorvex agent --rules samples/rules.toml   answer by the rules of a file\n"
     "  quorvex agent --json | jq .payload         what the add-in asks, as JSON lines\n"
     "\n"
-    "Ends on Ctrl-C and on a polite kill, and leaves nothing behind.\n"
-    "Exit status: 0 ended by a signal, 3 usage, a mistake in the rules, or no ring to\n"
-    "be had (another agent has it).";
+    "Ends on Ctrl-C and on SIGTERM, and removes what it created.\n"
+    "Exit status: 0 ended by a signal, 3 wrong usage, a mistake in the rules, or the\n"
+    "ring can't be created (another agent has it).";
 
 void Say(const std::string& line) {
   std::fputs((line + "\n").c_str(), stdout);
   std::fflush(stdout);
-}
-
-std::string Dump(const Line& line) {
-  return line.dump(-1, ' ', false, Line::error_handler_t::replace);
 }
 
 std::string AnswerWords(const std::optional<std::int32_t>& answer) {
@@ -54,20 +48,11 @@ std::string AnswerWords(const std::optional<std::int32_t>& answer) {
   return word.empty() ? "answer " + std::to_string(*answer) : std::string(word);
 }
 
-// One line of text for a person: no control characters, not too long, cut between characters.
-std::string OneLine(const std::string& bytes, std::size_t most) {
-  std::string text = simulation::agent::ReplaceInvalidUtf8(bytes);
-  while (!text.empty() && text.back() == '\0') text.pop_back();
-  for (char& c : text) {
-    if (c == '\0') c = ',';
-    if (static_cast<unsigned char>(c) < 0x20 || c == 0x7F) c = ' ';
-  }
-  std::size_t characters = 0;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    const bool begins = (static_cast<unsigned char>(text[i]) & 0xC0) != 0x80;
-    if (begins && ++characters > most) return text.substr(0, i) + "...";
-  }
-  return text;
+// A payload on one line: its NULs separate the parts of a list.
+std::string OneLine(std::string text, std::size_t columns) {
+  while (text.ends_with('\0')) text.pop_back();
+  std::replace(text.begin(), text.end(), '\0', ',');
+  return Shortened(text, columns);
 }
 
 std::string What(const simulation::agent::JournalRequest& request) {
@@ -107,7 +92,7 @@ class AgentRun {
       Complain("the journal " + options.journalPath + " can't be written; going on without it");
     }
     SayReady(ruleCount, faultCount, agent.HasJournal() ? options.journalPath : std::string());
-    // Looking at the input is a call of the system, so not each time.
+    // Looking at the input is a system call, so do it only now and then.
     unsigned turns = 0;
     agent.Run([&] {
       constexpr unsigned kTurnsPerLook = 16;
@@ -119,7 +104,7 @@ class AgentRun {
 
  private:
   static void Complain(const std::string& message) {
-    std::fprintf(stderr, "quorvex: %s\n", message.c_str());
+    std::fprintf(stderr, "quorvex agent: %s\n", message.c_str());
   }
 
   simulation::agent::RuleSet LoadRules() const {
@@ -129,7 +114,7 @@ class AgentRun {
       std::fprintf(stderr, "%s\n", simulation::agent::RemarkText(m_options.rules, mistake).c_str());
     }
     if (!file.mistakes.empty()) {
-      throw CommandError("the rules can't be used; nothing was started", kStatusUsage);
+      throw CommandError("the rules can't be used; the agent wasn't started");
     }
     if (!m_options.quiet) {
       for (simulation::agent::RulesRemark& note : file.notes) {
@@ -147,31 +132,29 @@ class AgentRun {
         return;
       case agentkit::OpenResult::kOtherOwner:
         throw CommandError("another agent has the ring " + ring +
-                               ". End it first; if it died, the add-in still holds its ring for "
-                               "some seconds, or say --take-over",
-                           kStatusUsage);
+                           ". End it first. If it died, wait until the add-in has closed its "
+                           "ring, or use --take-over");
       case agentkit::OpenResult::kUnusable:
-        throw CommandError("the ring " + ring + " that stands there can't be taken over",
-                           kStatusUsage);
+        throw CommandError("the existing ring " + ring + " can't be taken over");
       case agentkit::OpenResult::kFailed:
-        throw CommandError("the system refuses the ring " + ring +
-                               ". On Windows its maker needs the right to create global objects: "
-                               "run this as an administrator",
-                           kStatusUsage);
+        throw CommandError("the system refuses to create the ring " + ring +
+                           ". On Windows this takes the right to create global objects: run the "
+                           "agent as an administrator");
     }
   }
 
   void SayReady(std::size_t rules, std::size_t faults, const std::string& journal) const {
     if (m_options.json) {
-      Say(Dump({{"event", "ready"},
-                {"ring", m_options.ring},
-                {"pid", platform::process.GetCurrentProcessId()},
-                {"rules", rules},
-                {"faults", faults},
-                {"journal", journal.empty() ? Line(nullptr) : Line(journal)}}));
+      Say(Json::Object()
+              .Add("event", "ready")
+              .Add("ring", m_options.ring)
+              .Add("pid", platform::process.GetCurrentProcessId())
+              .Add("rules", rules)
+              .Add("faults", faults)
+              .Add("journal", journal.empty() ? Json() : Json(journal))
+              .Text());
     } else {
-      Say("ready: " + std::to_string(rules) + (rules == 1 ? " rule, " : " rules, ") +
-          std::to_string(faults) + (faults == 1 ? " fault, " : " faults, ") + "waiting at " +
+      Say("ready: " + Counted(rules, "rule") + ", " + Counted(faults, "fault") + ", waiting at " +
           m_options.ring);
     }
   }
@@ -224,36 +207,48 @@ class AgentRun {
 
 }  // namespace
 
-void AddAgentCommand(CLI::App& app, int* status) {
+Command AgentCommand() {
   auto options = std::make_shared<AgentOptions>();
-  CLI::App* const command = app.add_subcommand(
-      "agent", "Simulate the local agent: own the ring, answer the add-in by rules");
-  command->footer(kHelp);
-  command->add_option("--rules", options->rules, "The rules, a TOML file; without it all mail goes")
-      ->type_name("FILE");
-  command->add_flag("--json", options->json, "One JSON object a line instead of text");
-  command->add_flag("--quiet", options->quiet,
-                    "Say only when the ring stands, and what goes wrong");
-  command->add_flag("--no-journal", options->noJournal,
-                    "Don't keep the journal that `quorvex send` reads");
-  command->add_flag("--take-over", options->takeOver,
-                    "Go on with the ring of an agent that has died. Never while it lives");
-  command->add_flag("--until-input-ends", options->untilInputEnds,
-                    "End also when standard input ends: for a program that starts the agent");
-  command
-      ->add_option("--poll", options->poll,
-                   "Look at the ring every so many milliseconds when there is nothing to do, 0 "
-                   "for always; without it 1 in traffic and 5 at rest")
-      ->type_name("MS");
-  command
-      ->add_option("--ring", options->ring,
-                   "Another name for the ring, to stay clear of a running agent. The add-in "
-                   "itself asks at Global\\VRKEXPIPE only")
-      ->type_name("NAME");
-  command->callback([options, status] {
-    AgentRun(*options).Run();
-    *status = kStatusDone;
-  });
+  return {
+      .name = "agent",
+      .summary = "Simulate the local agent: create the ring, answer the add-in by rules",
+      .footer = kHelp,
+      .options =
+          {{.name = "--rules",
+            .target = &options->rules,
+            .help = "The rules, a TOML file; without it every mail may go",
+            .valueName = "FILE"},
+           {.name = "--json",
+            .target = &options->json,
+            .help = "One JSON object a line instead of text"},
+           {.name = "--quiet",
+            .target = &options->quiet,
+            .help = "Print only that the ring is ready, and what goes wrong"},
+           {.name = "--no-journal",
+            .target = &options->noJournal,
+            .help = "Don't write the journal of requests and answers"},
+           {.name = "--take-over",
+            .target = &options->takeOver,
+            .help = "Continue the ring of an agent that has died. Never while it runs"},
+           {.name = "--until-input-ends",
+            .target = &options->untilInputEnds,
+            .help = "Also end when standard input ends: for a program that starts the agent"},
+           {.name = "--poll",
+            .target = &options->poll,
+            .help = "How often to look at an empty ring, in milliseconds; 0 never sleeps. Without "
+                    "it 1 in traffic and 5 at rest",
+            .valueName = "MS"},
+           {.name = "--ring",
+            .target = &options->ring,
+            .help = "Another name for the ring, to avoid a running agent. The add-in uses "
+                    "Global\\VRKEXPIPE only",
+            .valueName = "NAME"}},
+      .run =
+          [options] {
+            AgentRun(*options).Run();
+            return kStatusDone;
+          },
+  };
 }
 
 }  // namespace tools

@@ -5,6 +5,7 @@
 #include "channel/protocol.h"
 #include "platform/mappings.h"
 #include "platform/scopedhandle.h"
+#include "tools/command.h"
 #include "tools/system/commandline.h"
 
 namespace tools {
@@ -22,28 +23,23 @@ bool IsAgentThere() {
   return ring.IsOpen();
 }
 
-bool AgentProcess::Start(const std::string& rulesFile, std::string* error) {
+AgentProcess::~AgentProcess() {
+  m_child.End(kEndMilliseconds);
+}
+
+void AgentProcess::Start(const std::string& rulesFile) {
   std::vector<std::string> arguments = {"agent", "--quiet", "--until-input-ends"};
   if (!rulesFile.empty()) {
     arguments.emplace_back("--rules");
     arguments.push_back(rulesFile);
   }
-  if (!m_child.Start(tools::system::OwnProgramPath(), arguments, error)) return false;
+  std::string error;
+  if (!m_child.Start(tools::system::OwnProgramPath(), arguments, &error)) throw CommandError(error);
   std::string ready;
   if (m_child.ReadLine(&ready, kStartMilliseconds) !=
       tools::system::ChildProcess::ReadResult::kLine) {
-    m_child.End(kEndMilliseconds);
-    *error = "the simulated agent did not start";
-    return false;
+    throw CommandError("the simulated agent didn't start");
   }
-  m_running = true;
-  return true;
-}
-
-void AgentProcess::Stop() {
-  if (!m_running) return;
-  m_child.End(kEndMilliseconds);
-  m_running = false;
 }
 
 }  // namespace tools

@@ -7,22 +7,25 @@
 
 namespace tools {
 
-// True if some agent owns the ring at this moment.
+// True if an agent has created the ring.
 bool IsAgentThere();
 
 class AgentProcess {
  public:
-  // Starts `quorvex agent` with that rules file (none if empty) and waits until it is ready.
-  // False, with the reason in words in `*error`, if it can't start; what is wrong with a rules
-  // file the agent itself has then said on the standard error.
-  bool Start(const std::string& rulesFile, std::string* error);
+  AgentProcess() = default;
+  // Ends the agent and waits until its ring is gone.
+  ~AgentProcess();
 
-  // Ends it and waits until the ring is gone. Does nothing if none runs.
-  void Stop();
+  AgentProcess(const AgentProcess&) = delete;
+  AgentProcess& operator=(const AgentProcess&) = delete;
+
+  // Starts `quorvex agent` with that rules file (none if empty) and waits until it is ready. Raises
+  // CommandError if it can't be started; the agent itself then reports mistakes in the rules on
+  // standard error.
+  void Start(const std::string& rulesFile);
 
  private:
   tools::system::ChildProcess m_child;
-  bool m_running = false;
 };
 
 }  // namespace tools

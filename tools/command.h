@@ -1,25 +1,31 @@
-// What the subcommands of `quorvex` have in common.
+// The subcommands of `quorvex`: what each one accepts, and the function that runs it.
 //
-// Each subcommand stands in a file of its own and has one function that adds it to the application:
-// options, help and examples, and a callback that does the work. main.cpp calls these functions.
+// A subcommand describes itself as data. Only commandparser.cpp includes the library that parses
+// command lines, because that library takes the compiler 5 seconds in every file.
 #pragma once
 
-#include <CLI/CLI.hpp>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <stdexcept>
 #include <string>
+#include <variant>
+#include <vector>
 
 namespace tools {
 
-// Exit statuses. CLI11's own statuses never show: main turns them into these.
+// Exit statuses. A subcommand's help says which of them it uses.
 inline constexpr int kStatusDone = 0;
 inline constexpr int kStatusFindings = 1;    // a check found something
 inline constexpr int kStatusUnreadable = 2;  // some input can't be read; the rest was done
-inline constexpr int kStatusUsage = 3;       // usage, or something that has to be there isn't
+inline constexpr int kStatusUsage = 3;       // wrong usage, or something that it needs is missing
 
-// Ends the subcommand with a message on standard error, "quorvex: <message>", and a status. Raised
-// in a callback, caught by main.
+// Ends the subcommand: prints "quorvex SUBCOMMAND: <message>" on standard error and exits with the
+// status. Raised by Command::run.
 class CommandError : public std::runtime_error {
  public:
-  CommandError(const std::string& message, int status)
+  explicit CommandError(const std::string& message, int status = kStatusUsage)
       : std::runtime_error(message), m_status(status) {}
   int Status() const { return m_status; }
 
@@ -27,13 +33,41 @@ class CommandError : public std::runtime_error {
   int m_status;
 };
 
-// Each stores the process's exit status in `*status` when its subcommand has run.
-void AddAgentCommand(CLI::App& app, int* status);
-void AddConfigCommand(CLI::App& app, int* status);
-void AddConformCommand(CLI::App& app, int* status);
-void AddImportCommand(CLI::App& app, int* status);
-void AddLogCommand(CLI::App& app, int* status);
-void AddRingCommand(CLI::App& app, int* status);
-void AddSendCommand(CLI::App& app, int* status);
+// Where an option's value is stored. The variable must exist until the command has run; it keeps
+// its value if the option isn't used. A bool is a flag without a value, a vector takes several
+// values.
+using OptionTarget = std::variant<bool*, std::string*, std::vector<std::string>*, std::uint16_t*,
+                                  std::size_t*, std::optional<std::uint32_t>*>;
+
+struct Option {
+  std::string name;  // "--rules", "-o,--output", or a word in capitals for a positional argument
+  OptionTarget target;
+  std::string help;
+  std::string valueName = {};           // shown in the help instead of the type: "FILE"
+  bool required = false;                // for positional arguments
+  bool showsDefault = false;            // the help shows the value that the target has
+  std::string excludes = {};            // the name of an option that can't be used with this one
+  std::vector<std::string> oneOf = {};  // the accepted values, in any case
+  std::size_t least = 0;                // the smallest accepted number
+};
+
+struct Command {
+  std::string name;
+  std::string summary;  // one line, for the list of subcommands
+  std::string footer;   // examples and exit statuses, at most 80 columns
+  std::vector<Option> options = {};
+  std::function<int()> run = {};  // returns the exit status; empty if there are subcommands
+  std::vector<Command> subcommands = {};
+};
+
+Command AgentCommand();
+Command ConfigCommand();
+Command ConformCommand();
+Command ImportCommand();
+Command LogCommand();
+Command LogExplainCommand();  // part of LogCommand
+Command LogListenCommand();   // part of LogCommand
+Command RingCommand();
+Command SendCommand();
 
 }  // namespace tools

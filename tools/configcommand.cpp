@@ -1,10 +1,9 @@
-// `quorvex config`: the settings by name, and what is wrong with a file of them.
+// `quorvex config`: lists and explains the agent's settings, and checks a property file.
 
 #include <fmt/format.h>
 
 #include <cstdio>
 #include <memory>
-#include <nlohmann/json.hpp>
 #include <string>
 
 #include "config/configkeytable.h"
@@ -12,14 +11,13 @@
 #include "inspection/settings/settingscheck.h"
 #include "inspection/settings/valuejudge.h"
 #include "tools/command.h"
-#include "tools/displaywidth.h"
-#include "tools/textreport.h"
+#include "tools/inputfile.h"
+#include "tools/json.h"
+#include "tools/text.h"
 
 namespace tools {
 
 namespace {
-
-using Json = nlohmann::ordered_json;
 
 struct ConfigOptions {
   std::string key;
@@ -28,27 +26,22 @@ struct ConfigOptions {
 };
 
 int ListKeys(const ConfigOptions& options) {
-  Json all = Json::array();
+  Json all = Json::Array();
   for (const ConfigKey& setting : g_configKeyTable) {
     const inspection::settings::SettingHelp& help = inspection::settings::HelpOn(setting);
     if (options.json) {
-      all.push_back({{"internal", setting.internalKey},
-                     {"key", setting.publicKey},
-                     {"accepted", help.accepted},
-                     {"pattern", setting.pattern}});
+      all.Add(Json::Object()
+                  .Add("internal", setting.internalKey)
+                  .Add("key", setting.publicKey)
+                  .Add("accepted", help.accepted)
+                  .Add("pattern", setting.pattern));
     } else {
       const std::string line = fmt::format("{:<42} {}", setting.publicKey, help.accepted);
       fmt::print("{}\n", line.size() <= 80 ? line : Wrapped(line, 80, 43));
     }
   }
-  if (options.json) fmt::print("{}\n", all.dump(2));
+  if (options.json) fmt::print("{}\n", all.Text());
   return kStatusDone;
-}
-
-Json Examples(std::span<const std::string_view> examples) {
-  Json list = Json::array();
-  for (const std::string_view example : examples) list.push_back(example);
-  return list;
 }
 
 void PrintField(std::string_view name, std::string_view text) {
@@ -57,11 +50,12 @@ void PrintField(std::string_view name, std::string_view text) {
 
 int ShowChallengeKey(const ConfigOptions& options) {
   if (options.json) {
-    fmt::print("{}\n", Json({{"internal", nullptr},
-                             {"key", inspection::settings::kChallengeKey},
-                             {"accepted", inspection::settings::kChallengeAccepted},
-                             {"pattern", nullptr}})
-                           .dump(2));
+    fmt::print("{}\n", Json::Object()
+                           .Add("internal", Json())
+                           .Add("key", inspection::settings::kChallengeKey)
+                           .Add("accepted", inspection::settings::kChallengeAccepted)
+                           .Add("pattern", Json())
+                           .Text());
     return kStatusDone;
   }
   PrintField("Key", inspection::settings::kChallengeKey);
@@ -75,19 +69,19 @@ int ShowKey(const ConfigOptions& options) {
   const ConfigKey* setting = inspection::settings::FindByPublicKey(options.key);
   if (setting == nullptr) setting = g_configKeyTable.Find(options.key);
   if (setting == nullptr) {
-    throw CommandError(fmt::format("config show: unknown key \"{}\"{}", Printable(options.key),
-                                   inspection::settings::SuggestedKey(options.key)),
-                       kStatusUsage);
+    throw CommandError(fmt::format("unknown key \"{}\"{}", Printable(options.key),
+                                   inspection::settings::SuggestedKey(options.key)));
   }
   const inspection::settings::SettingHelp& help = inspection::settings::HelpOn(*setting);
   if (options.json) {
-    fmt::print("{}\n", Json({{"internal", setting->internalKey},
-                             {"key", setting->publicKey},
-                             {"accepted", help.accepted},
-                             {"pattern", setting->pattern},
-                             {"matches", Examples(help.matches)},
-                             {"refused", Examples(help.refused)}})
-                           .dump(2));
+    fmt::print("{}\n", Json::Object()
+                           .Add("internal", setting->internalKey)
+                           .Add("key", setting->publicKey)
+                           .Add("accepted", help.accepted)
+                           .Add("pattern", setting->pattern)
+                           .Add("matches", Json::ArrayOf(help.matches))
+                           .Add("refused", Json::ArrayOf(help.refused))
+                           .Text());
     return kStatusDone;
   }
   PrintField("Key", setting->publicKey);
@@ -100,11 +94,12 @@ int ShowKey(const ConfigOptions& options) {
 }
 
 Json FindingJson(const inspection::settings::Finding& finding) {
-  return {{"line", finding.line},
-          {"severity", inspection::settings::NameOf(finding.severity)},
-          {"key", ValidUtf8(finding.key)},
-          {"value", ValidUtf8(finding.value)},
-          {"message", ValidUtf8(finding.message)}};
+  return Json::Object()
+      .Add("line", finding.line)
+      .Add("severity", inspection::settings::NameOf(finding.severity))
+      .Add("key", finding.key)
+      .Add("value", finding.value)
+      .Add("message", finding.message);
 }
 
 void PrintFinding(const std::string& file, const inspection::settings::Finding& finding) {
@@ -121,81 +116,95 @@ void PrintFinding(const std::string& file, const inspection::settings::Finding& 
 int CheckFile(const ConfigOptions& options) {
   if (!inspection::settings::JudgesValues()) {
     throw CommandError(
-        "config check: this build has no engine for the settings' patterns (PCRE2); check the "
-        "file with quorvex on Linux",
-        kStatusUsage);
+        "this build has no engine for the settings' patterns (PCRE2); check the file with quorvex "
+        "on Linux");
   }
-  RequireFile("config check", options.file);
+  RequireFile(options.file, kStatusUsage);
   const inspection::settings::SettingsReport report =
       inspection::settings::CheckSettings(options.file);
-  if (!report.opened) {
-    throw CommandError(fmt::format("config check: {}: can't be opened", Printable(options.file)),
-                       kStatusUsage);
-  }
+  if (!report.opened) RefuseFile(options.file, kStatusUsage);
   const int status = report.IsClean() ? kStatusDone : kStatusFindings;
   if (options.json) {
-    Json findings = Json::array();
+    Json findings = Json::Array();
     for (const inspection::settings::Finding& finding : report.findings) {
-      findings.push_back(FindingJson(finding));
+      findings.Add(FindingJson(finding));
     }
-    fmt::print("{}\n", Json({{"file", ValidUtf8(options.file)},
-                             {"lines", report.lines},
-                             {"settings", report.settings},
-                             {"clean", report.IsClean()},
-                             {"findings", std::move(findings)},
-                             {"left_out", report.left}})
-                           .dump(2));
+    fmt::print("{}\n", Json::Object()
+                           .Add("file", options.file)
+                           .Add("lines", report.lines)
+                           .Add("settings", report.settings)
+                           .Add("clean", report.IsClean())
+                           .Add("findings", findings)
+                           .Add("left_out", report.left)
+                           .Text());
     return status;
   }
   for (const inspection::settings::Finding& finding : report.findings)
     PrintFinding(options.file, finding);
   if (report.left > 0) fmt::print("... and {} more\n", report.left);
-  const std::string sum = fmt::format(
+  const std::string total = fmt::format(
       "{}: {} in {}, {}", Printable(options.file), Counted(report.settings, "known setting"),
-      Counted(report.lines, "line"), report.IsClean() ? "nothing to mend" : "see above");
-  fmt::print("{}\n", Wrapped(sum, 80, 4));
+      Counted(report.lines, "line"), report.IsClean() ? "nothing to fix" : "see above");
+  fmt::print("{}\n", Wrapped(total, 80, 4));
   return status;
 }
 
 }  // namespace
 
-void AddConfigCommand(CLI::App& app, int* status) {
-  CLI::App* const command =
-      app.add_subcommand("config", "The agent's settings, and checks of a file");
-  command->require_subcommand(1);
+Command ConfigCommand() {
   auto options = std::make_shared<ConfigOptions>();
-  CLI::App* const keys = command->add_subcommand("keys", "List all settings");
-  keys->add_flag("--json", options->json, "For a program to read");
-  keys->callback([options, status] { *status = ListKeys(*options); });
-  CLI::App* const show = command->add_subcommand("show", "One setting, with examples");
-  show->add_option("KEY", options->key, "The setting's public or internal key")->required();
-  show->add_flag("--json", options->json, "For a program to read");
-  show->callback([options, status] { *status = ShowKey(*options); });
-  CLI::App* const check =
-      command->add_subcommand("check", "What is wrong with a property file (vrk.pro)");
-  check->add_option("FILE", options->file, "The property file")->required();
-  check->add_flag("--json", options->json, "For a program to read");
-  check->callback([options, status] { *status = CheckFile(*options); });
-
-  keys->footer(
-      "Examples:\n"
-      "  quorvex config keys\n"
-      "  quorvex config keys --json");
-  show->footer(
-      "Examples:\n"
-      "  quorvex config show dialogs_timeout\n"
-      "  quorvex config show X_NAME --json\n\n"
-      "Exit status: 0 shown, 3 no such key.");
-  check->footer(
-      "Examples:\n"
-      "  quorvex config check vrk.pro\n"
-      "  quorvex config check --json vrk.pro\n\n"
-      "Exit status: 0 clean (notes don't count), 1 findings, 3 usage or no such file.");
-  command->footer(
-      "Examples:\n"
-      "  quorvex config keys                  all settings\n"
-      "  quorvex config show hide_me          one of them, with examples\n"
-      "  quorvex config check vrk.pro         what is wrong with this file");
+  const Option json = {.name = "--json", .target = &options->json, .help = "For a program to read"};
+  Command keys = {
+      .name = "keys",
+      .summary = "List all settings",
+      .footer =
+          "Examples:\n"
+          "  quorvex config keys\n"
+          "  quorvex config keys --json",
+      .options = {json},
+      .run = [options] { return ListKeys(*options); },
+  };
+  Command show = {
+      .name = "show",
+      .summary = "Explain one setting, with examples",
+      .footer =
+          "Examples:\n"
+          "  quorvex config show dialogs_timeout\n"
+          "  quorvex config show X_NAME --json\n\n"
+          "Exit status: 0 shown, 3 no such key.",
+      .options = {{.name = "KEY",
+                   .target = &options->key,
+                   .help = "The setting's public or internal key",
+                   .required = true},
+                  json},
+      .run = [options] { return ShowKey(*options); },
+  };
+  Command check = {
+      .name = "check",
+      .summary = "Report what is wrong with a property file (vrk.pro)",
+      .footer =
+          "Examples:\n"
+          "  quorvex config check vrk.pro\n"
+          "  quorvex config check --json vrk.pro\n\n"
+          "Exit status: 0 clean (notes don't count), 1 findings, 3 wrong usage, or there is\n"
+          "no such file.",
+      .options = {{.name = "FILE",
+                   .target = &options->file,
+                   .help = "The property file",
+                   .required = true},
+                  json},
+      .run = [options] { return CheckFile(*options); },
+  };
+  return {
+      .name = "config",
+      .summary = "Explain the agent's settings, and check a file of them",
+      .footer =
+          "Examples:\n"
+          "  quorvex config keys                  all settings\n"
+          "  quorvex config show hide_me          one of them, with examples\n"
+          "  quorvex config check vrk.pro         what is wrong with this file",
+      .subcommands = {keys, show, check},
+  };
 }
 
 }  // namespace tools

@@ -1,28 +1,28 @@
 // `quorvex conform`: does the running agent do what the add-in expects of it?
 #include <cstdio>
 #include <memory>
-#include <nlohmann/json.hpp>
 #include <string>
 
 #include "inspection/conformance/conformance.h"
 #include "tools/command.h"
+#include "tools/json.h"
 #include "tools/system/stopsignal.h"
 #include "tools/system/terminal.h"
+#include "tools/text.h"
 
 namespace tools {
 namespace {
 
-constexpr int kStatusFailures = 1;
-
 constexpr const char* kHelp =
     "Examples:\n"
-    "  quorvex conform                      try the agent that is running\n"
-    "  quorvex conform --json               one JSON object a check, then the sum\n"
+    "  quorvex conform                      check the agent that is running\n"
+    "  quorvex conform --json               one JSON object a check, then the totals\n"
     "  quorvex conform --long               4 GB through the ring: a cursor past 2^32\n"
     "\n"
-    "Plays the add-in's side. Run it while no mail is being sent. The last two checks\n"
-    "wait until the agent gives a dead writer's room back, up to 30 s each.\n"
-    "Exit status: 0 no check failed, 1 some failed, 3 usage, or no agent is running.";
+    "Takes the add-in's part. Run it while no mail is being sent. The last two checks\n"
+    "wait until the agent reclaims a dead writer's space, up to 30 s each.\n"
+    "Exit status: 0 no check failed, 1 some failed, 3 wrong usage, or no agent is\n"
+    "running.";
 
 struct ConformOptions {
   inspection::conformance::Options checks;
@@ -52,16 +52,13 @@ class ConformRun {
     if (!inspection::conformance::Run(
             m_options.checks, stop.Flag(),
             [this](const inspection::conformance::Result& result) { Show(result); })) {
-      throw CommandError("there is no ring " + m_options.checks.ring + ": no agent is running",
-                         kStatusUsage);
+      throw CommandError("there is no ring " + m_options.checks.ring + ": no agent is running");
     }
-    ShowSum();
-    return m_failed > 0 ? kStatusFailures : kStatusDone;
+    ShowTotals();
+    return m_failed > 0 ? kStatusFindings : kStatusDone;
   }
 
  private:
-  using Line = nlohmann::ordered_json;
-
   static void Print(const std::string& line) {
     std::fputs((line + "\n").c_str(), stdout);
     std::fflush(stdout);
@@ -76,7 +73,11 @@ class ConformRun {
                                : result.outcome == inspection::conformance::Outcome::kPass
                                    ? "pass"
                                    : "not-tested";
-      Print(Line{{"check", result.check}, {"outcome", word}, {"seen", result.seen}}.dump());
+      Print(Json::Object()
+                .Add("check", result.check)
+                .Add("outcome", word)
+                .Add("seen", result.seen)
+                .Text());
       return;
     }
     constexpr std::size_t kOutcomeWidth = 12;
@@ -88,34 +89,16 @@ class ConformRun {
           outcome + "\x1b[0m";
     }
     Print(outcome + std::string(kOutcomeWidth - width, ' ') + result.check + "\n" +
-          Indented(result.seen));
+          Wrapped(std::string(kOutcomeWidth, ' ') + result.seen, 80, kOutcomeWidth));
   }
 
-  // Lines of at most 80 columns, broken between words.
-  static std::string Indented(const std::string& words) {
-    constexpr std::size_t kColumns = 80;
-    const std::string indent(12, ' ');
-    std::string text = indent;
-    std::size_t column = indent.size();
-    for (std::size_t at = 0; at < words.size();) {
-      const std::size_t end = std::min(words.find(' ', at), words.size());
-      if (column > indent.size() && column + 1 + end - at > kColumns) {
-        text += "\n" + indent;
-        column = indent.size();
-      } else if (column > indent.size()) {
-        text += ' ';
-        ++column;
-      }
-      text += words.substr(at, end - at);
-      column += end - at;
-      at = end + 1;
-    }
-    return text;
-  }
-
-  void ShowSum() const {
+  void ShowTotals() const {
     if (m_options.json) {
-      Print(Line{{"passed", m_passed}, {"failed", m_failed}, {"not_tested", m_notTested}}.dump());
+      Print(Json::Object()
+                .Add("passed", m_passed)
+                .Add("failed", m_failed)
+                .Add("not_tested", m_notTested)
+                .Text());
       return;
     }
     Print(std::to_string(m_passed) + " passed, " + std::to_string(m_failed) + " failed, " +
@@ -131,17 +114,24 @@ class ConformRun {
 
 }  // namespace
 
-void AddConformCommand(CLI::App& app, int* status) {
+Command ConformCommand() {
   auto options = std::make_shared<ConformOptions>();
-  CLI::App* const command =
-      app.add_subcommand("conform", "Try out whether the running agent keeps to the protocol");
-  command->footer(kHelp);
-  command->add_flag("--json", options->json, "One JSON object a line instead of text");
-  command->add_flag("--long", options->checks.isLongTrip,
-                    "Also what takes minutes: the cursor past 2^32");
-  command->add_option("--ring", options->checks.ring, "Another name for the ring")
-      ->type_name("NAME");
-  command->callback([options, status] { *status = ConformRun(*options).Run(); });
+  return {
+      .name = "conform",
+      .summary = "Check whether the running agent keeps to the protocol",
+      .footer = kHelp,
+      .options = {{.name = "--json",
+                   .target = &options->json,
+                   .help = "One JSON object a line instead of text"},
+                  {.name = "--long",
+                   .target = &options->checks.isLongTrip,
+                   .help = "Also the check that takes minutes: the cursor past 2^32"},
+                  {.name = "--ring",
+                   .target = &options->checks.ring,
+                   .help = "Another name for the ring",
+                   .valueName = "NAME"}},
+      .run = [options] { return ConformRun(*options).Run(); },
+  };
 }
 
 }  // namespace tools

@@ -1,4 +1,4 @@
-// `quorvex import`: a mail file as JSON, for machines without the mail library.
+// `quorvex import`: converts a mail file to JSON, for machines without the mail library.
 
 #include <fmt/format.h>
 
@@ -33,17 +33,17 @@ bool WriteTo(const std::string& path, const std::string& text) {
 
 int RunImport(const ImportOptions& options) {
   if (!options.output.empty() && options.mails.size() > 1) {
-    fmt::print(stderr, "quorvex import: --output takes one mail only\n");
-    return kStatusUsage;
+    throw CommandError("--output takes one mail only");
   }
   int status = kStatusDone;
   for (const std::string& mail : options.mails) {
     try {
       if (!WriteTo(options.output, simulation::mail::MailToJson(ReadMail(mail)))) {
-        fmt::print(stderr, "quorvex import: {} can't be written\n",
-                   options.output.empty() ? "the output" : options.output);
-        return kStatusUsage;
+        throw CommandError((options.output.empty() ? "the output" : options.output) +
+                           ": can't be written");
       }
+    } catch (const CommandError&) {
+      throw;
     } catch (const std::exception& error) {
       fmt::print(stderr, "{}: {}\n", mail, error.what());
       status = kStatusUnreadable;
@@ -54,17 +54,26 @@ int RunImport(const ImportOptions& options) {
 
 }  // namespace
 
-void AddImportCommand(CLI::App& app, int* status) {
-  CLI::App* const command = app.add_subcommand("import", "Turn mail files into JSON");
+Command ImportCommand() {
   auto options = std::make_shared<ImportOptions>();
-  command->add_option("MAIL", options->mails, "Mail files (.eml)")->required();
-  command->add_option("-o,--output", options->output, "Where to write it; standard output if none");
-  command->footer(
-      "Examples:\n"
-      "  quorvex import mail.eml --output mail.json\n"
-      "      Then, on Windows: quorvex.exe send mail.json\n\n"
-      "Exit status: 0 done, 2 some mail can't be read, 3 usage or set-up error.");
-  command->callback([options, status] { *status = RunImport(*options); });
+  return {
+      .name = "import",
+      .summary = "Convert mail files to JSON",
+      .footer =
+          "Examples:\n"
+          "  quorvex import mail.eml --output mail.json\n"
+          "      Then, on Windows: quorvex.exe send mail.json\n\n"
+          "Exit status: 0 done, 2 some mail can't be read, 3 wrong usage, or the output\n"
+          "can't be written.",
+      .options = {{.name = "MAIL",
+                   .target = &options->mails,
+                   .help = "Mail files (.eml)",
+                   .required = true},
+                  {.name = "-o,--output",
+                   .target = &options->output,
+                   .help = "The file to write; without it standard output"}},
+      .run = [options] { return RunImport(*options); },
+  };
 }
 
 }  // namespace tools

@@ -1,11 +1,10 @@
-// `quorvex log explain`: the story of each mail.
+// `quorvex log explain`: tells what became of each mail, from the add-in's log.
 
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <cstdio>
 #include <memory>
-#include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
 
@@ -13,15 +12,13 @@
 #include "inspection/logs/logstory.h"
 #include "platform/textlines.h"
 #include "tools/command.h"
-#include "tools/displaywidth.h"
-#include "tools/logcommand.h"
-#include "tools/textreport.h"
+#include "tools/inputfile.h"
+#include "tools/json.h"
+#include "tools/text.h"
 
 namespace tools {
 
 namespace {
-
-using Json = nlohmann::ordered_json;
 
 // Longer than any line that the logger writes; a foreign one comes in pieces.
 constexpr std::size_t kPieceSize = 8192;
@@ -74,29 +71,29 @@ bool WasAnswered(const inspection::logs::StoryRequest& request) {
 }
 
 Json StoryJson(const inspection::logs::MailStory& mail) {
-  Json requests = Json::array();
+  Json requests = Json::Array();
   for (const inspection::logs::StoryRequest& request : mail.requests) {
     const bool answered = WasAnswered(request);
     const bool polled = answered || request.end == inspection::logs::RequestEnd::kTimeOut;
-    requests.push_back({{"stage", request.stage},
-                        {"end", NameOf(request.end)},
-                        {"answer", answered ? Json(request.answer) : Json()},
-                        {"polls_left", polled ? Json(request.counter) : Json()},
-                        {"waited_ms", request.waitedMs}});
+    requests.Add(Json::Object()
+                     .Add("stage", request.stage)
+                     .Add("end", NameOf(request.end))
+                     .Add("answer", answered ? Json(request.answer) : Json())
+                     .Add("polls_left", polled ? Json(request.counter) : Json())
+                     .Add("waited_ms", request.waitedMs));
   }
-  Json reasons = Json::array();
-  for (const std::string& reason : mail.reasons) reasons.push_back(reason);
-  return {{"time", mail.time},
-          {"thread", mail.thread},
-          {"item", ValidUtf8(mail.item)},
-          {"window", mail.window},
-          {"sink", true},
-          {"subject", ValidUtf8(mail.subject)},
-          {"verdict", mail.verdict},
-          {"checked", NameOf(mail.checked)},
-          {"reasons", std::move(reasons)},
-          {"request_count", mail.requestCount},
-          {"requests", std::move(requests)}};
+  return Json::Object()
+      .Add("time", mail.time)
+      .Add("thread", mail.thread)
+      .Add("item", mail.item)
+      .Add("window", mail.window)
+      .Add("sink", true)
+      .Add("subject", mail.subject)
+      .Add("verdict", mail.verdict)
+      .Add("checked", NameOf(mail.checked))
+      .Add("reasons", Json::ArrayOf(mail.reasons))
+      .Add("request_count", mail.requestCount)
+      .Add("requests", requests);
 }
 
 void PrintStory(const inspection::logs::MailStory& mail) {
@@ -169,7 +166,7 @@ int Explain(const ExplainOptions& options) {
   bool unreadable = false;
   std::vector<LogFile> files;
   for (const std::string& path : options.files) {
-    RequireFile("log explain", path);
+    RequireFile(path, kStatusUsage);
     LogFile file{path, {}};
     if (FindBeginning(&file)) {
       files.push_back(std::move(file));
@@ -187,7 +184,7 @@ int Explain(const ExplainOptions& options) {
         if (mail.checked == inspection::logs::Checked::kNot) ++totals.unchecked;
         if (mail.checked == inspection::logs::Checked::kInPart) ++totals.inPart;
         if (options.json) {
-          fmt::print("{}\n", StoryJson(mail).dump());
+          fmt::print("{}\n", StoryJson(mail).Text());
         } else {
           PrintStory(mail);
         }
@@ -213,19 +210,26 @@ int Explain(const ExplainOptions& options) {
 
 }  // namespace
 
-void AddLogExplain(CLI::App* log, int* status) {
+Command LogExplainCommand() {
   auto options = std::make_shared<ExplainOptions>();
-  CLI::App* const explain = log->add_subcommand("explain", "What became of each mail, and why");
-  explain->add_option("FILE", options->files, "The files of the add-in's log, in any order")
-      ->required();
-  explain->add_flag("--json", options->json, "One JSON object a line, one line a mail");
-  explain->footer(
-      "Examples:\n"
-      "  quorvex log explain mail.PC17_0.log mail.PC17_1.log\n"
-      "  quorvex log explain --json mail.PC17_0.log\n\n"
-      "Exit status: 0 every mail was checked, 1 some were not or in part, 2 a file is\n"
-      "no text, 3 usage or no such file.");
-  explain->callback([options, status] { *status = Explain(*options); });
+  return {
+      .name = "explain",
+      .summary = "Tell what became of each mail, and why",
+      .footer =
+          "Examples:\n"
+          "  quorvex log explain mail.PC17_0.log mail.PC17_1.log\n"
+          "  quorvex log explain --json mail.PC17_0.log\n\n"
+          "Exit status: 0 every mail was checked, 1 some were not or in part, 2 a file is\n"
+          "no text, 3 wrong usage, or there is no such file.",
+      .options = {{.name = "FILE",
+                   .target = &options->files,
+                   .help = "The files of the add-in's log, in any order",
+                   .required = true},
+                  {.name = "--json",
+                   .target = &options->json,
+                   .help = "One JSON object a line, one line a mail"}},
+      .run = [options] { return Explain(*options); },
+  };
 }
 
 }  // namespace tools

@@ -1,11 +1,10 @@
-// `quorvex log listen`: the add-in's log as it comes in by UDP.
+// `quorvex log listen`: shows the add-in's log as it arrives by UDP.
 
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <cstdio>
 #include <memory>
-#include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 #include <vector>
@@ -14,31 +13,29 @@
 #include "logging/runtimetext.h"
 #include "platform/clock.h"
 #include "tools/command.h"
-#include "tools/displaywidth.h"
-#include "tools/logcommand.h"
+#include "tools/json.h"
 #include "tools/system/datagramreceiver.h"
 #include "tools/system/stopsignal.h"
 #include "tools/system/terminal.h"
-#include "tools/textreport.h"
+#include "tools/text.h"
 
 namespace tools {
 
 namespace {
 
-using Json = nlohmann::ordered_json;
-
 constexpr const char* kHelp =
     "Examples:\n"
     "  quorvex log listen                             on this machine, port 514\n"
-    "  quorvex log listen --port 5514 --level warn    what is worth a look\n"
-    "  quorvex log listen --address 0.0.0.0 --json    from all machines, for a program\n\n"
+    "  quorvex log listen --port 5514 --level warn    warnings and worse\n"
+    "  quorvex log listen --address 0.0.0.0 --json    from all machines, in JSON\n\n"
     "A line \"Outlook 15 UDP 127.0.0.1:5514\" in Logger.cfg sends the log here. Ports\n"
-    "below 1024 may need the administrator's rights. What isn't a line of the log is\n"
-    "shown as \"foreign\", with \\xNN for each byte that is no printable ASCII; with\n"
-    "--level or --module it is left out. Ends on Ctrl-C.\n\n"
-    "Exit status: 0 ended by --count or Ctrl-C, 3 usage, or the port can't be had.";
+    "below 1024 may need administrator's rights. A datagram that isn't a line of the\n"
+    "log is shown as \"foreign\", with \\xNN for each byte that isn't printable ASCII;\n"
+    "--level and --module leave it out. Ends on Ctrl-C.\n\n"
+    "Exit status: 0 ended by --count or Ctrl-C, 3 wrong usage, or the port can't be\n"
+    "opened.";
 
-// How long a wish to end may wait where no signal interrupts the waiting.
+// How long Ctrl-C may take where it doesn't interrupt the wait.
 constexpr std::uint32_t kWaitMs = 200;
 
 struct ListenOptions {
@@ -59,7 +56,7 @@ class Listening {
         m_colours(!options.json && tools::system::TakesColours(tools::system::Stream::kOutput)) {}
 
   int Run() {
-    // Before the socket: a wish to end isn't missed.
+    // Before the socket is opened, so that no signal is missed.
     const tools::system::StopSignal stop;
     std::unique_ptr<tools::system::DatagramReceiver> receiver = Open();
     fmt::print(stderr, "listening on {}:{}; Ctrl-C ends\n", m_options.address, receiver->Port());
@@ -76,9 +73,8 @@ class Listening {
     try {
       return std::make_unique<tools::system::DatagramReceiver>(m_options.address, m_options.port);
     } catch (const std::runtime_error& error) {
-      throw CommandError(fmt::format("log listen: {}:{}: {}", Printable(m_options.address),
-                                     m_options.port, error.what()),
-                         kStatusUsage);
+      throw CommandError(
+          fmt::format("{}:{}: {}", Printable(m_options.address), m_options.port, error.what()));
     }
   }
 
@@ -135,18 +131,19 @@ class Listening {
 
   static void ShowJson(const tools::system::Datagram& datagram,
                        const std::optional<inspection::logs::LogLine>& line) {
-    Json json = {{"received", Now(true)}, {"sender", datagram.sender}, {"foreign", !line}};
+    Json json = Json::Object();
+    json.Add("received", Now(true)).Add("sender", datagram.sender).Add("foreign", !line);
     if (line) {
-      json["time"] = line->time;
-      json["thread"] = line->thread;
-      json["level"] = line->level;
-      json["module"] = ValidUtf8(line->module);
-      json["text"] = ValidUtf8(line->message);
+      json.Add("time", line->time)
+          .Add("thread", line->thread)
+          .Add("level", line->level)
+          .Add("module", line->module)
+          .Add("text", line->message);
     } else {
-      json["bytes"] = datagram.bytes.size();
-      json["text"] = inspection::logs::Escaped(datagram.bytes);
+      json.Add("bytes", datagram.bytes.size())
+          .Add("text", inspection::logs::Escaped(datagram.bytes));
     }
-    fmt::print("{}\n", json.dump());
+    fmt::print("{}\n", json.Text());
   }
 
   const ListenOptions& m_options;
@@ -158,25 +155,35 @@ class Listening {
 
 }  // namespace
 
-void AddLogListen(CLI::App* log, int* status) {
+Command LogListenCommand() {
   auto options = std::make_shared<ListenOptions>();
-  CLI::App* const listen = log->add_subcommand("listen", "Show the log as it comes in by UDP");
-  listen->add_option("--port", options->port, "The port; 0 is any that is free")
-      ->check(CLI::Range(0, 65535))
-      ->capture_default_str();
-  listen->add_option("--address", options->address, "This machine's address; 0.0.0.0 is all")
-      ->capture_default_str();
-  listen->add_option("--level", options->level, "Only this level and graver ones")
-      ->check(CLI::IsMember({"info", "warn", "err", "crit"}, CLI::ignore_case));
-  listen->add_option("--module", options->modules, "Only this module's lines; may be repeated")
-      ->type_name("NAME")
-      ->expected(1)
-      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
-  listen->add_option("--count", options->count, "End when so many were shown")
-      ->check(CLI::PositiveNumber);
-  listen->add_flag("--json", options->json, "One JSON object a line");
-  listen->footer(kHelp);
-  listen->callback([options, status] { *status = Listening(*options).Run(); });
+  return {
+      .name = "listen",
+      .summary = "Show the log as it arrives by UDP",
+      .footer = kHelp,
+      .options = {{.name = "--port",
+                   .target = &options->port,
+                   .help = "The port; 0 takes any free one",
+                   .showsDefault = true},
+                  {.name = "--address",
+                   .target = &options->address,
+                   .help = "The address of this machine to listen on; 0.0.0.0 is all of them",
+                   .showsDefault = true},
+                  {.name = "--level",
+                   .target = &options->level,
+                   .help = "Only this level and worse",
+                   .oneOf = {"info", "warn", "err", "crit"}},
+                  {.name = "--module",
+                   .target = &options->modules,
+                   .help = "Only this module's lines; may be repeated",
+                   .valueName = "NAME"},
+                  {.name = "--count",
+                   .target = &options->count,
+                   .help = "End after this many lines",
+                   .least = 1},
+                  {.name = "--json", .target = &options->json, .help = "One JSON object a line"}},
+      .run = [options] { return Listening(*options).Run(); },
+  };
 }
 
 }  // namespace tools

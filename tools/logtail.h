@@ -1,4 +1,4 @@
-// The add-in's own log beside its mails.
+// Copies the add-in's own log next to the results of `quorvex send`.
 #pragma once
 
 #include <cstdint>
@@ -11,17 +11,17 @@ namespace tools {
 
 class LogTail {
  public:
-  // Has the add-in log and copies what it writes to `target`: a file, begun anew, or "-" for the
-  // standard output. Raises std::runtime_error if the file can't be written or the add-in can't be
-  // made to log.
+  // Starts the add-in's log and copies it to `target`: a file, which is overwritten, or "-" for
+  // standard output. Raises std::runtime_error if the file can't be written, or if this add-in's
+  // log can't be started.
   LogTail(AddIn& addIn, std::string target);
-  // Copies the rest and removes the log that the add-in wrote.
+  // Copies the rest and deletes the log that the add-in wrote.
   ~LogTail();
 
   LogTail(const LogTail&) = delete;
   LogTail& operator=(const LogTail&) = delete;
 
-  // Copies what has been logged since the last call.
+  // Copies what the add-in has logged since the last call.
   void Show();
 
  private:

@@ -1,29 +1,22 @@
 #include "tools/mailoutcome.h"
 
 #include <cmath>
-#include <nlohmann/json.hpp>
 
 #include "channel/agentchannel.h"
+#include "tools/json.h"
 
 namespace tools {
 
 namespace {
 
-using Json = nlohmann::ordered_json;
-
-template <typename Value>
-Json OrNull(const std::optional<Value>& value) {
-  return value ? Json(*value) : Json(nullptr);
-}
-
 Json RequestJson(const simulation::agent::JournalRequest& request) {
-  Json object = {{"type", request.itemType},
-                 {"payload", OrNull(request.payload)},
-                 {"name", request.name},
-                 {"answer", OrNull(request.answer)}};
+  Json object = Json::Object();
+  object.Add("type", request.itemType)
+      .Add("payload", request.payload)
+      .Add("name", request.name)
+      .Add("answer", request.answer);
   if (request.itemType == channel::kItemFile) {
-    object["content_sha256"] = OrNull(request.contentSha256);
-    object["content_bytes"] = OrNull(request.contentBytes);
+    object.Add("content_sha256", request.contentSha256).Add("content_bytes", request.contentBytes);
   }
   return object;
 }
@@ -56,21 +49,22 @@ ActionCode ActionOf(const std::vector<simulation::agent::JournalRequest>& reques
 }
 
 std::string OutcomeJson(const MailOutcome& outcome) {
-  Json object = {{"mail", outcome.mail}};
-  if (outcome.error) {
-    object["error"] = *outcome.error;
-  } else {
-    Json requests = Json::array();
-    for (const auto& request : outcome.requests) requests.push_back(RequestJson(request));
-    object["outcome"] = OutcomeWord(outcome);
-    object["action"] = outcome.action;
-    object["cancel"] = outcome.cancel;
-    object["requests"] = std::move(requests);
-    object["tag"] = outcome.tag ? Json{{"name", outcome.tag->name}, {"value", outcome.tag->value}}
-                                : Json(nullptr);
-    object["ms"] = std::round(outcome.milliseconds * 10) / 10;
+  Json object = Json::Object();
+  object.Add("mail", outcome.mail);
+  if (outcome.error) return object.Add("error", *outcome.error).Text();
+  Json requests = Json::Array();
+  for (const auto& request : outcome.requests) requests.Add(RequestJson(request));
+  Json tag;
+  if (outcome.tag) {
+    tag = Json::Object().Add("name", outcome.tag->name).Add("value", outcome.tag->value);
   }
-  return object.dump(-1, ' ', false, Json::error_handler_t::replace);
+  return object.Add("outcome", OutcomeWord(outcome))
+      .Add("action", outcome.action)
+      .Add("cancel", outcome.cancel)
+      .Add("requests", requests)
+      .Add("tag", tag)
+      .Add("ms", std::round(outcome.milliseconds * 10) / 10)
+      .Text();
 }
 
 }  // namespace tools

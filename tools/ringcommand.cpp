@@ -1,4 +1,4 @@
-// `quorvex ring`: what lies in a ring, live or saved.
+// `quorvex ring`: shows what is in a ring, live or saved.
 #include <cstdio>
 #include <memory>
 #include <string>
@@ -6,28 +6,29 @@
 #include "inspection/ring/ringview.h"
 #include "platform/clock.h"
 #include "tools/command.h"
+#include "tools/inputfile.h"
+#include "tools/ringreport.h"
 #include "tools/system/stopsignal.h"
 #include "tools/system/terminal.h"
 
 namespace tools {
 namespace {
 
-constexpr int kStatusFaults = 1;
 constexpr std::uint32_t kLookAgainMs = 500;
-constexpr std::uint32_t kNapMs = 50;
+constexpr std::uint32_t kSleepMs = 50;
 
 constexpr const char* kHelp =
     "Examples:\n"
     "  quorvex ring                    look at the running agent's ring, twice\n"
     "  quorvex ring --watch            look again each second until Ctrl-C\n"
-    "  quorvex ring --save ring.bin    keep a copy for later, or for somebody else\n"
+    "  quorvex ring --save ring.bin    save a copy for later, or for a colleague\n"
     "  quorvex ring ring.bin --json    look at such a copy; for a program to read\n"
     "\n"
-    "The ring is mapped for reading only: traffic isn't disturbed. A live ring with\n"
-    "anything in it is looked at a second time after half a second, since only what\n"
-    "stays is a fault; of a saved one there is only one look.\n"
+    "The ring is mapped for reading only, so traffic isn't disturbed. A live ring\n"
+    "that isn't empty is read again after half a second, because only what stays is\n"
+    "a fault. A saved ring can be read only once.\n"
     "Exit status: 0 no fault, 1 faults found, 2 the file is no ring or can't be read,\n"
-    "3 usage, or no agent is running.";
+    "3 wrong usage, or no agent is running.";
 
 struct RingOptions {
   std::string file;
@@ -62,8 +63,8 @@ class RingRun {
   }
 
   static bool Wait(const tools::system::StopSignal& stop, std::uint32_t milliseconds) {
-    for (std::uint32_t waited = 0; waited < milliseconds && !stop.Flag(); waited += kNapMs) {
-      platform::clock.Sleep(kNapMs);
+    for (std::uint32_t waited = 0; waited < milliseconds && !stop.Flag(); waited += kSleepMs) {
+      platform::clock.Sleep(kSleepMs);
     }
     return !stop.Flag();
   }
@@ -72,20 +73,20 @@ class RingRun {
            const inspection::ring::Snapshot* before, std::uint32_t elapsedMs) const {
     const std::vector<inspection::ring::Finding> findings =
         inspection::ring::Diagnose(now, before, elapsedMs);
-    Print(m_options.json ? inspection::ring::ReportJson(source, now, findings) + "\n"
-                         : inspection::ring::ReportText(source, now, findings));
+    Print(m_options.json ? RingReportJson(source, now, findings) + "\n"
+                         : RingReportText(source, now, findings));
     if (!now.unreadable.empty()) return kStatusUnreadable;
     for (const inspection::ring::Finding& finding : findings) {
-      if (finding.isFault) return kStatusFaults;
+      if (finding.isFault) return kStatusFindings;
     }
     return kStatusDone;
   }
 
   int LookAtFile() const {
+    RequireFile(m_options.file, kStatusUnreadable);
     inspection::ring::Bytes bytes;
-    std::string error;
-    if (!inspection::ring::ReadSavedRing(m_options.file, &bytes, &error)) {
-      throw CommandError(error, kStatusUnreadable);
+    if (!inspection::ring::ReadSavedRing(m_options.file, &bytes)) {
+      RefuseFile(m_options.file, kStatusUnreadable);
     }
     return Show(m_options.file, inspection::ring::Decode(bytes), nullptr, 0);
   }
@@ -94,7 +95,7 @@ class RingRun {
     inspection::ring::Bytes bytes;
     std::string error;
     if (!inspection::ring::ReadLiveRing(m_options.ring, &bytes, &error)) {
-      throw CommandError(error, kStatusUsage);
+      throw CommandError(error);
     }
     return bytes;
   }
@@ -108,9 +109,8 @@ class RingRun {
       platform::clock.Sleep(kLookAgainMs);
       bytes = ReadLive();
     }
-    std::string error;
-    if (!m_options.save.empty() && !inspection::ring::SaveRing(m_options.save, bytes, &error)) {
-      throw CommandError(error, kStatusUsage);
+    if (!m_options.save.empty() && !inspection::ring::SaveRing(m_options.save, bytes)) {
+      throw CommandError(m_options.save + ": can't be written");
     }
     return Show(m_options.ring, isIdle ? before : inspection::ring::Decode(bytes),
                 isIdle ? nullptr : &before, platform::clock.GetTickCount() - began);
@@ -121,23 +121,34 @@ class RingRun {
 
 }  // namespace
 
-void AddRingCommand(CLI::App& app, int* status) {
+Command RingCommand() {
   auto options = std::make_shared<RingOptions>();
-  CLI::App* const command =
-      app.add_subcommand("ring", "Look into the ring between add-in and agent, live or saved");
-  command->footer(kHelp);
-  CLI::Option* const file =
-      command->add_option("FILE", options->file, "A saved ring; without it the live one");
-  command->add_flag("--watch", options->watch, "Look again each second until Ctrl-C")
-      ->excludes(file);
-  command->add_option("--save", options->save, "Save a copy of the live ring to this file")
-      ->type_name("FILE")
-      ->excludes(file);
-  command->add_flag("--json", options->json, "One JSON object a look instead of text");
-  command->add_option("--ring", options->ring, "Another name for the live ring")
-      ->type_name("NAME")
-      ->excludes(file);
-  command->callback([options, status] { *status = RingRun(*options).Run(); });
+  return {
+      .name = "ring",
+      .summary = "Look into the ring between add-in and agent, live or saved",
+      .footer = kHelp,
+      .options = {{.name = "FILE",
+                   .target = &options->file,
+                   .help = "A saved ring; without it the live one"},
+                  {.name = "--watch",
+                   .target = &options->watch,
+                   .help = "Look again each second until Ctrl-C",
+                   .excludes = "FILE"},
+                  {.name = "--save",
+                   .target = &options->save,
+                   .help = "Save a copy of the live ring to this file",
+                   .valueName = "FILE",
+                   .excludes = "FILE"},
+                  {.name = "--json",
+                   .target = &options->json,
+                   .help = "One JSON object a look instead of text"},
+                  {.name = "--ring",
+                   .target = &options->ring,
+                   .help = "Another name for the live ring",
+                   .valueName = "NAME",
+                   .excludes = "FILE"}},
+      .run = [options] { return RingRun(*options).Run(); },
+  };
 }
 
 }  // namespace tools

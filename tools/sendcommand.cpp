@@ -1,4 +1,4 @@
-// `quorvex send`: mails through the add-in, with what was asked and answered.
+// `quorvex send`: sends mails through the add-in and shows what was asked and answered.
 
 #include <fmt/format.h>
 
@@ -38,8 +38,8 @@ void Print(const std::string& text) {
   std::fflush(stdout);
 }
 
-// The bar stands on the last line of a terminal while mails run, and goes before anything else is
-// written.
+// Shown on the last line of a terminal while a mail is being sent, and removed before anything else
+// is printed.
 class ProgressBar {
  public:
   ProgressBar(std::size_t all, const ReportStyle& style, bool shown)
@@ -99,65 +99,61 @@ int SendAll(const SendOptions& options, const tools::system::StopSignal& stop) {
 
 int RunSend(const SendOptions& options) {
   const tools::system::StopSignal stop;
-  // Somebody who pressed Ctrl-C doesn't want to wait for an agent that has gone: the waits fall
-  // away, and the add-in cleans up as after any time-out.
+  // After Ctrl-C nobody wants to wait for an agent: the add-in's waits end at once, and it cleans
+  // up as after any time-out.
   const platform::ScopedReplacement<platform::clock, &platform::ClockOperations::Sleep> hurry(
       [&stop](auto original, std::uint32_t milliseconds) {
         if (!stop.Flag()) original(milliseconds);
       });
   AgentProcess agent;
-  if (!options.useRunningAgent) {
-    std::string error;
-    if (!agent.Start(options.rules, &error)) {
-      fmt::print(stderr, "quorvex send: {}\n", error);
-      return kStatusUsage;
-    }
-  }
-  int status = kStatusUsage;
-  try {
-    status = SendAll(options, stop);
-  } catch (const std::exception& error) {
-    fmt::print(stderr, "quorvex send: {}\n", error.what());
-  }
-  agent.Stop();
-  return status;
+  if (!options.useRunningAgent) agent.Start(options.rules);
+  return SendAll(options, stop);
 }
 
 }  // namespace
 
-void AddSendCommand(CLI::App& app, int* status) {
-  CLI::App* const command = app.add_subcommand("send", "Send mails through the add-in");
+Command SendCommand() {
   auto options = std::make_shared<SendOptions>();
-  command
-      ->add_option("MAIL", options->mails,
-                   ReadsMailFiles() ? "Mail files (.eml), or mails in JSON"
-                                    : "Mails in JSON, made by `quorvex import`")
-      ->required();
-  CLI::Option* const rules =
-      command->add_option("--rules", options->rules, "How the simulated agent answers (TOML)");
-  command
-      ->add_flag("--agent", options->useRunningAgent,
-                 "Use the agent that is running, and start none")
-      ->excludes(rules);
-  command->add_flag("--json", options->json, "One JSON object a line, one line a mail");
-  command->add_option("--log", options->log,
-                      "Write the add-in's own log to this file; \"-\" shows it below each mail");
-  command
-      ->add_option("--host-version", options->hostVersion, "The version text of the simulated host")
-      ->capture_default_str();
-  command->footer(
-      "Examples:\n"
-      "  quorvex send mail.eml\n"
-      "      What is asked about this mail; the simulated agent lets everything go.\n"
-      "  quorvex send --rules samples/rules.toml samples/*.eml\n"
-      "      The same with an agent that blocks and tags.\n"
-      "  quorvex send --agent --json mail.eml\n"
-      "      Ask the agent that is running; the result for a program to read.\n"
-      "  quorvex send --log - mail.eml\n"
-      "      With the add-in's own log below.\n\n"
-      "Exit status: 0 all let go, 1 some blocked, 2 some unreadable, 3 usage or set-up\n"
-      "error.");
-  command->callback([options, status] { *status = RunSend(*options); });
+  return {
+      .name = "send",
+      .summary = "Send mails through the add-in",
+      .footer =
+          "Examples:\n"
+          "  quorvex send mail.eml\n"
+          "      What the add-in asks about this mail. The simulated agent lets it go.\n"
+          "  quorvex send --rules samples/rules.toml samples/*.eml\n"
+          "      The same with an agent that blocks and tags.\n"
+          "  quorvex send --agent --json mail.eml\n"
+          "      Ask the agent that is running; the result for a program to read.\n"
+          "  quorvex send --log - mail.eml\n"
+          "      With the add-in's own log after each mail.\n\n"
+          "Exit status: 0 all let go, 1 some blocked, 2 some unreadable, 3 wrong usage, or\n"
+          "the add-in or the agent can't be started.",
+      .options = {{.name = "MAIL",
+                   .target = &options->mails,
+                   .help = ReadsMailFiles() ? "Mail files (.eml), or mails in JSON"
+                                            : "Mails in JSON, made by `quorvex import`",
+                   .required = true},
+                  {.name = "--rules",
+                   .target = &options->rules,
+                   .help = "How the simulated agent answers (TOML)"},
+                  {.name = "--agent",
+                   .target = &options->useRunningAgent,
+                   .help = "Use the agent that is running, and start none",
+                   .excludes = "--rules"},
+                  {.name = "--json",
+                   .target = &options->json,
+                   .help = "One JSON object a line, one line a mail"},
+                  {.name = "--log",
+                   .target = &options->log,
+                   .help =
+                       "Write the add-in's own log to this file; \"-\" shows it below each mail"},
+                  {.name = "--host-version",
+                   .target = &options->hostVersion,
+                   .help = "The version text of the simulated host",
+                   .showsDefault = true}},
+      .run = [options] { return RunSend(*options); },
+  };
 }
 
 }  // namespace tools

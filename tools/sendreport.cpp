@@ -6,7 +6,7 @@
 #include <string_view>
 
 #include "channel/agentchannel.h"
-#include "tools/displaywidth.h"
+#include "tools/text.h"
 
 namespace tools {
 

@@ -11,7 +11,7 @@ struct Level {
   int gravity;
 };
 
-// All is a level with every bit there is, None one without any of those that have a name.
+// The logger writes All for a level with every bit set and None for one without a known bit.
 constexpr Level kLevels[] = {{"Info", 1}, {"Warn", 2}, {"Err", 3},
                              {"Crit", 4}, {"All", 4},  {"None", 0}};
 

@@ -1,5 +1,5 @@
-// What comes in by UDP where the add-in's log is to come in: its lines, one a datagram, and
-// whatever else somebody sends there.
+// Datagrams at the port that receives the add-in's log: its lines, one a datagram, and anything
+// else that another program sends there.
 #pragma once
 
 #include <optional>
@@ -10,16 +10,16 @@
 
 namespace inspection::logs {
 
-// The logger's line that the datagram is, with views into it. Absent for every other datagram; a
-// line lacking its end is taken for one too, since relays cut it off.
+// The log line in the datagram, with views into `bytes`. Absent if the datagram is something else.
+// A line without a line end counts, because relays remove it.
 std::optional<LogLine> ParseLogDatagram(std::string_view bytes);
 
-// How grave a line's level is: 1 Info, 2 Warn, 3 Err, 4 Crit and All, 0 None; absent for what is no
-// level. Without regard to case.
+// How severe a level is: 1 Info, 2 Warn, 3 Err, 4 Crit and All, 0 None; absent for any other word.
+// Ignores case.
 std::optional<int> GravityOf(std::string_view level);
 
-// The bytes as printable ASCII, each other byte as \x and two hexadecimal digits, a backslash as
-// two of them, so that no two texts come out the same.
+// The bytes as printable ASCII: any other byte becomes \x and two hexadecimal digits, a backslash
+// two backslashes, so different bytes never give the same text.
 std::string Escaped(std::string_view bytes);
 
 }  // namespace inspection::logs

@@ -18,7 +18,7 @@ namespace {
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 constexpr std::size_t kFieldCount = 4;
 
-// Where the line's fields begin, whether or not they fit; npos for those that are missing.
+// Where the line's fields begin, also of those that are too long; npos for missing ones.
 using Places = std::array<std::size_t, kFieldCount>;
 
 Places PlacesOf(std::string_view line) {
@@ -48,7 +48,7 @@ std::string LevelsOf(std::int32_t mask) {
   return levels;
 }
 
-// As inet_addr takes it in its full form.
+// The dotted form with four numbers.
 bool IsDottedAddress(std::string_view host) {
   int numbers = 0;
   for (;;) {
@@ -88,7 +88,7 @@ class LineCheck {
 // Why the scan ended before the type, or an empty text.
 std::string LineCheck::FieldRefusal() const {
   if (m_fields.mask.empty()) {
-    return IsThere(1) ? "the mask is longer than three characters" : "no mask behind the module";
+    return IsThere(1) ? "the mask is longer than three characters" : "no mask after the module";
   }
   const std::int32_t mask = logging::ToInteger(m_fields.mask.c_str());
   if (mask < 1) {
@@ -100,7 +100,7 @@ std::string LineCheck::FieldRefusal() const {
   }
   if (m_fields.type.empty()) {
     return IsThere(2) ? "the type is longer than seven characters; it is File, Dbg or UDP"
-                      : "no type behind the mask";
+                      : "no type after the mask";
   }
   return {};
 }
@@ -121,8 +121,8 @@ std::string LineCheck::FileStream() {
     return {};
   }
   if (m_line.find(token) < m_places[3]) {
-    m_result.warnings.push_back("the path begins too early, since its first word " + Quoted(token) +
-                                " stands in the line before it: the path is " +
+    m_result.warnings.push_back("the path begins too early, because its first word " +
+                                Quoted(token) + " also occurs before it in the line: the path is " +
                                 Quoted(m_fields.parameter));
   }
   return "the files " + m_fields.parameter + ".<computer>_0.log to _4.log";
@@ -141,9 +141,10 @@ std::string LineCheck::UdpStream() {
   }
   if (!IsDottedAddress(host)) {
     m_result.warnings.push_back(Quoted(host) +
-                                " is no dotted IPv4 address: names and IPv6 reach nobody");
+                                " is no dotted IPv4 address: the add-in sends nothing to names or "
+                                "IPv6 addresses");
   }
-  if (port == 0) m_result.warnings.push_back("the port is 0, where nobody listens");
+  if (port == 0) m_result.warnings.push_back("the port is 0, which can't receive anything");
   return "datagrams to " + host + ", port " + std::to_string(port);
 }
 

@@ -1,7 +1,7 @@
 // What the add-in makes of a Logger.cfg.
 //
-// The file is read by the logger's own reader of lines and fields, line by line, so that a file of
-// any size takes little memory. No stream is opened.
+// Reads the file line by line with the logger's own functions, so that a file of any size takes
+// little memory. Opens no stream.
 #pragma once
 
 #include <cstddef>
@@ -20,10 +20,10 @@ enum class LoggerLineKind {
 // "stream", "refused", "skipped".
 const char* NameOf(LoggerLineKind kind);
 
-// A line that is neither empty nor a comment. Texts hold the file's own bytes: whoever shows them
-// makes them printable.
+// A line that is neither empty nor a comment. The texts hold the file's bytes: make them printable
+// before you print them.
 struct LoggerLine {
-  std::size_t line = 0;  // from 1; the rest of a line that was cut has its number too
+  std::size_t line = 0;  // from 1; the logger cuts long lines, and each rest counts as a line
   LoggerLineKind kind = LoggerLineKind::kSkipped;
   std::string module;  // empty if kSkipped
   std::string what;    // which stream, or why none
@@ -31,17 +31,17 @@ struct LoggerLine {
 };
 
 struct LoggerReport {
-  bool opened = false;              // false: there is no such file, or it can't be read
+  bool opened = false;              // false: there is no such file, or it can't be opened
   std::size_t streams = 0;          // of all modules
   std::size_t addInStreams = 0;     // of the add-in's module, "Outlook"
-  std::size_t refused = 0;          // lines that make none, the skipped ones among them
+  std::size_t refused = 0;          // lines that make none, including the skipped ones
   std::size_t warnings = 0;         // of lines and of the file
   std::vector<std::string> onFile;  // warnings on the file as a whole
 
   bool IsClean() const { return refused == 0 && warnings == 0; }
 };
 
-// Calls `show` for each line in their order. `path` as platform::TextLines takes it.
+// Calls `show` for each line in order. `path` has the form that platform::TextLines expects.
 LoggerReport CheckLoggerConfig(const std::string& path,
                                const std::function<void(const LoggerLine&)>& show);
 

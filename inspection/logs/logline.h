@@ -16,10 +16,10 @@ struct LogLine {
   std::string_view message;  // without the line end
 };
 
-// Absent for a line that doesn't begin as the logger begins its lines.
+// Absent for a line that doesn't begin like a line of the logger.
 std::optional<LogLine> ParseLogLine(std::string_view text);
 
-// The line's time as digits that sort by time, year first.
+// The line's time, year first, so that it sorts as text.
 std::string SortableTime(const LogLine& line);
 
 }  // namespace inspection::logs

@@ -82,33 +82,20 @@ bool ReadLiveRing(const std::string& name, Bytes* bytes, std::string* error) {
   return true;
 }
 
-bool ReadSavedRing(const std::string& path, Bytes* bytes, std::string* error) {
-  std::error_code code;
-  if (std::filesystem::is_directory(PathOf(path), code)) {
-    *error = path + ": is a folder";
-    return false;
-  }
+bool ReadSavedRing(const std::string& path, Bytes* bytes) {
   std::ifstream file(PathOf(path), std::ios::binary);
-  if (!file) {
-    *error = path + ": can't be opened";
-    return false;
-  }
+  if (!file) return false;
   bytes->resize(kHeaderSize + std::size_t{kLargestCapacity} + kSpare);
   file.read(reinterpret_cast<char*>(bytes->data()), static_cast<std::streamsize>(bytes->size()));
-  if (file.bad()) {
-    *error = path + ": can't be read";
-    return false;
-  }
   bytes->resize(static_cast<std::size_t>(file.gcount()));
-  return true;
+  return !file.bad();
 }
 
-bool SaveRing(const std::string& path, const Bytes& bytes, std::string* error) {
+bool SaveRing(const std::string& path, const Bytes& bytes) {
   std::ofstream file(PathOf(path), std::ios::binary | std::ios::trunc);
   file.write(reinterpret_cast<const char*>(bytes.data()),
              static_cast<std::streamsize>(bytes.size()));
   file.close();
-  if (!file) *error = path + ": can't be written";
   return static_cast<bool>(file);
 }
 

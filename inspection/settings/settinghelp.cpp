@@ -146,7 +146,7 @@ const ConfigKey* FindByPublicKey(std::string_view key) {
 std::string SuggestedKey(std::string_view key) {
   std::vector<std::string_view> known{kChallengeKey};
   for (const ConfigKey& setting : g_configKeyTable) known.push_back(setting.publicKey);
-  // No known key has half this length; what is longer was never meant to be one.
+  // No known key has half this length, so a longer one isn't a misspelling.
   return key.size() > 100 ? std::string() : Suggestion(key, known);
 }
 

@@ -1,4 +1,4 @@
-// What the settings' patterns mean, for people.
+// What the settings' patterns accept, in words.
 #pragma once
 
 #include <span>
@@ -9,21 +9,20 @@
 
 namespace inspection::settings {
 
-// All texts last as long as the program.
+// All texts are static.
 struct SettingHelp {
   std::string_view accepted;                  // in words: "0 to 3600"
   std::span<const std::string_view> matches;  // values that the pattern accepts
-  std::span<const std::string_view> refused;  // values near by that it doesn't
+  std::span<const std::string_view> refused;  // similar values that it doesn't accept
 };
 
 // The help on a setting of the table. Settings that share a pattern share their help.
 const SettingHelp& HelpOn(const ConfigKey& setting);
 
-// The setting that the property file knows by this key, without regard to ASCII case as in the
-// file; null if the table has none.
+// The setting with this key in the property file, ignoring ASCII case; null if the table has none.
 const ConfigKey* FindByPublicKey(std::string_view key);
 
-// `; did you mean "hide_me"?` for the known key of the property file that is closest, or nothing.
+// `; did you mean "hide_me"?` with the most similar known key; empty if none is similar.
 std::string SuggestedKey(std::string_view key);
 
 // A key that the add-in reads from the property file although the table has no row for it.

@@ -26,7 +26,7 @@ class SettingsCheck {
  public:
   explicit SettingsCheck(SettingsReport* report) : m_report(*report) {}
 
-  // False if it makes no sense to go on.
+  // False if the rest of the file can't be checked.
   bool TakeLine(std::string_view text);
   void Finish();
 
@@ -59,7 +59,7 @@ bool SettingsCheck::TakeLine(std::string_view text) {
     return false;
   }
   if (text.find('\0') != std::string_view::npos) {
-    Add(line, Severity::kError, "", "", "a NUL byte: this is no text file, not read further");
+    Add(line, Severity::kError, "", "", "a NUL byte: this is no text file, the rest isn't read");
     return false;
   }
   std::size_t equals = text.find('=');
@@ -68,8 +68,9 @@ bool SettingsCheck::TakeLine(std::string_view text) {
     text.remove_prefix(kByteOrderMark.size());
     std::string key(text.substr(0, property ? equals - kByteOrderMark.size() : 0));
     Add(line, Severity::kWarning, TrimBlanks(key), "",
-        property ? "a byte-order mark begins the file: it is part of this key, which is not found"
-                 : "a byte-order mark begins the file; the agent doesn't know it");
+        property
+            ? "the file begins with a byte-order mark: it is part of this key, which is not found"
+            : "the file begins with a byte-order mark, which the agent doesn't know");
     return true;
   }
   if (equals != std::string_view::npos) {
@@ -92,7 +93,7 @@ void SettingsCheck::TakeProperty(std::string_view text, std::size_t equals) {
   setting.raw = text.substr(equals + 1);
   TrimBlanks(setting.raw);
   setting.value = UnescapeValue(setting.raw);
-  if (setting.key.starts_with('#')) return;  // nobody asks for such a key, so it can be a remark
+  if (setting.key.starts_with('#')) return;  // no setting has such a key, so it is a comment
 
   std::string name = setting.key;
   ToLowerInPlace(name);
@@ -101,12 +102,12 @@ void SettingsCheck::TakeProperty(std::string_view text, std::size_t equals) {
         setting.key.empty() ? "no key before \"=\"" : "unknown key" + SuggestedKey(setting.key));
     return;
   }
-  Setting& stands = m_settings[name];
-  if (stands.line != 0) {
+  Setting& last = m_settings[name];
+  if (last.line != 0) {
     Add(setting.line, Severity::kWarning, setting.key, setting.value,
-        "set before in line " + std::to_string(stands.line) + "; this later line counts");
+        "already set in line " + std::to_string(last.line) + "; this later line counts");
   }
-  stands = std::move(setting);
+  last = std::move(setting);
 }
 
 void SettingsCheck::JudgeDecoding(const Setting& setting) {
@@ -119,7 +120,7 @@ void SettingsCheck::JudgeDecoding(const Setting& setting) {
   Add(setting.line, control ? Severity::kWarning : Severity::kNote, setting.key, setting.value,
       control ? "written " + setting.raw +
                     ": decodes to control characters (a backslash itself is written \\\\)"
-              : "written " + setting.raw + ": decodes to what stands here");
+              : "written " + setting.raw + ": decodes to the value shown here");
 }
 
 void SettingsCheck::Judge(const Setting& setting) {
@@ -139,7 +140,7 @@ void SettingsCheck::Judge(const Setting& setting) {
         "not accepted; accepted is: " + accepted);
   } else if (judgement == ValueJudgement::kTooComplex) {
     Add(setting.line, Severity::kError, setting.key, setting.value,
-        "too complex to judge; accepted is: " + accepted);
+        "too complex to check; accepted is: " + accepted);
   }
 }
 
@@ -185,7 +186,7 @@ SettingsReport CheckSettings(const std::string& path) {
       ++report.lines;
       if (report.findings.size() < kMaxFindings) {
         report.findings.push_back({report.lines, Severity::kError, "", "",
-                                   "a line of more than 65535 characters, not looked at"});
+                                   "a line of more than 65535 characters, not checked"});
       } else {
         ++report.left;
       }

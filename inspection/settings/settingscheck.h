@@ -1,7 +1,7 @@
 // What is wrong with a property file.
 //
-// The file is read with the decoder of ProfileReader, line by line, so that a file of any size
-// takes little memory. The last line of a key counts, and only its value is judged.
+// Reads the file line by line with ProfileReader's decoder, so that a file of any size takes little
+// memory. If a key occurs twice the last line counts, and only its value is checked.
 #pragma once
 
 #include <cstddef>
@@ -11,39 +11,39 @@
 namespace inspection::settings {
 
 enum class Severity {
-  kNote,     // worth knowing, nothing to mend
-  kWarning,  // read, but perhaps not as meant
+  kNote,     // worth knowing, nothing to fix
+  kWarning,  // read, but perhaps not as intended
   kError,    // not read, or not accepted
 };
 
 // "note", "warning", "error".
 const char* NameOf(Severity severity);
 
-// Something at a line. Texts are the file's own bytes: whoever shows them makes them printable.
+// A remark on a line. Texts hold the file's bytes: make them printable before you print them.
 struct Finding {
   std::size_t line = 0;  // from 1
   Severity severity = Severity::kError;
   std::string key;      // as the file spells it; empty where the line has none
   std::string value;    // decoded; empty where it doesn't matter
-  std::string message;  // what is the matter, in words
+  std::string message;  // what is wrong, in words
 };
 
 struct SettingsReport {
-  bool opened = false;            // false: there is no such file, or it can't be read
+  bool opened = false;            // false: there is no such file, or it can't be opened
   std::size_t lines = 0;          // of the file
   std::size_t settings = 0;       // known keys that the file sets
-  std::size_t left = 0;           // findings beyond the first kMaxFindings, not kept
+  std::size_t left = 0;           // how many findings were dropped after kMaxFindings
   std::vector<Finding> findings;  // in the order of their lines
 
-  // True if nothing needs mending: notes alone don't count.
+  // True if nothing needs fixing: notes don't count.
   bool IsClean() const;
 };
 
 inline constexpr std::size_t kMaxFindings = 1000;
-// A longer line is not looked at further.
+// The check ignores the rest of a longer line.
 inline constexpr std::size_t kMaxSettingsLine = 65535;
 
-// `path` as platform::TextLines takes it. Needs JudgesValues().
+// `path` has the form that platform::TextLines expects. Needs JudgesValues().
 SettingsReport CheckSettings(const std::string& path);
 
 }  // namespace inspection::settings

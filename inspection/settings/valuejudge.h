@@ -8,14 +8,14 @@ namespace inspection::settings {
 enum class ValueJudgement {
   kAccepted,
   kRefused,
-  kTooComplex,  // the pattern backtracks too much on this value: given up after some milliseconds
+  kTooComplex,  // the pattern backtracks too much on this value: stopped after a few milliseconds
 };
 
-// False in a build without an engine for patterns: then JudgeValue must not be called.
+// False in a build without a pattern engine; don't call JudgeValue there.
 bool JudgesValues();
 
-// Matches the decoded value, any bytes, against a pattern of the table. "$" stands for the very end
-// only. Patterns are compiled once. For one thread.
+// Matches the decoded value, which may hold any bytes, against a pattern of the table. "$" matches
+// only at the very end. Compiles each pattern once. For one thread.
 ValueJudgement JudgeValue(std::string_view pattern, std::string_view value);
 
 }  // namespace inspection::settings

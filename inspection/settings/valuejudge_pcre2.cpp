@@ -13,7 +13,7 @@ namespace inspection::settings {
 
 namespace {
 
-// A few milliseconds of backtracking; an honest list of a thousand addresses needs a tenth of it.
+// A few milliseconds of backtracking; a valid list of a thousand addresses needs a tenth of it.
 constexpr std::uint32_t kMatchLimit = 300'000;
 constexpr std::uint32_t kHeapLimitKilobytes = 64 * 1024;
 
@@ -24,7 +24,7 @@ struct Free {
 };
 using Code = std::unique_ptr<pcre2_code, Free>;
 
-// Never null, which the library takes for a mistake.
+// Never null, which the library rejects.
 PCRE2_SPTR Units(std::string_view text) {
   return reinterpret_cast<PCRE2_SPTR>(text.empty() ? "" : text.data());
 }

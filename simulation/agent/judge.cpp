@@ -1,10 +1,11 @@
 #include "simulation/agent/judge.h"
 
+#include <utf8cpp/utf8.h>
+
 #include <utility>
 
 #include "channel/protocol.h"
 #include "platform/clock.h"
-#include "simulation/agent/utf8.h"
 
 namespace simulation::agent {
 namespace {
@@ -187,10 +188,10 @@ void Judge::TakeEnvelope(const ItemRequest& request, Stage stage, Session* sessi
   SeenMail& mail = session->mail;
   if (stage == Stage::kRecipients) {
     for (const std::string& recipient : SplitRecipients(request.payload)) {
-      mail.recipients.push_back(ReplaceInvalidUtf8(recipient));
+      mail.recipients.push_back(utf8::replace_invalid(recipient));
     }
   } else if (stage == Stage::kSender) {
-    mail.sender = ReplaceInvalidUtf8(request.payload);
+    mail.sender = utf8::replace_invalid(request.payload);
   } else {
     return;
   }
@@ -214,11 +215,11 @@ void Judge::TakeEnvelope(const ItemRequest& request, Stage stage, Session* sessi
 void Judge::TakeFile(const ItemRequest& request, Session* session, Ruling* ruling) {
   ruling->file = ReadContentFile(request.payload, kSearchedBytes);
   if (!ruling->file) return;
-  std::string text = ReplaceInvalidUtf8(std::exchange(ruling->file->head, {}));
+  std::string text = utf8::replace_invalid(std::exchange(ruling->file->head, {}));
   SeenAttachment attachment;
   if (ruling->stage == Stage::kAttachment) {
-    attachment.name = ReplaceInvalidUtf8(request.name.empty() ? LeafOf(request.payload)
-                                                              : std::string_view(request.name));
+    attachment.name = utf8::replace_invalid(request.name.empty() ? LeafOf(request.payload)
+                                                                 : std::string_view(request.name));
     attachment.bytes = ruling->file->bytes;
     attachment.sha256 = ruling->file->sha256;
   }

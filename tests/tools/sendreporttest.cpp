@@ -7,8 +7,8 @@
 
 #include <nlohmann/json.hpp>
 
-#include "tools/displaywidth.h"
 #include "tools/mailoutcome.h"
+#include "tools/text.h"
 
 namespace tools {
 namespace {
@@ -211,19 +211,6 @@ TEST(ProgressLine, IsFullAtTheEndAndFitsTheWidth) {
             "[" + std::string(10, '#') + std::string(30, '.') + "] 1 of 4");
   style.width = 40;
   EXPECT_LE(ProgressLine(4000, 4000, style).size(), 40U);
-}
-
-TEST(Padded, CutsInTheMiddleByColumnsAndFillsUp) {
-  EXPECT_EQ(Padded("abc", 5), "abc  ");
-  EXPECT_EQ(Padded("abcdefghij", 7), "abc\xE2\x80\xA6hij");
-  EXPECT_EQ(DisplayWidth(Padded("\xE6\xBC\xA2\xE5\xAD\x97\xE6\xBC\xA2\xE5\xAD\x97", 5)), 5U);
-  EXPECT_EQ(DisplayWidth("e\xCC\x81"), 1U);
-}
-
-TEST(Printable, ReplacesControlCharactersAndBrokenBytes) {
-  EXPECT_EQ(Printable("a\tb\nc"), "a b c");
-  EXPECT_EQ(Printable("\x7F\xC2\x85\xFF"), "\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD");
-  EXPECT_EQ(Printable("\xF0\x9F\x8D\x8F"), "\xF0\x9F\x8D\x8F");
 }
 
 }  // namespace

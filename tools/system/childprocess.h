@@ -8,18 +8,17 @@
 
 namespace tools::system {
 
-// One child. For one thread, which should live as long as the child: on some systems the child ends
-// with the thread that started it.
+// One child. For one thread, which should live as long as the child: on Linux the child ends with
+// the thread that started it.
 //
-// The child gets a pipe as its standard input and one as its standard output; its standard error is
-// the parent's. Nothing is ever written to its input: it is there to end, which tells the child to
-// end too, also when the parent dies without a word. A child that doesn't look (see
-// StandardInputEnded) is ended by the system where it can (a job on Windows, the parent-death
-// signal on Linux).
+// The child's standard input and output are pipes; its standard error is the parent's. Nothing is
+// ever written to its input. The input ends when the parent closes it or dies, which asks the child
+// to end (see StandardInputEnded). The system also ends a child whose parent has died: a job on
+// Windows, the parent-death signal on Linux.
 class ChildProcess {
  public:
   ChildProcess();
-  // As End with two seconds.
+  // Calls End with two seconds.
   ~ChildProcess();
 
   ChildProcess(const ChildProcess&) = delete;
@@ -31,25 +30,23 @@ class ChildProcess {
              std::string* error);
 
   enum class ReadResult { kLine, kTimeOut, kEnd };
-  // Gives the next line of the child's standard output without its line end, waiting so long at
-  // most. A last line without a line end counts. Whoever starts a child that writes much must go on
-  // reading: the child stops when the pipe is full.
+  // Reads the next line of the child's standard output, without its line end, and waits at most
+  // that long for it. A last line without a line end counts. Keep reading from a child that writes
+  // a lot: it blocks when the pipe is full.
   ReadResult ReadLine(std::string* line, std::uint32_t milliseconds);
 
-  // Waits so long at most for the child to end by itself. True if it has; `*status` is then its
-  // exit status, or 128 and the signal's number where a signal ended it. May be called again.
+  // Waits at most that long for the child to end by itself. True if it has; `*status` is then its
+  // exit status, or 128 plus the number of the signal that ended it. May be called again.
   bool WaitForEnd(std::uint32_t milliseconds, int* status);
 
-  // Ends the child: politely (by the end of its input, and where there are signals by SIGTERM), and
-  // by force if that doesn't do within the time. Gives its exit status as WaitForEnd does; -1 if
-  // none was started.
+  // Asks the child to end (closes its input; on POSIX also SIGTERM) and kills it if it doesn't
+  // within the time. Returns the same status as WaitForEnd; -1 if no child was started.
   int End(std::uint32_t milliseconds);
 
   // Asks the child to end as a user would (SIGINT); on Windows by the end of its input.
   void Interrupt();
 
-  // Ends the child at once, without giving it a chance to clean up. WaitForEnd tells when it is
-  // gone.
+  // Kills the child, which gets no chance to clean up. Use WaitForEnd to wait until it is gone.
   void Kill();
 
   // The system's number for the child; 0 before Start.
@@ -58,11 +55,10 @@ class ChildProcess {
  private:
   struct State;
   std::unique_ptr<State> m_state;
-  std::string m_read;  // what came of the next lines
+  std::string m_read;  // output that ReadLine hasn't returned yet
 };
 
-// For the child's side: true once the standard input has ended. What stands in it is dropped.
-// Never waits.
+// For the child: true once standard input has ended. Discards pending input. Never waits.
 bool StandardInputEnded();
 
 }  // namespace tools::system

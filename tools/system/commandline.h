@@ -10,7 +10,7 @@ namespace tools::system {
 // whatever the system's code page. `argc` and `argv` are main's.
 std::vector<std::string> CommandLineArguments(int argc, const char* const* argv);
 
-// The full path of the program that this process runs, in UTF-8; empty if it can't be told.
+// The full path of this process's program, in UTF-8; empty if the system doesn't say.
 std::string OwnProgramPath();
 
 }  // namespace tools::system

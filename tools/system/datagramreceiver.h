@@ -14,9 +14,9 @@ struct Datagram {
 // A socket that is open for as long as the object lives. For one thread.
 class DatagramReceiver {
  public:
-  // Listens at `port` of this machine's `address`, a dotted one; "0.0.0.0" is all of them, port 0
-  // any that is free. Raises std::runtime_error, with the reason in words, if that can't be: the
-  // address isn't this machine's, another program listens there, there is no right to.
+  // Listens on `port` at this machine's `address`, a dotted one; "0.0.0.0" is all of them, port 0
+  // any free port. Raises std::runtime_error with the reason if that fails: the machine has no such
+  // address, another program uses the port, or this process may not use it.
   DatagramReceiver(const std::string& address, std::uint16_t port);
   ~DatagramReceiver();
 
@@ -25,8 +25,8 @@ class DatagramReceiver {
 
   std::uint16_t Port() const { return m_port; }
 
-  // Takes the next datagram, whole, waiting so long at most. False if none came, or if a signal
-  // ended the wait.
+  // Receives the next datagram and waits at most that long for it. False if none arrived, or if a
+  // signal ended the wait.
   bool Receive(std::uint32_t milliseconds, Datagram* datagram);
 
  private:

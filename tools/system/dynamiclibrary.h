@@ -5,9 +5,9 @@
 
 namespace tools::system {
 
-// Loads the library at `path` (UTF-8) and gives the address of its function `name`. Null with the
-// reason in words in `*error` if the one can't be loaded or the other isn't in it. A library that
-// was loaded stays loaded to the process's end.
+// Loads the library at `path` (UTF-8) and returns the address of its function `name`. Null, with
+// the reason in `*error`, if the library can't be loaded or has no such function. A library that
+// was loaded stays loaded until the process ends.
 void* LoadedFunction(const std::string& path, const char* name, std::string* error);
 
 }  // namespace tools::system

@@ -7,6 +7,7 @@
 
 #include "fuzz/fuzzing.h"
 #include "inspection/ring/ringview.h"
+#include "tools/ringreport.h"
 
 namespace {
 
@@ -50,8 +51,8 @@ inspection::ring::Snapshot Look(const inspection::ring::Bytes& bytes,
     Require(!finding.text.empty() && !inspection::ring::FindingWord(finding.kind).empty(),
             "it has words");
   }
-  CheckText(inspection::ring::ReportText("saved", now, findings));
-  const auto json = nlohmann::json::parse(inspection::ring::ReportJson("saved", now, findings));
+  CheckText(tools::RingReportText("saved", now, findings));
+  const auto json = nlohmann::json::parse(tools::RingReportJson("saved", now, findings));
   Require(json["findings"].size() == findings.size(), "every finding is in the JSON");
   return now;
 }

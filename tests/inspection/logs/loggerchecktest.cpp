@@ -65,13 +65,13 @@ TEST_F(LoggerCheckTest, EachRefusalHasItsReason) {
                     "Outlook 15 File\n"
                     "Outlook 15 UDP\n"
                     "Outlook 15 File \xC3(\n"),
-              ElementsAre("1 refused Outlook: no mask behind the module",
+              ElementsAre("1 refused Outlook: no mask after the module",
                           "2 refused Outlook: the mask is longer than three characters",
                           "3 refused Outlook: the mask \"0\" takes no level",
                           "4 refused Outlook: the mask \"-3\" is negative",
                           "5 refused Outlook: the mask \"all\" is not a number; it is a sum of 1 "
                           "(Info), 2 (Warn), 4 (Err), 8 (Crit)",
-                          "6 refused Outlook: no type behind the mask",
+                          "6 refused Outlook: no type after the mask",
                           "7 refused Outlook: the type is longer than seven characters; it is "
                           "File, Dbg or UDP",
                           "8 refused Outlook: unknown type \"Fil\"; did you mean \"File\"?; it is "
@@ -128,8 +128,8 @@ TEST_F(LoggerCheckTest, PathThatBeginsTooEarlyIsAWarning) {
   EXPECT_THAT(Check("Outlook 15 File Outlook logs\\mail\n"),
               ElementsAre("1 stream Outlook: Info, Warn, Err, Crit to the files Outlook 15 File "
                           "Outlook logs\\mail.<computer>_0.log to _4.log",
-                          "! the path begins too early, since its first word \"Outlook\" stands "
-                          "in the line before it: the path is \"Outlook 15 File Outlook "
+                          "! the path begins too early, because its first word \"Outlook\" also "
+                          "occurs before it in the line: the path is \"Outlook 15 File Outlook "
                           "logs\\mail\""));
 }
 
@@ -137,13 +137,16 @@ TEST_F(LoggerCheckTest, AddressesThatReachNobodyAreWarnings) {
   EXPECT_THAT(Check("Outlook 1 UDP loghost:514\nOutlook 1 UDP 10.0.0.256\n"
                     "Outlook 1 UDP 10.0.0.1:\nOutlook 1 UDP ::1:514\n"),
               ElementsAre("1 stream Outlook: Info to datagrams to loghost, port 514",
-                          "! \"loghost\" is no dotted IPv4 address: names and IPv6 reach nobody",
+                          "! \"loghost\" is no dotted IPv4 address: the add-in sends nothing to "
+                          "names or IPv6 addresses",
                           "2 stream Outlook: Info to datagrams to 10.0.0.256, port 514",
-                          "! \"10.0.0.256\" is no dotted IPv4 address: names and IPv6 reach nobody",
+                          "! \"10.0.0.256\" is no dotted IPv4 address: the add-in sends nothing to "
+                          "names or IPv6 addresses",
                           "3 stream Outlook: Info to datagrams to 10.0.0.1, port 0",
-                          "! the port is 0, where nobody listens",
+                          "! the port is 0, which can't receive anything",
                           "4 stream Outlook: Info to datagrams to ::1, port 514",
-                          "! \"::1\" is no dotted IPv4 address: names and IPv6 reach nobody"));
+                          "! \"::1\" is no dotted IPv4 address: the add-in sends nothing to names "
+                          "or IPv6 addresses"));
 }
 
 TEST_F(LoggerCheckTest, MaskWithoutAnyLevelMakesAStreamThatStaysEmpty) {

@@ -1,4 +1,4 @@
-// Looking into rings: what is told of healthy ones, sick ones, and what is no ring at all.
+// Looking into rings: healthy ones, damaged ones, and what isn't a ring at all.
 #include "inspection/ring/ringview.h"
 
 #include <gmock/gmock.h>
@@ -7,7 +7,7 @@
 #include <cstring>
 #include <random>
 
-#include "tests/agentkit/agentkitsupport.h"
+#include "tests/inspection/ring/ringcopy.h"
 #include "tests/support/temporaryfolder.h"
 
 namespace {
@@ -21,6 +21,7 @@ using inspection::ring::Snapshot;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using tests::Bytes;
+using tests::RingCopy;
 
 // "FAULT kind" or "note kind" of each finding.
 std::vector<std::string> Words(const std::vector<Finding>& findings) {
@@ -30,123 +31,6 @@ std::vector<std::string> Words(const std::vector<Finding>& findings) {
                     inspection::ring::FindingWord(finding.kind));
   }
   return words;
-}
-
-// A copy of a ring as a test makes it up.
-class RingCopy {
- public:
-  explicit RingCopy(std::uint32_t capacity = 1U << 18)
-      : m_capacity(capacity), m_bytes(16 + capacity + 4) {
-    header.capacity = static_cast<std::int32_t>(capacity);
-  }
-
-  // Reserves an entry; its position.
-  std::uint32_t Reserve(std::uint32_t length = 148) {
-    const std::uint32_t position = header.writeCursor;
-    header.usedBytes += static_cast<std::int32_t>(length + 4);
-    header.writeCursor += length + 4;
-    return position;
-  }
-  void Complete(std::uint32_t position, const Bytes& payload) {
-    PutWord(position, static_cast<std::uint32_t>(payload.size()));
-    for (std::uint32_t i = 0; i < payload.size(); ++i) {
-      m_bytes[16 + (position + 4 + i) % m_capacity] = payload[i];
-    }
-  }
-  void PutWord(std::uint32_t position, std::uint32_t word) {
-    std::memcpy(m_bytes.data() + 16 + position % m_capacity, &word, 4);
-  }
-  void Request(int sequence, std::uint32_t type = 1) {
-    Complete(Reserve(), Record(sequence, type));
-  }
-  void StartAt(std::uint32_t position) { header.writeCursor = header.consumerWord = position; }
-
-  inspection::ring::Bytes Take() {
-    std::memcpy(m_bytes.data(), &header, sizeof(header));
-    return m_bytes;
-  }
-  Snapshot Look() { return Decode(Take()); }
-
-  static Bytes Record(int sequence, std::uint32_t type) {
-    ContentRequest record{0x1234, 0x56, 34, 4, type, {}};
-    std::snprintf(record.szBlockName, sizeof(record.szBlockName), "Global\\0000123400000056%05d",
-                  sequence);
-    return tests::BytesOf(record);
-  }
-
-  RingHeader header{};
-
- private:
-  std::uint32_t m_capacity;
-  inspection::ring::Bytes m_bytes;
-};
-
-TEST(RingView, AnEmptyRingHasNothingWrong) {
-  RingCopy ring;
-  EXPECT_EQ(inspection::ring::ReportText("here", ring.Look(), Diagnose(ring.Look(), nullptr, 0)),
-            "here\n"
-            "  capacity           262144\n"
-            "  used bytes              0  [....................] 0.0 % full\n"
-            "  write cursor            0  offset 0\n"
-            "  consumer                0  0 bytes behind the cursor\n"
-            "\n"
-            "  no entries\n"
-            "\n"
-            "  nothing is wrong\n");
-}
-
-TEST(RingView, ShowsEachEntryInEachState) {
-  RingCopy ring;
-  ring.StartAt(262'100 - 152);
-  ring.Request(7, 3);
-  ring.Request(8);  // split by the end
-  ring.Reserve();
-  ring.Complete(ring.Reserve(8), {1, 2, 3, 4, 5, 6, 7, 8});
-  const Snapshot now = ring.Look();
-  EXPECT_EQ(inspection::ring::ReportText("a.bin", now, Diagnose(now, nullptr, 0)),
-            "a.bin\n"
-            "  capacity           262144\n"
-            "  used bytes            468  [....................] 0.2 % full\n"
-            "  write cursor       262416  offset 272\n"
-            "  consumer           261948  468 bytes behind the cursor\n"
-            "\n"
-            "   offset state      length item              block  block's name\n"
-            "   261948 complete      148 recipients           34  000012340000005600007\n"
-            "   262100 complete      148 file                 34  000012340000005600008 split\n"
-            "      108 incomplete      0\n"
-            "      260 complete        8 no request: 01 02 03 04 05 06 07 08\n"
-            "\n"
-            "  note   the entry at offset 108 is unfinished: its writer is at work, or died\n"
-            "         before its length word\n"
-            "  note   the entry at offset 261948 is complete and waits: if it stays, the\n"
-            "         consumer has stalled\n"
-            "  note   complete entries that are no requests of the add-in: 1\n");
-}
-
-TEST(RingView, TheWidestEntryHasEightyColumns) {
-  RingCopy ring;
-  ring.StartAt(262'100);
-  ContentRequest record{0xFFFFFFFF, 0xFFFFFFFE, 0xFFFFFFFF, 4, 0xFFFFFFFF, {}};
-  std::snprintf(record.szBlockName, sizeof(record.szBlockName), "Global\\fffffffffffffffe99999");
-  ring.Complete(ring.Reserve(148), tests::BytesOf(record));
-  const std::string report = inspection::ring::ReportText("", ring.Look(), {});
-  const std::string line =
-      "   262100 complete      148 4294967295   4294967295  fffffffffffffffe99999 split";
-  EXPECT_THAT(report, testing::HasSubstr("\n" + line + "\n"));
-  EXPECT_EQ(line.size(), 80U);
-}
-
-TEST(RingView, TheSameInJson) {
-  RingCopy ring;
-  ring.Request(7, 9);
-  const Snapshot now = ring.Look();
-  EXPECT_EQ(inspection::ring::ReportJson("live", now, Diagnose(now, &now, 500)),
-            R"({"source":"live","header":{"used_bytes":152,"write_cursor":152,"consumer_word":0,)"
-            R"("capacity":262144},"pending_bytes":152,"entries":[{"position":0,"offset":0,)"
-            R"("state":"complete","length":148,"split":false,"request":{"pid":4660,"tid":86,)"
-            R"("type":9,"block_length":34,"block_name":"Global\\000012340000005600007"}}],)"
-            R"("findings":[{"kind":"stalled-consumer","fault":true,"text":"the entry at offset 0 )"
-            R"(has been complete for 500 ms and more: the consumer has stalled"}]})");
 }
 
 TEST(RingView, ALengthWordInTheLastFourBytesHasItsPayloadAtTheStart) {
@@ -233,7 +117,7 @@ TEST(RingView, AConsumerThatKeepsItsPositionElsewhereIsFoundByTheUsedBytes) {
   EXPECT_TRUE(now.entries[0].isRequest);
 }
 
-TEST(RingView, OldBytesInTheFreeRoomShowThatNobodyClears) {
+TEST(RingView, OldBytesInTheFreeSpaceShowThatTheConsumerDoesNotClear) {
   RingCopy ring;
   ring.PutWord(3000, 0x01000094);
   EXPECT_THAT(Words(Diagnose(ring.Look(), nullptr, 0)), ElementsAre("FAULT room-not-cleared"));
@@ -258,7 +142,7 @@ TEST(RingView, AFullRingIsAFaultWhenItStays) {
   EXPECT_THAT(Words(Diagnose(now, &now, 1)), ElementsAre("FAULT full", "FAULT stalled-consumer"));
 }
 
-TEST(RingView, CapacitiesThatTheAddInCantLiveWith) {
+TEST(RingView, CapacitiesThatTheAddInRefuses) {
   EXPECT_THAT(Words(Diagnose(RingCopy(1U << 19).Look(), nullptr, 0)),
               ElementsAre("FAULT odd-capacity"));
   EXPECT_THAT(Words(Diagnose(RingCopy(3000).Look(), nullptr, 0)),
@@ -268,7 +152,7 @@ TEST(RingView, CapacitiesThatTheAddInCantLiveWith) {
   EXPECT_THAT(Words(Diagnose(crooked.Look(), nullptr, 0)), ElementsAre("FAULT bad-header"));
 }
 
-TEST(RingView, WhatIsNoRingIsSaidToBeNone) {
+TEST(RingView, AFileThatIsNoRingIsReportedAsNone) {
   EXPECT_EQ(Decode(inspection::ring::Bytes(5)).unreadable,
             "too short for a ring: 5 bytes, and the header alone has 16");
   EXPECT_EQ(Decode(inspection::ring::Bytes(300)).unreadable,
@@ -296,7 +180,7 @@ TEST(RingView, ATruncatedCopyShowsWhatThereIs) {
   EXPECT_EQ(findings[0].text, "truncated: 261942 of the 262144 bytes of the data area are missing");
 }
 
-TEST(RingView, RandomBytesWithAnyCapacityAreTakenCalmly) {
+TEST(RingView, RandomBytesWithAnyCapacityDoNoHarm) {
   std::mt19937 random(4711);
   for (int round = 0; round < 2000; ++round) {
     inspection::ring::Bytes bytes(16 + random() % 2000);
@@ -307,8 +191,7 @@ TEST(RingView, RandomBytesWithAnyCapacityAreTakenCalmly) {
     std::memcpy(bytes.data() + 12, &capacity, 4);
     const Snapshot now = Decode(bytes);
     const std::vector<Finding> findings = Diagnose(now, &now, 1);
-    EXPECT_FALSE(inspection::ring::ReportText("x", now, findings).empty());
-    EXPECT_EQ(inspection::ring::ReportJson("x", now, findings).back(), '}');
+    for (const Finding& finding : findings) EXPECT_FALSE(finding.text.empty());
   }
 }
 
@@ -334,9 +217,9 @@ TEST(RingView, ReadsALiveRingWithoutAskingForTheRightToWrite) {
 
   const tests::TemporaryFolder folder;
   const std::string path = folder.Entry("saved.bin");
-  ASSERT_TRUE(inspection::ring::SaveRing(path, bytes, &error)) << error;
+  ASSERT_TRUE(inspection::ring::SaveRing(path, bytes));
   inspection::ring::Bytes saved;
-  ASSERT_TRUE(inspection::ring::ReadSavedRing(path, &saved, &error)) << error;
+  ASSERT_TRUE(inspection::ring::ReadSavedRing(path, &saved));
   EXPECT_EQ(saved, bytes);
 }
 
@@ -346,8 +229,8 @@ TEST(RingView, SaysThatNoAgentIsThere) {
   std::string error;
   EXPECT_FALSE(inspection::ring::ReadLiveRing("Global\\VRKEXPIPE", &bytes, &error));
   EXPECT_EQ(error, "there is no ring Global\\VRKEXPIPE: no agent is running");
-  EXPECT_FALSE(inspection::ring::ReadSavedRing("/no/such/file", &bytes, &error));
-  EXPECT_EQ(error, "/no/such/file: can't be opened");
+  EXPECT_FALSE(inspection::ring::ReadSavedRing("/no/such/file", &bytes));
+  EXPECT_FALSE(inspection::ring::SaveRing("/no/such/folder/ring.bin", bytes));
 }
 
 }  // namespace

@@ -212,7 +212,7 @@ TEST_F(CommandLine, HelpShowsExamplesAndIsNoError) {
 TEST_F(CommandLine, HelpFitsIntoEightyColumns) {
   for (const std::string command :
        {"", "send ", "agent ", "import ", "conform ", "ring ", "config ", "config check ",
-        "config keys ", "config show ", "log ", "log check ", "log explain "}) {
+        "config keys ", "config show ", "log ", "log check ", "log explain ", "log listen "}) {
     std::istringstream help(Run(command + "--help").output);
     for (std::string line; std::getline(help, line);) {
       EXPECT_LE(line.size(), 80u) << command << line;
@@ -221,9 +221,10 @@ TEST_F(CommandLine, HelpFitsIntoEightyColumns) {
 }
 
 TEST_F(CommandLine, HelpContinuesALongDescriptionInItsColumn) {
-  EXPECT_THAT(Run("agent --help").output,
-              HasSubstr("\n  --take-over                 Go on with the ring of an agent that has"
-                        " died.\n                              Never while it lives\n"));
+  EXPECT_THAT(
+      Run("agent --help").output,
+      HasSubstr("\n  --take-over                 Continue the ring of an agent that has died. "
+                "Never\n                              while it runs\n"));
 }
 
 TEST_F(CommandLine, ASettingsFileOfAnyKindStopsNoMail) {

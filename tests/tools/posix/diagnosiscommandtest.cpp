@@ -83,8 +83,7 @@ TEST_F(DiagnosisCommand, ShowTellsOneSettingWithExamples) {
 TEST_F(DiagnosisCommand, ShowOfAnUnknownKeySuggestsOne) {
   const RunResult run = Run("config show hide_m");
   EXPECT_EQ(run.status, 3);
-  EXPECT_EQ(run.errors,
-            "quorvex: config show: unknown key \"hide_m\"; did you mean \"hide_me\"?\n");
+  EXPECT_EQ(run.errors, "quorvex config show: unknown key \"hide_m\"; did you mean \"hide_me\"?\n");
 }
 
 TEST_F(DiagnosisCommand, ConfigCheckTellsFileLineKeyAndWhatIsAccepted) {
@@ -105,16 +104,16 @@ TEST_F(DiagnosisCommand, ConfigCheckOfAGoodFileIsClean) {
   Write("vrk.pro", "hide_me=true\n");
   const RunResult run = Run("config check vrk.pro");
   EXPECT_EQ(run.status, 0);
-  EXPECT_EQ(run.output, "vrk.pro: 1 known setting in 1 line, nothing to mend\n");
+  EXPECT_EQ(run.output, "vrk.pro: 1 known setting in 1 line, nothing to fix\n");
 }
 
 TEST_F(DiagnosisCommand, FilesThatAreNotThereAreSetUpErrors) {
   for (const std::string command : {"config check", "log check", "log explain"}) {
     const RunResult run = Run(command + " none");
     EXPECT_EQ(run.status, 3);
-    EXPECT_EQ(run.errors, "quorvex: " + command + ": none: there is no such file\n");
+    EXPECT_EQ(run.errors, "quorvex " + command + ": none: there is no such file\n");
     EXPECT_THAT(run.output, IsEmpty());
-    EXPECT_EQ(Run(command + " .").errors, "quorvex: " + command + ": .: this is a folder\n");
+    EXPECT_EQ(Run(command + " .").errors, "quorvex " + command + ": .: this is a folder\n");
     EXPECT_EQ(Run(command).status, 3);
   }
 }
@@ -132,7 +131,7 @@ TEST_F(DiagnosisCommand, LogCheckTellsEachLine) {
   EXPECT_EQ(json["outlook_streams"], 1);
 }
 
-TEST_F(DiagnosisCommand, TheSumsOfTheChecksKeepTo80ColumnsWhateverTheFilesName) {
+TEST_F(DiagnosisCommand, TheTotalsOfTheChecksKeepTo80ColumnsWhateverTheFilesName) {
   const std::string name = "a-file-of-settings-with-a-name-of-some-length";
   Write(name, "Outlook 15 Dbg\n");
   EXPECT_EQ(Run("log check " + name).output,
@@ -140,7 +139,7 @@ TEST_F(DiagnosisCommand, TheSumsOfTheChecksKeepTo80ColumnsWhateverTheFilesName) 
                 ": 1 stream, 1 of them for\n    \"Outlook\"; 0 lines refused, 0 warnings\n");
   Write(name, "x_name = X-Sensitivity\n");
   EXPECT_EQ(Run("config check " + name).output,
-            name + ": 1 known setting in 1 line,\n    nothing to mend\n");
+            name + ": 1 known setting in 1 line,\n    nothing to fix\n");
 }
 
 TEST_F(DiagnosisCommand, LogExplainReadsARingInTheOrderOfTime) {

@@ -68,12 +68,12 @@ TEST(DatagramReceiver, GivesNothingWhenNothingComes) {
 
 TEST(DatagramReceiver, SaysThatThePortIsBusy) {
   const DatagramReceiver first("127.0.0.1", 0);
-  EXPECT_EQ(ReasonOf("127.0.0.1", first.Port()), "another program listens there");
+  EXPECT_EQ(ReasonOf("127.0.0.1", first.Port()), "another program uses this port");
 }
 
 TEST(DatagramReceiver, SaysThatTheAddressIsNone) {
   for (const char* address : {"", "localhost", "127.0.0", "1.2.3.4.5", "1.2.3.256", "::1"}) {
-    EXPECT_EQ(ReasonOf(address, 0), "no dotted IPv4 address") << address;
+    EXPECT_EQ(ReasonOf(address, 0), "this is no dotted IPv4 address") << address;
   }
 }
 

@@ -31,7 +31,7 @@ void CloseOnce(int* descriptor) {
   *descriptor = -1;
 }
 
-// Between fork and exec only calls that are safe in a signal handler.
+// Runs between fork and exec, where only calls that are safe in a signal handler are allowed.
 [[noreturn]] void RunInChild(pid_t parent, int input, int output, int failure, char* const* words) {
   prctl(PR_SET_PDEATHSIG, SIGTERM);
   if (getppid() != parent) _exit(kCannotRun);
@@ -50,8 +50,8 @@ void CloseOnce(int* descriptor) {
 
 struct ChildProcess::State {
   pid_t process = -1;
-  int input = -1;   // the end that is written to
-  int output = -1;  // the end that is read from
+  int input = -1;   // our end of the child's standard input
+  int output = -1;  // our end of its standard output
   bool ended = false;
   int status = -1;
 };
@@ -89,7 +89,7 @@ bool ChildProcess::Start(const std::string& program, const std::vector<std::stri
   if (child == 0) RunInChild(parent, input[0], output[1], failure[1], words.data());
   int code = child < 0 ? errno : 0;
   CloseOnce(&failure[1]);
-  // Ends without a word when the program runs.
+  // The pipe ends without data when exec succeeds.
   if (child > 0 && read(failure[0], &code, sizeof(code)) == sizeof(code))
     waitpid(child, nullptr, 0);
   if (code != 0) {

@@ -15,17 +15,17 @@ namespace tools::system {
 namespace {
 
 constexpr std::size_t kLargestDatagram = 65'536;
-// A log comes in bursts: room for a thousand lines that nobody has looked at yet.
-constexpr int kWaitingRoom = 4 << 20;
+// A log comes in bursts: enough for a thousand lines that aren't read yet.
+constexpr int kReceiveBuffer = 4 << 20;
 
 std::string WordsOf(int code) {
   switch (code) {
     case EADDRINUSE:
-      return "another program listens there";
+      return "another program uses this port";
     case EADDRNOTAVAIL:
-      return "the address is none of this machine";
+      return "this machine has no such address";
     case EACCES:
-      return "no right to: ports below 1024 are the system's";
+      return "permission denied: ports below 1024 need administrator's rights";
     default:
       return std::strerror(code);
   }
@@ -38,11 +38,11 @@ DatagramReceiver::DatagramReceiver(const std::string& address, std::uint16_t por
   own.sin_family = AF_INET;
   own.sin_port = htons(port);
   if (inet_pton(AF_INET, address.c_str(), &own.sin_addr) != 1) {
-    throw std::runtime_error("no dotted IPv4 address");
+    throw std::runtime_error("this is no dotted IPv4 address");
   }
   const int descriptor = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
   if (descriptor < 0) throw std::runtime_error(WordsOf(errno));
-  setsockopt(descriptor, SOL_SOCKET, SO_RCVBUF, &kWaitingRoom, sizeof(kWaitingRoom));
+  setsockopt(descriptor, SOL_SOCKET, SO_RCVBUF, &kReceiveBuffer, sizeof(kReceiveBuffer));
   socklen_t size = sizeof(own);
   auto* const general = reinterpret_cast<sockaddr*>(&own);
   if (bind(descriptor, general, size) != 0 || getsockname(descriptor, general, &size) != 0) {

@@ -15,8 +15,8 @@ void CloseOnce(HANDLE* handle) {
   *handle = nullptr;
 }
 
-// One word of a command line, as the C runtime of the child takes it apart again: backslashes count
-// only in front of a quotation mark, where each needs another.
+// One word of a command line, quoted for the child's C runtime: a backslash needs escaping only
+// before a quotation mark.
 std::wstring Quoted(const std::wstring& word) {
   std::wstring text = L"\"";
   std::size_t backslashes = 0;
@@ -29,7 +29,7 @@ std::wstring Quoted(const std::wstring& word) {
   return text + L"\"";
 }
 
-// Both ends can be inherited until KeepFromChild is called on the parent's.
+// The child can inherit both ends; call KeepFromChild on the parent's.
 bool MakePipe(HANDLE* readEnd, HANDLE* writeEnd) {
   SECURITY_ATTRIBUTES inherit = {sizeof(inherit), nullptr, TRUE};
   return CreatePipe(readEnd, writeEnd, &inherit, 0) != 0;
@@ -39,7 +39,8 @@ void KeepFromChild(HANDLE handle) {
   SetHandleInformation(handle, HANDLE_FLAG_INHERIT, 0);
 }
 
-// A job whose processes end with its last handle, that is with this process.
+// A job that ends its processes when its last handle is closed, at the latest when this process
+// ends.
 HANDLE MakeJob() {
   const HANDLE job = CreateJobObjectW(nullptr, nullptr);
   if (job == nullptr) return nullptr;
@@ -54,8 +55,8 @@ HANDLE MakeJob() {
 struct ChildProcess::State {
   HANDLE process = nullptr;
   HANDLE job = nullptr;
-  HANDLE input = nullptr;   // the end that is written to
-  HANDLE output = nullptr;  // the end that is read from
+  HANDLE input = nullptr;   // our end of the child's standard input
+  HANDLE output = nullptr;  // our end of its standard output
   DWORD processId = 0;
 };
 
@@ -87,8 +88,8 @@ bool ChildProcess::Start(const std::string& program, const std::vector<std::stri
     startup.hStdInput = childsInput;
     startup.hStdOutput = childsOutput;
     startup.hStdError = GetStdHandle(STD_ERROR_HANDLE);
-    // Suspended until it is in the job, so that nothing of it can escape; in a process group of its
-    // own, so that the user's Ctrl-C is the parent's alone to answer.
+    // Suspended until it is in the job, so that it can't start a process outside it. In its own
+    // process group, so that the user's Ctrl-C reaches only the parent.
     started = CreateProcessW(path.c_str(), line.data(), nullptr, nullptr, TRUE,
                              CREATE_SUSPENDED | CREATE_NEW_PROCESS_GROUP, nullptr, nullptr,
                              &startup, &process) != 0;
@@ -119,7 +120,7 @@ ChildProcess::ReadResult ChildProcess::ReadLine(std::string* line, std::uint32_t
       m_read.erase(0, lineEnd + 1);
       return ReadResult::kLine;
     }
-    // A pipe without a name can't be waited for, only looked at.
+    // Windows can't wait for data in an anonymous pipe, so poll.
     DWORD waiting = 0;
     std::array<char, 4096> buffer;
     DWORD got = 0;
@@ -173,7 +174,7 @@ std::uint32_t ChildProcess::ProcessId() const {
 
 bool StandardInputEnded() {
   const HANDLE input = GetStdHandle(STD_INPUT_HANDLE);
-  // A console goes on for ever; a file, the null device or no input at all has nothing to wait for.
+  // A console's input never ends. A file, the null device and a missing input count as ended.
   DWORD mode = 0;
   if (GetConsoleMode(input, &mode) != 0) return false;
   if (GetFileType(input) != FILE_TYPE_PIPE) return true;

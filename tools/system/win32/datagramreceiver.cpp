@@ -8,23 +8,23 @@ namespace tools::system {
 namespace {
 
 constexpr std::size_t kLargestDatagram = 65'536;
-// A log comes in bursts: room for a thousand lines that nobody has looked at yet.
-constexpr int kWaitingRoom = 4 << 20;
+// A log comes in bursts: enough for a thousand lines that aren't read yet.
+constexpr int kReceiveBuffer = 4 << 20;
 
 std::string WordsOf(int code) {
   switch (code) {
     case WSAEADDRINUSE:
-      return "another program listens there";
+      return "another program uses this port";
     case WSAEADDRNOTAVAIL:
-      return "the address is none of this machine";
+      return "this machine has no such address";
     case WSAEACCES:
-      return "no right to: the port is the system's, or another program's alone";
+      return "permission denied: the system or another program has the port for itself";
     default:
       return "the system's error " + std::to_string(code);
   }
 }
 
-// The network's byte order, written out: the tools of this folder need nothing else of the kind.
+// To and from the network's byte order.
 std::uint16_t Swapped(std::uint16_t value) {
   return static_cast<std::uint16_t>((value << 8) | (value >> 8));
 }
@@ -36,8 +36,7 @@ std::string TextOf(const sockaddr_in& address) {
   return text + ":" + std::to_string(Swapped(address.sin_port));
 }
 
-// inet_addr takes more than dotted addresses, and has no word for a wrong one that isn't also the
-// address of all machines.
+// inet_addr accepts more than dotted addresses, and its error result is also the broadcast address.
 bool IsDotted(const std::string& text) {
   int dots = 0;
   int digits = 0;
@@ -60,7 +59,7 @@ bool IsDotted(const std::string& text) {
 }  // namespace
 
 DatagramReceiver::DatagramReceiver(const std::string& address, std::uint16_t port) {
-  if (!IsDotted(address)) throw std::runtime_error("no dotted IPv4 address");
+  if (!IsDotted(address)) throw std::runtime_error("this is no dotted IPv4 address");
   constexpr WORD kVersion = 0x0202;
   WSADATA data = {};
   if (const int code = WSAStartup(kVersion, &data); code != 0) {
@@ -80,8 +79,8 @@ DatagramReceiver::DatagramReceiver(const std::string& address, std::uint16_t por
     WSACleanup();
     throw std::runtime_error(WordsOf(code));
   }
-  setsockopt(socket, SOL_SOCKET, SO_RCVBUF, reinterpret_cast<const char*>(&kWaitingRoom),
-             sizeof(kWaitingRoom));
+  setsockopt(socket, SOL_SOCKET, SO_RCVBUF, reinterpret_cast<const char*>(&kReceiveBuffer),
+             sizeof(kReceiveBuffer));
   m_socket = socket;
   m_port = Swapped(own.sin_port);
   m_buffer.resize(kLargestDatagram);

@@ -7,10 +7,10 @@ namespace {
 
 std::atomic<bool> g_stop = false;
 
-// Runs on a thread of the system's.
+// The system calls this on a thread of its own.
 BOOL WINAPI OnControl(DWORD event) {
   g_stop.store(true, std::memory_order_relaxed);
-  // The system ends the process as soon as the handler of these returns: leave the main thread the
+  // For the other events the system ends the process when this returns, so give the main thread
   // time to end it first.
   constexpr DWORD kTimeToEnd = 4000;
   if (event != CTRL_C_EVENT && event != CTRL_BREAK_EVENT) Sleep(kTimeToEnd);

@@ -100,10 +100,10 @@ TEST_F(SettingsCheckTest, ValueThatIsNotAcceptedSaysWhatIs) {
 
 TEST_F(SettingsCheckTest, OnlyTheLastLineOfAKeyIsJudged) {
   EXPECT_THAT(Check("hide_me=maybe\nHIDE_ME=true\n"),
-              ElementsAre("2 warning HIDE_ME=true: set before in line 1; this later line counts"));
+              ElementsAre("2 warning HIDE_ME=true: already set in line 1; this later line counts"));
   EXPECT_FALSE(m_report.IsClean());
   EXPECT_THAT(Check("hide_me=true\nhide_me=\n"),
-              ElementsAre("2 warning hide_me=: set before in line 1; this later line counts",
+              ElementsAre("2 warning hide_me=: already set in line 1; this later line counts",
                           "2 error hide_me=: not accepted; accepted is: true or false, in lower "
                           "case"));
 }
@@ -124,13 +124,14 @@ TEST_F(SettingsCheckTest, ChallengeResponseIsKnownWithoutARow) {
 }
 
 TEST_F(SettingsCheckTest, ByteOrderMarkSpoilsTheFirstKeyOnly) {
-  EXPECT_THAT(Check("\xEF\xBB\xBFhide_me=true\ndisable_stop=true\n"),
-              ElementsAre("1 warning hide_me=: a byte-order mark begins the file: it is part of "
-                          "this key, which is not found"));
+  EXPECT_THAT(
+      Check("\xEF\xBB\xBFhide_me=true\ndisable_stop=true\n"),
+      ElementsAre("1 warning hide_me=: the file begins with a byte-order mark: it is part of "
+                  "this key, which is not found"));
   EXPECT_EQ(m_report.settings, 1u);
   EXPECT_THAT(Check("\xEF\xBB\xBF\nhide_me=true\n"),
-              ElementsAre("1 warning =: a byte-order mark begins the file; the agent doesn't know "
-                          "it"));
+              ElementsAre("1 warning =: the file begins with a byte-order mark, which the agent "
+                          "doesn't know"));
 }
 
 TEST_F(SettingsCheckTest, ValueThatDecodesToControlCharactersIsAWarning) {
@@ -143,8 +144,8 @@ TEST_F(SettingsCheckTest, ValueThatDecodesToControlCharactersIsAWarning) {
 
 TEST_F(SettingsCheckTest, DoubledBackslashesAreOnlyNoted) {
   EXPECT_THAT(Check("qscan_dll_path=C:\\\\dir\n"),
-              ElementsAre("1 note qscan_dll_path=C:\\dir: written C:\\\\dir: decodes to what "
-                          "stands here"));
+              ElementsAre("1 note qscan_dll_path=C:\\dir: written C:\\\\dir: decodes to the "
+                          "value shown here"));
   EXPECT_TRUE(m_report.IsClean());
 }
 
@@ -156,13 +157,13 @@ TEST_F(SettingsCheckTest, LineWithoutEqualsSignIsSkippedWithAWarning) {
 TEST_F(SettingsCheckTest, UnluckyValueIsTooComplexToJudge) {
   EXPECT_THAT(Check("ip_white_list=" + std::string(40, 'a') + "!\n"),
               ElementsAre("1 error ip_white_list=" + std::string(40, 'a') +
-                          "!: too complex to judge; accepted is: addresses divided by commas, "
+                          "!: too complex to check; accepted is: addresses divided by commas, "
                           "each with a prefix length or ports at will"));
 }
 
 TEST_F(SettingsCheckTest, BinaryAndUtf16FilesSaySo) {
   EXPECT_THAT(Check(std::string("hide_me=true\n\x7F\0x=1\nqwertz=1", 24)),
-              ElementsAre("2 error =: a NUL byte: this is no text file, not read further"));
+              ElementsAre("2 error =: a NUL byte: this is no text file, the rest isn't read"));
   EXPECT_THAT(Check(std::string("\xFF\xFEh\0i\0", 6)),
               ElementsAre("1 error =: the file is UTF-16; the agent reads 8-bit text and finds no "
                           "key in it"));
@@ -170,7 +171,7 @@ TEST_F(SettingsCheckTest, BinaryAndUtf16FilesSaySo) {
 
 TEST_F(SettingsCheckTest, EndlessLineIsNotHeldAndTheNextIsRead) {
   EXPECT_THAT(Check("x_value=" + std::string(200'000, 'a') + "\nhide_me=no\n"),
-              ElementsAre("1 error =: a line of more than 65535 characters, not looked at",
+              ElementsAre("1 error =: a line of more than 65535 characters, not checked",
                           "2 error hide_me=no: not accepted; accepted is: true or false, in lower "
                           "case"));
   EXPECT_EQ(m_report.lines, 2u);

@@ -124,7 +124,7 @@ TEST_F(AgentSignals, MistakesAreToldByFileLineAndColumn) {
             path + ":2:10: unknown answer \"blok\"; did you mean \"block\"?\n" + path +
                 ":4:12: \"sender\" must be a pattern (text) or a list of patterns, not a whole "
                 "number\n"
-                "quorvex: the rules can't be used; nothing was started\n");
+                "quorvex agent: the rules can't be used; the agent wasn't started\n");
   EXPECT_EQ(status, 3);
 }
 
@@ -132,7 +132,7 @@ TEST_F(AgentSignals, ASecondAgentSaysWhy) {
   StartAgent({});
   int status = -1;
   EXPECT_THAT(OutputOf(Program() + " agent --ring '" + m_ring + "'", &status),
-              testing::StartsWith("quorvex: another agent has the ring " + m_ring + "."));
+              testing::StartsWith("quorvex agent: another agent has the ring " + m_ring + "."));
   EXPECT_EQ(status, 3);
 }
 

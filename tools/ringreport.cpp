@@ -1,13 +1,21 @@
+#include "tools/ringreport.h"
+
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <cstring>
-#include <nlohmann/json.hpp>
 
-#include "inspection/ring/ringview.h"
+#include "tools/json.h"
+#include "tools/text.h"
 
-namespace inspection::ring {
+namespace tools {
 namespace {
+
+using inspection::ring::Bytes;
+using inspection::ring::Entry;
+using inspection::ring::EntryState;
+using inspection::ring::Finding;
+using inspection::ring::Snapshot;
 
 constexpr std::size_t kColumns = 80;
 
@@ -30,7 +38,7 @@ std::string StateWord(EntryState state) {
   return "unknown";
 }
 
-// Up to the NUL, whatever else stands there shown as dots.
+// The name up to the NUL, with a dot for each character that isn't printable ASCII.
 std::string NameOf(const ContentRequest& record) {
   const char* const end = std::find(record.szBlockName, std::end(record.szBlockName), '\0');
   std::string name(record.szBlockName, static_cast<std::size_t>(end - record.szBlockName));
@@ -46,7 +54,7 @@ std::string Hex(const Bytes& bytes) {
   return text;
 }
 
-// The longest, a request with numbers of ten digits and the mark at its end, has 80 columns.
+// The longest line, a split request with numbers of ten digits, has 80 columns.
 std::string EntryLine(const Entry& entry) {
   std::string line =
       fmt::format("  {:>7} {:<10} {:>6} ", entry.offset, StateWord(entry.state), entry.length);
@@ -81,34 +89,15 @@ std::string HeaderLines(const Snapshot& now) {
   text += fmt::format("\n  consumer       {:>10}", header.consumerWord);
   if (now.unreadable.empty()) {
     text += fmt::format("  {} bytes behind the cursor", now.pending);
-    if (!now.isStartFromWord) text += ", by the used bytes";
+    if (!now.isStartFromWord) text += ", derived from the used bytes";
   }
-  return text + "\n";
-}
-
-// Breaks between words, with the lines after the first indented.
-std::string Wrapped(const std::string& words, const std::string& first) {
-  std::string text = first;
-  std::size_t column = first.size();
-  for (std::size_t at = 0; at < words.size();) {
-    const std::size_t end = std::min(words.find(' ', at), words.size());
-    if (column + (end - at) > kColumns) {
-      while (text.ends_with(' ')) text.pop_back();
-      text += "\n" + std::string(first.size(), ' ');
-      column = first.size();
-    }
-    text += words.substr(at, end - at) + " ";
-    column += end - at + 1;
-    at = end + 1;
-  }
-  while (text.ends_with(' ')) text.pop_back();
   return text + "\n";
 }
 
 }  // namespace
 
-std::string ReportText(const std::string& source, const Snapshot& now,
-                       const std::vector<Finding>& findings, std::size_t mostEntries) {
+std::string RingReportText(const std::string& source, const Snapshot& now,
+                           const std::vector<Finding>& findings, std::size_t mostEntries) {
   std::string text = source + "\n";
   if (now.hasHeader) text += HeaderLines(now);
   if (!now.entries.empty()) {
@@ -124,47 +113,58 @@ std::string ReportText(const std::string& source, const Snapshot& now,
   }
   text += "\n";
   for (const Finding& finding : findings) {
-    text += Wrapped(finding.text, finding.isFault ? "  FAULT  " : "  note   ");
+    text += Wrapped((finding.isFault ? "  FAULT  " : "  note   ") + finding.text, 80, 9) + "\n";
   }
   if (findings.empty()) text += "  nothing is wrong\n";
   return text;
 }
 
-std::string ReportJson(const std::string& source, const Snapshot& now,
-                       const std::vector<Finding>& findings) {
-  using Json = nlohmann::ordered_json;
-  Json json = {{"source", source}};
-  if (now.hasHeader) {
-    json["header"] = {{"used_bytes", now.header.usedBytes},
-                      {"write_cursor", now.header.writeCursor},
-                      {"consumer_word", now.header.consumerWord},
-                      {"capacity", now.header.capacity}};
-    json["pending_bytes"] = now.pending;
+namespace {
+
+Json EntryJson(const Entry& entry) {
+  Json json = Json::Object();
+  json.Add("position", entry.position)
+      .Add("offset", entry.offset)
+      .Add("state", StateWord(entry.state))
+      .Add("length", entry.length)
+      .Add("split", entry.isSplit);
+  if (entry.isRequest) {
+    json.Add("request", Json::Object()
+                            .Add("pid", entry.record->dwProcessId)
+                            .Add("tid", entry.record->dwThreadId)
+                            .Add("type", entry.record->dwItemType)
+                            .Add("block_length", entry.record->dwBlockLength)
+                            .Add("block_name", NameOf(*entry.record)));
+  } else if (!entry.begin.empty()) {
+    json.Add("begins", Hex(entry.begin));
   }
-  json["entries"] = Json::array();
-  for (const Entry& entry : now.entries) {
-    Json one = {{"position", entry.position},
-                {"offset", entry.offset},
-                {"state", StateWord(entry.state)},
-                {"length", entry.length},
-                {"split", entry.isSplit}};
-    if (entry.isRequest) {
-      one["request"] = {{"pid", entry.record->dwProcessId},
-                        {"tid", entry.record->dwThreadId},
-                        {"type", entry.record->dwItemType},
-                        {"block_length", entry.record->dwBlockLength},
-                        {"block_name", NameOf(*entry.record)}};
-    } else if (!entry.begin.empty()) {
-      one["begins"] = Hex(entry.begin);
-    }
-    json["entries"].push_back(std::move(one));
-  }
-  json["findings"] = Json::array();
-  for (const Finding& finding : findings) {
-    json["findings"].push_back(
-        {{"kind", FindingWord(finding.kind)}, {"fault", finding.isFault}, {"text", finding.text}});
-  }
-  return json.dump(-1, ' ', false, Json::error_handler_t::replace);
+  return json;
 }
 
-}  // namespace inspection::ring
+}  // namespace
+
+std::string RingReportJson(const std::string& source, const Snapshot& now,
+                           const std::vector<Finding>& findings) {
+  Json json = Json::Object();
+  json.Add("source", source);
+  if (now.hasHeader) {
+    json.Add("header", Json::Object()
+                           .Add("used_bytes", now.header.usedBytes)
+                           .Add("write_cursor", now.header.writeCursor)
+                           .Add("consumer_word", now.header.consumerWord)
+                           .Add("capacity", now.header.capacity));
+    json.Add("pending_bytes", now.pending);
+  }
+  Json entries = Json::Array();
+  for (const Entry& entry : now.entries) entries.Add(EntryJson(entry));
+  Json list = Json::Array();
+  for (const Finding& finding : findings) {
+    list.Add(Json::Object()
+                 .Add("kind", FindingWord(finding.kind))
+                 .Add("fault", finding.isFault)
+                 .Add("text", finding.text));
+  }
+  return json.Add("entries", entries).Add("findings", list).Text();
+}
+
+}  // namespace tools

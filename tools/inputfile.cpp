@@ -1,0 +1,34 @@
+#include "tools/inputfile.h"
+
+#include <system_error>
+
+#include "tools/command.h"
+#include "tools/text.h"
+
+namespace tools {
+
+std::filesystem::path PathOf(std::string_view utf8) {
+  return std::u8string(utf8.begin(), utf8.end());
+}
+
+void RequireFile(const std::string& path, int status) {
+  std::error_code error;
+  const auto type = std::filesystem::status(PathOf(path), error).type();
+  std::string why;
+  if (type == std::filesystem::file_type::not_found) {
+    why = "there is no such file";
+  } else if (type == std::filesystem::file_type::directory) {
+    why = "this is a folder";
+  } else if (error) {
+    why = error.message();
+  } else {
+    return;
+  }
+  throw CommandError(Printable(path) + ": " + why, status);
+}
+
+void RefuseFile(const std::string& path, int status) {
+  throw CommandError(Printable(path) + ": can't be opened", status);
+}
+
+}  // namespace tools

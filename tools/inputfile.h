@@ -1,0 +1,20 @@
+// Files that a command is given.
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <string_view>
+
+namespace tools {
+
+// A path in UTF-8, as the command line has it, for the standard library.
+std::filesystem::path PathOf(std::string_view utf8);
+
+// Ends the command with CommandError, "<path>: <why>" and `status`, unless this is a file that
+// might be read: not a folder, and not missing.
+void RequireFile(const std::string& path, int status);
+
+// The error of a file that is there but can't be read: "<path>: can't be opened".
+[[noreturn]] void RefuseFile(const std::string& path, int status);
+
+}  // namespace tools

@@ -1,5 +1,5 @@
-// The other half, by hand: a writer and a requester that a test takes through each single step, and
-// a clock that stands until it is moved.
+// A writer and a requester that a test drives step by step, and a clock that only the test
+// advances.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -23,18 +23,18 @@ namespace tests {
 
 using Bytes = std::vector<unsigned char>;
 
-// Time that only a test moves.
+// A clock that only the test advances.
 class StandingClock {
  public:
   StandingClock() : m_ticks([this](auto) { return now; }) {}
 
-  std::uint32_t now = 0xFFFFF000;  // so that it wraps in the middle of most tests
+  std::uint32_t now = 0xFFFFF000;  // wraps in the middle of most tests
 
  private:
   platform::ScopedReplacement<platform::clock, &platform::ClockOperations::GetTickCount> m_ticks;
 };
 
-// A second view of a ring, with the steps of a push one by one.
+// A second view of a ring, with each step of a push as an operation.
 class HandWriter {
  public:
   explicit HandWriter(std::uint32_t capacity = 1U << 18) : m_capacity(capacity) {
@@ -54,14 +54,14 @@ class HandWriter {
                               static_cast<int>(payload.size()));
   }
 
-  // The two additions for an entry with `length` bytes of payload; gives its position.
+  // Makes both additions for an entry with `length` bytes of payload and returns its position.
   std::uint32_t Reserve(std::uint32_t length) {
     Header()->usedBytes += static_cast<std::int32_t>(length + 4);
     const std::uint32_t position = Header()->writeCursor;
     Header()->writeCursor += length + 4;
     return position;
   }
-  // The copy and the length word of an entry that was reserved at `position`.
+  // Copies the payload and stores the length word of the entry reserved at `position`.
   void Complete(std::uint32_t position, const Bytes& payload) {
     for (std::uint32_t i = 0; i < payload.size(); ++i) {
       Data()[(position + 4 + i) % m_capacity] = payload[i];
@@ -76,7 +76,7 @@ class HandWriter {
   agentkit::SharedView m_view;
 };
 
-// `size` bytes, none of them zero, that follow from `seed`.
+// Returns `size` non-zero bytes that depend on `seed`.
 inline Bytes Pattern(std::uint32_t seed, std::size_t size = 148) {
   Bytes bytes(size);
   for (std::size_t i = 0; i < size; ++i) {
@@ -85,7 +85,7 @@ inline Bytes Pattern(std::uint32_t seed, std::size_t size = 148) {
   return bytes;
 }
 
-// A sound record for a block of `length` bytes, named with `sequence`.
+// Returns a valid record for a block of `length` bytes with `sequence` in its name.
 inline ContentRequest MakeRecord(std::uint32_t length, int sequence, std::uint32_t itemType = 1,
                                  std::uint32_t threadId = 77) {
   ContentRequest record{};
@@ -105,7 +105,7 @@ inline Bytes BytesOf(const ContentRequest& record) {
   return {bytes, bytes + sizeof(record)};
 }
 
-// An add-in in slow motion.
+// The add-in's part, step by step.
 class HandRequester {
  public:
   HandRequester(std::string payload, std::string name, int sequence, std::uint32_t itemType = 1)
@@ -119,7 +119,7 @@ class HandRequester {
     Exchange(0);
     std::memcpy(m_view.Data() + 4, m_content.data(), m_content.size());
   }
-  // One poll: stores `word` and gives what was there.
+  // One poll: stores `word` and returns the previous value.
   std::int32_t Exchange(std::int32_t word = 1) {
     return std::atomic_ref<std::int32_t>(*reinterpret_cast<std::int32_t*>(m_view.Data()))
         .exchange(word);

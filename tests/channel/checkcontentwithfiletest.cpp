@@ -1,4 +1,4 @@
-// A question about a text that travels in a file.
+// Requests whose text is passed in a file.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -25,7 +25,7 @@ using namespace std::string_literals;
 
 constexpr char kName[] = "ExchangeSubjectContent";
 
-// The temporary directory is a folder of the test's own.
+// Uses a temporary directory of its own.
 class CheckContentWithFile : public testing::Test {
  protected:
   CheckContentWithFile()
@@ -35,7 +35,7 @@ class CheckContentWithFile : public testing::Test {
           std::memcpy(buffer, path.c_str(), path.size() + 1);
           return static_cast<std::uint32_t>(path.size());
         }) {
-    // Entry("") may or may not end in a separator of its own.
+    // Entry("") may or may not end with a separator.
     const std::string path = m_folder.Entry("");
     m_separator = path.ends_with('/') || path.ends_with('\\') ? "" : "\\";
   }

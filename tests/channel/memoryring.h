@@ -1,4 +1,4 @@
-// A ring over plain memory, with room behind it that no writer may touch.
+// A ring in plain memory, followed by bytes that no writer may touch.
 #pragma once
 
 #include <cstdint>
@@ -13,9 +13,9 @@ class MemoryRing {
  public:
   static constexpr unsigned char kUntouched = 0xEE;
   static constexpr std::uint32_t kConsumerWord = 0xC0FFEE11;
-  static constexpr std::size_t kBehind = 4096;  // bytes behind the spare word
+  static constexpr std::size_t kBehind = 4096;  // bytes after the spare word
 
-  // A ring with `area` bytes of data area, all kUntouched, whose header says the same.
+  // A ring whose data area has `area` bytes, all kUntouched, and a header that says so.
   explicit MemoryRing(std::uint32_t area)
       : m_area(area), m_words((sizeof(RingHeader) + area + 4 + kBehind) / 4) {
     std::memset(m_words.data(), kUntouched, m_words.size() * 4);
@@ -29,7 +29,7 @@ class MemoryRing {
     return static_cast<std::uint32_t>(sizeof(RingHeader)) + m_area + 4;
   }
 
-  // The bytes of the data area, and of all that lies behind it.
+  // The bytes of the data area, and all bytes after it.
   std::vector<unsigned char> Area() { return {Data(), Data() + m_area}; }
   std::vector<unsigned char> Behind() { return {Data() + m_area, Data() + m_area + 4 + kBehind}; }
   std::vector<unsigned char> Everything() {
@@ -37,7 +37,7 @@ class MemoryRing {
     return {begin, begin + m_words.size() * 4};
   }
 
-  // What no push ever changes.
+  // What no push may change.
   bool IsIntactOutside() {
     return Header()->consumerWord == kConsumerWord &&
            Behind() == std::vector<unsigned char>(4 + kBehind, kUntouched);
@@ -48,7 +48,7 @@ class MemoryRing {
   std::vector<std::uint32_t> m_words;
 };
 
-// `size` bytes 1, 2, 3 ... 250, 1 ...: no zero, and no two neighbours alike.
+// Returns `size` bytes 1, 2, 3 ... 250, 1 ...: no zero, and no two equal neighbours.
 inline std::vector<unsigned char> CountingBytes(std::size_t size) {
   std::vector<unsigned char> bytes(size);
   for (std::size_t i = 0; i < size; ++i) {

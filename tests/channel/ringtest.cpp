@@ -1,4 +1,4 @@
-// The append to the ring, over plain memory: cursors are set by hand and raw bytes are looked at.
+// Appending to a ring in plain memory. Tests set the cursors by hand and check raw bytes.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -29,7 +29,7 @@ bool Push(MemoryRing& ring, const Bytes& data) {
   return AgentChannel::PushEntry(ring.Header(), data.data(), static_cast<int>(data.size()));
 }
 
-// As the add-in pushes: the view's size is known.
+// Pushes as the add-in does, with a known view size.
 bool PushBounded(MemoryRing& ring, const Bytes& data) {
   return channel::PushEntry(ring.Header(), ring.ViewSize(), data.data(),
                             static_cast<int>(data.size()));
@@ -92,7 +92,7 @@ TEST_P(RingOfCapacity, EntryThatFillsTheRingToTheLastByteIsAcceptedAndTheNextRef
   const Bytes before = ring.Everything();
   EXPECT_FALSE(Push(ring, CountingBytes(1)));
   EXPECT_THAT(log.Lines(), ElementsAre(kFull));
-  EXPECT_EQ(ring.Everything(), before);  // usedBytes, cursor and data are as they were
+  EXPECT_EQ(ring.Everything(), before);  // usedBytes, cursor and data are unchanged
 }
 
 TEST_P(RingOfCapacity, EntryThatIsFourBytesTooLongIsRefusedAndLeavesNoGap) {
@@ -115,7 +115,7 @@ TEST_P(RingOfCapacity, OneEntryMayTakeTheWholeRing) {
   EXPECT_TRUE(ring.IsIntactOutside());
 }
 
-// Every place at which an entry can meet the end of the data area, each against an area that is
+// Every position at which an entry can reach the end of the data area, compared with an area
 // written byte by byte.
 TEST_P(RingOfCapacity, EverySplitOfTheWrapPutsEachByteInItsPlace) {
   const std::uint32_t capacity = GetParam();
@@ -179,11 +179,12 @@ TEST(Ring, PayloadThatEndsAtTheEndOfTheAreaLeavesTheStartAlone) {
 
 TEST(Ring, PayloadOfOneByteTakesEightBytesAndStoresTheLength4) {
   MemoryRing ring(1024);
-  const Bytes data = {0xA1, 0xB2, 0xC3, 0xD4};  // three readable bytes behind the one that counts
+  // One byte of payload and three readable bytes after it.
+  const Bytes data = {0xA1, 0xB2, 0xC3, 0xD4};
   ASSERT_TRUE(AgentChannel::PushEntry(ring.Header(), data.data(), 1));
   EXPECT_EQ(ring.Header()->usedBytes, 8);
   EXPECT_EQ(ring.Header()->writeCursor, 8U);
-  // The padding is whatever follows the caller's byte in memory.
+  // The padding is what follows the caller's byte in memory.
   EXPECT_THAT(Slice(ring.Area(), 0, 9), ElementsAre(4, 0, 0, 0, 0xA1, 0xB2, 0xC3, 0xD4, kOld));
 }
 
@@ -244,7 +245,7 @@ TEST(Ring, NullDataOrLengthBelow1IsAWrongParameterAndTouchesNothing) {
   LogCapture log;
   EXPECT_FALSE(AgentChannel::PushEntry(ring.Header(), nullptr, 4));
   EXPECT_FALSE(AgentChannel::WriteRingBuffer(ring.Header(), nullptr, 4));
-  EXPECT_FALSE(AgentChannel::PushEntry(nullptr, nullptr, 4));  // the data is looked at first
+  EXPECT_FALSE(AgentChannel::PushEntry(nullptr, nullptr, 4));  // the data is checked first
   EXPECT_THAT(log.Lines(), ElementsAre(pushLine, writeLine, pushLine));
   EXPECT_EQ(ring.Everything(), before);
 }
@@ -264,11 +265,11 @@ TEST(Ring, NullRingOrCapacityBelow1IsAWrongBufferAndTouchesNothing) {
   }
 }
 
-// The headers below are no agent's; whatever they say, nothing outside the data area is written.
+// No agent writes the headers below. Whatever they say, nothing outside the data area is written.
 
 TEST(HostileRing, CapacityThatTheViewHoldsToItsLastByteIsAccepted) {
   MemoryRing ring(1024);
-  ring.Header()->capacity = 1028;  // the spare word counted in
+  ring.Header()->capacity = 1028;  // includes the spare word
   ring.Header()->writeCursor = 1024;
   LogCapture log;
   EXPECT_TRUE(PushBounded(ring, Bytes{1, 2, 3, 4}));

@@ -1,9 +1,9 @@
-// Writers in several threads against one consumer, over plain memory.
+// Writers in several threads and one consumer, in plain memory.
 //
-// Each writer pushes records that hold its number and a count, and tries again when the ring is
-// full. The consumer here is written for this test alone: it takes an entry when its length word is
-// not zero, checks that the record is whole and that each writer's count goes up by one, clears the
-// entry and gives its room back. A small ring makes it wrap and fill all the time.
+// Each writer pushes records with its number and a count, and tries again when the ring is full.
+// This test has its own consumer: it takes an entry when its length word isn't zero, checks that
+// the record is whole and that each writer's count goes up by one, clears the entry and frees its
+// space. The ring is small, so it wraps and fills constantly.
 #include <gtest/gtest.h>
 
 #include <array>
@@ -22,7 +22,7 @@ using tests::MemoryRing;
 constexpr std::uint32_t kWords = sizeof(ContentRequest) / 4;
 using Record = std::array<std::uint32_t, kWords>;
 
-// The words of a record follow from its writer and count, so a torn one shows.
+// A record's words depend on its writer and count, so a torn record is noticed.
 Record MakeRecord(std::uint32_t writer, std::uint32_t count) {
   Record record{};
   record[0] = writer;
@@ -111,7 +111,7 @@ void Torture(std::uint32_t capacity, std::uint32_t writers, std::uint32_t perWri
     }
     ++next[record[0]];
   }
-  if (wrong != 0) {  // let the writers end before the test does
+  if (wrong != 0) {  // let the writers finish before the test ends
     ring.Header()->capacity = static_cast<std::int32_t>(capacity);
     std::thread drain([&] {
       Record record{};
@@ -142,8 +142,8 @@ TEST(RingTorture, FourWritersLoseAndTearNothingOverTheFullRing) {
   Torture(262144, 4, 8000, 3);
 }
 
-// A header whose capacity another process changes all the time: the push works with the one value
-// that it read, and stays inside its view.
+// Another thread keeps changing the header's capacity. The push uses the one value that it read and
+// stays inside its view.
 TEST(RingTorture, CapacityThatChangesBetweenReadsNeverLeadsOutsideTheView) {
   MemoryRing ring(1024);
   std::atomic<bool> stop{false};
@@ -156,7 +156,7 @@ TEST(RingTorture, CapacityThatChangesBetweenReadsNeverLeadsOutsideTheView) {
   });
   const Record record = MakeRecord(1, 1);
   std::uint32_t pushed = 0;
-  // On a loaded machine the other thread may stand still on a bad value for long.
+  // On a busy machine, the other thread may be suspended for long with an invalid value stored.
   for (int i = 0; i < 200000 || (pushed == 0 && i < 100000000); ++i) {
     if (i % 256 == 0) std::this_thread::yield();
     if (channel::PushEntry(ring.Header(), ring.ViewSize(), record.data(), sizeof(ContentRequest))) {

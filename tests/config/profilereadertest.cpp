@@ -21,14 +21,14 @@ using testing::ElementsAre;
 using testing::Pair;
 using tests::TextFile;
 
-// What a file of this content makes of these keys and defaults.
+// Returns the values of these keys, with these defaults, in a file of this content.
 ProfileMap Read(std::string_view content, ProfileMap wanted) {
   const TextFile file(content);
   EXPECT_TRUE(ProfileReader(file.Path(), wanted));
   return wanted;
 }
 
-// The value of "x_name" in a file of this content; "default" if it has none.
+// Returns the value of "x_name" in a file of this content, or "default".
 std::string XName(std::string_view content) {
   return Read(content, {{"x_name", "default"}}).at("x_name");
 }
@@ -125,7 +125,7 @@ TEST(ProfileReader, ReadThatBreaksOffGivesTrueAndKeepsWhatWasRead) {
     EXPECT_THAT(wanted, ElementsAre(Pair("x_name", "one"), Pair("x_value", "v")));
   }
   {
-    const tests::BrokenRead broken(20);  // within the second value: as at the end of the file
+    const tests::BrokenRead broken(20);  // within the second value: like the end of the file
     ProfileMap wanted = defaults;
     EXPECT_TRUE(ProfileReader(file.Path(), wanted));
     EXPECT_THAT(wanted, ElementsAre(Pair("x_name", "one"), Pair("x_value", "t")));
@@ -303,7 +303,7 @@ TEST(ProfileReader, KeysOfEveryLengthAreFound) {
   }
 }
 
-// The reading done the long way: whole lines first, each held against each key in turn.
+// The same reading in the simplest way: whole lines, each compared with each key.
 void ReadTheLongWay(std::string content, ProfileMap& wanted) {
   for (std::size_t at = 0; (at = content.find("\r\n", at)) != std::string::npos; ++at) {
     content.erase(at, 1);
@@ -344,7 +344,7 @@ TEST(ProfileReader, FilesOfUnluckyCharactersReadLikeTheLongWay) {
     }
     ProfileMap expected = defaults;
     ReadTheLongWay(content, expected);
-    // From memory, in reads of random sizes: what a file system is doesn't matter here.
+    // From memory, in reads of random sizes; the file system doesn't matter here.
     std::size_t given = 0;
     const platform::ScopedReplacement<platform::files, &platform::FileOperations::CreateFileA> open(
         [&](auto...) { return platform::Handle(&given); });
@@ -461,7 +461,7 @@ TEST(UnescapeValue, EmptyTextStaysEmptyAndNulStays) {
   EXPECT_EQ(UnescapeValue("a\0\\tb"s), "a\0\tb"s);
 }
 
-// A text of a million backslashes, each of which must not count all those before it.
+// A million backslashes: the work for each must not depend on how many come before it.
 TEST(UnescapeValue, TextOfBackslashesIsHalved) {
   EXPECT_EQ(UnescapeValue(std::string(1000000, '\\')), std::string(500000, '\\'));
 }

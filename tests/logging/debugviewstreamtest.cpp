@@ -18,7 +18,7 @@ bool g_noMemory = false;
 
 }  // namespace
 
-// The one allocation of the product that may fail without an exception.
+// The product's only allocation that can fail without an exception.
 void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
   if (g_noMemory) return nullptr;
   try {

@@ -1,4 +1,4 @@
-// The tests' own way of reading what was logged.
+// How tests read what was logged.
 #include "tests/support/logcapture.h"
 
 #include <gmock/gmock.h>

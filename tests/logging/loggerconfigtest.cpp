@@ -23,7 +23,7 @@ using testing::IsEmpty;
 
 class Config : public testing::Test {
  protected:
-  // Writes Logger.cfg and gives its path.
+  // Writes Logger.cfg and returns its path.
   std::string Given(std::string_view text) const {
     MakeFile(folder.Path() / "Logger.cfg", text);
     return folder.Entry("Logger.cfg");
@@ -31,7 +31,8 @@ class Config : public testing::Test {
 
   int Load(std::string_view text) { return logger.LoadConfigFile(Given(text).c_str()); }
 
-  // "type mask" of each of the module's streams, in the order in which they are offered a line.
+  // Returns "type mask" for each of the module's streams, in the order in which they receive a
+  // line.
   std::vector<std::string> Streams(const char* module) const {
     std::vector<std::string> streams;
     const CModuleLogInfo* const info = logger.FindModule(module);
@@ -42,7 +43,7 @@ class Config : public testing::Test {
     return streams;
   }
 
-  // The base names of the file streams that were made, without the computer's name, in order.
+  // Returns the base names of the created file streams in order, without the computer's name.
   std::vector<WideString> fileNames;
   tests::TemporaryFolder folder;
   OpenLogger logger;
@@ -60,7 +61,7 @@ class Config : public testing::Test {
       }};
 };
 
-// The scan of one line.
+// Scanning one line.
 
 TEST(ConfigLine, HasUpToFourFieldsDividedByWhiteSpace) {
   const logging::ConfigFields fields =
@@ -145,7 +146,7 @@ TEST_F(Config, BeginsAParameterAtItsFirstPlaceInTheLine) {
 
 TEST_F(Config, KeepsAUdpParameterToOneToken) {
   UdpReceiver receiver;
-  // With the blank taken in, the port would be 1.
+  // If the blank were included, the port would be 1.
   const std::string port = std::to_string(receiver.Port());
   EXPECT_EQ(Load("Outlook 15 UDP 127.0.0.1:" + port + " :1\n"), 1);
   FixedStamp stamp;
@@ -192,23 +193,23 @@ TEST_F(Config, OfALaterReadingReplacesTheEarlier) {
 }
 
 TEST_F(Config, CutsALineAt291CharactersAndReadsTheRestAsALine) {
-  // The first piece ends inside the blanks; the module of the second line stands in the rest.
+  // The first piece ends inside the blanks; the rest contains the second line's module.
   const std::string first = "Outlook 15 Dbg";
   EXPECT_EQ(Load(first + std::string(291 - first.size(), ' ') + "Other 7 Dbg\n"), 1);
   EXPECT_THAT(Streams("Outlook"), ElementsAre("Dbg 15"));
   EXPECT_THAT(Streams("Other"), ElementsAre("Dbg 7"));
-  // One character more in front, and the last one of the first piece is the module's first.
+  // With one more character in front, the first piece ends with the module's first character.
   EXPECT_EQ(Load(first + std::string(290 - first.size(), ' ') + "Other 7 Dbg\n"), 1);
   EXPECT_EQ(logger.FindModule("Other"), nullptr);
   EXPECT_THAT(Streams("ther"), ElementsAre("Dbg 7"));
 }
 
 TEST_F(Config, CountsTheLineEndAmongThe291Characters) {
-  // 290 characters and LF fit; the comment behind them stays one.
+  // 290 characters and LF fit, so the comment after them remains a comment.
   const std::string line = "Outlook 15 Dbg" + std::string(276, ' ');
   ASSERT_EQ(line.size(), 290U);
   EXPECT_EQ(Load(line + "\r\n;\n"), 1);
-  // With one more, the line end alone is the rest: a line without a module.
+  // With one more, only the line end is left: a line without a module.
   EXPECT_EQ(Load(line + " \n;\n"), 1);
   EXPECT_THAT(Streams("Outlook"), ElementsAre("Dbg 15"));
 }
@@ -324,7 +325,7 @@ TEST_F(Config, RefusesAParameterThatGrowsTooLongByBeginningEarly) {
   EXPECT_THAT(fileNames, IsEmpty());
 }
 
-// The add-in's own file.
+// The file that the add-in reads.
 
 using ReplacedSystemFolder =
     ScopedReplacement<platform::folders, &platform::FolderOperations::GetSystemDirectoryA>;
@@ -371,7 +372,7 @@ TEST_F(Config, IsNotReadWithoutASystemFolder) {
   EXPECT_THAT(Streams("Outlook"), ElementsAre("Dbg 15"));
 }
 
-// One module's line.
+// Reading one module's line.
 
 TEST_F(Config, OfOneModuleAddsItsFirstLineOnly) {
   ASSERT_EQ(Load("Other 1 Dbg\n"), 1);

@@ -1,4 +1,4 @@
-// What the tests of the logger share.
+// What the logger's tests share.
 #pragma once
 
 #include <cstdint>
@@ -14,7 +14,7 @@
 #include "platform/process.h"
 #include "platform/scopedreplacement.h"
 
-// A logger that shows what a derived class may see.
+// A logger that exposes its protected members.
 class OpenLogger : public CVRKLogger {
  public:
   using CVRKLogger::kLineSize;
@@ -23,7 +23,7 @@ class OpenLogger : public CVRKLogger {
   using CVRKLogger::m_wszComputerName;
 };
 
-// Keeps what it is offered, together with a name, in a list that several streams may share.
+// Adds each line, with the stream's name, to a list that several streams may share.
 class RecordingStream : public CBaseStream {
  public:
   struct Record {
@@ -46,7 +46,7 @@ inline void PrintTo(const RecordingStream::Record& record, std::ostream* out) {
   *out << "{" << record.stream << ": \"" << record.text << "\"}";
 }
 
-// Adds a stream as the configuration does and puts a recording one in its place.
+// Adds a stream as the configuration does, then replaces it with a recording one.
 inline void AddRecording(CVRKLogger& logger, const char* module, int mask, const char* name,
                          std::vector<RecordingStream::Record>* records) {
   if (logger.AddStream(module, mask, "Dbg", nullptr) != 1) throw std::runtime_error("AddStream");
@@ -55,8 +55,8 @@ inline void AddRecording(CVRKLogger& logger, const char* module, int mask, const
   wrapper->m_pStream = new RecordingStream(name, records);
 }
 
-// Holds the time at 2024-02-03 04:05:06.007 and the thread at 42, and counts how often a line asked
-// for the time.
+// Fixes the time at 2024-02-03 04:05:06.007 and the thread id at 42, and counts how often a line
+// asks for the time.
 class FixedStamp {
  public:
   std::uint32_t thread = 42;

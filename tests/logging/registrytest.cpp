@@ -130,7 +130,7 @@ TEST_F(Registry, FindsAModuleWithoutRegardToCase) {
 }
 
 TEST_F(Registry, ComparesLettersOnlyWithoutCase) {
-  // "@" and "`" differ by the same bit as "A" and "a".
+  // "@" and "`" differ in the same bit as "A" and "a".
   AddRecording(logger, "mod@", 15, "s", &records);
   EXPECT_EQ(logger.Log("mod`", kLogInfo, "x"), 0);
 }
@@ -232,7 +232,7 @@ TEST_F(Registry, KeepsSixteenCharactersOfAName) {
   EXPECT_EQ(logger.Log(longer, kLogInfo, "x"), 0);
   ASSERT_NE(logger.FindModule(sixteen), nullptr);
   EXPECT_STREQ(logger.FindModule(sixteen)->m_szName, sixteen);
-  // It isn't found again by its own name, so a second stream makes a second module.
+  // The full name doesn't find it, so a second stream creates a second module.
   EXPECT_EQ(logger.AddStream(longer, 15, "Dbg", nullptr), 1);
   ASSERT_NE(logger.FindModule(sixteen)->m_pNext, nullptr);
   EXPECT_STREQ(logger.FindModule(sixteen)->m_pNext->m_szName, sixteen);
@@ -378,7 +378,7 @@ TEST(Lines, AreReadBackFromARealFile) {
   FixedStamp stamp;
   tests::TemporaryFolder folder;
   OpenLogger logger;
-  // The name is UTF-8: the file's is the same letters.
+  // The name is UTF-8, and the file's name has the same letters.
   ASSERT_EQ(logger.AddStream("Outlook", 15, "File", folder.Entry("l\xC3\xB6g").c_str()), 1);
   EXPECT_EQ(logger.Log("Outlook", kLogErr, "Cannot get %s", "body"), 1);
   EXPECT_EQ(logger.Log("Outlook", kLogInfo, "\xC3\xA4"), 1);

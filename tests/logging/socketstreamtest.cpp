@@ -30,7 +30,7 @@ class OpenSocketStream : public CSocketStream {
   using CSocketStream::m_wPort;
 };
 
-// A network of its own: what the stream asks for is noted, and nothing leaves the process.
+// A fake network: it records the stream's calls, and nothing leaves the process.
 class SocketStream : public testing::Test {
  protected:
   int startResult = 0;
@@ -228,7 +228,7 @@ TEST_F(SocketStream, DoesNotNoticeAFailedSend) {
   EXPECT_THAT(calls, ElementsAre("send 77 sent"));
 }
 
-// On the real network of this machine.
+// On this machine's real network.
 
 TEST(SocketStreamOnLoopback, SendsOneDatagramForEachLine) {
   UdpReceiver receiver;

@@ -28,8 +28,8 @@ std::string AllFiles(const std::filesystem::path& folder) {
   return text;
 }
 
-// Each thread writes its own letter, at lengths that differ, and a running number. A line that has
-// been begun waits for others to come in between, which only the lock prevents.
+// Each thread writes its own letter, at different lengths, and a running number. Each line pauses
+// in the middle, so that only the lock keeps others from interleaving.
 TEST(Threads, NeverInterleaveTheirLines) {
   std::atomic<int> begun = 0;
   std::atomic<int> mostBegun = 0;
@@ -88,8 +88,8 @@ TEST(Threads, ShowEachItsOwnIdentifier) {
   EXPECT_NE(first, text.substr(second, text.find(')', second) - second));
 }
 
-// Whoever logs while the configuration is being read gets the registry as far as it has come: a
-// line that was offered reached the one stream there was, any other none.
+// A thread that logs while the configuration is being read sees the registry as it is at that
+// moment: each line either reaches the one stream or none.
 TEST(Threads, MayLogWhileStreamsComeAndGo) {
   OpenLogger logger;
   int written = 0;
@@ -113,7 +113,7 @@ TEST(Threads, MayLogWhileStreamsComeAndGo) {
   EXPECT_EQ(written, offered);
 }
 
-// Two loggers stand for two processes: they share nothing but the file.
+// Two loggers represent two processes: they share only the file.
 TEST(Threads, OfTwoProcessesAppendToOneFile) {
   tests::TemporaryFolder folder;
   OpenLogger one;

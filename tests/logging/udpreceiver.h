@@ -1,4 +1,4 @@
-// A socket that receives datagrams on this machine.
+// A socket that receives datagrams from this machine.
 #pragma once
 
 #include <cstdint>
@@ -6,7 +6,7 @@
 
 class UdpReceiver {
  public:
-  // Listens on 127.0.0.1 at a free port. Throws std::runtime_error if that can't be.
+  // Listens on 127.0.0.1 at a free port. Throws std::runtime_error on failure.
   UdpReceiver();
   ~UdpReceiver();
 
@@ -15,7 +15,7 @@ class UdpReceiver {
 
   std::uint16_t Port() const { return m_port; }
 
-  // The next datagram, waited for at most ten seconds. Throws std::runtime_error if none comes.
+  // Returns the next datagram. Throws std::runtime_error if none arrives within ten seconds.
   std::string Receive();
 
  private:

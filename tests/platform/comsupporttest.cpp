@@ -1,4 +1,4 @@
-// Automation's strings, variants and calls by table: the system's own and those that stand for it.
+// Automation's strings, variants and calls by table: the system's and the POSIX side's.
 #include <gtest/gtest.h>
 
 #include <cstddef>
@@ -69,7 +69,7 @@ TEST(AutomationString, WhatCannotBeHadIsNull) {
 #pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
 #endif
 
-// An object that remembers what it was called with.
+// An object that records its arguments.
 struct Recorder : IUnknown {
   HRESULT STDMETHODCALLTYPE QueryInterface(REFIID /*iid*/, void** object) override {
     *object = nullptr;

@@ -1,4 +1,4 @@
-// What the file table promises, on whichever system it stands.
+// The contract of the file table, on every system.
 #include "platform/files.h"
 
 #include <gmock/gmock.h>
@@ -52,7 +52,7 @@ class Files : public testing::Test {
 
   static WideString Wide(const std::string& path) { return {path.begin(), path.end()}; }
 
-  // The listing of a pattern: names with their attributes' folder bit.
+  // Lists a pattern: names and whether each is a folder.
   std::map<std::string, bool> List(const std::string& pattern) {
     std::map<std::string, bool> entries;
     FindData entry = {};
@@ -208,7 +208,7 @@ TEST_F(Files, TheFilePointerGoesBeyondFourGibibytes) {
   EXPECT_EQ(files.SetFilePointer(file, static_cast<std::int32_t>(0xFFFFFFFE), &high, kFileEnd),
             0xFFFFFFFEu);
   EXPECT_EQ(high, 3);
-  // A low half of all ones is a position as any other.
+  // A low half of all ones is a valid position.
   EXPECT_EQ(files.SetFilePointer(file, -1, &high, kFileEnd), 0xFFFFFFFFu);
   EXPECT_EQ(high, 3);
   handles.CloseHandle(file);

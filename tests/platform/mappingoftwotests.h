@@ -1,4 +1,5 @@
-// Mappings between two processes: the tests, for the one file of each system that can start one.
+// Tests of mappings between two processes. Each system's file that can start a process includes
+// them.
 #pragma once
 
 #include "tests/platform/secondprocess.h"
@@ -17,7 +18,7 @@ TEST_F(MappingOfTwo, BothSeeTheSameMemory) {
   WaitUntilThere(words);
   words.Set(kEnd, 1);
   EXPECT_EQ(other.Wait(), kDone);
-  // The other one's end took nothing from the name.
+  // The name survives the end of the other process.
   const Handle again = Open();
   EXPECT_NE(again, nullptr);
   handles.CloseHandle(again);

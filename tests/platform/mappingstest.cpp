@@ -1,4 +1,4 @@
-// Named mappings inside one process; the second process has its tests beside this file.
+// Named mappings in one process. mappingoftwotests.h has the tests with two.
 #include "platform/mappings.h"
 
 #include <gtest/gtest.h>
@@ -19,7 +19,7 @@ using platform::kMapRead;
 using platform::kMapReadWrite;
 using platform::mappings;
 
-// A name that no other run has.
+// A name that no other run uses.
 std::string NewName() {
   std::random_device random;
   return "Global\\quorvex" + std::to_string(random()) + "x" + std::to_string(random());
@@ -63,7 +63,7 @@ TEST_F(Mappings, ANameCannotBeMadeTwice) {
   ASSERT_NE(maker, nullptr);
   EXPECT_EQ(mappings.CreateFileMappingA(4096, m_name.c_str()), nullptr);
   EXPECT_EQ(mappings.CreateFileMappingA(64, m_name.c_str()), nullptr);
-  // The attempts took nothing from the name.
+  // The failed attempts don't affect the name.
   const Handle opener = Open();
   EXPECT_NE(opener, nullptr);
   handles.CloseHandle(opener);

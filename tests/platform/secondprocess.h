@@ -1,8 +1,8 @@
-// Tests with two processes: this program started once more, in one of the roles below.
+// Tests with two processes: this program starts itself again in one of the roles below.
 //
-// The role is taken before main, as soon as the program finds the variable that names it in its
-// environment. Each system's folder has its own way to start and to end a process; the tests
-// themselves stand in mappingoftwotests.h and are included there.
+// The child takes its role before main, when it finds the environment variable that names it. Each
+// system's folder has its own way to start and end a process and includes the tests from
+// mappingoftwotests.h.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -21,7 +21,7 @@ namespace tests {
 inline constexpr const char* kRoleVariable = "QUORVEX_TEST_ROLE";
 inline constexpr const char* kNameVariable = "QUORVEX_TEST_MAPPING";
 
-// The words of a test's mapping: the child says that it is there, the parent that it may end.
+// Words in the test's mapping: the child reports that it is running, the parent that it may end.
 inline constexpr std::size_t kThere = 0;
 inline constexpr std::size_t kEnd = 1;
 inline constexpr std::uint32_t kMappingSize = 4096;
@@ -29,7 +29,7 @@ inline constexpr int kDone = 41;
 inline constexpr int kNoMapping = 42;
 inline constexpr int kNotTold = 43;
 
-// Waits up to a minute for a condition that another process makes true.
+// Waits up to a minute until another process makes the condition true.
 template <typename Condition>
 bool WaitFor(Condition condition) {
   for (int round = 0; round < 6000; ++round) {
@@ -53,7 +53,7 @@ struct Words {
   std::uint32_t* const view;
 };
 
-// The child's part. "make" and "open" say how it comes by its handle.
+// The child's part. "make" and "open" say how it gets its handle.
 inline int Play(const std::string& role, const char* name) {
   const platform::Handle mapping =
       role == "make" ? platform::mappings.CreateFileMappingA(kMappingSize, name)
@@ -75,7 +75,7 @@ inline void PlayIfTold() {
   if (role != nullptr && name != nullptr) std::_Exit(Play(role, name));
 }
 
-// One started process; ended at the latest at the end of its life.
+// A started process. The destructor ends it if it is still running.
 class Process {
  public:
   Process(const char* role, const std::string& name);
@@ -83,9 +83,9 @@ class Process {
   Process(const Process&) = delete;
   Process& operator=(const Process&) = delete;
 
-  // Ends it as it stands, with nothing closed or told.
+  // Kills it, so that it closes nothing.
   void Kill();
-  // Waits for its end and gives its exit code.
+  // Waits until it ends and returns its exit code.
   int Wait();
 
  private:

@@ -1,4 +1,4 @@
-// Folders, clock, process, timers, sockets and diagnostics, as far as every system has to agree.
+// Folders, clock, process, timers, sockets and diagnostics: the contract on every system.
 #include <gmock/gmock.h>
 
 #include <cstdint>
@@ -88,7 +88,7 @@ TEST(Folders, ApplicationDataExistsAndHasNoFinalSeparator) {
 TEST(Clock, TicksGoForwardWhileSleeping) {
   const std::uint32_t before = clock.GetTickCount();
   clock.Sleep(50);
-  // Some systems count ticks in steps of a timer's 16 milliseconds.
+  // Some systems count ticks in steps of 16 ms.
   EXPECT_GE(clock.GetTickCount() - before, 50u - 16u);
   clock.Sleep(0);
 }

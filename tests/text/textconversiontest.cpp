@@ -25,7 +25,7 @@ using ReplaceNarrowing =
 using ReplaceWidening =
     ScopedReplacement<platform::codepages, &platform::CodePageOperations::MultiByteToWideChar>;
 
-// One question to the system, as the text functions put it.
+// One call that the text functions make to the system.
 struct Question {
   bool narrowing;
   std::uint32_t codePage;
@@ -37,8 +37,8 @@ struct Question {
   bool operator==(const Question&) const = default;
 };
 
-// Answers each question with `needed` and keeps it; fills what it is given with 'x'. The
-// `failingCall`th question, counted from 1, gets the result 0.
+// Records each call, returns `needed` and fills the buffer with 'x'. Call number `failingCall`,
+// counted from 1, returns 0.
 class RecordedSystem {
  public:
   explicit RecordedSystem(int needed, int failingCall = 0)
@@ -210,7 +210,7 @@ TEST(TextConversion, EmbeddedNulIsKept) {
 
 TEST(TextConversion, InvalidUtf8AnywhereGivesTheEmptyString) {
   const std::vector<std::string> invalid = {
-      "\x80",              // a continuation without a beginning
+      "\x80",              // continuation without a lead byte
       "\xC3",              // cut after the first byte
       "\xE2\x82",          // cut after the second
       "\xF0\x9F\x98",      // cut after the third
@@ -219,7 +219,7 @@ TEST(TextConversion, InvalidUtf8AnywhereGivesTheEmptyString) {
       "\xED\xA0\x80",      // a surrogate
       "\xF4\x90\x80\x80",  // above U+10FFFF
       "\xFF",              // never a byte of UTF-8
-      "\xC3(",             // a beginning without its continuation
+      "\xC3(",             // lead byte without its continuation
   };
   for (const std::string& bad : invalid) {
     EXPECT_EQ(Utf8ToWide(bad), WideString());

@@ -100,7 +100,7 @@ TEST(SplitWideString, DelimiterMayBeAnyCharacter) {
               ElementsAre(QV_WIDE("a"), QV_WIDE("b")));
 }
 
-// The search runs over UTF-8, in which half a pair is the replacement character.
+// The search works on UTF-8, where half a surrogate pair becomes the replacement character.
 TEST(SplitWideString, HalfOfAPairDoesNotSplitThePair) {
   const WideString pair = {'a', 0xD83D, 0xDE00, 'b'};
   EXPECT_THAT(SplitWide(pair, WideString{0xD83D}), ElementsAre(pair));
@@ -150,7 +150,7 @@ TEST(MaskCardNumber, MaskThatIsADigitOrABlankIsTakenLikeAnyOther) {
   EXPECT_EQ(MaskCardNumber("1111 1111 1111 1111", '-'), "1111 11-- ---- 1111");
 }
 
-// Counts what the runtime library would be told, and lets the call return.
+// Counts invalid-parameter calls and returns instead of raising the runtime's error.
 class CountedComplaints {
  public:
   int Count() const { return m_count; }

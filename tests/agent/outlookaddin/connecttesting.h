@@ -1,5 +1,5 @@
-// A simulated host with the add-in's chief object, for the tests of connection and tracking. The
-// log is captured, no Logger.cfg is found, and timers are noted instead of set.
+// A simulated host with the add-in's main object, for the tests of connection and tracking. The log
+// is captured, there is no Logger.cfg, and timers are recorded instead of set.
 #pragma once
 
 #include <gmock/gmock.h>
@@ -52,24 +52,24 @@ inline simulation::mail::MailModel Mail(std::string subject) {
 
 class HostedAddIn : public testing::Test {
  protected:
-  // The window that the thread has active.
+  // The thread's active window.
   static inline const platform::Window kActiveWindow = reinterpret_cast<platform::Window>(0x1234);
 
   void SetUp() override { UseHost("14.0"); }
   void TearDown() override {
-    // In this order: what the object holds is the host's.
+    // In this order, because the object holds references to the host.
     ReleaseAddIn();
     m_host.reset();
   }
 
-  // A fresh host and a fresh add-in, not connected yet.
+  // A new host and a new add-in, not connected.
   void UseHost(const std::string& version) {
     ReleaseAddIn();
     m_host = std::make_unique<SimulatedHost>(version);
     m_addIn = new CComObject<CDlpAddinConnect>;
     m_addIn->AddRef();
   }
-  // The last reference but for those of the host.
+  // Releases the last reference that isn't the host's.
   ULONG ReleaseAddIn() {
     return m_addIn == nullptr ? 0 : std::exchange(m_addIn, nullptr)->Release();
   }
@@ -80,10 +80,10 @@ class HostedAddIn : public testing::Test {
     return m_addIn->Release();
   }
 
-  // What the timer does each second.
+  // Does what the timer does each second.
   static void Tick() { addin::OnScanTimer(nullptr, 0x0113, 1, 0); }
 
-  // How many sinks listen to a mail.
+  // The number of sinks connected to a mail.
   static std::size_t SinksOn(const HostMailItem& mail) { return mail.Connected(); }
 
   ULONG Outstanding(const std::string& label) { return m_host->Ledger().OutstandingOf(label); }

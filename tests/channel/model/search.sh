@@ -1,11 +1,11 @@
 #!/usr/bin/env bash
-# Searches all states of the ring's model and says how many there were.
+# Searches all states of the ring's model and prints how many there are.
 #
-#   search.sh CLAIM [-DSWITCH...]             ends with 0 if the claim and every assertion hold
-#   search.sh --finds TEXT CLAIM [-DSWITCH...]   ends with 0 if the search finds that violation
+#   search.sh CLAIM [-DSWITCH...]             exits with 0 if the claim and every assertion hold
+#   search.sh --finds TEXT CLAIM [-DSWITCH...]   exits with 0 if the search finds that violation
 #
-# The claims (enough, ends) and the switches stand in ring.pml. A search that was cut short, and
-# one that left a statement of the model unreached, is no proof and ends with 1.
+# ring.pml defines the claims (enough, ends) and the switches. A search that was cut short or didn't
+# reach every statement of the model proves nothing and exits with 1.
 set -u -o pipefail
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 
@@ -23,7 +23,7 @@ trap 'rm -rf "$work"' EXIT
 cd "$work" || exit 3
 cp "$here/ring.pml" . || exit 3
 spin -a "$@" ring.pml >spin.log 2>&1 || { cat spin.log; exit 3; }
-# Only the claim about what comes in the end needs fairness: no process waits for ever.
+# Only the claim `ends` needs fairness: no process waits forever.
 fair=()
 flags=(-DNOFAIR)
 [ "$claim" = ends ] && fair=(-f) && flags=()

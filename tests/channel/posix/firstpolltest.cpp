@@ -1,8 +1,8 @@
-// An answer that stands in the status word before the first poll.
+// An answer that is in the status word before the first poll.
 //
-// The add-in stores 0, copies the item and polls, with nothing in between where an agent in the
-// same thread could come in. So the block here is one page mapped twice, end to end: the payload's
-// bytes from offset 4096 on land in the status word, and the copy itself puts the answer there.
+// The add-in stores 0, copies the item and polls. In one thread, nothing can run between these
+// steps. So the block is one page mapped twice in a row: the payload's bytes from offset 4096 land
+// in the status word, and the copy itself stores the answer.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/mman.h>
@@ -48,8 +48,8 @@ class PageTwice {
   void* m_view = nullptr;
 };
 
-// Asks with a payload that answers itself; gives the result, and the sleeps after the block's
-// opening through `*sleeps`.
+// Sends a payload that contains its own answer. Returns the result and stores the number of sleeps
+// after the block was opened in `*sleeps`.
 int AskWithAnswerInPlace(std::int32_t answer, int* sleeps) {
   PageTwice block;
   ScriptedAgent agent;

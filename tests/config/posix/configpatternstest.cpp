@@ -1,4 +1,4 @@
-// Every pattern of the table, run through PCRE2 on both sides of each boundary.
+// Runs every pattern of the table through PCRE2, on both sides of each boundary.
 #define PCRE2_CODE_UNIT_WIDTH 8
 #include <gtest/gtest.h>
 #include <pcre2.h>
@@ -25,9 +25,9 @@ struct Free {
   void operator()(pcre2_match_context* context) const { pcre2_match_context_free(context); }
 };
 
-// A compiled pattern, in which "$" is the end of the value and not also the place before a last LF.
-// A value that needs more than kMatchLimit steps is no match and fails the
-// test, unless the caller asks for the engine's own answer.
+// A compiled pattern, in which "$" matches only at the end of the value, not before a final LF. A
+// value that needs more than kMatchLimit steps doesn't match and fails the test, unless the caller
+// asks for the engine's own result.
 class Pattern {
  public:
   explicit Pattern(std::string_view text) : m_text(text) {
@@ -146,8 +146,8 @@ TEST(ConfigPatterns, MediumRangesTakeEveryNumberInThemAndNoOther) {
   }
 }
 
-// The alternatives of such a pattern follow the digits of the largest number, so the numbers where
-// one alternative ends and the next begins are those that share its first digits.
+// The alternatives of such a pattern follow the digits of the largest number. So the boundaries
+// between alternatives are at numbers that share its first digits.
 TEST(ConfigPatterns, RangesEndAtTheirLargestNumberAtEveryDigit) {
   for (const Range& range : kRanges) {
     const Pattern compiled(range.pattern);
@@ -353,13 +353,12 @@ TEST(ConfigPatterns, AddressListTakesNoCharacterThatAddressesDoNotHave) {
   ExpectRejected(RE_IP_LIST, {"1;2", "1 2", "1*2", "1\\8", "a@b", "(1)", "1|2"});
 }
 
-// The groups of an address need no divider between them, so digits that are too many for a port or
-// a prefix pass as groups.
+// An address's groups need no separator, so too many digits for a port or prefix pass as groups.
 TEST(ConfigPatterns, AddressListTakesNumbersBeyondTheLargestPortAndPrefixAsGroups) {
   ExpectAccepted(RE_IP_LIST, {"1.2.3.4:65536", "1.2.3.4:0", "1.2.3.4/129", "12345", "1.2.3.4,"});
 }
 
-// What those who run this pattern have to be ready for.
+// Callers that run this pattern need a limit.
 TEST(ConfigPatterns, AddressListNeedsALimitOnUnluckyValues) {
   const Pattern compiled(RE_IP_LIST);
   EXPECT_EQ(compiled.Match(std::string(30, 'a') + "!"), PCRE2_ERROR_MATCHLIMIT);

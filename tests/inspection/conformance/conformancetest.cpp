@@ -1,4 +1,4 @@
-// The conformance checks against agents that keep to the protocol and agents that don't, each in a
+// The conformance checks with agents that follow the protocol and agents that don't, each in a
 // thread of this process.
 #include "inspection/conformance/conformance.h"
 
@@ -42,7 +42,7 @@ class Conform : public testing::Test {
     if (m_thread.joinable()) m_thread.join();
   }
 
-  // Runs all checks; their names in order.
+  // Runs all checks and returns their names in order.
   std::vector<std::string> Run() {
     std::vector<std::string> names;
     EXPECT_TRUE(inspection::conformance::Run(m_options, m_stop, [&](const Result& result) {
@@ -68,7 +68,7 @@ class Conform : public testing::Test {
 };
 
 TEST_F(Conform, AnAgentOnTheKitPassesEverythingWithTheCursorGoingPastTwoToThe32) {
-  // A ring whose consumer has ended 8 MB before the wrap.
+  // A ring whose consumer ended 8 MB before the wrap.
   agentkit::RingConsumer dead;
   ASSERT_EQ(dead.Create({}), agentkit::OpenResult::kOpened);
   {
@@ -85,7 +85,7 @@ TEST_F(Conform, AnAgentOnTheKitPassesEverythingWithTheCursorGoingPastTwoToThe32)
                                    "length-word-at-the-end", "cursor-past-2-32", "out-of-order",
                                    "dead-writer", "dead-between-additions"));
   for (const std::string& name : names) {
-    // An agent that happens to be quicker than this side each time can't be given up on.
+    // This side can't give up on an agent that is always quicker.
     if (name == "time-out" && OutcomeOf(name) == Outcome::kNotTested) continue;
     EXPECT_EQ(OutcomeOf(name), Outcome::kPass) << name << ": " << SeenAt(name);
   }
@@ -96,7 +96,7 @@ TEST_F(Conform, AnAgentOnTheKitPassesEverythingWithTheCursorGoingPastTwoToThe32)
   EXPECT_EQ(SeenAt("wrap"), "past the end 1 times with the requests in a row, then used bytes 0");
   EXPECT_THAT(SeenAt("split-payload"), StartsWith("entry at offset 262100: answered 4"));
   EXPECT_THAT(SeenAt("length-word-at-the-end"), StartsWith("entry at offset 262140: answered 4"));
-  // 76 bytes before the wrap two entries of 152 begin.
+  // Two entries of 152 bytes begin 76 bytes before the wrap.
   EXPECT_THAT(SeenAt("cursor-past-2-32"), HasSubstr("the cursor now stands at 228"));
 }
 

@@ -1,4 +1,4 @@
-// Telling the log's lines from whatever else comes in by UDP.
+// Recognising the log's lines among other UDP datagrams.
 #include "inspection/logs/logdatagram.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-// `quorvex ring` and `quorvex conform` beside a running agent, all of them processes.
+// `quorvex ring` and `quorvex conform` with a running agent, each in its own process.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -16,7 +16,7 @@ using testing::ElementsAre;
 
 class RingProcess : public tests::AgentProcessTest {
  protected:
-  // Runs a subcommand to its end; its lines.
+  // Runs a subcommand to its end and returns its lines.
   std::vector<std::string> Quorvex(std::vector<std::string> arguments, int* status) {
     tools::system::ChildProcess child;
     std::string error;

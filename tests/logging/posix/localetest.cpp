@@ -1,4 +1,4 @@
-// The runtime's locale on systems whose name for it is another.
+// The runtime's locale on systems that have another name for it.
 #include <gtest/gtest.h>
 
 #include <clocale>

@@ -1,10 +1,9 @@
-// The add-in's datagrams in the hands of a real syslog daemon: Debian's rsyslogd, as a child of the
-// test, with settings, a port and files of its own. It isn't stood in for and not skipped: where it
-// is missing, these tests fail.
+// The add-in's datagrams with a real syslog daemon: Debian's rsyslogd, as a child of the test, with
+// its own settings, port and files. Without it, these tests fail instead of being skipped.
 //
-// The datagrams have no header of syslog's, so what a rule is to write is %rawmsg%, all that came.
-// rsyslogd takes the LF off the end. By its default settings it also writes each byte below 0x20 as
-// "#" and three octal digits; those above stay as they are, valid UTF-8 or not.
+// The datagrams have no syslog header, so a rule must write %rawmsg%, the whole datagram. rsyslogd
+// removes the final LF. With its default settings it also writes each byte below 0x20 as "#" and
+// three octal digits; other bytes stay as they are, valid UTF-8 or not.
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <signal.h>
@@ -32,16 +31,16 @@ class Rsyslog : public testing::Test {
  protected:
   ~Rsyslog() override { Stop(); }
 
-  // Starts the daemon with these global settings besides its own, and has the logger send to it.
+  // Starts the daemon with these additional global settings and makes the logger send to it.
   void Start(const std::string& settings) {
     ASSERT_EQ(access(kDaemon, X_OK), 0) << "Debian's package rsyslog is missing";
-    // The free port may be somebody else's by the time that the daemon takes it.
+    // Another process may take the free port before the daemon does.
     for (int attempt = 0; attempt < 5 && !TryStart(settings); ++attempt) Stop();
     ASSERT_NE(m_daemon, 0) << "the daemon doesn't listen:\n" << FileBytes(Entry("errors"));
     ASSERT_EQ(m_logger.AddStream("Outlook", 15, "UDP", m_parameter.c_str()), 1);
   }
 
-  // What the daemon has written behind the first lines, once it ends with `last`.
+  // Returns what the daemon wrote after the first lines, once that ends with `last`.
   std::string Received(const std::string& last) {
     std::string text;
     for (int i = 0; i < 2000; ++i) {
@@ -80,7 +79,7 @@ class Rsyslog : public testing::Test {
     return Answers();
   }
 
-  // In the foreground, with its own process file.
+  // In the foreground, with its own pid file.
   void Spawn() {
     const std::string settings = Entry("rsyslog.conf");
     const std::string processFile = Entry("rsyslogd.pid");
@@ -95,7 +94,7 @@ class Rsyslog : public testing::Test {
     posix_spawn_file_actions_destroy(&actions);
   }
 
-  // True once a line has come through. What was sent before the daemon listened is lost.
+  // True once a line has arrived. Lines sent before the daemon listens are lost.
   bool Answers() {
     CSocketStream stream(m_parameter.c_str());
     for (int i = 0; i < 500 && m_daemon != 0; ++i) {

@@ -1,4 +1,4 @@
-// Counted objects, their factory, their dispatch by type information, and the module around them.
+// Counted objects, their factory, their dispatch by type information, and the module.
 #include "platform/com/comobject.h"
 
 #include <gmock/gmock.h>
@@ -161,7 +161,7 @@ TEST_F(ComModuleTest, ACreatorThatGivesNothingLeavesTheClassUnavailable) {
   EXPECT_EQ(failed, E_OUTOFMEMORY);
 }
 
-// A class object that says yes to every question and gives nothing.
+// A class object that reports success for every query but returns nothing.
 struct EmptyAnswer final : IUnknown {
   HRESULT STDMETHODCALLTYPE QueryInterface(REFIID, void** object) override {
     *object = nullptr;
@@ -285,7 +285,7 @@ TEST_F(ComModuleTest, AddsTheEmptyAppIdForScripts) {
   EXPECT_TRUE(found->empty());
 }
 
-// A global interface table that only counts.
+// A global interface table that only counts its calls.
 struct FakeTable final : IGlobalInterfaceTable {
   HRESULT STDMETHODCALLTYPE QueryInterface(REFIID, void**) override { return E_NOINTERFACE; }
   ULONG STDMETHODCALLTYPE AddRef() override { return ++count; }
@@ -331,7 +331,7 @@ TEST_F(ComModuleTest, MakesTheGlobalInterfaceTableOnceAndGivesItBack) {
   EXPECT_EQ(table.count, 0u);
 }
 
-// Type information that knows the interface's one member.
+// Type information with the interface's only member.
 struct FakeInfo final : ITypeInfo {
   HRESULT STDMETHODCALLTYPE QueryInterface(REFIID, void**) override { return E_NOINTERFACE; }
   ULONG STDMETHODCALLTYPE AddRef() override { return ++count; }
@@ -550,8 +550,8 @@ class Registration : public ComModuleTest {
     return S_OK;
   }
 
-  // The thread's locale, which keeps what it is set to: the system's own puts the default's real
-  // number in the place of 0x0800.
+  // A thread locale that keeps what it is set to; the system's would replace 0x0800 with the
+  // default's actual number.
   static constexpr LCID kOwnLocale = 0x0407;
   LCID m_locale = kOwnLocale;
   ScopedReplacement<platform::automation, &AutomationOperations::GetThreadLocale> m_getLocale{
@@ -685,7 +685,7 @@ TEST_F(Registration, ScriptsHaveThePathWithItsQuotesDoubledAndAsItIs) {
   EXPECT_EQ(module.UpdateRegistryFromResource(101, true), S_OK);
   EXPECT_THAT(values, ElementsAre(platform::WideString(QV_WIDE("C:\\it's here\\a.dll")),
                                   platform::WideString(QV_WIDE("[]"))));
-  // Outside of quotes the raw path is as good as any other text; inside, its quote ends the word.
+  // Outside quotes, the raw path is ordinary text; inside, its quote ends the word.
   script = "HKCR { Key = s '%MODULE_RAW%' }";
   EXPECT_EQ(module.UpdateRegistryFromResource(101, true), platform::kMalformedRegistryScript);
 }

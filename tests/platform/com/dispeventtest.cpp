@@ -1,4 +1,4 @@
-// The frame of an event sink: identities, the event table, sorting and passing arguments.
+// Event sinks: identities, the event table, sorting and passing arguments.
 #include "platform/com/dispevent.h"
 
 #include <gmock/gmock.h>
@@ -80,7 +80,7 @@ const platform::EventRow* TestSink::Events() {
   return kRows;
 }
 
-// The sink as the host has it: an IDispatch by its table.
+// The sink as the host sees it: an IDispatch.
 IDispatch* AsDispatch(_IDispEvent& sink) {
   return static_cast<IDispatch*>(sink.EventSink());
 }
@@ -92,8 +92,8 @@ VARIANTARG Number(LONG value) {
   return variant;
 }
 
-// Fires `dispid` with `arguments` as Automation has them, the last declared one first, and `names`
-// for the first of those.
+// Fires `dispid` with `arguments` in Automation's order, the last declared one first, and `names`
+// for the first of them.
 HRESULT Fire(_IDispEvent& sink, DISPID dispid, std::vector<VARIANTARG> arguments = {},
              std::vector<DISPID> names = {}, VARIANT* result = nullptr) {
   DISPPARAMS parameters = {};
@@ -325,7 +325,7 @@ TEST(SinkInvoke, AsksForAFormThatTheRowLacks) {
   EXPECT_THAT(sink.m_calls, ElementsAre("nothing"));
 }
 
-// The handler's E_FAIL is nobody's; what the caller gets is the calling's own result.
+// The handler's E_FAIL is ignored; the caller gets the result of the call itself.
 TEST(SinkInvoke, GivesTheResultOfTheCallAndNotTheHandlers) {
   TestSink sink;
   VARIANT result = Number(7);
@@ -341,7 +341,7 @@ TEST(SinkInvoke, LetsAnExceptionOfTheHandlerThrough) {
   EXPECT_THROW(Fire(sink, kThrows), CAtlException);
 }
 
-// A sink that is also another object with a table of its own, as the add-in's chief object is.
+// A sink that is also another object with its own table, like the add-in's main object.
 struct OtherTable {
   virtual HRESULT STDMETHODCALLTYPE First() = 0;
 

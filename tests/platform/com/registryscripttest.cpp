@@ -1,4 +1,4 @@
-// Registry scripts: what they write, what they remove, what is refused.
+// Registry scripts: what they write and remove, and which are refused.
 #include "platform/com/registryscript.h"
 
 #include <gtest/gtest.h>
@@ -21,7 +21,7 @@ WideString Widen(const std::string& text) {
   return {text.begin(), text.end()};
 }
 
-// Each test has a key of its own below the root; programs run side by side.
+// Each test uses its own key below the root, because test programs run in parallel.
 class RegistryScript : public testing::Test {
  protected:
   void SetUp() override {
@@ -230,7 +230,7 @@ TEST_F(RegistryScript, RefusesWhatItCannotUnderstandAndChangesNothing) {
       "Before Key = ",             // no text
       "Before Key = s",            //
       "Before Key = s { }",        //
-      "Before Key = d '1'",        // a type that isn't known
+      "Before Key = d '1'",        // unknown type
       "Before Key = 'x'",          // no type
       "Before = s 'a' = s 'b'",    // two texts
       "Before val",                // no name
@@ -240,10 +240,10 @@ TEST_F(RegistryScript, RefusesWhatItCannotUnderstandAndChangesNothing) {
       "Before NoRemove",           // nothing to keep
       "Before ForceRemove { }",    //
       "Before 'a\\b'",             // two keys in one name
-      "Before 'open",              // a quote without its partner
+      "Before 'open",              // missing closing quote
       "Before 'a'b",               // a quote in the middle of a word
       "Before %Unknown%",          // no replacement of that name
-      "Before 100%",               // a sign without its partner
+      "Before 100%",               // missing second sign
       "Before Key = s '\x01'",     // no text at all
       "Before Key = s '\xC3\xA4'"  // not ASCII
   };

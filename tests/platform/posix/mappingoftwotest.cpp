@@ -60,20 +60,21 @@ using platform::kMapReadWrite;
 using tests::kMappingSize;
 using tests::Words;
 
-// One process of a crowd that makes, opens and closes one name all the time. Whoever holds the
-// mapping finds this same mapping under the name, whatever the others do: what is written through
-// one handle, to a word of this process's own, is read through the other. False when it isn't.
+// One of several processes that constantly create, open and close one name. While this process
+// holds the mapping, opening the name returns the same mapping whatever the others do: what it
+// writes to its own word through one handle, it reads through the other. Returns false if it
+// doesn't.
 bool TakePart(const char* name, std::size_t word) {
   for (std::uint32_t round = 1; round <= 4000; ++round) {
     Handle held = platform::mappings.CreateFileMappingA(kMappingSize, name);
     const bool made = held != nullptr;
     if (!made) held = platform::mappings.OpenFileMappingA(kMapReadWrite, false, name);
-    // Some come and go quickly, so that a name often changes hands.
+    // Some hold it only briefly, so that the name often becomes free.
     if (!made && round % 2 == 0) {
       platform::handles.CloseHandle(held);
       continue;
     }
-    // The others' mapping may be gone between the two.
+    // The others may have closed it between the two calls.
     if (held == nullptr) continue;
     Words(held).Set(word, round);
     const Handle found = platform::mappings.OpenFileMappingA(kMapReadWrite, false, name);
@@ -129,7 +130,7 @@ TEST(MappingOfMany, EachRootHasItsOwnNames) {
   const Handle second = platform::mappings.CreateFileMappingA(kMappingSize, name.c_str());
   EXPECT_NE(second, nullptr);
   platform::handles.CloseHandle(second);
-  // However the same folder is written.
+  // The spelling of the folder doesn't matter.
   setenv("QUORVEX_ROOT", "/tmp/../tmp/quorvex-one/", 1);
   const Handle again = platform::mappings.OpenFileMappingA(kMapReadWrite, false, name.c_str());
   EXPECT_NE(again, nullptr);

@@ -1,4 +1,4 @@
-// What only the side has to keep that stands in for the host machine.
+// What only the POSIX side promises, because it simulates a Windows machine.
 #include <gmock/gmock.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
@@ -41,7 +41,7 @@ using platform::ui;
 using testing::ElementsAre;
 using testing::Pair;
 
-// Sets a variable for the length of a scope; null takes it away.
+// Sets an environment variable for the length of a scope; null removes it.
 class ScopedVariable {
  public:
   ScopedVariable(const char* name, const char* value) : m_name(name) {
@@ -129,7 +129,7 @@ TEST(RootFolder, APathTooLongForTheBufferIsRefused) {
   EXPECT_NE(folders.SHGetFolderPathA(platform::kFolderAppData, buffer), 0);
 }
 
-// The mode of a file after it was opened with or without the descriptor for everybody.
+// Returns the mode of a file opened with or without the descriptor that grants everyone access.
 mode_t ModeAfterOpening(const std::string& path, bool everybody) {
   platform::SecurityDescriptor* descriptor = nullptr;
   if (everybody) {
@@ -211,7 +211,7 @@ TEST(DebuggersOutput, IsStandardErrorInUtf8) {
             "de\n");
 }
 
-// A clock that only sleeping moves on.
+// A clock that only sleeping advances.
 class StandingClock {
  public:
   explicit StandingClock(std::uint32_t start) : m_now(start) {}

@@ -4,7 +4,7 @@
 
 namespace {
 
-// There is no ANSI code page here; UTF-8 stands for it.
+// POSIX has no ANSI code page; UTF-8 takes its place.
 TEST(AnsiText, IsUtf8WhereThereIsNoCodePage) {
   const std::string text = "\xC3\xBC\xE2\x82\xAC";
   EXPECT_EQ(AnsiToWide(text), (platform::WideString{0x00FC, 0x20AC}));

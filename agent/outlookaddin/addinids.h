@@ -1,5 +1,5 @@
-// The identities that this library is known by. Each is written here and nowhere else: the build
-// reads these lines and puts the texts into the type library and the registry script.
+// The identities of this library. Each is written here and nowhere else: the build reads these
+// lines and puts the texts into the type library and the registry script.
 #pragma once
 
 #include "platform/com/guid.h"
@@ -12,5 +12,9 @@ inline constexpr CLSID CLSID_Connect =
 inline constexpr GUID LIBID_QuorvexLib =
     platform::GuidFromText("{C27A40E9-16F8-4B5D-8E33-91D5F0A7C264}");
 
-// Resources of the library.
-inline constexpr unsigned short kResourceRegistryScript = 101;  // of the type "REGISTRY"
+namespace outlookaddin {
+
+// The registry script: a resource of the type "REGISTRY".
+inline constexpr unsigned short kResourceRegistryScript = 101;
+
+}  // namespace outlookaddin

@@ -1,18 +1,19 @@
 #include "agent/outlookaddin/dlpaddinconnect.h"
 
+#include <algorithm>
 #include <string_view>
 
 #include "agent/outlookaddin/dlpexplorerevent.h"
 #include "agent/outlookaddin/dlpinspectorevent.h"
+#include "agent/outlookaddin/dlpmailevent.h"
 #include "agent/outlookaddin/eventconnection.h"
 #include "agent/outlookaddin/hostcalls.h"
 #include "agent/outlookaddin/outlookversion.h"
-#include "agent/outlookaddin/sourceleaf.h"
 #include "logging/vrklogger.h"
 #include "platform/com/bstr.h"
-#include "platform/com/comerror.h"
 #include "text/textconversion.h"
 
+using outlookaddin::PositionVariant;
 using platform::Bstr;
 using platform::ComPtr;
 
@@ -25,34 +26,34 @@ constexpr std::uint32_t kScanInterval = 1000;  // ms
 struct Version {
   std::string_view prefix;
   std::int32_t code;
-  const char* logged;  // null: nothing
+  const char* logged;  // null: no line
 };
 
 constexpr Version kVersions[] = {
     {"11", 1, nullptr},
-    {"12", kOutlook2007, nullptr},
-    {"14", kOutlook2010, nullptr},
-    {"15", kOutlook2013, "Outlook version: 2013"},
+    {"12", outlookaddin::kOutlook2007, nullptr},
+    {"14", outlookaddin::kOutlook2010, nullptr},
+    {"15", outlookaddin::kOutlook2013, "Outlook version: 2013"},
     {"16", 5, "Outlook version: 2016"},
 };
 
-// A host without the collection gives nothing to subscribe to and nothing to scan.
+// Null if the host has no application object or fails: then there is nothing to subscribe to and
+// nothing to scan.
 ComPtr<_Inspectors> Inspectors(_Application* outlook) {
   ComPtr<_Inspectors> inspectors;
-  if (outlook != nullptr && FAILED(outlook->get_Inspectors(inspectors.Put()))) inspectors.Detach();
+  if (outlook != nullptr && FAILED(outlook->get_Inspectors(inspectors.Put()))) inspectors.Reset();
   return inspectors;
 }
 
-// The item that an inspector shows, if it is a mail. Null otherwise.
+// The mail that an inspector shows, or null if it shows anything else.
 //
-// The reference that get_CurrentItem gives is never released, here or in a route: it is the one
-// that the sink on the mail takes over and gives back at its end. A window on anything else leaves
-// it with the item too.
+// The reference that get_CurrentItem returned is never released, not even for an item that isn't a
+// mail: the sink on a mail takes it over; see DlpMailEvent::Attach.
 ComPtr<_MailItem> CurrentMail(_Inspector* inspector) {
   ComPtr<_MailItem> mail;
   IDispatch* item = nullptr;
   if (SUCCEEDED(inspector->get_CurrentItem(&item)) && item != nullptr) {
-    platform::QueryFor(item, outlook::IID__MailItem, &mail);
+    platform::QueryFor(item, outlookaddin::IID__MailItem, &mail);
   }
   return mail;
 }
@@ -68,7 +69,7 @@ platform::WideString Caption(_Inspector* inspector) {
 const platform::EventRow* CDlpAddinConnect::Events() {
   static constexpr platform::EventCallForm kForm = {CC_STDCALL, VT_EMPTY, 1, {VT_DISPATCH}};
   static const platform::EventRow kRows[] = {
-      {1, &GUID_00063079, outlook::kDispidNewInspector,
+      {1, &GUID_00063079, outlookaddin::kDispidNewInspector,
        platform::HandlerSlot(&CDlpAddinConnect::NewInspector), &kForm},
       {}};
   return kRows;
@@ -84,22 +85,22 @@ HRESULT STDMETHODCALLTYPE CDlpAddinConnect::OnConnection(IDispatch* Application,
   g_logger.Log(kLogModule, kLogInfo, "DLP Addin attached.");
   platform::QueryFor(Application, IID_IDispatch, &m_pApplication);
   platform::QueryFor(AddInInst, IID_IDispatch, &m_pAddInInst);
-  platform::QueryFor(m_pApplication.Get(), outlook::IID__Application, &m_spOutlook);
+  platform::QueryFor(m_pApplication.Get(), outlookaddin::IID__Application, &m_spOutlook);
   g_outlookVersionCode = ReadVersion(m_spOutlook.Get());
 
   const ComPtr<_Inspectors> inspectors = Inspectors(m_spOutlook.Get());
-  addin::SubscribeSink(inspectors.Get(), this, GUID_00063079);
+  outlookaddin::SubscribeSink(inspectors.Get(), this, GUID_00063079);
   ScanInspectors();
   TrackExplorers(m_spOutlook.Get());
 
   g_logger.Log(kLogModule, kLogInfo, "Start timer to monitor the inspector change.");
-  platform::ui.SetTimer(nullptr, 0, kScanInterval, addin::OnScanTimer);
+  platform::ui.SetTimer(nullptr, 0, kScanInterval, outlookaddin::OnScanTimer);
   return S_OK;
 }
 
 HRESULT STDMETHODCALLTYPE CDlpAddinConnect::OnDisconnection(ext_DisconnectMode, SAFEARRAY**) {
-  // No timer has this window and identifier: the one that runs belongs to no window and has an
-  // identifier of the system's choice. It goes on for as long as the thread pumps messages.
+  // This stops no timer: the one that OnConnection started has no window, and the system chose its
+  // identifier. It fires for as long as the thread pumps messages.
   platform::ui.KillTimer(platform::ui.GetActiveWindow(), reinterpret_cast<std::uintptr_t>(this));
   g_logger.Log(kLogModule, kLogInfo, "Kill the monitoring timer.");
 
@@ -143,8 +144,8 @@ void CDlpAddinConnect::TrackExplorers(_Application* outlook) {
   if (FAILED(explorers->get_Count(&count))) return;
   for (LONG position = 1; position <= count; ++position) {
     ComPtr<_Explorer> explorer;
-    if (FAILED(explorers->Item(PositionVariant(position), explorer.Put()))) explorer.Detach();
-    // Without an explorer the sink fails to initialise, like any other that can't subscribe.
+    if (FAILED(explorers->Item(PositionVariant(position), explorer.Put()))) explorer.Reset();
+    // Without an explorer Initialize fails, as it does for one that refuses the subscription.
     auto* const sink = new DlpExplorerEvent_10(explorer.Get());
     if (SUCCEEDED(sink->Initialize(explorer.Get()))) {
       g_logger.Log(kLogModule, kLogInfo, "Initialize success");
@@ -157,25 +158,25 @@ void CDlpAddinConnect::TrackExplorers(_Application* outlook) {
 HRESULT STDMETHODCALLTYPE CDlpAddinConnect::NewInspector(IDispatch* inspector) {
   g_logger.Log(kLogModule, kLogInfo, "New Inspector Created.");
   ComPtr<_Inspector> window;
-  if (FAILED(platform::QueryFor(inspector, outlook::IID__Inspector, &window)) || !window) {
+  if (FAILED(platform::QueryFor(inspector, outlookaddin::IID__Inspector, &window)) || !window) {
     return S_OK;
   }
-  // With its caption known, the next scan doesn't take this window for a stranger.
+  // Known from now on, so that the next scan doesn't take this window for a new one.
   m_knownCaptions.push_back(Caption(window.Get()));
   const ComPtr<_MailItem> mail = CurrentMail(window.Get());
   if (!mail) return S_OK;
-  DlpMailEvent* const mailEvent = addin::AttachMailEvent(mail.Get());
+  DlpMailEvent* const mailEvent = DlpMailEvent::Attach(mail.Get());
   if (mailEvent == nullptr) return S_OK;
-  // Not counted and never freed: the window's connection goes on calling it.
+  // Never freed: the window's connection may call it at any time.
   auto* const inspectorEvent = new DlpInspectorEvent(mailEvent);
-  addin::SubscribeSink(window.Get(), inspectorEvent, GUID_0006307d);
+  outlookaddin::SubscribeSink(window.Get(), inspectorEvent, GUID_0006307d);
   return S_OK;
 }
 
 void CDlpAddinConnect::ScanInspectors() {
   const ComPtr<_Inspectors> inspectors = Inspectors(m_spOutlook.Get());
   LONG count = 0;
-  // A host that can't tell what is open leaves everything as it was known.
+  // If the host fails, the known captions stay as they were.
   if (!inspectors || FAILED(inspectors->get_Count(&count))) return;
   std::vector<platform::WideString> captions;
   const auto known = static_cast<LONG>(m_knownCaptions.size());
@@ -188,7 +189,7 @@ void CDlpAddinConnect::ScanInspectors() {
   }
   for (LONG position = count; position >= 1; --position) {
     ComPtr<_Inspector> inspector;
-    if (FAILED(inspectors->Item(PositionVariant(position), inspector.Put()))) inspector.Detach();
+    if (FAILED(inspectors->Item(PositionVariant(position), inspector.Put()))) inspector.Reset();
     if (inspector) captions.push_back(ScanInspector(inspector.Get(), changed));
   }
   m_knownCaptions.swap(captions);
@@ -199,37 +200,17 @@ platform::WideString CDlpAddinConnect::ScanInspector(_Inspector* inspector, bool
   if (!changed || IsKnown(caption)) return caption;
   g_logger.Log(kLogModule, kLogInfo, "New Inspector: %s.", WideToUtf8(caption).c_str());
   const ComPtr<_MailItem> mail = CurrentMail(inspector);
-  // Nobody owns this sink: it answers for as long as the item exists.
-  if (mail) addin::AttachMailEvent(mail.Get());
+  // Nothing owns this sink: it stays subscribed for as long as the item exists.
+  if (mail) DlpMailEvent::Attach(mail.Get());
   return caption;
 }
 
 bool CDlpAddinConnect::IsKnown(platform::WideStringView caption) const {
-  for (const platform::WideString& known : m_knownCaptions) {
-    if (known == caption) return true;
-  }
-  return false;
+  return std::find(m_knownCaptions.begin(), m_knownCaptions.end(), caption) !=
+         m_knownCaptions.end();
 }
 
-HRESULT STDMETHODCALLTYPE DlpExplorerEvent_10::OnInlineResponseCreate(IDispatch*) {
-  constexpr const char* kFunction = "DlpExplorerEvent_10::OnInlineResponseCreate";
-  constexpr const char* kFile = SourceLeaf(__FILE__);
-  g_logger.Log(kLogModule, kLogInfo, "New InlineResponse Created.");
-  if (!m_spExplorer) throw CAtlException(E_POINTER);
-  // Never released, as in CurrentMail: the sink takes this reference over.
-  IDispatch* item = nullptr;
-  if (FAILED(m_spExplorer->get_ActiveInlineResponse(&item)) || item == nullptr) return S_OK;
-  g_logger.Log(kLogModule, kLogInfo, "%s> Get InlineResponse item @%s(%d)", kFunction, kFile, 382);
-  ComPtr<_MailItem> mail;
-  if (FAILED(platform::QueryFor(item, outlook::IID__MailItem, &mail)) || !mail) return S_OK;
-  g_logger.Log(kLogModule, kLogInfo, "%s> Get _MailItem @%s(%d)", kFunction, kFile, 391);
-  if (addin::AttachMailEvent(mail.Get()) != nullptr) {
-    g_logger.Log(kLogModule, kLogInfo, "%s> Dispatch _MailItem with ItemEvents @%s(%d)", kFunction,
-                 kFile, 400);
-  }
-  return S_OK;
-}
-
-void QV_STDCALL addin::OnScanTimer(platform::Window, std::uint32_t, std::uintptr_t, std::uint32_t) {
+void QV_STDCALL outlookaddin::OnScanTimer(platform::Window, std::uint32_t, std::uintptr_t,
+                                          std::uint32_t) {
   g_pAddinConnect->ScanInspectors();
 }

@@ -1,18 +1,23 @@
 #include "agent/outlookaddin/dlpexplorerevent.h"
 
+#include "agent/outlookaddin/dlpmailevent.h"
 #include "agent/outlookaddin/eventconnection.h"
+#include "logging/vrklogger.h"
+#include "platform/com/comerror.h"
+
+using platform::ComPtr;
 
 const platform::EventRow* DlpExplorerEvent_10::Events() {
   static constexpr platform::EventCallForm kForm = {CC_STDCALL, VT_EMPTY, 1, {VT_DISPATCH}};
   static const platform::EventRow kRows[] = {
-      {3, &GUID_0006300f, outlook::kDispidInlineResponse,
+      {3, &GUID_0006300f, outlookaddin::kDispidInlineResponse,
        platform::HandlerSlot(&DlpExplorerEvent_10::OnInlineResponseCreate), &kForm},
       {}};
   return kRows;
 }
 
 DlpExplorerEvent_10::DlpExplorerEvent_10(IDispatch* explorer) {
-  platform::QueryFor(explorer, outlook::IID__Explorer, &m_spExplorer);
+  platform::QueryFor(explorer, outlookaddin::IID__Explorer, &m_spExplorer);
 }
 
 DlpExplorerEvent_10::~DlpExplorerEvent_10() {
@@ -29,6 +34,27 @@ ULONG STDMETHODCALLTYPE DlpExplorerEvent_10::Release() {
   return static_cast<ULONG>(count);
 }
 
+HRESULT STDMETHODCALLTYPE DlpExplorerEvent_10::OnInlineResponseCreate(IDispatch*) {
+  constexpr const char* kFunction = "DlpExplorerEvent_10::OnInlineResponseCreate";
+  // These lines name dlpaddinconnect.cpp, whichever file logs them: tools that read the log know
+  // them by that text.
+  constexpr const char* kFile = "dlpaddinconnect.cpp";
+  g_logger.Log(kLogModule, kLogInfo, "New InlineResponse Created.");
+  if (!m_spExplorer) throw CAtlException(E_POINTER);
+  // The sink on the reply takes this reference over; see DlpMailEvent::Attach.
+  IDispatch* item = nullptr;
+  if (FAILED(m_spExplorer->get_ActiveInlineResponse(&item)) || item == nullptr) return S_OK;
+  g_logger.Log(kLogModule, kLogInfo, "%s> Get InlineResponse item @%s(%d)", kFunction, kFile, 382);
+  ComPtr<_MailItem> mail;
+  if (FAILED(platform::QueryFor(item, outlookaddin::IID__MailItem, &mail)) || !mail) return S_OK;
+  g_logger.Log(kLogModule, kLogInfo, "%s> Get _MailItem @%s(%d)", kFunction, kFile, 391);
+  if (DlpMailEvent::Attach(mail.Get()) != nullptr) {
+    g_logger.Log(kLogModule, kLogInfo, "%s> Dispatch _MailItem with ItemEvents @%s(%d)", kFunction,
+                 kFile, 400);
+  }
+  return S_OK;
+}
+
 HRESULT STDMETHODCALLTYPE DlpExplorerEvent_10::OnInitialized() {
   return S_OK;
 }
@@ -36,13 +62,13 @@ HRESULT STDMETHODCALLTYPE DlpExplorerEvent_10::OnInitialized() {
 HRESULT DlpExplorerEvent_10::Initialize(IDispatch* explorer) {
   auto* const second = new DlpExplorerEvent_10(explorer);
   second->AddRef();
-  HRESULT hr = addin::SubscribeSink(explorer, second, GUID_0006300f);
+  HRESULT hr = outlookaddin::SubscribeSink(explorer, second, GUID_0006300f);
   if (SUCCEEDED(hr)) {
-    platform::QueryFor(explorer, outlook::IID__Explorer, &m_spExplorer);
+    platform::QueryFor(explorer, outlookaddin::IID__Explorer, &m_spExplorer);
     OnInitialized();
     hr = S_OK;
   }
-  // Its first count stays for good: the second object outlives even a connection that the host
+  // The count that it started with remains: the object outlives even a connection that the host
   // drops.
   second->Release();
   return hr;
@@ -50,9 +76,8 @@ HRESULT DlpExplorerEvent_10::Initialize(IDispatch* explorer) {
 
 HRESULT DlpExplorerEvent_10::Uninitialize() {
   if (!m_spExplorer) return S_OK;
-  // A fresh sink has no connection, so its cookie ends none: what the second object subscribed
-  // stays. The fresh one keeps its first count and with it a reference to the explorer; ending it
-  // would come back here.
+  // A new sink's cookie belongs to no connection. The new sink keeps its first count, and with it a
+  // reference to the explorer: destroying it would call this function again.
   auto* const further = new DlpExplorerEvent_10(m_spExplorer.Get());
   further->AddRef();
   const HRESULT hr = UnadviseEvents(m_spExplorer.Get(), GUID_0006300f, further->m_dwEventCookie);

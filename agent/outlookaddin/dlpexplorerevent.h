@@ -1,9 +1,10 @@
-// The sink on one explorer window: it puts a sink on a reply that is begun inside the window.
+// The sink on one explorer window: it puts a DlpMailEvent on each reply that the user begins inside
+// the window.
 //
-// Two objects stand for each explorer. OnConnection makes the first and calls its Initialize,
-// which makes a second one; the second is what the explorer's events reach. Both keep a reference
-// to the explorer and neither is ever given up while the subscription stands: they live to the
-// end of the process.
+// Each explorer has two of these objects. OnConnection makes the first and calls its Initialize,
+// which makes the second and subscribes it to the explorer's events. Each holds a reference to the
+// explorer. Nothing ends either of them while the subscription exists, so both live until the
+// process ends.
 #pragma once
 
 #include <atomic>
@@ -12,8 +13,8 @@
 #include "platform/com/comptr.h"
 #include "platform/com/dispevent.h"
 
-// The source of the event that an inline reply makes.
-inline constexpr const IID& GUID_0006300f = outlook::IID_ExplorerEvents_10;
+// The event interface of an explorer.
+inline constexpr const IID& GUID_0006300f = outlookaddin::IID_ExplorerEvents_10;
 
 class DlpExplorerEvent_10 final
     : public IDispEventSimpleImpl<3, DlpExplorerEvent_10, &GUID_0006300f> {
@@ -21,27 +22,29 @@ class DlpExplorerEvent_10 final
   // The event table: OnInlineResponseCreate.
   static const platform::EventRow* Events();
 
-  // Asks `explorer` for the interface that it keeps; null is allowed. The count starts at 1.
+  // Queries `explorer`, which may be null, for the interface that it keeps. The reference count
+  // starts at 1.
   explicit DlpExplorerEvent_10(IDispatch* explorer);
 
   DlpExplorerEvent_10(const DlpExplorerEvent_10&) = delete;
   DlpExplorerEvent_10& operator=(const DlpExplorerEvent_10&) = delete;
 
-  // The reference count, atomic; the last Release destroys the object.
+  // Atomic. The last Release destroys the object.
   ULONG STDMETHODCALLTYPE AddRef() override;
   ULONG STDMETHODCALLTYPE Release() override;
 
-  // The host's event. Puts a sink on the reply that the explorer names; the event's own argument
-  // isn't looked at. Always 0; CAtlException(E_POINTER) without an explorer. Stands with the other
-  // two routes in dlpaddinconnect.cpp.
+  // The host's event. Puts a DlpMailEvent on the explorer's current inline reply and ignores its
+  // argument. Returns 0. Throws CAtlException(E_POINTER) if there is no explorer.
   virtual HRESULT STDMETHODCALLTYPE OnInlineResponseCreate(IDispatch* item);
-  // Called once the events arrive. Nothing is left to do then: 0.
+  // Called when the subscription has succeeded. Does nothing and returns 0.
   virtual HRESULT STDMETHODCALLTYPE OnInitialized();
 
-  // Subscribes a second object to the events of `explorer`. S_OK, or what AdviseEvents gave.
+  // Subscribes a second object to the events of `explorer`. Returns S_OK or the failure of
+  // AdviseEvents.
   HRESULT Initialize(IDispatch* explorer);
-  // Gives the explorer back. Ends no connection; gives what UnadviseEvents said to that, or 0 when
-  // there was no explorer any more.
+  // Releases the explorer. It tries to unsubscribe with a cookie that belongs to no connection, so
+  // the second object's subscription remains. Returns the result of that UnadviseEvents, or 0 if
+  // the explorer was released before.
   HRESULT Uninitialize();
 
  private:

@@ -8,7 +8,7 @@
 const platform::EventRow* DlpInspectorEvent::Events() {
   static constexpr platform::EventCallForm kForm = {CC_STDCALL, VT_EMPTY, 0, {}};
   static const platform::EventRow kRows[] = {
-      {2, &GUID_0006307d, outlook::kDispidInspectorClose,
+      {2, &GUID_0006307d, outlookaddin::kDispidInspectorClose,
        platform::HandlerSlot(&DlpInspectorEvent::OnInspectorClose), &kForm},
       {}};
   return kRows;

@@ -1,10 +1,8 @@
 #include "agent/outlookaddin/dlpmailevent.h"
 
 #include <cstdio>
-#include <cstring>
 
 #include "agent/outlookaddin/eventconnection.h"
-#include "agent/outlookaddin/sourceleaf.h"
 #include "agent/outlookaddin/verdictcache.h"
 #include "channel/agentchannel.h"
 #include "config/profilereader.h"
@@ -17,38 +15,20 @@
 namespace {
 
 constexpr const char* kChallengeKey = "use_challenge_response";
+// Two log lines name this file, in this form.
+constexpr const char* kFile = "dlpmailevent.cpp";
 
-using PathBuffer = char[platform::kMaxPath];
-
-// The text of a pointer as the Windows runtime's "%p" has it: all digits, in capitals.
-class PointerText {
- public:
-  explicit PointerText(const void* pointer) {
-    constexpr int kDigits = 2 * sizeof(void*);
-    std::snprintf(m_text, sizeof(m_text), "%0*llX", kDigits,
-                  static_cast<unsigned long long>(reinterpret_cast<std::uintptr_t>(pointer)));
-  }
-  const char* Text() const { return m_text; }
-
- private:
-  char m_text[2 * sizeof(void*) + 1];
-};
-
-// Puts `name` behind `directory`. False when the two don't fit: a path that was cut might name
-// somebody else's file.
-bool JoinPath(const char* directory, const char* name, PathBuffer& path) {
-  std::memset(path, 0, sizeof(path));
-  const std::size_t directoryLength = std::strlen(directory);
-  const std::size_t nameLength = std::strlen(name);
-  if (directoryLength + nameLength >= sizeof(path)) return false;
-  std::memcpy(path, directory, directoryLength);
-  std::memcpy(path + directoryLength, name, nameLength);
-  return true;
+// The pointer as "%p" formats it in the Windows runtime, on every system: all digits, in capitals.
+std::string PointerText(const void* pointer) {
+  char text[2 * sizeof(void*) + 1];
+  std::snprintf(text, sizeof(text), "%0*llX", static_cast<int>(2 * sizeof(void*)),
+                static_cast<unsigned long long>(reinterpret_cast<std::uintptr_t>(pointer)));
+  return text;
 }
 
-void DeleteIn(const char* directory, const char* name) {
-  PathBuffer path;
-  if (JoinPath(directory, name, path)) platform::files.DeleteFileA(path);
+// A path that the file system's narrow calls would cut might name another file: it isn't deleted.
+void DeleteTempFile(const std::string& path) {
+  if (path.size() < platform::kMaxPath) platform::files.DeleteFileA(path.c_str());
 }
 
 }  // namespace
@@ -57,15 +37,21 @@ const platform::EventRow* DlpMailEvent::Events() {
   static constexpr platform::EventCallForm kSendForm = {
       CC_STDCALL, VT_EMPTY, 1, {VT_BOOL | VT_BYREF}};
   static const platform::EventRow kRows[] = {
-      {4, &outlook::IID_ItemEvents, outlook::kDispidSend,
+      {4, &outlookaddin::IID_ItemEvents, outlookaddin::kDispidSend,
        platform::HandlerSlot(&DlpMailEvent::OnMailSend), &kSendForm},
       {}};
   return kRows;
 }
 
+DlpMailEvent* DlpMailEvent::Attach(_MailItem* item) {
+  auto* const mailEvent = new DlpMailEvent(item);
+  const HRESULT hr = outlookaddin::SubscribeSink(item, mailEvent, outlookaddin::IID_ItemEvents);
+  return SUCCEEDED(hr) ? mailEvent : nullptr;
+}
+
 DlpMailEvent::DlpMailEvent(_MailItem* item) : m_pMailItem(item) {
-  // Without a Windows directory the path is the suffix alone, which opens nothing.
-  PathBuffer windows = {};
+  // Without a Windows directory the path is the suffix alone, which names no file.
+  char windows[platform::kMaxPath] = {};
   platform::folders.GetWindowsDirectoryA(windows, sizeof(windows));
   windows[sizeof(windows) - 1] = '\0';
   m_strProfilePath = std::string(windows) + kProfileSuffix;
@@ -73,9 +59,9 @@ DlpMailEvent::DlpMailEvent(_MailItem* item) : m_pMailItem(item) {
 
 DlpMailEvent::~DlpMailEvent() {
   if (m_pMailItem != nullptr) {
-    UnadviseEvents(m_pMailItem, outlook::IID_ItemEvents, m_dwEventCookie);
+    UnadviseEvents(m_pMailItem, outlookaddin::IID_ItemEvents, m_dwEventCookie);
     m_dwEventCookie = platform::kNoEventCookie;
-    // The host may well hold on to its own item: the line is a word for the log and no more.
+    // Logged as an error although it is none: the host may well keep its own item.
     const ULONG remaining = m_pMailItem->Release();
     if (remaining != 0) {
       g_logger.Log(kLogModule, kLogErr, "Mail ref error: %d.", static_cast<int>(remaining));
@@ -89,11 +75,10 @@ HRESULT STDMETHODCALLTYPE DlpMailEvent::OnMailOther() {
 }
 
 HRESULT STDMETHODCALLTYPE DlpMailEvent::OnMailSend(VARIANT_BOOL* Cancel) {
-  // The wait cursor stands for as long as the user's thread is held.
   const platform::Cursor previous =
       platform::ui.SetCursor(platform::ui.LoadCursorW(platform::kWaitCursor));
   LONG result = channel::kActionNothingDecided;
-  // A block isn't taken over: the user may have changed the mail since.
+  // A block is never taken over: the user may have changed the mail since.
   if (!IsMailChecked(m_pMailItem, &result) || result == channel::kActionBlock) {
     result = CheckEmail(m_pMailItem);
   }
@@ -101,7 +86,7 @@ HRESULT STDMETHODCALLTYPE DlpMailEvent::OnMailSend(VARIANT_BOOL* Cancel) {
     TagSensitiveMail();
   } else if (result == channel::kActionBlock) {
     g_logger.Log(kLogModule, kLogInfo, "Block current mail sending.");
-    // The number 1, which is not VARIANT_TRUE.
+    // The number 1, not VARIANT_TRUE.
     if (Cancel != nullptr) *Cancel = 1;
   }
   MarkMailChecked(m_pMailItem, result);
@@ -115,17 +100,17 @@ bool DlpMailEvent::IsMailChecked(_MailItem* item, LONG* result) {
   const VerdictCacheEntry* const entry = g_verdictCache.Find(item);
   if (entry == nullptr) {
     g_logger.Log(kLogModule, kLogInfo, "MailItem 0x%s is not checked, continue CheckMail ... ",
-                 PointerText(item).Text());
+                 PointerText(item).c_str());
     return false;
   }
   *result = entry->lResult;
   g_logger.Log(kLogModule, kLogInfo, "MailItem 0x%s is already checked, previous result %ld ",
-               PointerText(item).Text(), static_cast<long>(entry->lResult));
+               PointerText(item).c_str(), static_cast<long>(entry->lResult));
   return true;
 }
 
 int DlpMailEvent::MarkMailChecked(_MailItem* item, LONG result) {
-  // The period runs from here, the end of the handler: the time that the checks took doesn't
+  // The verdict's age counts from the end of the handler, so the time that the check took doesn't
   // count.
   g_verdictCache.Store(item, {platform::clock.GetTickCount(), static_cast<std::int32_t>(result)});
   return 1;
@@ -140,11 +125,11 @@ ActionCode DlpMailEvent::CheckEmail(_MailItem* item) {
   CheckSender(item);
   ScanEnvelopeEnd();
 
-  // The answer to the recipients opens the content or keeps it shut, and decides nothing else.
+  // The answer to the recipients only decides whether the content is checked at all.
   ActionCode result = channel::kActionNothingDecided;
   if (recipientResult == channel::kActionGoOn) result = CheckContentStages(item);
 
-  // The agent has answered its last request before the files go.
+  // Only now: the agent reads the files until it has answered its last request.
   const ActionCode closing = ScanSessionEnd();
   CleanTempFiles();
   g_logger.Log(kLogModule, kLogInfo, "ScanSessionEnd returns: %d.", closing);
@@ -157,13 +142,13 @@ bool DlpMailEvent::ReadChallengeSetting() const {
     g_logger.Log(kLogModule, kLogErr,
                  "[%s] Get use_challenge_response fail. use default m_bChallengeResponse = false "
                  "@%s(%d)",
-                 "DlpMailEvent::CheckEmail", SourceLeaf(__FILE__), 725);
+                 "DlpMailEvent::CheckEmail", kFile, 725);
     return false;
   }
   const std::string& value = wanted.at(kChallengeKey);
-  // At Err on purpose, so that the setting shows in a log of errors only.
+  // At Err on purpose: the setting shows even in a log that is limited to errors.
   g_logger.Log(kLogModule, kLogErr, "[%s] Get key_challenge_response = %s @%s(%d)",
-               "DlpMailEvent::CheckEmail", value.c_str(), SourceLeaf(__FILE__), 731);
+               "DlpMailEvent::CheckEmail", value.c_str(), kFile, 731);
   return value == "true";
 }
 
@@ -186,19 +171,20 @@ ActionCode DlpMailEvent::CheckContentStages(_MailItem* item) {
 }
 
 void DlpMailEvent::CleanTempFiles() {
-  PathBuffer directory = {};
-  platform::folders.GetTempPathA(sizeof(directory), directory);
-  directory[sizeof(directory) - 1] = '\0';
-  DeleteIn(directory, channel::kBodyFile);
-  DeleteIn(directory, channel::kSubjectFile);
+  char buffer[platform::kMaxPath] = {};
+  platform::folders.GetTempPathA(sizeof(buffer), buffer);
+  buffer[sizeof(buffer) - 1] = '\0';
+  const std::string directory = buffer;
+  DeleteTempFile(directory + channel::kBodyFile);
+  DeleteTempFile(directory + channel::kSubjectFile);
 
-  PathBuffer pattern;
-  if (!JoinPath(directory, channel::kAttachmentFilePattern, pattern)) return;
+  const std::string pattern = directory + channel::kAttachmentFilePattern;
+  if (pattern.size() >= platform::kMaxPath) return;
   platform::FindData found = {};
-  const platform::Handle listing = platform::files.FindFirstFileA(pattern, &found);
+  const platform::Handle listing = platform::files.FindFirstFileA(pattern.c_str(), &found);
   if (listing == platform::kInvalidHandle) return;
   do {
-    DeleteIn(directory, found.cFileName);
+    DeleteTempFile(directory + found.cFileName);
   } while (platform::files.FindNextFileA(listing, &found));
   platform::files.FindClose(listing);
 }

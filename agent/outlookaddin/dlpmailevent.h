@@ -1,11 +1,11 @@
-// The gate: a sink on one mail item that asks the agent about the mail when it is sent.
+// The sink on one mail item: when the user sends the mail, it asks the agent about it.
 //
-// The host fires Send; OnMailSend takes the mail through all the stages of a check, or takes over
-// a verdict of a moment ago, and answers through the event's Cancel flag. Everything runs on the
-// host's thread inside that one call. The gate fails open: whatever goes wrong, the mail goes out
-// and only the log shows it.
+// The host fires Send. OnMailSend takes the mail through all stages of a check, or takes over a
+// verdict of the last few seconds, and answers through the event's Cancel flag. All of it runs on
+// the host's thread inside that one call. It fails open: whatever goes wrong, the mail goes out and
+// only the log shows it.
 //
-// The stages take the mail apart and hand the pieces to the agent one after the other:
+// The stages, each of which hands one kind of content to the agent:
 //
 //   envelope   CheckRecipients, CheckSender          dlpmailevent_envelope.cpp
 //   text       CheckSubject, CheckBody               dlpmailevent_text.cpp
@@ -13,8 +13,8 @@
 //   files      CheckAttachments                      dlpmailevent_attachments.cpp
 //   tag        TagSensitiveMail                      dlpmailevent_tagging.cpp
 //
-// Each gives what the agent answered, or channel::kActionNothingUsable (1) when it had nothing to
-// ask or could not read its data, which it has logged by then.
+// A stage returns the agent's answer. If it can't read its data, it logs that and returns
+// channel::kActionNothingUsable (1), which is also its result when there is nothing to ask.
 #pragma once
 
 #include <cstdint>
@@ -27,87 +27,93 @@
 #include "platform/com/dispevent.h"
 #include "platform/widetext.h"
 
-// Numbers the temporary copies of attachments: 1 to 100, then 1 again. Runs on from mail to mail
-// for the life of the process. Belongs to the host's thread.
+// Numbers the temporary copies of attachments: 1 to 100, then 1 again. It isn't reset between
+// mails. Used on the host's thread only.
 extern std::int32_t g_attachmentSequence;
 
-class DlpMailEvent final : public IDispEventSimpleImpl<4, DlpMailEvent, &outlook::IID_ItemEvents> {
+class DlpMailEvent final
+    : public IDispEventSimpleImpl<4, DlpMailEvent, &outlookaddin::IID_ItemEvents> {
  public:
-  // The item's Send and nothing else; every other event ends in Invoke.
+  // The event table: OnMailSend.
   static const platform::EventRow* Events();
 
-  // Watches `item` and calls nothing on it. Takes over one reference that the creator got from
-  // the host and doesn't release; the destructor gives it back. Null is allowed: such a sink owns
-  // nothing.
+  // Makes a sink for `item` and subscribes it. The sink takes over one reference to the item that
+  // the caller got from the host and must not release. Returns null if the subscription failed; the
+  // sink then stays allocated, unconnected and without an owner.
+  static DlpMailEvent* Attach(_MailItem* item);
+
+  // Calls nothing on `item` and takes over one reference to it, which the destructor releases. A
+  // sink on null owns nothing and can't check a mail.
   explicit DlpMailEvent(_MailItem* item);
 
-  // Leaves the item's events and gives the reference back. Not virtual: the host knows the object
-  // by its slots, and only who made it ends it.
+  // Unsubscribes the sink and releases the item. Not virtual: the host knows the object by its
+  // slots, and only the owner of the sink destroys it.
   ~DlpMailEvent();
 
   DlpMailEvent(const DlpMailEvent&) = delete;
   DlpMailEvent& operator=(const DlpMailEvent&) = delete;
 
-  // An event that nothing leads to. Returns 0.
+  // No event leads here. Does nothing and returns 0.
   virtual HRESULT STDMETHODCALLTYPE OnMailOther();
 
-  // The host's Send event. Stores 1 through `Cancel` to keep the mail open, and otherwise leaves
-  // it as it is. Always 0. Only a failed identity query of an address entry comes out, as a
-  // _com_error.
+  // The host's Send event. Stores 1 through `Cancel` to keep the mail open and otherwise leaves it
+  // unchanged. Returns 0. Throws _com_error if an address entry doesn't tell its identity.
   virtual HRESULT STDMETHODCALLTYPE OnMailSend(VARIANT_BOOL* Cancel);
 
-  // Forgets every verdict that has grown too old, then tells whether one of `item` is left and
-  // gives it. For a null item nothing is looked at. `*result` is untouched when the answer is no.
+  // Erases every verdict that is too old, of any mail, then looks for one of `item`. Returns true
+  // and stores it in `*result` if there is one. For a null item it returns false and erases
+  // nothing.
   bool IsMailChecked(_MailItem* item, LONG* result);
-  // Remembers `result` for `item` from now on. Always 1.
+  // Remembers `result` for `item`, starting now. Returns 1.
   int MarkMailChecked(_MailItem* item, LONG result);
 
-  // All stages in their order; OnMailSend's only source of new verdicts. `item` is the sink's own.
+  // Runs all stages in their order. `item` is the sink's own.
   ActionCode CheckEmail(_MailItem* item);
 
-  // Hands all addresses to the agent in one request. Lists without an address are opened.
+  // Sends all addresses to the agent in one request. Opens personal lists that have no address.
   ActionCode CheckRecipients(_MailItem* item);
-  // Tells the agent who is sending.
+  // Sends the sender's name to the agent.
   ActionCode CheckSender(_MailItem* item);
   ActionCode CheckSubject(_MailItem* item);
-  // Hands over the plain body, whatever it answers, and looks for a signature image in the HTML
-  // form: FindSignatureFilePath may leave a path for CheckSignature.
+  // Sends the plain body. Then, whatever the answer, looks for a signature image in the HTML body:
+  // FindSignatureFilePath may leave a path for CheckSignature.
   ActionCode CheckBody(_MailItem* item);
-  // Spends the path that CheckBody left; without one there is nothing to ask and nothing logged.
+  // Sends the path that CheckBody left and forgets it. Without a path it does nothing.
   ActionCode CheckSignature();
-  // Every attachment in turn, up to a decisive answer. Saved copies stay for CleanTempFiles.
+  // Sends one attachment after the other until an answer is decisive. CleanTempFiles deletes the
+  // copies.
   ActionCode CheckAttachments(_MailItem* item);
 
-  // Deletes what the stages left in the temporary directory, earlier leavings included.
+  // Deletes the files that the stages left in the temporary directory, in this check or earlier.
   void CleanTempFiles();
 
-  // Writes the header that marks the mail as sensitive. False if it could not.
+  // Writes the header that marks the mail as sensitive. Returns false if it couldn't.
   bool TagSensitiveMail();
 
-  // Adds what `entry` stands for to `addresses`: its address, or the members of a personal list,
-  // to any depth. `entry` is in `seen` already, and so is each member before its own turn.
+  // Adds the entry's address to `addresses`, or the addresses of a personal list's members, to any
+  // depth. The caller has added `entry` to `seen`.
   static void CollectAddressEntry(AddressEntry* entry, AddressEntrySet& seen,
                                   AddressList& addresses);
 
-  // What stands between the first `src="cid:` of an HTML text in UTF-8 and the "@" behind it;
-  // empty if there is no such thing.
+  // The text between the first `src="cid:` of an HTML text in UTF-8 and the next "@". Empty if
+  // either is missing.
   static std::string GetSignatureImageName(std::string_view html);
-  // Looks for a file of exactly that name one folder below the user's signature folder and keeps
-  // its path for CheckSignature. False, with an earlier path left standing, if there is none.
-  // Leaves one find handle open for each folder that it looks into.
+  // Looks for a file of exactly that name in each folder below the user's signature folder, one
+  // level deep. Returns true and keeps its path for CheckSignature if there is one; otherwise an
+  // earlier path remains. Leaves one find handle open for each folder that it searched.
   bool FindSignatureFilePath(const std::string& imageName);
 
-  // Makes the path of the next temporary copy in `buffer`, of `capacity` wide characters and
-  // cleared by the caller, and gives its length. 0 for a null buffer, with no number used up.
+  // Writes the path of the next temporary copy to `buffer`, which holds `capacity` wide characters
+  // and is zeroed, and returns its length. Returns 0 for a null buffer, without using up a number.
   static std::uint32_t GetAttachmentTempPath(platform::WideChar* buffer, std::uint32_t capacity);
 
  private:
-  // The setting of the agent that makes every wait for an answer long.
+  // The setting of the agent that lengthens every wait for an answer.
   bool ReadChallengeSetting() const;
-  // The stages behind the envelope, up to a decisive value.
+  // The stages after the envelope, until one is decisive.
   ActionCode CheckContentStages(_MailItem* item);
 
   _MailItem* m_pMailItem;
   std::string m_strProfilePath;    // ANSI
-  std::string m_strSignaturePath;  // ANSI; empty when no image waits for CheckSignature
+  std::string m_strSignaturePath;  // ANSI; empty if no image is waiting for CheckSignature
 };

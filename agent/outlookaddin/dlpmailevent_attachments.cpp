@@ -1,5 +1,5 @@
-// The attachments of a mail. The agent is given paths, never bytes: of a temporary copy for what
-// lives inside the mail, of the file itself for what the mail only refers to.
+// The attachments of a mail. The agent gets paths, never bytes: the path of a temporary copy for an
+// attachment inside the mail, the path of the file itself for one that the mail only refers to.
 #include <algorithm>
 #include <cstdint>
 #include <string>
@@ -14,6 +14,7 @@
 #include "platform/folders.h"
 #include "text/textconversion.h"
 
+using outlookaddin::PositionVariant;
 using platform::Bstr;
 using platform::ComPtr;
 using platform::WideChar;
@@ -24,22 +25,13 @@ std::int32_t g_attachmentSequence = 0;
 namespace {
 
 constexpr std::int32_t kSequenceLimit = 100;
-constexpr std::uint32_t kCopyPathCapacity = 800;
-constexpr std::uint32_t kLeafCapacity = 260;
+constexpr std::uint32_t kCopyPathCapacity = 800;  // wide characters
 
-// Whether the walk over the attachments goes on to the next one.
+// Whether to go on with the next attachment.
 enum class Walk { kGoOn, kStop };
 
 Walk AfterAnswer(ActionCode result) {
   return channel::IsDecisive(result) ? Walk::kStop : Walk::kGoOn;
-}
-
-// Writes the prefix and the number into a zeroed buffer.
-void FormatLeaf(std::int32_t number, WideChar (&leaf)[kLeafCapacity]) {
-  WideChar* end = leaf;
-  for (const char character : channel::kAttachmentFilePrefix + std::to_string(number)) {
-    *end++ = static_cast<WideChar>(character);
-  }
 }
 
 Walk CheckReferencedFile(Attachment* attachment, ActionCode* result) {
@@ -66,7 +58,7 @@ Walk CheckSavedCopy(Attachment* attachment, const Bstr& fileName, ActionCode* re
   const std::uint32_t length = DlpMailEvent::GetAttachmentTempPath(path, kCopyPathCapacity);
   if (FAILED(attachment->SaveAsFile(path))) return Walk::kGoOn;
   *result = GetAgentChannel()->CheckContentWide(path, length, channel::kItemFile, fileName.Get());
-  // A copy that inherited a read-only mark could not be deleted later.
+  // A read-only copy couldn't be deleted later.
   platform::files.SetFileAttributesW(path, platform::kFileAttributeNormal);
   return AfterAnswer(*result);
 }
@@ -83,16 +75,16 @@ Walk CheckAttachment(Attachments* attachments, LONG position, ActionCode* result
   Bstr fileName;
   attachment->get_Type(&type);
   attachment->get_FileName(fileName.Put());
-  // Asked of every kind, also of those that are passed over below.
+  // An attachment without a name ends the walk, even one of a kind that is skipped below.
   if (!fileName) {
     g_logger.Log(kLogModule, kLogErr, "Cannot get attachment's file name.");
     return Walk::kStop;
   }
   switch (type) {
-    case outlook::olByReference:
+    case outlookaddin::olByReference:
       return CheckReferencedFile(attachment.Get(), result);
-    case outlook::olByValue:
-    case outlook::olEmbeddeditem:
+    case outlookaddin::olByValue:
+    case outlookaddin::olEmbeddeditem:
       return CheckSavedCopy(attachment.Get(), fileName, result);
     default:
       return Walk::kGoOn;
@@ -104,15 +96,14 @@ Walk CheckAttachment(Attachments* attachments, LONG position, ActionCode* result
 std::uint32_t DlpMailEvent::GetAttachmentTempPath(WideChar* buffer, std::uint32_t capacity) {
   if (buffer == nullptr) return 0;
   g_attachmentSequence = g_attachmentSequence % kSequenceLimit + 1;
-  WideChar leaf[kLeafCapacity] = {};
-  FormatLeaf(g_attachmentSequence, leaf);
   if (capacity == 0) return 0;
   platform::folders.GetTempPathW(capacity, buffer);
-  WideChar* const last = buffer + (capacity - 1);
-  WideChar* end = std::find(buffer, last, WideChar{0});
-  for (const WideChar* from = leaf; *from != 0 && end != last; ++from) *end++ = *from;
-  *end = 0;
-  return static_cast<std::uint32_t>(end - buffer);
+  WideString path(buffer, std::find(buffer, buffer + capacity, WideChar{0}));
+  path += Utf8ToWide(channel::kAttachmentFilePrefix + std::to_string(g_attachmentSequence));
+  const std::size_t length = std::min<std::size_t>(path.size(), capacity - 1);
+  path.copy(buffer, length);
+  buffer[length] = 0;
+  return static_cast<std::uint32_t>(length);
 }
 
 ActionCode DlpMailEvent::CheckAttachments(_MailItem* item) {
@@ -124,13 +115,13 @@ ActionCode DlpMailEvent::CheckAttachments(_MailItem* item) {
   }
   LONG count = -1;
   hr = attachments->get_Count(&count);
-  // A mail without attachments ends here too, and is logged as an error like the rest.
+  // A mail without attachments takes this path too and is logged as an error.
   if (FAILED(hr) || count < 1) {
     g_logger.Log(kLogModule, kLogErr, "Cannot get attachments' count. hr:%u",
                  static_cast<unsigned>(hr));
     return channel::kActionNothingUsable;
   }
-  // Each answer replaces the one before: what comes out is the last that was given.
+  // Each answer replaces the one before, so the result is the last answer.
   ActionCode result = channel::kActionNothingUsable;
   for (LONG position = 1; position <= count; ++position) {
     if (CheckAttachment(attachments.Get(), position, &result) == Walk::kStop) break;

@@ -1,4 +1,4 @@
-// The envelope of a mail: whom it goes to and who sends it.
+// The envelope of a mail: its recipients and its sender.
 #include "agent/outlookaddin/dlpmailevent_envelope.h"
 
 #include <cstdint>
@@ -15,6 +15,7 @@
 #include "platform/com/comptr.h"
 #include "text/textconversion.h"
 
+using outlookaddin::PositionVariant;
 using platform::Bstr;
 using platform::ComPtr;
 
@@ -38,8 +39,8 @@ bool AddressEntrySet::Add(ComPtr<AddressEntry> entry) {
 
 namespace {
 
-// Visits `entry` unless it has been visited. The set takes over the reference and keeps the entry
-// alive for as long as its members are walked.
+// Visits `entry` unless it has been visited. The set takes over the reference, so the entry lives
+// for as long as the walk over its members.
 void VisitOnce(ComPtr<AddressEntry> entry, AddressEntrySet& seen, AddressList& addresses) {
   AddressEntry* const visited = entry.Get();
   if (seen.Add(std::move(entry))) {
@@ -49,7 +50,7 @@ void VisitOnce(ComPtr<AddressEntry> entry, AddressEntrySet& seen, AddressList& a
   }
 }
 
-// What a failure here costs is this one recipient: the rest of the mail is judged by the others.
+// A failure loses this one recipient; the others are still sent to the agent.
 void CollectRecipient(Recipients* recipients, LONG position, AddressEntrySet& seen,
                       AddressList& addresses) {
   ComPtr<Recipient> recipient;
@@ -69,18 +70,15 @@ void CollectRecipient(Recipients* recipients, LONG position, AddressEntrySet& se
   VisitOnce(std::move(entry), seen, addresses);
 }
 
-// Every address with its NUL, one behind the other; the reader splits at the NULs.
+// Every address followed by a NUL.
 std::string JoinAddresses(const AddressList& addresses) {
-  std::size_t length = 0;
-  for (const std::string& address : addresses) length += address.size() + 1;
   std::string joined;
-  joined.reserve(length);
-  for (const std::string& address : addresses) joined.append(address.c_str(), address.size() + 1);
+  for (const std::string& address : addresses) joined += address + '\0';
   return joined;
 }
 
-// The members of a personal list. A list that doesn't tell its id isn't opened; nothing else is
-// done with the id.
+// The members of a personal list, or null. A list without an id isn't opened; the id has no other
+// use.
 ComPtr<AddressEntries> OpenList(AddressEntry* list) {
   ComPtr<AddressEntries> members;
   Bstr id;
@@ -99,18 +97,19 @@ ComPtr<AddressEntries> OpenList(AddressEntry* list) {
   return members;
 }
 
-// The user's name of a session or of an account.
+// The name of the user of a session or of an account.
 template <typename Owner>
 void ReadCurrentUserName(Owner* owner, Bstr* name) {
   ComPtr<Recipient> user;
   if (SUCCEEDED(owner->get_CurrentUser(user.Put())) && user) user->get_Name(name->Put());
 }
 
-// The name behind the account that was chosen for this mail. Only three versions of the host are
-// asked for it, and the newest isn't among them: there the session's user speaks for the mail.
+// The name of the account that the user chose for this mail. Only three versions of Outlook are
+// asked for it. The newest isn't one of them: there the session's user counts as the sender.
 void ReadAccountName(_MailItem* item, Bstr* name) {
-  const bool textOnly = g_outlookVersionCode == kOutlook2007;
-  const bool hasUser = g_outlookVersionCode == kOutlook2010 || g_outlookVersionCode == kOutlook2013;
+  const bool textOnly = g_outlookVersionCode == outlookaddin::kOutlook2007;
+  const bool hasUser = g_outlookVersionCode == outlookaddin::kOutlook2010 ||
+                       g_outlookVersionCode == outlookaddin::kOutlook2013;
   if (!textOnly && !hasUser) return;
   ComPtr<_Account> account;
   if (FAILED(item->get_SendUsingAccount(account.Put())) || !account) return;
@@ -147,7 +146,7 @@ ActionCode DlpMailEvent::CheckRecipients(_MailItem* item) {
     return channel::kActionNothingUsable;
   }
 
-  // To, Cc and Bcc all go into the one list.
+  // To, Cc and Bcc alike.
   AddressEntrySet seen;
   AddressList addresses;
   for (LONG position = 1; position <= count; ++position) {
@@ -164,7 +163,7 @@ void DlpMailEvent::CollectAddressEntry(AddressEntry* entry, AddressEntrySet& see
   {
     Bstr address;
     if (SUCCEEDED(entry->get_Address(address.Put())) && address) {
-      // Whatever the entry is: even a list with an address counts as that address.
+      // An entry with an address is one address, even if it is a list.
       std::string text = WideToUtf8(address.View());
       g_logger.Log(kLogModule, kLogInfo, "Get AddressEntry address: %s", text.c_str());
       addresses.push_back(std::move(text));
@@ -178,13 +177,14 @@ void DlpMailEvent::CollectAddressEntry(AddressEntry* entry, AddressEntrySet& see
     return;
   }
   g_logger.Log(kLogModule, kLogInfo, "AddressEntry type %u.", static_cast<unsigned>(type));
-  if (type != outlook::olPrivateDistList) {
+  if (type != outlookaddin::olPrivateDistList) {
     g_logger.Log(kLogModule, kLogWarn, "Not support displayType, skip it.");
     return;
   }
   const ComPtr<AddressEntries> members = OpenList(entry);
   if (!members) return;
-  // The recursion ends where the lists do: in a circle of lists, at the first that is in `seen`.
+  // `seen` ends the recursion when lists contain each other. No HRESULT is checked: a null entry is
+  // what ends the walk.
   ComPtr<AddressEntry> member;
   members->GetFirst(member.Put());
   while (member) {

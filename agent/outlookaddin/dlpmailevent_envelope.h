@@ -1,4 +1,4 @@
-// What the walk over a mail's recipients keeps for the length of one CheckRecipients call.
+// What CheckRecipients keeps while it walks over the recipients of one mail.
 #pragma once
 
 #include <cstdint>
@@ -10,24 +10,23 @@
 #include "agent/outlookaddin/outlookmodel.h"
 #include "platform/com/comptr.h"
 
-// The addresses as the host gives them, in UTF-8, in the order they were found: depth first, so
-// the members of a list stand where the list stood. The same text may stand twice.
+// The addresses in UTF-8, otherwise unchanged, in the order they were found: the members of a list
+// take the place of the list. The same text may occur twice.
 using AddressList = std::vector<std::string>;
 
-// The entries that have been visited. Two are the same if and only if they are the same COM
-// object; neither address nor id takes part. Each element holds one reference until the set goes.
+// The entries that have been visited. Two entries are the same if and only if they are the same COM
+// object; their addresses and ids don't count. The set holds one reference to each element.
 class AddressEntrySet {
  public:
-  // Takes over the reference. False when the entry is in the set already; its reference is then
-  // released. A null entry counts as an object whose identity is the null pointer. Raises
-  // _com_error when an object that has to be compared doesn't tell its identity.
+  // Takes over the reference. Returns false, and releases the reference, if the entry is in the set
+  // already. A null entry counts as an object whose identity is the null pointer. Throws _com_error
+  // if an object that has to be compared doesn't tell its identity.
   bool Add(platform::ComPtr<AddressEntry> entry);
 
  private:
   struct Element {
     platform::ComPtr<AddressEntry> entry;
-    // Asked for at the first comparison, and once: a lookup among n entries would otherwise cost
-    // some 2 log n calls of the host.
+    // Queried at the first comparison, and once: each comparison would otherwise call the host.
     mutable std::optional<std::uintptr_t> identity;
 
     std::uintptr_t Identity() const;

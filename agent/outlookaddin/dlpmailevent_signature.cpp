@@ -1,5 +1,5 @@
-// The image of a mail signature: found by the first inline image of the HTML body, checked where
-// it lies in the user's signature folder.
+// The image of a mail signature. The first inline image of the HTML body names it, and the agent
+// reads it in the user's signature folder.
 #include <cstdint>
 #include <cstring>
 #include <string>
@@ -19,17 +19,16 @@ constexpr std::string_view kStartKeyword = "src=\"cid:";
 constexpr char kEndKeyword = '@';
 constexpr const char* kSignatureFolder = "\\Microsoft\\Signatures\\";
 
-// The record starts empty: when the listing can't be opened, the one pass over it sees an entry
-// without name and attributes.
-bool FolderHolds(const std::string& folder, const std::string& name) {
+// Looks for an entry of that name in the folder. The find handle stays open on purpose, whether the
+// entry is found or not; only the listing of the signature folder itself is closed. If the folder
+// can't be listed, the loop sees one entry without a name.
+bool SearchFolderAndLeaveItOpen(const std::string& folder, const std::string& name) {
   FindData entry = {};
   const Handle listing = platform::files.FindFirstFileA((folder + "\\*").c_str(), &entry);
   do {
     if (std::strcmp(name.c_str(), entry.cFileName) == 0) return true;
   } while (platform::files.FindNextFileA(listing, &entry));
   return false;
-  // The listing stays open on purpose, on a match and without one: only the listing of the
-  // signature folder itself is ever closed.
 }
 
 bool IsCandidate(const FindData& entry) {
@@ -57,8 +56,8 @@ bool DlpMailEvent::FindSignatureFilePath(const std::string& imageName) {
   appData[sizeof(appData) - 1] = '\0';
   const std::string root = std::string(appData) + kSignatureFolder;
 
-  // The handle isn't looked at: without a listing, the pass over the empty record and the refused
-  // next entry end the walk.
+  // If the folder can't be listed, the loop sees one entry without a name, then FindNextFileA
+  // fails.
   FindData entry = {};
   const Handle listing = platform::files.FindFirstFileA((root + "*").c_str(), &entry);
   bool found = false;
@@ -67,7 +66,7 @@ bool DlpMailEvent::FindSignatureFilePath(const std::string& imageName) {
     if (!IsCandidate(entry)) continue;
     const std::string folder = root + entry.cFileName;
     g_logger.Log(kLogModule, kLogInfo, "signaturefolder %s.", folder.c_str());
-    if (FolderHolds(folder, imageName)) {
+    if (SearchFolderAndLeaveItOpen(folder, imageName)) {
       m_strSignaturePath = folder + "\\" + imageName.c_str();
       g_logger.Log(kLogModule, kLogInfo, "Full signature path [%s]", m_strSignaturePath.c_str());
       found = true;
@@ -82,7 +81,7 @@ ActionCode DlpMailEvent::CheckSignature() {
   const std::size_t separator = m_strSignaturePath.rfind('\\');
   const std::size_t leaf = separator == std::string::npos ? 0 : separator + 1;
   g_logger.Log(kLogModule, kLogInfo, "Check [%s]", m_strSignaturePath.c_str() + leaf);
-  // The path goes as it stands, in the ANSI code page: the agent reads the image where it lies.
+  // The path stays in the ANSI code page, and the image isn't copied.
   const ActionCode result = GetAgentChannel()->CheckContent(
       m_strSignaturePath.data(), static_cast<std::uint32_t>(m_strSignaturePath.size()),
       channel::kItemFile, nullptr);

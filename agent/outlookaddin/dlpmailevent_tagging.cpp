@@ -1,5 +1,5 @@
-// The mark on a sensitive mail: a named property of the internet headers, which goes out with the
-// mail as a header.
+// The tag on a sensitive mail: a named property in the internet headers set, which the mail carries
+// as a header when it goes out.
 #include <string>
 
 #include "agent/outlookaddin/dlpmailevent.h"
@@ -24,8 +24,8 @@ struct Header {
   WideString value = QV_WIDE("The message is sensitive");
 };
 
-// An absent or empty value keeps the default. A value that isn't UTF-8 becomes an empty text and
-// does replace it.
+// An absent or empty value keeps the default. A value that isn't UTF-8 converts to an empty text,
+// which replaces the default.
 void ReplaceIfSet(const ProfileMap& profile, const char* key, WideString* text) {
   const auto found = profile.find(key);
   if (found != profile.end() && !found->second.empty()) *text = Utf8ToWide(found->second);
@@ -43,9 +43,9 @@ Header ReadHeader(const std::string& profilePath) {
   return header;
 }
 
-// The properties of the mail's message, or null. None of the three references that are gathered
-// on the way is given back, here or later, whether the way leads to its end or not: the message
-// has to stay as it is until the host has sent it. Each tagged mail leaves them behind.
+// The properties of the mail's message, or null. The references to the object, the message and the
+// properties are left on purpose, on success and on failure: each tagged mail keeps them for the
+// rest of the process.
 IMAPIProp* OpenProperties(_MailItem* item) {
   IUnknown* object = nullptr;
   if (item->get_MAPIOBJECT(&object) != S_OK || object == nullptr) return nullptr;
@@ -65,9 +65,9 @@ IMAPIProp* OpenProperties(_MailItem* item) {
   return static_cast<IMAPIProp*>(properties);
 }
 
-// The message store's tag for a header name, which it makes if it doesn't know the name; 0 on
-// failure. Neither the name's buffer nor the tag array is freed: that would take a third function
-// of the host's MAPI library.
+// The message store's property tag for a header name, or 0 on failure. The store makes a tag for a
+// name that it doesn't know. The name's buffer and the tag array are left on purpose: freeing them
+// would need a third function of the host's MAPI library.
 ULONG TagOfHeader(IMAPIProp* properties, GUID* propertySet, WideString& headerName) {
   void* memory = nullptr;
   if (platform::mapi.MAPIAllocateBuffer(sizeof(MAPINAMEID), &memory) != 0 || memory == nullptr) {
@@ -79,7 +79,7 @@ ULONG TagOfHeader(IMAPIProp* properties, GUID* propertySet, WideString& headerNa
   name->ulKind = MNID_STRING;
   name->Kind.lpwstrName = headerName.data();
   SPropTagArray* tags = nullptr;
-  // A warning counts as a failure too: it means that the name got no tag.
+  // A warning is a failure too: the name got no tag.
   if (properties->GetIDsFromNames(1, &name, MAPI_CREATE, &tags) != S_OK || tags == nullptr) {
     g_logger.Log(kLogModule, kLogErr, "Error retrieving GetIDsFromNames.");
     return 0;

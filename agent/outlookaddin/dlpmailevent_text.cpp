@@ -1,5 +1,5 @@
-// Subject and body of a mail. The text goes to the agent in files of fixed names, whatever its
-// length.
+// The subject and the body of a mail. However short, the text goes to the agent in a temporary
+// file.
 #include <cstdint>
 #include <string>
 
@@ -13,14 +13,14 @@ using platform::Bstr;
 
 namespace {
 
-// The text of a property in UTF-8, up to its first NUL.
+// The text in UTF-8, up to its first NUL.
 std::string TextOf(const Bstr& property) {
   return WideToUtf8(platform::WideStringView(property.Get()));
 }
 
-ActionCode CheckText(const std::string& text, const char* itemName) {
+ActionCode CheckText(const std::string& text, const char* file) {
   return GetAgentChannel()->CheckContentWithFile(text.data(),
-                                                 static_cast<std::uint32_t>(text.size()), itemName);
+                                                 static_cast<std::uint32_t>(text.size()), file);
 }
 
 }  // namespace
@@ -51,7 +51,7 @@ ActionCode DlpMailEvent::CheckBody(_MailItem* item) {
   g_logger.Log(kLogModule, kLogInfo, "Body: %s", text.c_str());
   const ActionCode result = CheckText(text, channel::kBodyFile);
 
-  // The HTML form only tells of a signature image; it never goes to the agent itself.
+  // The HTML body only serves to find a signature image. The agent never gets it.
   Bstr html;
   if (FAILED(item->get_HTMLBody(html.Put())) || !html) return result;
   const std::string imageName = GetSignatureImageName(TextOf(html));

@@ -1,7 +1,5 @@
 #include "agent/outlookaddin/eventconnection.h"
 
-#include "agent/outlookaddin/dlpmailevent.h"
-#include "agent/outlookaddin/outlookmodel.h"
 #include "platform/com/comptr.h"
 
 using platform::ComPtr;
@@ -15,10 +13,7 @@ HRESULT FindConnectionPoint(IUnknown* source, REFIID iid, ComPtr<IConnectionPoin
   if (SUCCEEDED(hr) && !container) hr = E_NOINTERFACE;
   if (FAILED(hr)) return hr;
   hr = container->FindConnectionPoint(iid, point->Put());
-  if (SUCCEEDED(hr) && !*point) hr = E_POINTER;
-  // What a failing host left in the place is not ours to release.
-  if (FAILED(hr)) point->Detach();
-  return hr;
+  return SUCCEEDED(hr) && !*point ? E_POINTER : hr;
 }
 
 }  // namespace
@@ -39,17 +34,6 @@ HRESULT UnadviseEvents(IUnknown* source, REFIID iid, DWORD cookie) {
   return FAILED(hr) ? hr : point->Unadvise(cookie);
 }
 
-namespace addin {
-
-HRESULT SubscribeSink(IUnknown* source, _IDispEvent* sink, REFIID iid) {
+HRESULT outlookaddin::SubscribeSink(IUnknown* source, _IDispEvent* sink, REFIID iid) {
   return AdviseEvents(source, sink->EventSink(), iid, sink->NewEventCookie());
 }
-
-DlpMailEvent* AttachMailEvent(_MailItem* item) {
-  auto* const mailEvent = new DlpMailEvent(item);
-  // A sink that could not be connected is left as it is: the reference to the item is its own by
-  // now, and the host may still be at work with the item.
-  return SUCCEEDED(SubscribeSink(item, mailEvent, outlook::IID_ItemEvents)) ? mailEvent : nullptr;
-}
-
-}  // namespace addin

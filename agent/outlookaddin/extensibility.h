@@ -1,5 +1,5 @@
-// The contract between the host and an add-in: the one interface that the host creates an add-in
-// by and calls it through, dual, described by the host's type library AddInDesignerObjects 1.0.
+// The contract between the host and an add-in: the dual interface through which the host calls it,
+// described by the host's type library AddInDesignerObjects 1.0.
 #pragma once
 
 #include "platform/com/comtypes.h"
@@ -9,7 +9,7 @@ inline constexpr IID IID__IDTExtensibility2 = {
 inline constexpr GUID LIBID_AddInDesignerObjects = {
     0xAC0714F2, 0x3D04, 0x11D1, {0xAE, 0x7D, 0x00, 0xA0, 0xC9, 0x0F, 0x26, 0xF4}};
 
-// How the add-in came to be loaded. Passed as 32 bits.
+// Why the host loads the add-in. Passed as 32 bits.
 enum ext_ConnectMode : LONG {
   ext_cm_AfterStartup = 0,
   ext_cm_Startup = 1,
@@ -17,7 +17,7 @@ enum ext_ConnectMode : LONG {
   ext_cm_CommandLine = 3,
 };
 
-// Why it is unloaded.
+// Why the host unloads it.
 enum ext_DisconnectMode : LONG {
   ext_dm_HostShutdown = 0,
   ext_dm_UserClosed = 1,
@@ -26,11 +26,11 @@ enum ext_DisconnectMode : LONG {
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
 
-// Called by the host on its main thread. `custom` is an array of variants that the host may leave
-// null; the objects stay the host's, an add-in that keeps one adds its own reference.
+// The host calls this on its main thread. `custom` is an array of variants and may be null. An
+// add-in that keeps one of the objects adds a reference of its own.
 struct _IDTExtensibility2 : IDispatch {
-  // Slot 7, dispid 1. `application` is the host's application object, `addInInst` the entry that
-  // stands for the add-in in the host's list.
+  // Slot 7, dispid 1. `application` is the host's application object, `addInInst` the add-in's
+  // entry in the host's list.
   virtual HRESULT STDMETHODCALLTYPE OnConnection(IDispatch* application,
                                                  ext_ConnectMode connectMode, IDispatch* addInInst,
                                                  SAFEARRAY** custom) = 0;
@@ -41,7 +41,7 @@ struct _IDTExtensibility2 : IDispatch {
   virtual HRESULT STDMETHODCALLTYPE OnAddInsUpdate(SAFEARRAY** custom) = 0;
   // Slot 10, dispid 4. Every add-in that loads at start-up is loaded.
   virtual HRESULT STDMETHODCALLTYPE OnStartupComplete(SAFEARRAY** custom) = 0;
-  // Slot 11, dispid 5. The host begins to close.
+  // Slot 11, dispid 5. The host is about to close.
   virtual HRESULT STDMETHODCALLTYPE OnBeginShutdown(SAFEARRAY** custom) = 0;
 };
 

@@ -1,8 +1,8 @@
 // Makes the type library that becomes a resource of DlpAddIn.dll: maketypelibrary FILE 32|64
 //
-// Run while the add-in is built, by Wine where there is no Windows. A compiler of interface
-// definitions would do it too, but puts a description of IUnknown beside the class; this library
-// holds the class and nothing else, and refers to IUnknown in stdole2.tlb.
+// The build runs it, under Wine if it isn't Windows. A compiler of interface definitions would add
+// a description of IUnknown to the library. This one holds nothing but the class and refers to
+// IUnknown in stdole2.tlb.
 #include <cstdio>
 #include <string_view>
 
@@ -18,14 +18,14 @@ constexpr LCID kLocale = 0x409;
 constexpr WORD kMajor = 1;
 constexpr WORD kMinor = 0;
 
-// Prints what could not be done.
+// Prints what failed.
 bool Worked(HRESULT hr, const char* what) {
   if (SUCCEEDED(hr)) return true;
   std::fprintf(stderr, "maketypelibrary: %s: 0x%08lX\n", what, static_cast<unsigned long>(hr));
   return false;
 }
 
-// The texts are given as the interface wants them, writable; it copies them.
+// A writable copy of a text: the interface takes no constant ones.
 template <std::size_t Size>
 struct Text {
   explicit Text(const wchar_t (&text)[Size]) {

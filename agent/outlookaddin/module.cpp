@@ -5,10 +5,10 @@
 namespace {
 
 HRESULT UpdateRegistry(bool registering) {
-  return g_module.UpdateRegistryFromResource(kResourceRegistryScript, registering);
+  return g_module.UpdateRegistryFromResource(outlookaddin::kResourceRegistryScript, registering);
 }
 
-// Ahead of the module, whose destructor gives the class object back.
+// Defined before the module, whose destructor releases the class object.
 platform::ObjectMapEntry s_objects[] = {{
     &CLSID_Connect,
     UpdateRegistry,

@@ -1,8 +1,7 @@
 // The library as an in-process COM server: one creatable class, Connect, and its registration.
 //
-// The exported functions, in the order of their ordinals, are the only way in from outside. They
-// may be called before anything else of the add-in runs; nothing is logged here, since the log
-// starts with the connection.
+// The exported functions, declared in the order of their ordinals, are the library's only entry
+// points. None of them logs: OnConnection starts the log.
 #pragma once
 
 #include <span>
@@ -11,7 +10,7 @@
 #include "platform/com/comtypes.h"
 #include "platform/com/dllmodule.h"
 
-// The module object, built in static initialisation; its one instance stands in module.cpp.
+// Its one instance, g_module, is built in static initialisation.
 class CQuorvexModule : public CAtlDllModuleT<CQuorvexModule> {
  public:
   // The object map: CDlpAddinConnect.
@@ -23,13 +22,13 @@ extern CQuorvexModule g_module;
 
 extern "C" {
 
-// S_OK when nothing keeps the library loaded, otherwise S_FALSE.
+// Returns S_OK if nothing keeps the library loaded, otherwise S_FALSE.
 HRESULT STDAPICALLTYPE DllCanUnloadNow();
-// The class object of `clsid`; CLASS_E_CLASSNOTAVAILABLE with `*object` null for any class but
-// Connect. Any thread may call.
+// Returns the class object of `clsid`. For any class but Connect returns CLASS_E_CLASSNOTAVAILABLE
+// and sets `*object` to null. Any thread may call it.
 HRESULT STDAPICALLTYPE DllGetClassObject(REFCLSID clsid, REFIID iid, void** object);
-// Write and remove the class's keys and the type library's. S_OK, or the first failure. The
-// thread's locale is the same afterwards.
+// Write and remove the registry keys of the class and of the type library. Return S_OK or the first
+// failure. The thread's locale is the same afterwards.
 HRESULT STDAPICALLTYPE DllRegisterServer();
 HRESULT STDAPICALLTYPE DllUnregisterServer();
 }

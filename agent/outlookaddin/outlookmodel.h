@@ -1,23 +1,22 @@
 // The host's interfaces, slot by slot, and the ids of its events.
 //
-// The host calls and is called through these vtables, so every member stands in the slot that the
-// host has it in. Only the members that this system uses are named; the slots between them are
-// reserved: nobody has any business calling one, and an implementation that doesn't override a
-// reserved slot stops the process when somebody does. The order of a dual interface's members
-// never changes between versions of the host; newer versions only append.
+// Every member is in the same slot as in the host's own interface. Only the members that the add-in
+// uses have names. The slots between them are reserved and must not be called: an implementation
+// that doesn't override a reserved slot ends the process. The order of a dual interface's members
+// is the same in all versions of the host; newer versions only append.
 //
-// Slots 0 to 2 are IUnknown's, 3 to 6 IDispatch's. Every getter gives a result that the caller
-// owns: a BSTR to free, a reference to release. A negative HRESULT and a null result both mean
-// that there is nothing.
+// Slots 0 to 2 belong to IUnknown, 3 to 6 to IDispatch. The caller owns what a getter returns: it
+// frees a BSTR and releases an interface. A negative HRESULT and a null result both mean that there
+// is no such thing.
 #pragma once
 
 #include <cstdlib>
 
 #include "platform/com/comtypes.h"
 
-namespace outlook {
+namespace outlookaddin {
 
-// All of the host's ids differ in their first field only.
+// The host's ids differ in their first field only.
 constexpr GUID HostId(ULONG first) {
   return {first, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
 }
@@ -59,7 +58,7 @@ inline constexpr LONG olPrivateDistList = 5;
 
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
-// Each reserved slot is an overload of its own, on purpose.
+// Each reserved slot is an overload of its own.
 #pragma GCC diagnostic ignored "-Woverloaded-virtual"
 
 template <int Slot>
@@ -77,7 +76,7 @@ struct Reserved<Base, First, First> : Base {
   virtual HRESULT STDMETHODCALLTYPE ReservedSlot(SlotNumber<First>) { std::abort(); }
 };
 
-}  // namespace outlook
+}  // namespace outlookaddin
 
 struct _Account;
 struct _Explorer;
@@ -92,9 +91,9 @@ struct Attachments;
 struct Recipient;
 struct Recipients;
 
-// The steps towards an interface with several named members: each is named for the last slot
-// that it fills.
-namespace outlook::slots {
+// The steps towards an interface with several named members. Each is named after the last slot that
+// it fills.
+namespace outlookaddin::slots {
 
 struct Application13 : Reserved<IDispatch, 7, 12> {
   virtual HRESULT STDMETHODCALLTYPE get_Version(BSTR* version) = 0;  // 13
@@ -152,68 +151,68 @@ struct Attachment19 : Reserved<Attachment16, 17, 18> {
   virtual HRESULT STDMETHODCALLTYPE get_Type(LONG* type) = 0;  // 19
 };
 
-}  // namespace outlook::slots
+}  // namespace outlookaddin::slots
 
-struct _Application : outlook::slots::Application22 {
+struct _Application : outlookaddin::slots::Application22 {
   virtual HRESULT STDMETHODCALLTYPE get_Inspectors(_Inspectors** inspectors) = 0;  // 23
 };
 
-struct _Inspectors : outlook::Reserved<IDispatch, 7, 10> {
+struct _Inspectors : outlookaddin::Reserved<IDispatch, 7, 10> {
   virtual HRESULT STDMETHODCALLTYPE get_Count(LONG* count) = 0;                       // 11
   virtual HRESULT STDMETHODCALLTYPE Item(VARIANT index, _Inspector** inspector) = 0;  // 12
 };
 
-struct _Inspector : outlook::Reserved<outlook::slots::Inspector12, 13, 22> {
+struct _Inspector : outlookaddin::Reserved<outlookaddin::slots::Inspector12, 13, 22> {
   virtual HRESULT STDMETHODCALLTYPE get_Caption(BSTR* caption) = 0;  // 23
 };
 
-struct _Explorers : outlook::Reserved<IDispatch, 7, 10> {
+struct _Explorers : outlookaddin::Reserved<IDispatch, 7, 10> {
   virtual HRESULT STDMETHODCALLTYPE get_Count(LONG* count) = 0;                     // 11
   virtual HRESULT STDMETHODCALLTYPE Item(VARIANT index, _Explorer** explorer) = 0;  // 12
 };
 
-struct _Explorer : outlook::Reserved<IDispatch, 7, 48> {
+struct _Explorer : outlookaddin::Reserved<IDispatch, 7, 48> {
   // From version 15 on.
   virtual HRESULT STDMETHODCALLTYPE get_ActiveInlineResponse(IDispatch** item) = 0;  // 49
 };
 
-struct _MailItem : outlook::Reserved<outlook::slots::MailItem89, 90, 151> {
+struct _MailItem : outlookaddin::Reserved<outlookaddin::slots::MailItem89, 90, 151> {
   // From version 12 on.
   virtual HRESULT STDMETHODCALLTYPE get_SendUsingAccount(_Account** account) = 0;  // 152
 };
 
-struct Recipients : outlook::Reserved<IDispatch, 7, 10> {
+struct Recipients : outlookaddin::Reserved<IDispatch, 7, 10> {
   virtual HRESULT STDMETHODCALLTYPE get_Count(LONG* count) = 0;                      // 11
   virtual HRESULT STDMETHODCALLTYPE Item(VARIANT index, Recipient** recipient) = 0;  // 12
 };
 
-struct Recipient : outlook::Reserved<outlook::slots::Recipient12, 13, 19> {
+struct Recipient : outlookaddin::Reserved<outlookaddin::slots::Recipient12, 13, 19> {
   virtual HRESULT STDMETHODCALLTYPE get_Name(BSTR* name) = 0;  // 20
 };
 
-struct AddressEntry : outlook::Reserved<outlook::slots::AddressEntry14, 15, 17> {
+struct AddressEntry : outlookaddin::Reserved<outlookaddin::slots::AddressEntry14, 15, 17> {
   virtual HRESULT STDMETHODCALLTYPE get_Members(AddressEntries** members) = 0;  // 18
 };
 
-struct AddressEntries : outlook::Reserved<outlook::slots::AddressEntries15, 16, 16> {
+struct AddressEntries : outlookaddin::Reserved<outlookaddin::slots::AddressEntries15, 16, 16> {
   virtual HRESULT STDMETHODCALLTYPE GetNext(AddressEntry** entry) = 0;  // 17
 };
 
-struct _Account : outlook::Reserved<outlook::slots::Account13, 14, 15> {
+struct _Account : outlookaddin::Reserved<outlookaddin::slots::Account13, 14, 15> {
   // From version 14 on.
   virtual HRESULT STDMETHODCALLTYPE get_CurrentUser(Recipient** user) = 0;  // 16
 };
 
-struct _NameSpace : outlook::Reserved<IDispatch, 7, 10> {
+struct _NameSpace : outlookaddin::Reserved<IDispatch, 7, 10> {
   virtual HRESULT STDMETHODCALLTYPE get_CurrentUser(Recipient** user) = 0;  // 11
 };
 
-struct Attachments : outlook::Reserved<IDispatch, 7, 10> {
+struct Attachments : outlookaddin::Reserved<IDispatch, 7, 10> {
   virtual HRESULT STDMETHODCALLTYPE get_Count(LONG* count) = 0;                        // 11
   virtual HRESULT STDMETHODCALLTYPE Item(VARIANT index, Attachment** attachment) = 0;  // 12
 };
 
-struct Attachment : outlook::Reserved<outlook::slots::Attachment19, 20, 20> {
+struct Attachment : outlookaddin::Reserved<outlookaddin::slots::Attachment19, 20, 20> {
   virtual HRESULT STDMETHODCALLTYPE SaveAsFile(BSTR path) = 0;  // 21
 };
 

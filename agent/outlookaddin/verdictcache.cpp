@@ -12,7 +12,7 @@ std::uint64_t KeyOf(const _MailItem* item) {
 
 void VerdictCache::Purge(std::uint32_t now) {
   std::erase_if(m_entries, [now](const auto& keyAndEntry) {
-    return now - keyAndEntry.second.dwTick > kVerdictLifetime;
+    return now - keyAndEntry.second.dwTick > kLifetime;
   });
 }
 

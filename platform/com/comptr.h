@@ -49,15 +49,16 @@ class ComPtr {
   Interface* m_pointer = nullptr;
 };
 
-// Asks `object` for the interface `iid`. `*result` is null on failure, and for a null object the
-// result is E_POINTER.
+// Asks `object` for the interface `iid`. `*result` is null on failure; what a failing query leaves
+// is released like any other result. Returns E_POINTER for a null object.
 template <typename Interface>
 HRESULT QueryFor(IUnknown* object, REFIID iid, ComPtr<Interface>* result) {
   Interface** const place = result->Put();
   if (object == nullptr) return E_POINTER;
   void* found = nullptr;
   const HRESULT hr = object->QueryInterface(iid, &found);
-  *place = SUCCEEDED(hr) ? static_cast<Interface*>(found) : nullptr;
+  *place = static_cast<Interface*>(found);
+  if (FAILED(hr)) result->Reset();
   return hr;
 }
 

@@ -18,15 +18,15 @@ struct HostEventInterface {
 };
 
 inline constexpr HostEventInterface kExplorerEvents = {
-    "ExplorerEvents_10", &outlook::IID_ExplorerEvents_10, "ExplorerEvents_10::Advise",
+    "ExplorerEvents_10", &outlookaddin::IID_ExplorerEvents_10, "ExplorerEvents_10::Advise",
     "ExplorerEvents_10::Unadvise"};
 inline constexpr HostEventInterface kInspectorsEvents = {
-    "InspectorsEvents", &outlook::IID_InspectorsEvents, "InspectorsEvents::Advise",
+    "InspectorsEvents", &outlookaddin::IID_InspectorsEvents, "InspectorsEvents::Advise",
     "InspectorsEvents::Unadvise"};
 inline constexpr HostEventInterface kInspectorEvents = {
-    "InspectorEvents", &outlook::IID_InspectorEvents, "InspectorEvents::Advise",
+    "InspectorEvents", &outlookaddin::IID_InspectorEvents, "InspectorEvents::Advise",
     "InspectorEvents::Unadvise"};
-inline constexpr HostEventInterface kItemEvents = {"ItemEvents", &outlook::IID_ItemEvents,
+inline constexpr HostEventInterface kItemEvents = {"ItemEvents", &outlookaddin::IID_ItemEvents,
                                                    "ItemEvents::Advise", "ItemEvents::Unadvise"};
 
 // What the sinks' Invoke returned, in the order in which they had subscribed.

@@ -55,7 +55,7 @@ std::optional<std::string> HostMailItem::Header(const std::string& name) const {
 SendOutcome HostMailItem::FireSend(VARIANT_BOOL cancel) {
   SendOutcome outcome = {cancel, {}};
   const HostRef<HostMailItem> self(this);
-  outcome.returned = Fire(outlook::kDispidSend, {FlagArgument(&outcome.cancel)});
+  outcome.returned = Fire(outlookaddin::kDispidSend, {FlagArgument(&outcome.cancel)});
   return outcome;
 }
 

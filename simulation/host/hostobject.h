@@ -207,42 +207,45 @@ template <>
 inline constexpr HostInterface kHostInterface<IMessage> = {"IMessage", &kIidMessage};
 template <>
 inline constexpr HostInterface kHostInterface<_Application> = {"_Application",
-                                                               &outlook::IID__Application};
+                                                               &outlookaddin::IID__Application};
 template <>
 inline constexpr HostInterface kHostInterface<_Explorers> = {"_Explorers",
-                                                             &outlook::IID__Explorers};
+                                                             &outlookaddin::IID__Explorers};
 template <>
-inline constexpr HostInterface kHostInterface<_Explorer> = {"_Explorer", &outlook::IID__Explorer};
+inline constexpr HostInterface kHostInterface<_Explorer> = {"_Explorer",
+                                                            &outlookaddin::IID__Explorer};
 template <>
 inline constexpr HostInterface kHostInterface<_Inspectors> = {"_Inspectors",
-                                                              &outlook::IID__Inspectors};
+                                                              &outlookaddin::IID__Inspectors};
 template <>
 inline constexpr HostInterface kHostInterface<_Inspector> = {"_Inspector",
-                                                             &outlook::IID__Inspector};
+                                                             &outlookaddin::IID__Inspector};
 template <>
-inline constexpr HostInterface kHostInterface<_MailItem> = {"_MailItem", &outlook::IID__MailItem};
+inline constexpr HostInterface kHostInterface<_MailItem> = {"_MailItem",
+                                                            &outlookaddin::IID__MailItem};
 template <>
 inline constexpr HostInterface kHostInterface<Recipients> = {"Recipients",
-                                                             &outlook::IID_Recipients};
+                                                             &outlookaddin::IID_Recipients};
 template <>
-inline constexpr HostInterface kHostInterface<Recipient> = {"Recipient", &outlook::IID_Recipient};
+inline constexpr HostInterface kHostInterface<Recipient> = {"Recipient",
+                                                            &outlookaddin::IID_Recipient};
 template <>
 inline constexpr HostInterface kHostInterface<AddressEntry> = {"AddressEntry",
-                                                               &outlook::IID_AddressEntry};
+                                                               &outlookaddin::IID_AddressEntry};
 template <>
 inline constexpr HostInterface kHostInterface<AddressEntries> = {"AddressEntries",
-                                                                 &outlook::IID_AddressEntries};
+                                                                 &outlookaddin::IID_AddressEntries};
 template <>
-inline constexpr HostInterface kHostInterface<_Account> = {"_Account", &outlook::IID__Account};
+inline constexpr HostInterface kHostInterface<_Account> = {"_Account", &outlookaddin::IID__Account};
 template <>
 inline constexpr HostInterface kHostInterface<_NameSpace> = {"_NameSpace",
-                                                             &outlook::IID__NameSpace};
+                                                             &outlookaddin::IID__NameSpace};
 template <>
 inline constexpr HostInterface kHostInterface<Attachments> = {"Attachments",
-                                                              &outlook::IID_Attachments};
+                                                              &outlookaddin::IID_Attachments};
 template <>
 inline constexpr HostInterface kHostInterface<Attachment> = {"Attachment",
-                                                             &outlook::IID_Attachment};
+                                                             &outlookaddin::IID_Attachment};
 
 // An object that has `Interfaces` and IUnknown. Its identity is the first one's. IDispatch in front
 // of a dual interface is not listed: HostDispatch adds it.

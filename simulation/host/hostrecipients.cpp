@@ -46,7 +46,7 @@ HRESULT HostAddressEntry::get_ID(BSTR* id) {
 
 HRESULT HostAddressEntry::get_Members(AddressEntries** members) {
   return Answer("AddressEntry::get_Members", members, [&] {
-    if (m_entry->displayType != outlook::olPrivateDistList) return S_OK;
+    if (m_entry->displayType != outlookaddin::olPrivateDistList) return S_OK;
     return HostRef<HostAddressEntries>::Make(SharedCore(), m_book, m_entry, Label()).Give(members);
   });
 }

@@ -54,7 +54,7 @@ void HostInspectors::Remove(const HostInspector& inspector) {
 
 FiredResults HostInspectors::FireNewInspector(HostInspector& inspector) {
   const HostRef<HostInspector> held(&inspector);
-  return Fire(outlook::kDispidNewInspector, {ObjectArgument(&inspector)});
+  return Fire(outlookaddin::kDispidNewInspector, {ObjectArgument(&inspector)});
 }
 
 HRESULT HostInspectors::get_Count(LONG* count) {
@@ -78,7 +78,7 @@ HostExplorer::HostExplorer(HostCorePointer core, int number)
 
 FiredResults HostExplorer::FireInlineResponse() {
   const HostRef<HostMailItem> held = m_response;
-  return Fire(outlook::kDispidInlineResponse, {ObjectArgument(held.Get())});
+  return Fire(outlookaddin::kDispidInlineResponse, {ObjectArgument(held.Get())});
 }
 
 HRESULT HostExplorer::get_ActiveInlineResponse(IDispatch** item) {

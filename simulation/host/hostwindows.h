@@ -27,7 +27,7 @@ class HostInspector final : public HostEventSource<HostInspector, _Inspector> {
   // The user has typed another subject.
   void SetCaption(std::string caption);
 
-  FiredResults FireClose() { return Fire(outlook::kDispidInspectorClose, {}); }
+  FiredResults FireClose() { return Fire(outlookaddin::kDispidInspectorClose, {}); }
 
   HRESULT STDMETHODCALLTYPE get_CurrentItem(IDispatch** item) override;
   HRESULT STDMETHODCALLTYPE get_Caption(BSTR* caption) override;

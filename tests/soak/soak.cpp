@@ -181,7 +181,7 @@ void Soak::SendMail(std::uint64_t number) {
     if (recipient.entry) recipient.entry->members.clear();
   }
   m_machine.ClearWhatIsLeft();
-  addin::OnScanTimer(nullptr, 0x0113, 1, 0);  // forgets the captions of closed windows
+  outlookaddin::OnScanTimer(nullptr, 0x0113, 1, 0);  // forgets the captions of closed windows
   CheckLedger();
   if (m_machine.TemporaryFiles() != 0) Complain("temporary files are left");
 

@@ -1,5 +1,5 @@
-// How long the add-in holds the host up outside of a Send: at its start, when a window opens, and
-// once a second. The host here answers at once, and its answers alone are measured beside.
+// How long the add-in delays the host outside of a Send: at its start, when a window opens, and
+// once a second. The simulated host answers at once; its share is measured separately.
 #include <cstdlib>
 #include <memory>
 #include <string>
@@ -18,7 +18,7 @@ using simulation::host::Announce;
 using simulation::host::HostInspector;
 using simulation::host::SimulatedHost;
 
-// A host without its journal, which would grow, with the add-in's object.
+// A host and the add-in. The host keeps no journal, which would grow.
 class Bench {
  public:
   Bench() : m_host(std::make_unique<SimulatedHost>("16.0.0.1234")) {
@@ -77,12 +77,12 @@ void NewInspector(const bench::Table& table) {
     samples.Time([&] { bench.Host().Application().OpenInspectors().FireNewInspector(window); });
     if (window.Mail()->Connected() != 1) std::abort();
     bench.Host().CloseInspector(window);
-    addin::OnScanTimer(nullptr, 0, 0, 0);
+    outlookaddin::OnScanTimer(nullptr, 0, 0, 0);
   }
   table.Row("NewInspector", samples);
 }
 
-// What a scan with nothing new asks of the host, and nothing else.
+// Makes the host calls of a scan that finds nothing new.
 void AskLikeAScan(_Application* application) {
   ComPtr<_Inspectors> inspectors;
   LONG count = 0;
@@ -91,7 +91,7 @@ void AskLikeAScan(_Application* application) {
   for (LONG position = count; position >= 1; --position) {
     ComPtr<_Inspector> inspector;
     platform::Bstr caption;
-    inspectors->Item(PositionVariant(position), inspector.Put());
+    inspectors->Item(outlookaddin::PositionVariant(position), inspector.Put());
     inspector->get_Caption(caption.Put());
   }
 }
@@ -104,7 +104,7 @@ void Tick(const bench::Table& table) {
   bench::Samples floor;
   for (int round = 0; round < 2000; ++round) {
     floor.Time([&] { AskLikeAScan(&bench.Host().Application()); });
-    tick.Time([] { addin::OnScanTimer(nullptr, 0, 0, 0); });
+    tick.Time([] { outlookaddin::OnScanTimer(nullptr, 0, 0, 0); });
   }
   table.Row("A tick, 100 windows, nothing new", tick);
   table.Row("A tick, the host's answers alone", floor);
@@ -114,7 +114,7 @@ void Tick(const bench::Table& table) {
 
 int main(int argc, char** argv) {
   const bench::Table table(argc, argv);
-  // The tick is called by hand.
+  // The benchmark calls the timer's callback itself.
   const platform::ScopedReplacement<platform::ui, &platform::UserInterfaceOperations::SetTimer>
       noTimer([](auto, platform::Window, std::uintptr_t, std::uint32_t,
                  platform::TimerProcedure) -> std::uintptr_t { return 1; });

@@ -1,9 +1,9 @@
-// The chief object's life: connection, version, subscription, timer, disconnection.
+// CDlpAddinConnect from connection to disconnection.
 #include "agent/outlookaddin/dlpaddinconnect.h"
 
 #include "agent/outlookaddin/eventconnection.h"
 #include "platform/com/comerror.h"
-#include "tests/agent/outlookaddin/connecttesting.h"
+#include "tests/agent/outlookaddin/hostedaddin.h"
 
 namespace tests {
 namespace {
@@ -14,7 +14,7 @@ using tests::LoggedLine;
 
 class Connection : public HostedAddIn {};
 
-// The lines of a start with nothing open, with `between` behind the first.
+// The lines of a connection, with `between` after the first.
 std::vector<LoggedLine> StartLines(std::vector<std::string> between = {}) {
   std::vector<LoggedLine> lines = {{kLogInfo, "DLP Addin attached."}};
   for (std::string& line : between) lines.push_back({kLogInfo, std::move(line)});
@@ -22,18 +22,18 @@ std::vector<LoggedLine> StartLines(std::vector<std::string> between = {}) {
   return lines;
 }
 
-TEST_F(Connection, WithNothingOpenGoesStraightToTheTimer) {
+TEST_F(Connection, StartsTheTimerWhenNothingIsOpen) {
   EXPECT_EQ(Connect(), S_OK);
   EXPECT_EQ(m_log.Lines(), StartLines());
   ASSERT_EQ(m_timersSet.size(), 1u);
   EXPECT_EQ(m_timersSet[0].window, nullptr);
   EXPECT_EQ(m_timersSet[0].identifier, 0u);
   EXPECT_EQ(m_timersSet[0].milliseconds, 1000u);
-  EXPECT_EQ(m_timersSet[0].procedure, &addin::OnScanTimer);
+  EXPECT_EQ(m_timersSet[0].procedure, &outlookaddin::OnScanTimer);
   EXPECT_THAT(m_timersKilled, IsEmpty());
 }
 
-TEST_F(Connection, AsksTheHostInTheToldOrder) {
+TEST_F(Connection, CallsTheHostInAFixedOrder) {
   EXPECT_EQ(Connect(), S_OK);
   EXPECT_THAT(
       m_host->Calls().Journal(),
@@ -57,7 +57,7 @@ TEST_F(Connection, IgnoresTheModeItIsStartedIn) {
   }
 }
 
-TEST_F(Connection, HoldsTheApplicationTwiceAndItsOwnEntryOnce) {
+TEST_F(Connection, HoldsTwoReferencesToTheApplicationAndOneToItsEntry) {
   EXPECT_EQ(Connect(), S_OK);
   EXPECT_EQ(Outstanding("_Application"), 2u);
   EXPECT_EQ(Outstanding("COMAddIn"), 1u);
@@ -66,10 +66,10 @@ TEST_F(Connection, HoldsTheApplicationTwiceAndItsOwnEntryOnce) {
   EXPECT_EQ(Outstanding("IConnectionPoint"), 0u);
 }
 
-TEST_F(Connection, TheSubscriptionHoldsTheObject) {
+TEST_F(Connection, IsReferencedByItsSubscription) {
   EXPECT_EQ(AddInReferences(), 1u);
   EXPECT_EQ(Connect(), S_OK);
-  EXPECT_EQ(AddInReferences(), 3u) << "ours, the host's, the connection's";
+  EXPECT_EQ(AddInReferences(), 3u) << "of the test, the host and the subscription";
   EXPECT_EQ(m_host->Disconnect(), S_OK);
   EXPECT_EQ(AddInReferences(), 1u);
 }
@@ -102,7 +102,7 @@ INSTANTIATE_TEST_SUITE_P(Texts, HostVersion,
                                          VersionCase{"160", 5, {"Outlook version: 2016"}},
                                          VersionCase{" 16.0", 0, {}}, VersionCase{"9.0.0", 0, {}}));
 
-TEST_F(Connection, AVersionThatCannotBeReadIsCodeZero) {
+TEST_F(Connection, TakesAnUnreadableVersionForCode0) {
   for (const HRESULT fault : {E_FAIL, S_OK}) {
     g_outlookVersionCode = 99;
     UseHost("16.0.0.1234");
@@ -115,7 +115,7 @@ TEST_F(Connection, AVersionThatCannotBeReadIsCodeZero) {
   }
 }
 
-TEST_F(Connection, AHostWithoutAnApplicationIsLeftAlone) {
+TEST_F(Connection, RunsOnWithoutAnApplicationObject) {
   m_host->Calls().FailEach("_Application::QueryInterface(_Application)", E_NOINTERFACE);
   EXPECT_EQ(Connect(), S_OK);
   EXPECT_EQ(m_log.Lines(), StartLines());
@@ -124,7 +124,7 @@ TEST_F(Connection, AHostWithoutAnApplicationIsLeftAlone) {
   EXPECT_EQ(m_host->Disconnect(), S_OK);
 }
 
-TEST_F(Connection, NoArgumentsAtAllAreSurvived) {
+TEST_F(Connection, AcceptsNullArguments) {
   EXPECT_EQ(m_addIn->OnConnection(nullptr, ext_cm_Startup, nullptr, nullptr), S_OK);
   EXPECT_EQ(m_addIn->OnDisconnection(ext_dm_HostShutdown, nullptr), S_OK);
 }
@@ -147,15 +147,15 @@ TEST_F(Connection, RunsOnWithoutItsSubscription) {
   }
 }
 
-TEST_F(Connection, ASecondSubscriptionIsRaised) {
+TEST_F(Connection, ThrowsOnASecondConnection) {
   EXPECT_EQ(Connect(), S_OK);
   try {
     m_addIn->OnConnection(&m_host->Application(), ext_cm_Startup, &m_host->AddInEntry(), nullptr);
-    ADD_FAILURE() << "the second subscription was let through";
-  } catch (const CAtlException& raised) {
-    EXPECT_EQ(raised.m_hr, static_cast<HRESULT>(0x80004005));
+    ADD_FAILURE() << "no exception";
+  } catch (const CAtlException& error) {
+    EXPECT_EQ(error.m_hr, static_cast<HRESULT>(0x80004005));
   }
-  // Nothing of the broken start is left: the fields hold what they held.
+  // The failed call left the fields as they were.
   EXPECT_EQ(Outstanding("_Application"), 2u);
   EXPECT_EQ(Outstanding("COMAddIn"), 1u);
   EXPECT_EQ(Outstanding("_Inspectors"), 0u);
@@ -170,14 +170,14 @@ TEST_F(Connection, TracksEachExplorerThatIsOpen) {
   EXPECT_EQ(m_log.Lines(),
             StartLines({"Initialize success", "Initialize success", "Initialize success"}));
   EXPECT_EQ(Calls("ExplorerEvents_10::Advise"), 3u);
-  // Two objects stand for each explorer.
+  // Each explorer has two sinks.
   EXPECT_EQ(Outstanding("_Explorer 1"), 2u);
   EXPECT_EQ(Outstanding("_Explorer 2"), 2u);
   EXPECT_EQ(Outstanding("_Explorer 3"), 2u);
   EXPECT_EQ(Outstanding("_Explorers"), 0u);
 }
 
-TEST_F(Connection, AFailedExplorerDoesNotStopTheOthers) {
+TEST_F(Connection, GoesOnAfterAnExplorerThatRefusesItsSink) {
   UseHost("17.0");
   HostExplorer& first = m_host->OpenExplorer();
   HostExplorer& second = m_host->OpenExplorer();
@@ -186,14 +186,14 @@ TEST_F(Connection, AFailedExplorerDoesNotStopTheOthers) {
   EXPECT_EQ(m_log.Lines(), StartLines({"Initialize success"}));
   EXPECT_EQ(first.FireInlineResponse().size(), 0u);
   EXPECT_EQ(second.FireInlineResponse().size(), 1u);
-  // The first object was dropped and tried to end a connection that never was; its reference went
-  // back, those of the second object and of the one made for the attempt stay.
+  // OnConnection released the first sink, whose destructor tried to unsubscribe with a new sink.
+  // The second sink and the new one still hold the explorer.
   EXPECT_EQ(Calls("ExplorerEvents_10::Unadvise"), 1u);
   EXPECT_EQ(Outstanding("_Explorer 1"), 2u);
   EXPECT_EQ(Outstanding("_Explorer 2"), 2u);
 }
 
-TEST_F(Connection, AnExplorerThatCannotBeHadDoesNotStopTheOthers) {
+TEST_F(Connection, GoesOnAfterAnExplorerThatTheHostDoesNotReturn) {
   for (const HRESULT fault : {E_FAIL, S_OK}) {
     UseHost("14.0");
     m_log.Forget();
@@ -208,7 +208,7 @@ TEST_F(Connection, AnExplorerThatCannotBeHadDoesNotStopTheOthers) {
   }
 }
 
-TEST_F(Connection, ExplorersThatCannotBeCountedAreSkipped) {
+TEST_F(Connection, SkipsExplorersThatItCannotCount) {
   for (const char* const step : {"_Application::get_Explorers", "_Explorers::get_Count"}) {
     for (const HRESULT fault : {E_FAIL, S_OK}) {
       UseHost("14.0");
@@ -222,7 +222,7 @@ TEST_F(Connection, ExplorersThatCannotBeCountedAreSkipped) {
   }
 }
 
-TEST_F(Connection, PicksUpTheWindowsThatAreOpenBeforeTheExplorers) {
+TEST_F(Connection, ScansOpenWindowsBeforeItTracksExplorers) {
   HostInspector& window = m_host->OpenInspector(Mail("Open"), Announce::kNo);
   m_host->OpenExplorer();
   EXPECT_EQ(Connect(), S_OK);
@@ -233,21 +233,21 @@ TEST_F(Connection, PicksUpTheWindowsThatAreOpenBeforeTheExplorers) {
   EXPECT_EQ(SinksOn(*window.Mail()), 1u);
 }
 
-TEST_F(Connection, DisconnectionGivesTheHostsObjectsBack) {
+TEST_F(Connection, DisconnectionReleasesTheHostsObjects) {
   EXPECT_EQ(Connect(), S_OK);
   m_log.Forget();
   EXPECT_EQ(m_host->Disconnect(), S_OK);
   EXPECT_EQ(m_log.Lines(), std::vector<LoggedLine>({{kLogInfo, "Kill the monitoring timer."}}));
   EXPECT_EQ(Calls("InspectorsEvents::Unadvise"), 1u);
   EXPECT_EQ(m_addIn->m_dwEventCookie, 0xFEFEFEFEu);
-  EXPECT_EQ(Outstanding("_Application"), 1u) << "what the timer still asks";
+  EXPECT_EQ(Outstanding("_Application"), 1u) << "for the timer";
   EXPECT_EQ(Outstanding("COMAddIn"), 0u);
   EXPECT_EQ(Outstanding("_Inspectors"), 0u);
   EXPECT_EQ(ReleaseAddIn(), 0u);
   EXPECT_EQ(Outstanding("_Application"), 0u);
 }
 
-TEST_F(Connection, DisconnectionKillsATimerThatIsNotTheOneThatRuns) {
+TEST_F(Connection, DisconnectionDoesNotStopTheTimer) {
   EXPECT_EQ(Connect(), S_OK);
   EXPECT_EQ(m_host->Disconnect(), S_OK);
   ASSERT_EQ(m_timersKilled.size(), 1u);
@@ -256,18 +256,18 @@ TEST_F(Connection, DisconnectionKillsATimerThatIsNotTheOneThatRuns) {
             reinterpret_cast<std::uintptr_t>(static_cast<CDlpAddinConnect*>(m_addIn)));
 }
 
-TEST_F(Connection, TheScanGoesOnAfterTheDisconnection) {
+TEST_F(Connection, ScansAfterTheDisconnection) {
   EXPECT_EQ(Connect(), S_OK);
   EXPECT_EQ(m_host->Disconnect(), S_OK);
   m_log.Forget();
   HostInspector& window = m_host->OpenInspector(Mail("Late"), Announce::kYes);
-  EXPECT_THAT(m_log.Lines(), IsEmpty()) << "no event any more";
+  EXPECT_THAT(m_log.Lines(), IsEmpty()) << "no longer subscribed";
   Tick();
   EXPECT_TRUE(m_log.Has(kLogInfo, "New Inspector: Late - Message."));
   EXPECT_EQ(SinksOn(*window.Mail()), 1u);
 }
 
-TEST_F(Connection, AFailedUnsubscriptionClearsTheCookieAllTheSame) {
+TEST_F(Connection, ClearsTheCookieEvenIfItCannotUnsubscribe) {
   EXPECT_EQ(Connect(), S_OK);
   m_host->Calls().FailEach("_Application::get_Inspectors", E_FAIL);
   EXPECT_EQ(m_host->Disconnect(), S_OK);
@@ -275,7 +275,7 @@ TEST_F(Connection, AFailedUnsubscriptionClearsTheCookieAllTheSame) {
   EXPECT_EQ(Outstanding("COMAddIn"), 0u);
 }
 
-TEST_F(Connection, CanBeRepeatedWithASecondTimerBesideTheFirst) {
+TEST_F(Connection, StartsASecondTimerWhenItConnectsAgain) {
   EXPECT_EQ(Connect(), S_OK);
   EXPECT_EQ(m_host->Disconnect(), S_OK);
   m_log.Forget();
@@ -289,7 +289,7 @@ TEST_F(Connection, CanBeRepeatedWithASecondTimerBesideTheFirst) {
   EXPECT_TRUE(m_log.Has(kLogInfo, "New Inspector Created."));
 }
 
-TEST_F(Connection, TheOtherCallsOfTheContractDoNothing) {
+TEST_F(Connection, DoesNothingInTheOtherCallsOfTheContract) {
   EXPECT_EQ(m_addIn->OnAddInsUpdate(nullptr), S_OK);
   EXPECT_EQ(m_addIn->OnStartupComplete(nullptr), S_OK);
   EXPECT_EQ(m_addIn->OnBeginShutdown(nullptr), S_OK);
@@ -297,23 +297,23 @@ TEST_F(Connection, TheOtherCallsOfTheContractDoNothing) {
   EXPECT_THAT(m_log.Lines(), IsEmpty());
 }
 
-TEST_F(Connection, TheLastObjectMadeIsTheTimersOne) {
+TEST_F(Connection, TheTimerUsesTheObjectThatWasMadeLast) {
   EXPECT_EQ(g_pAddinConnect, m_addIn);
   auto* const another = new CComObject<CDlpAddinConnect>;
   EXPECT_EQ(g_pAddinConnect, another);
   another->AddRef();
   EXPECT_EQ(another->Release(), 0u);
-  EXPECT_NE(g_pAddinConnect, nullptr) << "a dead object is not forgotten";
+  EXPECT_NE(g_pAddinConnect, nullptr) << "the destructor doesn't clear it";
 }
 
-TEST_F(Connection, AnswersUnknownAndItsContractAndNotEvenDispatch) {
+TEST_F(Connection, AnswersIUnknownAndItsContractButNotIDispatch) {
   IUnknown* const unknown = static_cast<_IDTExtensibility2*>(m_addIn);
   void* object = nullptr;
   EXPECT_EQ(unknown->QueryInterface(IID_IUnknown, &object), S_OK);
   EXPECT_EQ(object, unknown);
   EXPECT_EQ(unknown->QueryInterface(IID__IDTExtensibility2, &object), S_OK);
   EXPECT_EQ(object, unknown);
-  for (const IID& other : {IID_IDispatch, outlook::IID_InspectorsEvents, GUID_NULL,
+  for (const IID& other : {IID_IDispatch, outlookaddin::IID_InspectorsEvents, GUID_NULL,
                            IID_IConnectionPointContainer, IID_IClassFactory}) {
     object = this;
     EXPECT_EQ(unknown->QueryInterface(other, &object), static_cast<HRESULT>(0x80004002));
@@ -324,10 +324,10 @@ TEST_F(Connection, AnswersUnknownAndItsContractAndNotEvenDispatch) {
   ASSERT_EQ(unknown->Release(), 1u);
 }
 
-TEST_F(Connection, ItsSinkAnswersDispatchAndIsCountedWithTheObject) {
+TEST_F(Connection, ItsSinkAnswersIDispatchAndSharesTheReferenceCount) {
   IUnknown* const sink = m_addIn->EventSink();
   void* object = nullptr;
-  for (const IID& iid : {IID_IUnknown, IID_IDispatch, outlook::IID_InspectorsEvents}) {
+  for (const IID& iid : {IID_IUnknown, IID_IDispatch, outlookaddin::IID_InspectorsEvents}) {
     EXPECT_EQ(sink->QueryInterface(iid, &object), S_OK);
     EXPECT_EQ(object, sink);
   }
@@ -339,7 +339,7 @@ TEST_F(Connection, ItsSinkAnswersDispatchAndIsCountedWithTheObject) {
             static_cast<HRESULT>(0x80004002));
 }
 
-TEST_F(Connection, TypeInformationIsCountedAndCheckedWithoutALibrary) {
+TEST_F(Connection, ChecksTypeInformationArgumentsWithoutALibrary) {
   _IDTExtensibility2* const addIn = m_addIn;
   UINT count = 0;
   EXPECT_EQ(addIn->GetTypeInfoCount(&count), S_OK);
@@ -350,7 +350,7 @@ TEST_F(Connection, TypeInformationIsCountedAndCheckedWithoutALibrary) {
   EXPECT_EQ(addIn->GetTypeInfo(0, 0, nullptr), static_cast<HRESULT>(0x80004003));
 }
 
-TEST_F(Connection, TypeInformationComesFromTheHostsLibrary) {
+TEST_F(Connection, LoadsTypeInformationFromTheHostsLibrary) {
   int loads = 0;
   ScopedReplacement<platform::automation, &platform::AutomationOperations::LoadRegTypeLib> asked(
       [&](auto, REFGUID library, WORD major, WORD minor, LCID, ITypeLib** result) -> HRESULT {
@@ -372,8 +372,7 @@ TEST_F(Connection, TypeInformationComesFromTheHostsLibrary) {
   EXPECT_EQ(loads, 3);
 }
 
-// Every call of the primary table by its slot, as the host makes it.
-TEST_F(Connection, ThePrimaryTableHasItsSlotsInTheToldOrder) {
+TEST_F(Connection, HandlersAreInTheSlotsThatTheHostCalls) {
   void* const object = static_cast<_IDTExtensibility2*>(m_addIn);
   void** const table = *static_cast<void***>(object);
   using NewInspectorCall = HRESULT(STDMETHODCALLTYPE*)(void*, IDispatch*);

@@ -1,7 +1,7 @@
-// A whole session of the add-in in its host, with each call that it makes of the host failing in
-// turn: by a negative result, and by success with nothing in its hands. Whatever fails, the host
-// isn't brought down, every mail goes out that the agent didn't block, nothing is kept beyond what
-// a clean session keeps or the failure itself explains, and the log says what was given up.
+// A whole session of the add-in, with each of its calls to the host failing in turn: once with a
+// negative result, once with success and a null result. Whatever fails, the host survives, every
+// mail goes out that the agent didn't block, no references are left beyond those of a clean session
+// and those that the failure explains, and the log says what the add-in gave up.
 #include <set>
 #include <stdexcept>
 
@@ -19,40 +19,38 @@ using simulation::host::HostInspector;
 using simulation::host::HostMailItem;
 using simulation::host::SimulatedHost;
 
-// What the flag holds before a Send: neither of the two values that have a meaning, so that
-// "untouched" shows.
+// The value of Cancel before a Send. It is neither of the two values that mean something.
 constexpr VARIANT_BOOL kUntouched = 5;
 
 struct Sent {
   std::string mail;
   VARIANT_BOOL cancel = kUntouched;
   simulation::host::FiredResults returned;
-  bool blocked = false;  // the agent said so about something that was still asked
+  bool blocked = false;  // the agent blocked one of the requests
   bool raised = false;
 };
 
 struct Session {
-  std::vector<std::string_view> calls;  // in order, the first is number 1
+  std::vector<std::string_view> calls;
   std::uint64_t faultsGiven = 0;
   std::set<std::string> complaints;  // lines above Info; a mail may be checked twice
   std::vector<Sent> sent;
   bool inlineRaised = false;
-  ULONG addInReferences = 0;  // behind the last release of ours
+  ULONG addInReferences = 0;  // after the test's last Release
   std::map<std::string, ULONG> left;
   std::vector<std::string> overReleases;
-  std::optional<std::string> header;  // of the mail that the agent has tagged
+  std::optional<std::string> header;  // of the tagged mail
 };
 
-// What stands in the log of a session in which that call failed, and not in a clean one's. An empty
-// text: nothing. A call may have several rows, for its several places; a call without a row is
-// given up without a word.
-struct ToldLine {
+// The line that a failure of this call adds to the log. Empty: none. A call may have several rows
+// for its several uses. A call without a row adds no line.
+struct ExpectedLine {
   std::string_view call;
   const char* failed;  // with E_FAIL
-  const char* empty;   // with S_OK and nothing given
+  const char* empty;   // with S_OK and a null result
 };
 
-constexpr ToldLine kToldLines[] = {
+constexpr ExpectedLine kExpectedLines[] = {
     {"_MailItem::get_Recipients",
      "Err Get recipients failed: 0x80004005, and don't check recpients.",
      "Err Get recipients failed: 0x0, and don't check recpients."},
@@ -63,7 +61,7 @@ constexpr ToldLine kToldLines[] = {
      "Err Get Item from recipients failed: 0x0"},
     {"Recipient::get_AddressEntry", "Err Get AddressEntry from recipient failed: 0x80004005",
      "Err Get AddressEntry from recipient failed: 0x0"},
-    // An entry without an address is looked at as a list, which a person isn't and a list is.
+    // An entry without an address must be a list. One of the entries is.
     {"AddressEntry::get_Address", "Warn Not support displayType, skip it.",
      "Warn Not support displayType, skip it."},
     {"AddressEntry::get_Address", "", ""},
@@ -99,8 +97,8 @@ constexpr ToldLine kToldLines[] = {
     {"IMessage::SetProps", "Err rolo_dbg Error setting Header.", ""},
 };
 
-// Where the session's user is the only one to speak for the mail.
-constexpr ToldLine kToldSenderLines[] = {
+// On versions where the session's user is the only possible sender.
+constexpr ExpectedLine kExpectedSenderLines[] = {
     {"_MailItem::get_Session", "Err Cannot get sender name, and don't check sender.",
      "Err Cannot get sender name, and don't check sender."},
     {"_NameSpace::get_CurrentUser", "Err Cannot get sender name, and don't check sender.",
@@ -109,10 +107,9 @@ constexpr ToldLine kToldSenderLines[] = {
      "Err Cannot get sender name, and don't check sender."},
 };
 
-// The reference that came with the item is the sink's, and the sink is ended by its window's close.
-// Without the mail's interface there is no sink, and without either subscription nobody ends it:
-// the item keeps that reference. The last eight leave windows that were announced, or known,
-// to a later scan, whose sinks nobody ends.
+// After a failure of these, one reference to the item remains. Without the mail's interface there
+// is no sink that would release it, and without either subscription the sink is never destroyed.
+// After the last eight a later scan makes the sink, which has no owner.
 constexpr std::string_view kKeepsTheItem[] = {
     "_MailItem::QueryInterface(_MailItem)",
     "_MailItem::QueryInterface(IConnectionPointContainer)",
@@ -131,8 +128,8 @@ constexpr std::string_view kKeepsTheItem[] = {
     "_Inspectors::Item",
 };
 
-// Without these the add-in can't leave the host's events, and the host's connection goes on holding
-// it.
+// After a failure of these the add-in stays subscribed, and the host's connection holds a
+// reference.
 constexpr std::string_view kKeepsTheAddIn[] = {
     "_Application::get_Inspectors",
     "_Inspectors::QueryInterface(IConnectionPointContainer)",
@@ -149,7 +146,7 @@ struct WalkCase {
   const char* name;
   const char* version;
   HRESULT result;
-  bool senderOnly;  // walk only the calls that ask for the sender
+  bool senderOnly;  // fail only the calls that read the sender
 };
 
 class FaultWalk : public GateTest, public testing::WithParamInterface<WalkCase> {
@@ -160,13 +157,13 @@ class FaultWalk : public GateTest, public testing::WithParamInterface<WalkCase> 
     answerTo = [this](const Asked& request) { return Answer(request); };
   }
 
-  // One whole session; with a number, that call of the host fails.
+  // Runs one session. If `failing` isn't 0, the host's call of that number fails.
   Session Run(std::uint64_t failing = 0);
 
   static bool HasInlineReplies() { return !std::string(GetParam().version).starts_with("12"); }
 
-  // The rows of that call, and which of them a walk has met.
-  std::vector<const char*> ToldFor(std::string_view call) const;
+  // The possible lines for this call, and those that the test has seen.
+  std::vector<const char*> LinesFor(std::string_view call) const;
   void CheckSession(const Session& clean, const Session& session, std::string_view call);
 
   std::set<std::pair<std::string_view, std::string>> m_met;
@@ -176,7 +173,7 @@ class FaultWalk : public GateTest, public testing::WithParamInterface<WalkCase> 
   static simulation::mail::MailModel Full();
   simulation::mail::MailModel Small(const std::string& subject);
   void Send(SimulatedHost& host, HostMailItem* item, Session& session);
-  // The user's doings, from the connected host to the closed windows.
+  // What the user does between connection and disconnection.
   void Work(SimulatedHost& host, Session& session);
 
   std::string m_sending;
@@ -188,7 +185,7 @@ class FaultWalk : public GateTest, public testing::WithParamInterface<WalkCase> 
          platform::TimerProcedure) -> std::uintptr_t { return 1; }};
 };
 
-// The agent blocks the body of one mail, tags another at its close, and passes the rest.
+// Blocks the body of one mail, tags another at its closing request, and passes everything else.
 int FaultWalk::Answer(const Asked& request) {
   if (m_sending == "Blocked" && request.name == "ExchangeBodyContent") {
     m_blocked = true;
@@ -258,7 +255,7 @@ void FaultWalk::Work(SimulatedHost& host, Session& session) {
   HostInspector& blocked = host.OpenInspector(Small("Blocked"));
   HostInspector& tagged = host.OpenInspector(Small("Tagged"));
   HostInspector& found = host.OpenInspector(Small("Found"), Announce::kNo);
-  addin::OnScanTimer(nullptr, 0x0113, 1, 0);
+  outlookaddin::OnScanTimer(nullptr, 0x0113, 1, 0);
   for (HostInspector* window : {&early, &full, &blocked, &tagged, &found}) {
     Send(host, window->Mail(), session);
   }
@@ -279,7 +276,7 @@ void FaultWalk::Work(SimulatedHost& host, Session& session) {
 }
 
 Session FaultWalk::Run(std::uint64_t failing) {
-  // No verdict of an earlier session counts.
+  // Makes the verdicts of earlier sessions too old.
   tick += 100000;
   tests::LogCapture log(tests::LogCapture::Through::kDebugger);
   Session session;
@@ -295,12 +292,12 @@ Session FaultWalk::Run(std::uint64_t failing) {
     EXPECT_EQ(host.Connect(addIn), S_OK);
     Work(host, session);
     EXPECT_EQ(host.Disconnect(), S_OK);
-    // The timer goes on.
-    addin::OnScanTimer(nullptr, 0x0113, 1, 0);
+    // The timer goes on after the disconnection.
+    outlookaddin::OnScanTimer(nullptr, 0x0113, 1, 0);
     session.addInReferences = addIn->Release();
     session.calls = host.Calls().Journal();
     session.faultsGiven = host.Calls().FaultsGiven();
-    // A connection that couldn't be ended holds the add-in, and the add-in the host.
+    // A subscription that the add-in couldn't end would keep both objects alive.
     host.Calls().ClearFaults();
     const DWORD firstCookie = 1;
     if (session.addInReferences != 0) {
@@ -321,17 +318,17 @@ Session FaultWalk::Run(std::uint64_t failing) {
   return session;
 }
 
-std::vector<const char*> FaultWalk::ToldFor(std::string_view call) const {
-  std::vector<const char*> told;
+std::vector<const char*> FaultWalk::LinesFor(std::string_view call) const {
+  std::vector<const char*> lines;
   const auto collect = [&](const auto& rows) {
-    for (const ToldLine& row : rows) {
-      if (row.call == call) told.push_back(FAILED(GetParam().result) ? row.failed : row.empty);
+    for (const ExpectedLine& row : rows) {
+      if (row.call == call) lines.push_back(FAILED(GetParam().result) ? row.failed : row.empty);
     }
   };
-  collect(kToldLines);
-  if (std::string_view(GetParam().version).starts_with("16")) collect(kToldSenderLines);
-  if (told.empty()) told.push_back("");
-  return told;
+  collect(kExpectedLines);
+  if (std::string_view(GetParam().version).starts_with("16")) collect(kExpectedSenderLines);
+  if (lines.empty()) lines.push_back("");
+  return lines;
 }
 
 void FaultWalk::CheckSession(const Session& clean, const Session& session, std::string_view call) {
@@ -369,7 +366,7 @@ void FaultWalk::CheckSession(const Session& clean, const Session& session, std::
                       clean.complaints.begin(), clean.complaints.end(), std::back_inserter(more));
   ASSERT_LE(more.size(), 1U) << testing::PrintToString(more);
   const std::string line = more.empty() ? std::string() : more.front();
-  EXPECT_THAT(ToldFor(call), testing::Contains(testing::StrEq(line)));
+  EXPECT_THAT(LinesFor(call), testing::Contains(testing::StrEq(line)));
   m_met.emplace(call, line);
 }
 
@@ -380,8 +377,8 @@ TEST_P(FaultWalk, EveryCallOfASessionMayFail) {
     EXPECT_EQ(sent.cancel, sent.mail == "Blocked" ? 1 : kUntouched) << sent.mail;
     EXPECT_EQ(sent.returned.size(), 1U) << sent.mail;
   }
-  // Left by design: the explorer's two sinks, the sinks that nobody owns, the item that is no mail,
-  // and what the tag gathers.
+  // Left on purpose: by the explorer's two sinks, by sinks without an owner, by an item that is no
+  // mail and by the tag.
   std::map<std::string, ULONG> left = {{"_Explorer 1", 2},
                                        {"_MailItem \"Early\"", 1},
                                        {"_MailItem \"Found\"", 1},
@@ -391,7 +388,7 @@ TEST_P(FaultWalk, EveryCallOfASessionMayFail) {
   EXPECT_EQ(clean.left, left);
   EXPECT_EQ(clean.addInReferences, 0U);
   EXPECT_THAT(clean.overReleases, IsEmpty());
-  ASSERT_EQ(Run().calls, clean.calls) << "a session isn't the same twice";
+  ASSERT_EQ(Run().calls, clean.calls) << "two sessions differ";
 
   std::size_t walked = 0;
   for (std::size_t number = 1; number <= clean.calls.size(); ++number) {
@@ -403,15 +400,15 @@ TEST_P(FaultWalk, EveryCallOfASessionMayFail) {
     SCOPED_TRACE(std::string(call) + ", call " + std::to_string(number));
     CheckSession(clean, Run(number), call);
     ++walked;
-    // One failure's words are enough.
+    // The first failure is enough.
     if (HasFailure()) return;
   }
   EXPECT_GE(walked, GetParam().senderOnly ? 10U : 200U);
   RecordProperty("calls", static_cast<int>(walked));
 
-  // No row of the table is there for nothing.
+  // Every row of the table was used.
   if (GetParam().senderOnly) return;
-  for (const ToldLine& row : kToldLines) {
+  for (const ExpectedLine& row : kExpectedLines) {
     const std::string line = FAILED(GetParam().result) ? row.failed : row.empty;
     EXPECT_TRUE(m_met.contains({row.call, line})) << row.call << ": " << line;
   }
@@ -420,11 +417,11 @@ TEST_P(FaultWalk, EveryCallOfASessionMayFail) {
 INSTANTIATE_TEST_SUITE_P(
     Hosts, FaultWalk,
     testing::Values(WalkCase{"Version15Fails", "15.0.1", E_FAIL, false},
-                    WalkCase{"Version15GivesNothing", "15.0.1", S_OK, false},
+                    WalkCase{"Version15ReturnsNull", "15.0.1", S_OK, false},
                     WalkCase{"Version16SenderFails", "16.0.1", E_FAIL, true},
-                    WalkCase{"Version16SenderGivesNothing", "16.0.1", S_OK, true},
+                    WalkCase{"Version16SenderReturnsNull", "16.0.1", S_OK, true},
                     WalkCase{"Version12SenderFails", "12.0.1", E_FAIL, true},
-                    WalkCase{"Version12SenderGivesNothing", "12.0.1", S_OK, true}),
+                    WalkCase{"Version12SenderReturnsNull", "12.0.1", S_OK, true}),
     [](const auto& which) { return std::string(which.param.name); });
 
 }  // namespace

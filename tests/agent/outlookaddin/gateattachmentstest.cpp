@@ -1,5 +1,4 @@
-// Attachments: which are saved, which are referred to, what the agent is told, and where the walk
-// ends.
+// Attachments: which ones are saved, what the agent gets, and what ends the walk.
 #include "tests/agent/outlookaddin/gatefixture.h"
 
 namespace tests {
@@ -15,7 +14,7 @@ class GateAttachments : public GateTest {
  protected:
   GateAttachments() { g_attachmentSequence = 0; }
 
-  void Attach(std::string name, std::int32_t type = outlook::olByValue) {
+  void Attach(std::string name, std::int32_t type = outlookaddin::olByValue) {
     simulation::mail::MailAttachment attachment;
     attachment.type = type;
     attachment.content = "content of " + name;
@@ -24,7 +23,7 @@ class GateAttachments : public GateTest {
   }
   void Refer(std::optional<std::string> path, std::string name) {
     simulation::mail::MailAttachment attachment;
-    attachment.type = outlook::olByReference;
+    attachment.type = outlookaddin::olByReference;
     attachment.fileName = std::move(name);
     attachment.pathName = std::move(path);
     mail.attachments.push_back(std::move(attachment));
@@ -41,11 +40,11 @@ class GateAttachments : public GateTest {
   }
 };
 
-TEST_F(GateAttachments, ASavedCopyIsNamedForItsAttachment) {
+TEST_F(GateAttachments, SendsThePathOfACopyAndTheNameOfTheAttachment) {
   Attach(
       "Gr\xC3\xBC\xC3\x9F"
       "e.doc");
-  Attach("mail.msg", outlook::olEmbeddeditem);
+  Attach("mail.msg", outlookaddin::olEmbeddeditem);
   EXPECT_EQ(Sink().CheckAttachments(Item()), 4);
   EXPECT_EQ(Types(), (std::vector<std::uint32_t>{1, 1}));
   EXPECT_THAT(Payloads(), ElementsAre(Temp("OutlookAttachment.1"), Temp("OutlookAttachment.2")));
@@ -57,10 +56,10 @@ TEST_F(GateAttachments, ASavedCopyIsNamedForItsAttachment) {
             "e.doc");
   EXPECT_EQ(asked[1].file, "content of mail.msg");
   EXPECT_THAT(Lines(), IsEmpty());
-  EXPECT_TRUE(Exists("temp/OutlookAttachment.1")) << "it stays until the check is over";
+  EXPECT_TRUE(Exists("temp/OutlookAttachment.1")) << "the end of the check deletes it";
 }
 
-TEST_F(GateAttachments, AReferencedFileIsCheckedAtItsOwnPlace) {
+TEST_F(GateAttachments, SendsTheOwnPathOfAReferencedFile) {
   Refer("\\\\server\\share", "plan \xC3\xA9.doc");
   EXPECT_EQ(Sink().CheckAttachments(Item()), 4);
   EXPECT_EQ(Types(), std::vector<std::uint32_t>{1});
@@ -72,25 +71,25 @@ TEST_F(GateAttachments, AReferencedFileIsCheckedAtItsOwnPlace) {
   EXPECT_EQ(g_attachmentSequence, 0);
 }
 
-TEST_F(GateAttachments, AReferenceByItsWholePathGetsTheNameDoubled) {
+TEST_F(GateAttachments, AppendsTheNameEvenToAWholePath) {
   Refer("C:\\data\\plan.doc", "plan.doc");
   Sink().CheckAttachments(Item());
   EXPECT_THAT(Payloads(), ElementsAre("C:\\data\\plan.doc\\plan.doc"));
 }
 
-TEST_F(GateAttachments, TheBackslashIsAlwaysPutIn) {
+TEST_F(GateAttachments, AlwaysInsertsABackslash) {
   Refer("C:\\data\\", "plan.doc");
   Sink().CheckAttachments(Item());
   EXPECT_THAT(Payloads(), ElementsAre("C:\\data\\\\plan.doc"));
 }
 
-TEST_F(GateAttachments, AMailWithoutAttachmentsIsLoggedAsAnError) {
+TEST_F(GateAttachments, LogsAMailWithoutAttachmentsAsAnError) {
   EXPECT_EQ(Sink().CheckAttachments(Item()), 1);
   EXPECT_THAT(Lines(), ElementsAre(Err("Cannot get attachments' count. hr:0")));
   EXPECT_THAT(asked, IsEmpty());
 }
 
-TEST_F(GateAttachments, AnUnreadableCountIsAnError) {
+TEST_F(GateAttachments, TreatsAnUnreadableCountAsAnError) {
   Attach("a");
   Calls().FailEach("Attachments::get_Count", E_FAIL);
   EXPECT_EQ(Sink().CheckAttachments(Item()), 1);
@@ -98,7 +97,7 @@ TEST_F(GateAttachments, AnUnreadableCountIsAnError) {
   EXPECT_EQ(Calls().Count("Attachments::Item"), 0U);
 }
 
-TEST_F(GateAttachments, NoCollectionIsAnError) {
+TEST_F(GateAttachments, TreatsAMissingCollectionAsAnError) {
   Attach("a");
   Calls().FailEach("_MailItem::get_Attachments", E_FAIL);
   EXPECT_EQ(Sink().CheckAttachments(Item()), 1);
@@ -109,7 +108,7 @@ TEST_F(GateAttachments, NoCollectionIsAnError) {
   EXPECT_THAT(asked, IsEmpty());
 }
 
-TEST_F(GateAttachments, AnUnreadableAttachmentEndsTheWalkWithWhatWasAnswered) {
+TEST_F(GateAttachments, StopsAtAnUnreadableAttachmentWithTheLastAnswer) {
   Attach("a");
   Attach("b");
   Attach("c");
@@ -126,9 +125,9 @@ TEST_F(GateAttachments, AnUnreadableAttachmentEndsTheWalkWithWhatWasAnswered) {
   }
 }
 
-TEST_F(GateAttachments, AnotherKindIsSkippedAndTheWalkGoesOn) {
+TEST_F(GateAttachments, SkipsAttachmentsOfOtherKinds) {
   Attach("a");
-  Attach("ole", outlook::olOLE);
+  Attach("ole", outlookaddin::olOLE);
   Attach("b");
   EXPECT_EQ(Sink().CheckAttachments(Item()), 4);
   EXPECT_THAT(Names(), ElementsAre("a", "b"));
@@ -136,7 +135,7 @@ TEST_F(GateAttachments, AnotherKindIsSkippedAndTheWalkGoesOn) {
   EXPECT_THAT(Lines(), IsEmpty());
 }
 
-TEST_F(GateAttachments, AnAttachmentOfAnyKindWithoutNameEndsTheWalk) {
+TEST_F(GateAttachments, StopsAtAnAttachmentWithoutANameOfAnyKind) {
   for (const std::int32_t type : {1, 4, 5, 6}) {
     mail.attachments.clear();
     Attach("a");
@@ -153,7 +152,7 @@ TEST_F(GateAttachments, AnAttachmentOfAnyKindWithoutNameEndsTheWalk) {
   }
 }
 
-TEST_F(GateAttachments, AReferenceWithoutPathOrNameEndsTheWalk) {
+TEST_F(GateAttachments, StopsAtAReferenceWithoutPathOrName) {
   Attach("a");
   Refer(std::nullopt, "plan.doc");
   Attach("b");
@@ -161,7 +160,7 @@ TEST_F(GateAttachments, AReferenceWithoutPathOrNameEndsTheWalk) {
   EXPECT_THAT(Names(), ElementsAre("a"));
   EXPECT_THAT(TakeLines(), ElementsAre(Err("Get attachment name and path failed.")));
 
-  // A name that is there when the kind isn't known yet, and gone when it is asked for again.
+  // A reference's name is read twice; here the second read fails.
   mail.attachments[1].pathName = "C:\\data";
   RenewHost();
   asked.clear();
@@ -172,7 +171,7 @@ TEST_F(GateAttachments, AReferenceWithoutPathOrNameEndsTheWalk) {
   ExpectNothingLeft();
 }
 
-TEST_F(GateAttachments, AFailedSaveKeepsTheAnswerBeforeAndUsesUpItsNumber) {
+TEST_F(GateAttachments, AFailedSaveKeepsTheLastAnswerAndUsesUpANumber) {
   Attach("a");
   Attach("b");
   Calls().FailCallOf("Attachment::SaveAsFile", 2, E_FAIL);
@@ -182,7 +181,7 @@ TEST_F(GateAttachments, AFailedSaveKeepsTheAnswerBeforeAndUsesUpItsNumber) {
   EXPECT_EQ(g_attachmentSequence, 2);
 }
 
-TEST_F(GateAttachments, AFailedSaveDoesNotEndTheWalk) {
+TEST_F(GateAttachments, GoesOnAfterAFailedSave) {
   Attach("a");
   Attach("b");
   Calls().FailCallOf("Attachment::SaveAsFile", 1, E_FAIL);
@@ -190,15 +189,15 @@ TEST_F(GateAttachments, AFailedSaveDoesNotEndTheWalk) {
   EXPECT_THAT(Payloads(), ElementsAre(Temp("OutlookAttachment.2")));
 }
 
-TEST_F(GateAttachments, APassedOverKindUsesUpNoNumber) {
-  Attach("ole", outlook::olOLE);
+TEST_F(GateAttachments, ASkippedAttachmentUsesUpNoNumber) {
+  Attach("ole", outlookaddin::olOLE);
   Attach("other", 99);
   Attach("a");
   Sink().CheckAttachments(Item());
   EXPECT_THAT(Payloads(), ElementsAre(Temp("OutlookAttachment.1")));
 }
 
-TEST_F(GateAttachments, AnUnreadableKindIsPassedOver) {
+TEST_F(GateAttachments, SkipsAnAttachmentOfUnreadableKind) {
   Attach("a");
   Attach("b");
   Calls().FailCallOf("Attachment::get_Type", 1, E_FAIL);
@@ -206,7 +205,7 @@ TEST_F(GateAttachments, AnUnreadableKindIsPassedOver) {
   EXPECT_THAT(Names(), ElementsAre("b"));
 }
 
-TEST_F(GateAttachments, TheLastAnswerCounts) {
+TEST_F(GateAttachments, ReturnsTheLastAnswer) {
   Attach("a");
   Attach("b");
   answerTo = [](const Asked& one) { return one.name == "a" ? 4 : 2; };
@@ -214,7 +213,7 @@ TEST_F(GateAttachments, TheLastAnswerCounts) {
   EXPECT_EQ(asked.size(), 2U);
 }
 
-TEST_F(GateAttachments, ADecisiveAnswerEndsTheWalkWithTheCopyWritable) {
+TEST_F(GateAttachments, StopsAtADecisiveAnswerAfterResettingTheAttributes) {
   for (const int answer : {3, 7}) {
     g_attachmentSequence = 0;
     mail.attachments.clear();
@@ -227,7 +226,7 @@ TEST_F(GateAttachments, ADecisiveAnswerEndsTheWalkWithTheCopyWritable) {
     std::vector<std::pair<std::string, std::uint32_t>> attributes;
     platform::ScopedReplacement<platform::files, &platform::FileOperations::SetFileAttributesW>
         noting([&](auto original, const platform::WideChar* path, std::uint32_t value) {
-          EXPECT_EQ(asked.size(), 1U) << "behind the answer";
+          EXPECT_EQ(asked.size(), 1U) << "after the answer";
           attributes.emplace_back(WideToUtf8(path), value);
           return original(path, value);
         });
@@ -240,7 +239,7 @@ TEST_F(GateAttachments, ADecisiveAnswerEndsTheWalkWithTheCopyWritable) {
   }
 }
 
-TEST_F(GateAttachments, ADecisiveAnswerToAReferenceEndsTheWalk) {
+TEST_F(GateAttachments, StopsAtADecisiveAnswerToAReference) {
   Refer("C:\\data", "plan.doc");
   Attach("b");
   answers[1] = 3;
@@ -249,7 +248,7 @@ TEST_F(GateAttachments, ADecisiveAnswerToAReferenceEndsTheWalk) {
   EXPECT_EQ(Calls().Count("Attachment::SaveAsFile"), 0U);
 }
 
-TEST_F(GateAttachments, AnAgentThatCannotBeReachedDoesNotEndTheWalk) {
+TEST_F(GateAttachments, SavesEveryAttachmentWithoutAnAgent) {
   Attach("a");
   Attach("b");
   StopAgent();
@@ -257,7 +256,7 @@ TEST_F(GateAttachments, AnAgentThatCannotBeReachedDoesNotEndTheWalk) {
   EXPECT_EQ(Calls().Count("Attachment::SaveAsFile"), 2U);
 }
 
-TEST_F(GateAttachments, NumbersRunFrom1To100AndAgainFrom1) {
+TEST_F(GateAttachments, NumbersCopiesFrom1To100AndAgainFrom1) {
   for (int number = 1; number <= 101; ++number) Attach(Numbered(number));
   std::string firstCopyAt101;
   onAsked = [&](const Asked& one) {
@@ -268,10 +267,10 @@ TEST_F(GateAttachments, NumbersRunFrom1To100AndAgainFrom1) {
   EXPECT_EQ(asked[0].payload, Temp("OutlookAttachment.1"));
   EXPECT_EQ(asked[99].payload, Temp("OutlookAttachment.100"));
   EXPECT_EQ(asked[100].payload, Temp("OutlookAttachment.1"));
-  EXPECT_EQ(firstCopyAt101, "content of a101") << "it takes the first one's place on the disk";
+  EXPECT_EQ(firstCopyAt101, "content of a101") << "it overwrites the first copy";
 }
 
-TEST_F(GateAttachments, NumbersRunOnFromMailToMail) {
+TEST_F(GateAttachments, DoesNotResetTheNumberBetweenMails) {
   for (const char* name : {"a", "b", "c"}) Attach(name);
   Sink().CheckAttachments(Item());
   mail.attachments.resize(1);
@@ -281,12 +280,12 @@ TEST_F(GateAttachments, NumbersRunOnFromMailToMail) {
   EXPECT_THAT(Payloads(), ElementsAre(Temp("OutlookAttachment.4")));
 }
 
-TEST_F(GateAttachments, WithoutABufferThereIsNoPathAndNoNumber) {
+TEST_F(GateAttachments, MakesNoPathAndUsesUpNoNumberWithoutABuffer) {
   EXPECT_EQ(DlpMailEvent::GetAttachmentTempPath(nullptr, 800), 0U);
   EXPECT_EQ(g_attachmentSequence, 0);
 }
 
-TEST_F(GateAttachments, ThePathIsTheWideTemporaryDirectoryAndTheLeaf) {
+TEST_F(GateAttachments, APathIsTheWideTemporaryDirectoryAndTheLeaf) {
   platform::ScopedReplacement<platform::folders, &platform::FolderOperations::GetTempPathW> wide(
       [](auto, std::uint32_t size, platform::WideChar* buffer) {
         EXPECT_EQ(size, 800U);
@@ -299,7 +298,7 @@ TEST_F(GateAttachments, ThePathIsTheWideTemporaryDirectoryAndTheLeaf) {
   EXPECT_EQ(platform::WideString(buffer), QV_WIDE("X:\\T\u00EBmp\\OutlookAttachment.1"));
 }
 
-TEST_F(GateAttachments, ThePathNeverLeavesItsBuffer) {
+TEST_F(GateAttachments, CutsAPathThatDoesNotFitItsBuffer) {
   platform::WideChar buffer[801] = {};
   buffer[800] = 0x7E;
   for (const std::size_t directory : {780U, 799U}) {
@@ -315,7 +314,7 @@ TEST_F(GateAttachments, ThePathNeverLeavesItsBuffer) {
   }
 }
 
-TEST_F(GateAttachments, WithoutATemporaryDirectoryTheLeafStandsAlone) {
+TEST_F(GateAttachments, MakesAPathOfTheLeafAloneWithoutATemporaryDirectory) {
   platform::ScopedReplacement<platform::folders, &platform::FolderOperations::GetTempPathW> failing(
       [](auto, auto...) { return 0U; });
   platform::WideChar buffer[800] = {};
@@ -323,15 +322,15 @@ TEST_F(GateAttachments, WithoutATemporaryDirectoryTheLeafStandsAlone) {
   EXPECT_EQ(platform::WideString(buffer), QV_WIDE("OutlookAttachment.1"));
 }
 
-TEST_F(GateAttachments, NothingIsHeldBehindTheCall) {
+TEST_F(GateAttachments, KeepsNoReferences) {
   Attach("a");
   Refer("C:\\data", "plan.doc");
-  Attach("ole", outlook::olOLE);
+  Attach("ole", outlookaddin::olOLE);
   Sink().CheckAttachments(Item());
   ExpectNothingLeft();
 }
 
-TEST_F(GateAttachments, EachAttachmentCostsTheHostTheSameFewCalls) {
+TEST_F(GateAttachments, MakesFourHostCallsForEachAttachment) {
   const auto callsFor = [this](int count) {
     mail.attachments.clear();
     for (int number = 0; number < count; ++number) Attach(Numbered(number));

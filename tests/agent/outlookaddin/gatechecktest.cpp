@@ -1,4 +1,4 @@
-// The sequence of a check: what is asked in which order, what ends it, and what it leaves behind.
+// The sequence of a check: its requests, what ends it, and its clean-up.
 #include "tests/agent/outlookaddin/gatefixture.h"
 
 namespace tests {
@@ -22,7 +22,7 @@ class GateCheck : public GateTest {
     mail.senderName = "Sender";
   }
 
-  // A mail with something for every stage.
+  // Makes a mail with content for every stage.
   void FillMail() {
     mail.subject = "the subject";
     mail.body = "the body";
@@ -39,7 +39,7 @@ class GateCheck : public GateTest {
 
   ActionCode Check() { return Sink().CheckEmail(Item()); }
 
-  // The answer to each piece of a full mail, by what the piece is.
+  // The answers to a full mail.
   struct Answers {
     int recipients = 4;
     int subject = 4;
@@ -60,7 +60,7 @@ class GateCheck : public GateTest {
   }
 };
 
-TEST_F(GateCheck, AFullMailIsAskedAboutInOrder) {
+TEST_F(GateCheck, AsksAboutEveryPartOfAMailInOrder) {
   using namespace std::string_view_literals;
   FillMail();
   EXPECT_EQ(Check(), 4);
@@ -83,7 +83,7 @@ TEST_F(GateCheck, AFullMailIsAskedAboutInOrder) {
   EXPECT_EQ(asked[8].payload, "");
 }
 
-TEST_F(GateCheck, EachStageThatAsksHasItsLine) {
+TEST_F(GateCheck, LogsALineForEachStage) {
   mail.subject = "s";
   mail.body = "b";
   answers[9] = 2;
@@ -99,13 +99,13 @@ TEST_F(GateCheck, EachStageThatAsksHasItsLine) {
                   Info("CheckAttachments returns: 1."), Info("ScanSessionEnd returns: 1.")));
 }
 
-TEST_F(GateCheck, TheOutcomeFollowsFromStagesAndClose) {
+TEST_F(GateCheck, TheResultFollowsFromStagesAndClosingAnswer) {
   const struct {
     Answers with;
     int result;
     std::vector<std::uint32_t> types;
   } kCases[] = {
-      // The answer to the recipients keeps the content shut and decides nothing.
+      // The answer to the recipients skips the content and decides nothing.
       {{.recipients = 3, .closing = 1}, 2, {3, 7, 8, 9}},
       {{.recipients = 7, .closing = 4}, 2, {3, 7, 8, 9}},
       {{.recipients = 1, .closing = 2}, 2, {3, 7, 8, 9}},
@@ -118,12 +118,12 @@ TEST_F(GateCheck, TheOutcomeFollowsFromStagesAndClose) {
       {{.body = 3, .closing = 2}, 3, {3, 7, 8, 1, 1, 9}},
       {{.signature = 7, .closing = 4}, 7, {3, 7, 8, 1, 1, 1, 9}},
       {{.attachments = 3, .closing = 4}, 3, {3, 7, 8, 1, 1, 1, 1, 9}},
-      // A decisive close has the last word.
+      // A decisive closing answer replaces the verdict of a stage.
       {{.body = 7, .closing = 3}, 3, {3, 7, 8, 1, 1, 9}},
       {{.subject = 3, .closing = 7}, 7, {3, 7, 8, 1, 9}},
       {{.closing = 3}, 3, {3, 7, 8, 1, 1, 1, 1, 1, 9}},
       {{.closing = 7}, 7, {3, 7, 8, 1, 1, 1, 1, 1, 9}},
-      // Otherwise the last stage's value stands.
+      // Otherwise the last stage's value is the result.
       {{.closing = 4}, 4, {3, 7, 8, 1, 1, 1, 1, 1, 9}},
       {{.subject = 2, .body = 5, .signature = 6, .attachments = 8, .closing = 9},
        1,
@@ -143,7 +143,7 @@ TEST_F(GateCheck, TheOutcomeFollowsFromStagesAndClose) {
   }
 }
 
-TEST_F(GateCheck, ADecisiveStageSparesTheReadingOfTheRest) {
+TEST_F(GateCheck, ReadsNothingMoreAfterADecisiveStage) {
   FillMail();
   AnswerWith({.subject = 3});
   Check();
@@ -153,7 +153,7 @@ TEST_F(GateCheck, ADecisiveStageSparesTheReadingOfTheRest) {
   EXPECT_EQ(CountLines(Info("ScanSessionEnd returns: 4.")), 1);
 }
 
-TEST_F(GateCheck, WithoutA4ForTheRecipientsTheContentIsNotRead) {
+TEST_F(GateCheck, ReadsTheContentOnlyAfterA4ForTheRecipients) {
   FillMail();
   AnswerWith({.recipients = 2});
   EXPECT_EQ(Check(), 2);
@@ -164,7 +164,7 @@ TEST_F(GateCheck, WithoutA4ForTheRecipientsTheContentIsNotRead) {
   }
 }
 
-TEST_F(GateCheck, TheAnswersToSenderAndMarkerCountForNothing) {
+TEST_F(GateCheck, IgnoresTheAnswersToSenderAndMarker) {
   FillMail();
   answers[7] = 3;
   answers[8] = 7;
@@ -172,7 +172,7 @@ TEST_F(GateCheck, TheAnswersToSenderAndMarkerCountForNothing) {
   EXPECT_EQ(asked.size(), 9U);
 }
 
-TEST_F(GateCheck, UnreadableRecipientsKeepTheContentShut) {
+TEST_F(GateCheck, SkipsTheContentWhenTheRecipientsAreUnreadable) {
   FillMail();
   Calls().FailEach("_MailItem::get_Recipients", E_FAIL);
   EXPECT_EQ(Check(), 2);
@@ -180,24 +180,24 @@ TEST_F(GateCheck, UnreadableRecipientsKeepTheContentShut) {
   EXPECT_EQ(CountLines(Info("CheckRecipients returns: 1.")), 1);
   asked.clear();
   answers[9] = 3;
-  EXPECT_EQ(Check(), 3) << "a decisive close decides all the same";
+  EXPECT_EQ(Check(), 3) << "a decisive closing answer still decides";
 }
 
-TEST_F(GateCheck, WithoutAnAddressTheContentStaysShut) {
+TEST_F(GateCheck, SkipsTheContentWhenNoRecipientHasAnAddress) {
   FillMail();
   mail.recipients[0].entry->address.reset();
   EXPECT_EQ(Check(), 2);
   EXPECT_EQ(Types(), (std::vector<std::uint32_t>{7, 8, 9}));
 }
 
-TEST_F(GateCheck, AnAgentSilentToTheRecipientsKeepsTheContentShut) {
+TEST_F(GateCheck, SkipsTheContentWhenTheRecipientsAreNotAnswered) {
   FillMail();
   answers[3] = 0;
   EXPECT_EQ(Check(), 2);
   EXPECT_EQ(Types(), (std::vector<std::uint32_t>{3, 7, 8, 9}));
 }
 
-TEST_F(GateCheck, WithoutAnAgentNothingIsDecided) {
+TEST_F(GateCheck, DecidesNothingWithoutAnAgent) {
   FillMail();
   StopAgent();
   EXPECT_EQ(Check(), 2);
@@ -211,7 +211,7 @@ TEST_F(GateCheck, WithoutAnAgentNothingIsDecided) {
   EXPECT_EQ(refused, 4) << "3, 7, 8 and 9";
 }
 
-TEST_F(GateCheck, AStageThatCannotReadItsDataDoesNotEndTheSequence) {
+TEST_F(GateCheck, GoesOnAfterAStageThatCannotReadItsData) {
   FillMail();
   Calls().FailEach("_MailItem::get_Subject", E_FAIL);
   Calls().FailEach("_MailItem::get_Body", E_FAIL);
@@ -223,7 +223,7 @@ TEST_F(GateCheck, AStageThatCannotReadItsDataDoesNotEndTheSequence) {
   EXPECT_EQ(CountLines(Info("CheckAttachments returns: 4.")), 1);
 }
 
-TEST_F(GateCheck, APathLeftByADecisiveBodyIsSentInTheNextCheckOfThatMail) {
+TEST_F(GateCheck, SendsAnImagePathThatADecisiveBodyLeftInTheNextCheck) {
   FillMail();
   AnswerWith({.body = 3});
   EXPECT_EQ(Check(), 3);
@@ -237,7 +237,7 @@ TEST_F(GateCheck, APathLeftByADecisiveBodyIsSentInTheNextCheckOfThatMail) {
   EXPECT_EQ(asked[5].payload, SignaturePath("Work\\logo.png"));
 }
 
-TEST_F(GateCheck, OnlyTheBytesTrueSetTheLongWait) {
+TEST_F(GateCheck, OnlyTheBytesTrueLengthenTheWait) {
   const struct {
     const char* profile;
     const char* value;
@@ -264,7 +264,7 @@ TEST_F(GateCheck, OnlyTheBytesTrueSetTheLongWait) {
   }
 }
 
-TEST_F(GateCheck, TheSettingIsTakenBeforeTheFirstRequest) {
+TEST_F(GateCheck, ReadsTheSettingBeforeTheFirstRequest) {
   WriteProfile("use_challenge_response=true\n");
   bool first = false;
   onAsked = [&](const Asked& one) {
@@ -274,7 +274,7 @@ TEST_F(GateCheck, TheSettingIsTakenBeforeTheFirstRequest) {
   EXPECT_TRUE(first);
 }
 
-TEST_F(GateCheck, WithoutAProfileTheFlagIsFalseAndTheRestRuns) {
+TEST_F(GateCheck, ClearsTheFlagAndGoesOnWithoutAProfile) {
   FillMail();
   GetAgentChannel()->m_bChallengeResponse = true;
   RemoveProfile();
@@ -284,7 +284,7 @@ TEST_F(GateCheck, WithoutAProfileTheFlagIsFalseAndTheRestRuns) {
   EXPECT_EQ(asked.size(), 9U);
 }
 
-TEST_F(GateCheck, WithoutAWindowsDirectoryTheProfileIsNotFound) {
+TEST_F(GateCheck, FindsNoProfileWithoutAWindowsDirectory) {
   platform::ScopedReplacement<platform::folders, &platform::FolderOperations::GetWindowsDirectoryA>
       failing([](auto, char*, std::uint32_t) { return 0U; });
   std::vector<std::string> opened;
@@ -303,7 +303,7 @@ TEST_F(GateCheck, WithoutAWindowsDirectoryTheProfileIsNotFound) {
 
 class GateCleaning : public GateCheck {
  protected:
-  // From here on the names of all deleted files are noted.
+  // Records the paths of all deletions.
   GateCleaning()
       : m_delete([this](auto original, const char* path) {
           deleted.push_back(path);
@@ -315,7 +315,7 @@ class GateCleaning : public GateCheck {
   platform::ScopedReplacement<platform::files, &platform::FileOperations::DeleteFileA> m_delete;
 };
 
-TEST_F(GateCleaning, NothingOfTheStagesIsLeftBehindACheck) {
+TEST_F(GateCleaning, DeletesTheFilesOfAllStagesAfterTheLastAnswer) {
   FillMail();
   mail.attachments.push_back(mail.attachments[0]);
   std::vector<bool> whileAsked;
@@ -328,24 +328,24 @@ TEST_F(GateCleaning, NothingOfTheStagesIsLeftBehindACheck) {
   };
   Check();
   EXPECT_THAT(whileAsked, ElementsAre(true, true, true, true, true))
-      << "the agent answers its last request before the files go";
+      << "the agent has not answered its last request yet";
   for (const char* name : {"ExchangeSubjectContent", "ExchangeBodyContent", "OutlookAttachment.1",
                            "OutlookAttachment.2", "OutlookAttachment.3"}) {
     EXPECT_FALSE(Exists(std::string("temp/") + name)) << name;
   }
   EXPECT_TRUE(Exists("appdata/Microsoft/Signatures/Work/logo.png"));
-  // Of the search for the image, the inner listing stays open; of the clean-up, none.
+  // The search for the image leaves one listing open, the clean-up none.
   EXPECT_EQ(openListings.size(), 1U);
 }
 
-TEST_F(GateCleaning, WhatEarlierRunsLeftGoesTooAndNothingElse) {
+TEST_F(GateCleaning, DeletesTheFilesOfEarlierChecksAndNoOthers) {
   Write("temp/OutlookAttachment.77", "");
   Write("temp/OutlookAttachment", "");
   Write("temp/OutlookAttachments.txt", "");
   Write("temp/ExchangeBodyContent", "");
   Write("temp/ExchangeBodyContent2", "");
   Write("temp/MyOutlookAttachment.1", "");
-  answers[3] = 1;  // it runs when no stage of the content ran
+  answers[3] = 1;  // skips the content stages
   Check();
   EXPECT_FALSE(Exists("temp/OutlookAttachment.77"));
   EXPECT_FALSE(Exists("temp/OutlookAttachment"));
@@ -355,7 +355,7 @@ TEST_F(GateCleaning, WhatEarlierRunsLeftGoesTooAndNothingElse) {
   EXPECT_TRUE(Exists("temp/MyOutlookAttachment.1"));
 }
 
-TEST_F(GateCleaning, WithNothingToListTheFixedNamesAreDeletedAndNoListingIsClosed) {
+TEST_F(GateCleaning, DeletesTheFixedNamesWhenThereIsNothingToList) {
   int closed = 0;
   platform::ScopedReplacement<platform::files, &platform::FileOperations::FindClose> closing(
       [&](auto original, platform::Handle handle) {
@@ -367,7 +367,7 @@ TEST_F(GateCleaning, WithNothingToListTheFixedNamesAreDeletedAndNoListingIsClose
   EXPECT_EQ(closed, 0);
 }
 
-TEST_F(GateCleaning, AFileThatCannotBeDeletedStaysWithoutAWord) {
+TEST_F(GateCleaning, LogsNothingForAFileThatCannotBeDeleted) {
   Write("temp/OutlookAttachment.1", "");
   Write("temp/OutlookAttachment.2", "");
   platform::ScopedReplacement<platform::files, &platform::FileOperations::DeleteFileA> failing(
@@ -383,7 +383,7 @@ TEST_F(GateCleaning, AFileThatCannotBeDeletedStaysWithoutAWord) {
   EXPECT_THAT(openListings, IsEmpty());
 }
 
-TEST_F(GateCleaning, APathThatDoesNotFitIsLeftAloneAndNotCut) {
+TEST_F(GateCleaning, LeavesAPathAloneThatWouldBeCut) {
   for (const std::size_t length : {259U, 238U, 237U}) {
     std::string directory(length, 'd');
     platform::ScopedReplacement<platform::folders, &platform::FolderOperations::GetTempPathA> deep(
@@ -394,7 +394,7 @@ TEST_F(GateCleaning, APathThatDoesNotFitIsLeftAloneAndNotCut) {
         });
     deleted.clear();
     Sink().CleanTempFiles();
-    // 19 and 22 characters of the fixed names and a NUL, in 260 bytes.
+    // The names have 19 and 22 characters; a path has at most 259.
     std::vector<std::string> expected;
     if (length <= 240) expected.push_back(directory + "ExchangeBodyContent");
     if (length <= 237) expected.push_back(directory + "ExchangeSubjectContent");
@@ -402,7 +402,7 @@ TEST_F(GateCleaning, APathThatDoesNotFitIsLeftAloneAndNotCut) {
   }
 }
 
-TEST_F(GateCleaning, ADirectoryThatIsNotGivenIsAnEmptyOne) {
+TEST_F(GateCleaning, TakesAMissingDirectoryForAnEmptyName) {
   platform::ScopedReplacement<platform::folders, &platform::FolderOperations::GetTempPathA> failing(
       [](auto, std::uint32_t, char*) { return 0U; });
   platform::ScopedReplacement<platform::files, &platform::FileOperations::DeleteFileA> noting(

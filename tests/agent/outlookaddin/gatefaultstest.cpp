@@ -1,5 +1,5 @@
-// A host that fails any call, at any point: the mail goes out, the log says what was given up, and
-// nothing is held that isn't held on purpose.
+// A host that fails any one call of a Send: the mail goes out, the log says what the gate gave up,
+// and no reference is kept that isn't kept on purpose.
 #include <set>
 
 #include "tests/agent/outlookaddin/gatefixture.h"
@@ -10,12 +10,12 @@ namespace {
 class GateFaults : public GateTest {
  protected:
   GateFaults() {
-    g_outlookVersionCode = kOutlook2013;
+    g_outlookVersionCode = outlookaddin::kOutlook2013;
     FillRecipients();
     FillContent();
     MakeSignature("Work/logo.png");
     WriteProfile("");
-    answers[9] = 7;  // so that the tag's calls belong to the run
+    answers[9] = 7;  // so that the run includes the calls of the tag
   }
   ~GateFaults() override { g_outlookVersionCode = 0; }
 
@@ -26,7 +26,7 @@ class GateFaults : public GateTest {
       return made;
     };
     auto list = entry(nullptr);
-    list->displayType = outlook::olPrivateDistList;
+    list->displayType = outlookaddin::olPrivateDistList;
     list->id = "id";
     list->members = {entry("x"), entry("y")};
     mail.recipients = {{"A", entry("a")}, {"List", list}, {"B", entry("b")}};
@@ -37,7 +37,7 @@ class GateFaults : public GateTest {
     mail.subject = "subject";
     mail.body = "body";
     mail.htmlBody = "<img src=\"cid:logo.png@1\">";
-    for (const std::int32_t type : {outlook::olByValue, outlook::olByReference}) {
+    for (const std::int32_t type : {outlookaddin::olByValue, outlookaddin::olByReference}) {
       simulation::mail::MailAttachment attachment;
       attachment.type = type;
       attachment.fileName = "a.doc";
@@ -46,7 +46,7 @@ class GateFaults : public GateTest {
     }
   }
 
-  // A tagged mail's message keeps three references, the sink its item's one.
+  // Tagging leaves three references to the message; the sink holds one to its item.
   void ExpectOnlyWhatIsLeftOnPurpose() {
     for (const simulation::host::LedgerLine& line : Ledger().Outstanding()) {
       const bool isMessage = line.label.starts_with("IMessage");
@@ -56,7 +56,7 @@ class GateFaults : public GateTest {
     EXPECT_THAT(Ledger().OverReleases(), IsEmpty());
   }
 
-  // Sends the mail anew. False if an exception ended it.
+  // Sends the mail, ignoring earlier verdicts. Returns false if an exception came out.
   bool Send(VARIANT_BOOL* cancel) {
     tick += 10000;
     asked.clear();
@@ -69,7 +69,7 @@ class GateFaults : public GateTest {
   }
 };
 
-// Whether `line` is `pattern`, in which a "*" stands for any text.
+// Whether `line` matches `pattern`, where "*" matches any text.
 bool LooksLike(std::string_view line, std::string_view pattern) {
   if (pattern.empty()) return line.empty();
   if (pattern.front() != '*') {
@@ -82,8 +82,8 @@ bool LooksLike(std::string_view line, std::string_view pattern) {
   return false;
 }
 
-// What the log says when that call fails with E_FAIL or with nothing in its hands; null for the
-// calls whose failure nobody mentions.
+// The line that a failure of each call adds to the log, by E_FAIL or by a null result; null if it
+// adds none.
 std::map<std::string_view, const char*> Complaints() {
   constexpr const char* kSession =
       "Info SendUsingAccount is empty, try to get session user instead.";
@@ -122,31 +122,31 @@ std::map<std::string_view, const char*> Complaints() {
   };
 }
 
-// The same for the nth call of that name in the run, where the two ways of failing differ.
+// The same for the nth call of that name, with the differences between the two ways to fail.
 const char* Complaint(std::string_view call, int nth, HRESULT result) {
-  const bool givesNothing = result == S_OK;
-  if (!givesNothing && call == "AddressEntry::QueryInterface(IUnknown)") return nullptr;
-  // The second entry is the list, which has no address anyway.
+  const bool isNull = result == S_OK;
+  if (!isNull && call == "AddressEntry::QueryInterface(IUnknown)") return nullptr;
+  // The second entry is the list, which has no address.
   if (call == "AddressEntry::get_Address" && nth == 2) return nullptr;
-  if (givesNothing && call == "AddressEntry::get_DisplayType") {
+  if (isNull && call == "AddressEntry::get_DisplayType") {
     return "Warn Not support displayType, skip it.";
   }
-  if (givesNothing && call == "_MailItem::get_Subject") {
+  if (isNull && call == "_MailItem::get_Subject") {
     return "Warn Empty mail subject might cause violation log trimmed.";
   }
-  if (givesNothing && call == "IMessage::QueryInterface(IMAPIProp)") {
+  if (isNull && call == "IMessage::QueryInterface(IMAPIProp)") {
     return "Err Unknown Error on receiving the Pointer to MAPI Properties.";
   }
-  if (givesNothing && call == "IMessage::SetProps") return nullptr;
+  if (isNull && call == "IMessage::SetProps") return nullptr;
   return Complaints().at(call);
 }
 
-TEST_F(GateFaults, WhicheverCallFailsTheMailGoesAndTheLogSaysWhatWasGivenUp) {
+TEST_F(GateFaults, LetsTheMailGoAndLogsWhatItGaveUpWhicheverCallFails) {
   VARIANT_BOOL cancel = 0;
   ASSERT_TRUE(Send(&cancel));
   const std::vector<std::string_view> journal = Calls().Journal();
   const std::set<std::string_view> called(journal.begin(), journal.end());
-  EXPECT_EQ(called.size(), Complaints().size()) << "the run passes every call that can fail";
+  EXPECT_EQ(called.size(), Complaints().size()) << "the run makes every call that can fail";
   const std::vector<std::string> clean = TakeLines();
 
   for (const HRESULT result : {E_FAIL, S_OK}) {
@@ -154,7 +154,7 @@ TEST_F(GateFaults, WhicheverCallFailsTheMailGoesAndTheLogSaysWhatWasGivenUp) {
     for (std::size_t number = 1; number <= journal.size(); ++number) {
       const std::string_view call = journal[number - 1];
       SCOPED_TRACE(std::to_string(number) + " " + std::string(call) +
-                   (result == S_OK ? " gives nothing" : " fails"));
+                   (result == S_OK ? " returns null" : " fails"));
       RenewHost();
       ForgetLines();
       Calls().FailCall(number, result);

@@ -7,7 +7,7 @@ namespace tests {
 namespace {
 
 template <typename Char>
-std::uint32_t Give(const std::basic_string<Char>& path, Char* buffer, std::uint32_t size) {
+std::uint32_t CopyPath(const std::basic_string<Char>& path, Char* buffer, std::uint32_t size) {
   if (path.size() >= size) return static_cast<std::uint32_t>(path.size() + 1);
   path.copy(buffer, path.size());
   buffer[path.size()] = 0;
@@ -27,15 +27,16 @@ GateTest::GateTest()
       m_appData(m_folder.Entry("appdata")),
       m_windows(m_folder.Entry("windows")),
       m_replaceTempA([this](auto, std::uint32_t size, char* buffer) {
-        return Give(m_tempPath, buffer, size);
+        return CopyPath(m_tempPath, buffer, size);
       }),
       m_replaceTempW([this](auto, std::uint32_t size, platform::WideChar* buffer) {
-        return Give(Utf8ToWide(m_tempPath), buffer, size);
+        return CopyPath(Utf8ToWide(m_tempPath), buffer, size);
       }),
-      m_replaceWindows(
-          [this](auto, char* buffer, std::uint32_t size) { return Give(m_windows, buffer, size); }),
+      m_replaceWindows([this](auto, char* buffer, std::uint32_t size) {
+        return CopyPath(m_windows, buffer, size);
+      }),
       m_replaceAppData([this](auto, int, char* buffer) {
-        Give(m_appData, buffer, platform::kMaxPath);
+        CopyPath(m_appData, buffer, platform::kMaxPath);
         return 0;
       }),
       m_replaceTick([this](auto) { return tick; }),
@@ -102,7 +103,7 @@ simulation::host::HostLedger& GateTest::Ledger() {
   return m_host->Ledger();
 }
 
-// A tagged mail's message is left with references that nobody will release.
+// Releases the references that tagging leaves on the message.
 void GateTest::ReleaseMessage() {
   if (m_item == nullptr || Ledger().OutstandingOf("IMessage") == 0) return;
   Calls().ClearFaults();

@@ -1,6 +1,5 @@
-// What every test of the gate stands on: a simulated mail, a scripted agent that keeps what it was
-// asked, the add-in's log, a clock that only moves when it is told to, and folders of the test's
-// own.
+// The fixture of all tests of the gate: a simulated mail, a scripted agent that records its
+// requests, the add-in's log, a tick count that the test sets, and temporary folders.
 #pragma once
 
 #include <gmock/gmock.h>
@@ -40,8 +39,8 @@ namespace tests {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-// One request as the agent saw it, with the bytes of the file that its payload names, if it names
-// one: text and attachments are gone again when the check is over.
+// One request as the agent saw it. `file` has the content of the file that the payload names, since
+// the check deletes it at its end.
 struct Asked {
   std::uint32_t type;
   std::string payload;
@@ -49,7 +48,7 @@ struct Asked {
   std::optional<std::string> file;
 };
 
-// A line of the log as the tests spell it: its level, a blank, its text.
+// A line of the log as the tests write it: level, blank, text.
 inline std::string Info(const std::string& text) {
   return "Info " + text;
 }
@@ -65,47 +64,47 @@ class GateTest : public testing::Test {
   GateTest();
   ~GateTest() override;
 
-  // The mail. What is changed in it counts once the host is made, which the first call of one of
-  // the next four does, or made anew.
+  // The mail. The first call of one of the next four functions makes the host from it; later
+  // changes need RenewHost.
   simulation::mail::MailModel mail;
   simulation::host::HostMailItem* Item();
   DlpMailEvent& Sink();
   simulation::host::HostCalls& Calls();
   simulation::host::HostLedger& Ledger();
-  // Ends sink and host. The next use makes new ones from `mail`.
+  // Destroys sink and host. The next use makes new ones from `mail`.
   void RenewHost();
-  // Ends the sink alone, as the one who made it does.
+  // Destroys the sink alone.
   void EndSink() { m_sink.reset(); }
-  // The host gives up its own reference to the item.
+  // Releases the host's own reference to the item.
   void LetHostForgetItem() { m_host->ReleaseMail(*m_item); }
-  // Nothing of the host's is held but the sink's one reference to its item.
+  // Checks that the add-in holds nothing but the sink's one reference to its item.
   void ExpectNothingLeft();
 
-  // The agent's side. It answers a request with `answerTo`, if that is set, otherwise with the
-  // answer of its type, otherwise with 4. An answer of 0 is none.
+  // The agent. It answers a request by `answerTo` if that is set, otherwise by the answer for its
+  // type, otherwise by 4. With the answer 0 it stays silent.
   std::map<std::uint32_t, int> answers;
   std::function<int(const Asked&)> answerTo;
   std::function<void(const Asked&)> onAsked;
   std::vector<Asked> asked;
   std::vector<std::uint32_t> Types() const;
-  // From here on there is no agent.
+  // Ends the agent.
   void StopAgent();
 
-  // The log since the beginning or the last ForgetLines, without the channel's lines and the last
-  // words of a sink, which other tests look at.
+  // The log since the beginning or the last ForgetLines, without the lines of the channel and of
+  // the sink's destructor.
   std::vector<std::string> Lines() const;
   std::vector<std::string> TakeLines();
   int CountLines(const std::string& line) const;
   void ForgetLines() { m_log->Forget(); }
-  // The same with the channel's and the sink's own lines.
+  // The same with those lines.
   std::vector<std::string> Messages() const { return m_log->Messages(); }
   bool Has(int level, const std::string& message) const { return m_log->Has(level, message); }
   void StopLogging() { m_log.reset(); }
 
-  // The tick count. Each test begins far from what other tests have left in the cache.
+  // The tick count. Each test begins so late that no verdict of another test counts.
   std::uint32_t tick;
 
-  // Paths as the add-in forms them, and files by their place below the test's folder.
+  // Paths as the add-in makes them, and files by their path below the test's folder.
   std::string Temp(const std::string& name) const { return m_tempPath + name; }
   std::string SignaturePath(const std::string& name) const {
     return m_appData + "\\Microsoft\\Signatures\\" + name;
@@ -120,10 +119,10 @@ class GateTest : public testing::Test {
   }
   void RemoveProfile();
 
-  // Listings that were opened and not closed.
+  // Listings that are open.
   std::vector<platform::Handle> openListings;
 
-  // What SetCursor was given, in order; the cursor that stood before the first one is kOldCursor.
+  // The arguments of SetCursor, in order. Before the first call the cursor is kOldCursor.
   static inline const platform::Cursor kOldCursor = reinterpret_cast<platform::Cursor>(0x01D);
   static inline const platform::Cursor kWaiting = reinterpret_cast<platform::Cursor>(0x3A17);
   std::vector<platform::Cursor> cursors;
@@ -150,7 +149,7 @@ class GateTest : public testing::Test {
       m_replaceLoadCursor;
   platform::ScopedReplacement<platform::ui, &platform::UserInterfaceOperations::SetCursor>
       m_replaceSetCursor;
-  // What the add-in leaves behind on purpose is kept here, and ends with the test.
+  // What the add-in leaves on purpose is recorded, and freed at the end of the test.
   platform::ScopedReplacement<platform::files, &platform::FileOperations::FindFirstFileA>
       m_replaceFindFirst;
   platform::ScopedReplacement<platform::files, &platform::FileOperations::FindClose>

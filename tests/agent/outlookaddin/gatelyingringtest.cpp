@@ -1,4 +1,4 @@
-// A ring whose header lies, in front of a whole mail: nothing outside the view is written, the mail
+// Sending a mail while the ring's header is wrong: nothing outside the view is written, the mail
 // goes out, and the log says what is wrong with the ring.
 #include <atomic>
 #include <cstring>
@@ -13,12 +13,12 @@ namespace {
 
 constexpr std::uint32_t kArea = 1U << channel::kRingSizeExponent;
 constexpr std::uint32_t kView = kArea + std::uint32_t{channel::kRingOverhead};
-// Far more than the add-in maps, so that what it may write behind its view is there to be seen.
+// Far more than the add-in maps, so that writes after the end of its view show.
 constexpr std::uint32_t kMapped = 4 * kArea;
 constexpr unsigned char kUntouched = 0xEE;
 constexpr VARIANT_BOOL kNotSet = 5;
 
-// The mapping of an agent that fills the header as it likes and never takes anything.
+// The mapping of an agent that writes any header and never consumes an entry.
 class LyingRing {
  public:
   LyingRing() {
@@ -41,7 +41,7 @@ class LyingRing {
     const auto* const begin = static_cast<const unsigned char*>(m_view);
     return {begin, begin + kMapped};
   }
-  // The consumer's word, the spare bytes and all that lies behind the view.
+  // Checks the consumer's word, the spare bytes and everything after the view.
   bool IsIntactOutside() {
     const std::vector<unsigned char> bytes = Everything();
     return Header()->consumerWord == 0xC0FFEE11 &&
@@ -67,7 +67,7 @@ class GateLyingRing : public GateTest {
     m_sleep.emplace([this](auto, std::uint32_t) { ++m_sleeps; });
   }
 
-  // Sends the mail and gives the lines above Info, without those of a block that isn't there.
+  // Sends the mail and returns the channel's lines, without those about missing blocks.
   std::vector<std::string> Send() {
     tick += 10000;
     m_sleeps = 0;
@@ -89,12 +89,12 @@ class GateLyingRing : public GateTest {
   int m_sleeps = 0;
 
  private:
-  // Made when the fixture's agent, which sleeps too, is gone.
+  // Made after StopAgent, which restores the Sleep that the agent had replaced.
   std::optional<platform::ScopedReplacement<platform::clock, &platform::ClockOperations::Sleep>>
       m_sleep;
 };
 
-// What each of a mail's four requests (recipients, sender, the two markers) leaves in the log.
+// The lines of a mail's four requests: recipients, sender and the two markers.
 std::vector<std::string> FourTimes(const std::string& line) {
   std::vector<std::string> lines;
   for (int i = 0; i < 4; ++i) {
@@ -104,7 +104,7 @@ std::vector<std::string> FourTimes(const std::string& line) {
   return lines;
 }
 
-TEST_F(GateLyingRing, CapacityThatTheViewCannotHoldOrThatIsNoneIsAWrongBuffer) {
+TEST_F(GateLyingRing, TakesACapacityOutsideTheViewForAWrongBuffer) {
   const auto view = static_cast<std::int32_t>(kView);
   for (const std::int32_t capacity :
        {view - 15, view - 12, view, static_cast<std::int32_t>(kMapped), 1 << 30,
@@ -116,24 +116,24 @@ TEST_F(GateLyingRing, CapacityThatTheViewCannotHoldOrThatIsNoneIsAWrongBuffer) {
     m_ring->Header()->writeCursor = 262140;
     const std::vector<unsigned char> before = m_ring->Everything();
     EXPECT_EQ(Send(), FourTimes("PushEntry: wrong buffer!"));
-    EXPECT_TRUE(m_ring->Everything() == before) << "the ring is untouched";
-    EXPECT_EQ(m_sleeps, 0) << "nobody is waited for";
+    EXPECT_TRUE(m_ring->Everything() == before) << "the ring is unchanged";
+    EXPECT_EQ(m_sleeps, 0) << "there is nothing to wait for";
   }
 }
 
-TEST_F(GateLyingRing, CapacityThatIsNoMultipleOf4IsRefused) {
+TEST_F(GateLyingRing, RefusesACapacityThatIsNoMultipleOf4) {
   for (const std::int32_t capacity : {1, 2, 3, 262141, 262142, 262143, 262145, 262147}) {
     SCOPED_TRACE(capacity);
     m_ring->Renew();
     m_ring->Header()->capacity = capacity;
     const std::vector<unsigned char> before = m_ring->Everything();
     EXPECT_EQ(Send(), FourTimes("WriteRingBuffer: synchronization problem!"));
-    EXPECT_TRUE(m_ring->Everything() == before) << "the ring is untouched";
+    EXPECT_TRUE(m_ring->Everything() == before) << "the ring is unchanged";
     EXPECT_EQ(m_sleeps, 0);
   }
 }
 
-TEST_F(GateLyingRing, CapacityTooSmallForARequestIsRefused) {
+TEST_F(GateLyingRing, RefusesACapacityTooSmallForARequest) {
   for (const std::int32_t capacity : {4, 148}) {
     m_ring->Renew();
     m_ring->Header()->capacity = capacity;
@@ -143,7 +143,7 @@ TEST_F(GateLyingRing, CapacityTooSmallForARequestIsRefused) {
   }
 }
 
-TEST_F(GateLyingRing, HugeUsedBytesMeanAFullRing) {
+TEST_F(GateLyingRing, TakesHugeUsedBytesForAFullRing) {
   for (const std::int32_t used :
        {262144 - 148, 262145, 1 << 30, std::numeric_limits<std::int32_t>::max() - 151,
         std::numeric_limits<std::int32_t>::max()}) {
@@ -157,9 +157,9 @@ TEST_F(GateLyingRing, HugeUsedBytesMeanAFullRing) {
   }
 }
 
-// There is room by that count, so the entries go in. Nobody takes them: the mail goes when the
-// waits for the blocks are over.
-TEST_F(GateLyingRing, NegativeUsedBytesAreToldInTheLogAndTheEntriesStayInTheArea) {
+// By that count there is space, so the entries are written. Nothing consumes them, and the mail
+// goes out when the waits for the blocks have ended.
+TEST_F(GateLyingRing, LogsNegativeUsedBytesAndStaysInTheDataArea) {
   m_ring->Header()->usedBytes = -1000;
   m_ring->Header()->writeCursor = 262140 - 152;
   EXPECT_THAT(Send(), ElementsAre("WriteRingBuffer: used bytes were below zero (-1000)!",
@@ -171,14 +171,14 @@ TEST_F(GateLyingRing, NegativeUsedBytesAreToldInTheLogAndTheEntriesStayInTheArea
   EXPECT_TRUE(m_ring->IsIntactOutside());
 }
 
-TEST_F(GateLyingRing, CursorThatNoWriterLeftIsRefused) {
+TEST_F(GateLyingRing, RefusesACursorThatIsNoMultipleOf4) {
   m_ring->Header()->writeCursor = 262141;
   EXPECT_EQ(Send(), FourTimes("WriteRingBuffer: synchronization problem!"));
   EXPECT_EQ(m_ring->Header()->usedBytes, 0);
   EXPECT_TRUE(m_ring->IsIntactOutside());
 }
 
-TEST_F(GateLyingRing, CapacityThatChangesFromReadToReadNeverLeadsOutsideTheView) {
+TEST_F(GateLyingRing, StaysInTheViewWhileTheCapacityChanges) {
   std::atomic<bool> stop{false};
   std::thread liar([&] {
     const std::int32_t lies[] = {262144, 1 << 30, 64, 0, -4, 1020, 1 << 20, 262143, 4096};

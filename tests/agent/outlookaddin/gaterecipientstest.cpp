@@ -1,4 +1,4 @@
-// Whom a mail goes to: the walk over recipients and lists, and the request made of it.
+// The recipients of a mail: the walk over entries and lists, and the request.
 #include "tests/agent/outlookaddin/gatefixture.h"
 
 namespace tests {
@@ -13,17 +13,17 @@ Entry Person(std::string address) {
   return entry;
 }
 
-// A personal list, which has an id and no address.
+// A personal list with an id and no address.
 Entry List(std::vector<Entry> members) {
   auto entry = std::make_shared<MailAddressEntry>();
-  entry->displayType = outlook::olPrivateDistList;
+  entry->displayType = outlookaddin::olPrivateDistList;
   entry->id = "id";
   entry->members = std::move(members);
   return entry;
 }
 
-// An entry that nothing can be made of, unless its type is a list's.
-Entry Nobody(std::int32_t type) {
+// An entry without address, id and members.
+Entry EmptyEntry(std::int32_t type) {
   auto entry = std::make_shared<MailAddressEntry>();
   entry->displayType = type;
   return entry;
@@ -38,14 +38,14 @@ class GateRecipients : public GateTest {
   void To(std::vector<Entry> entries) {
     for (Entry& entry : entries) mail.recipients.push_back({"name", std::move(entry)});
   }
-  // The payload of the one request that was made.
+  // The payload of the one request.
   std::string Payload() {
     EXPECT_EQ(Types(), std::vector<std::uint32_t>{3});
     return asked.empty() ? std::string() : asked.front().payload;
   }
 };
 
-TEST_F(GateRecipients, EachAddressStandsWithItsNulInTheOrderOfTheMail) {
+TEST_F(GateRecipients, SendsEachAddressWithItsNulInTheOrderOfTheMail) {
   using namespace std::string_view_literals;
   To({Person("a"), Person("bc"), Person("d")});
   EXPECT_EQ(Sink().CheckRecipients(Item()), 4);
@@ -57,7 +57,7 @@ TEST_F(GateRecipients, EachAddressStandsWithItsNulInTheOrderOfTheMail) {
                           Info("Get AddressEntry address: d")));
 }
 
-TEST_F(GateRecipients, TheAgentsAnswerIsTheResult) {
+TEST_F(GateRecipients, ReturnsTheAgentsAnswer) {
   To({Person("a")});
   for (const int answer : {3, 4, 7}) {
     answers[3] = answer;
@@ -65,21 +65,21 @@ TEST_F(GateRecipients, TheAgentsAnswerIsTheResult) {
   }
 }
 
-TEST_F(GateRecipients, AnAddressWithNoTextAddsOneNul) {
+TEST_F(GateRecipients, AnEmptyAddressAddsOneNul) {
   using namespace std::string_view_literals;
   To({Person("a"), Person(""), Person("b")});
   Sink().CheckRecipients(Item());
   EXPECT_EQ(Payload(), Text("a\0\0b\0"sv));
 }
 
-TEST_F(GateRecipients, AddressesGoAsTheyAreInUtf8) {
+TEST_F(GateRecipients, SendsAddressesUnchangedInUtf8) {
   using namespace std::string_view_literals;
   To({Person(" Zo\xC3\xAB@Example.ORG ")});
   Sink().CheckRecipients(Item());
   EXPECT_EQ(Payload(), Text(" Zo\xC3\xAB@Example.ORG \0"sv));
 }
 
-TEST_F(GateRecipients, TheSameEntryBehindTwoRecipientsCountsOnce) {
+TEST_F(GateRecipients, AnEntryOfTwoRecipientsCountsOnce) {
   using namespace std::string_view_literals;
   const Entry entry = Person("a");
   To({entry, Person("b"), entry});
@@ -90,14 +90,14 @@ TEST_F(GateRecipients, TheSameEntryBehindTwoRecipientsCountsOnce) {
                           Info("The entry has been processed! skip it")));
 }
 
-TEST_F(GateRecipients, TwoEntriesOfTheSameTextCountTwice) {
+TEST_F(GateRecipients, TwoEntriesWithTheSameTextCountTwice) {
   using namespace std::string_view_literals;
   To({Person("a"), Person("a")});
   Sink().CheckRecipients(Item());
   EXPECT_EQ(Payload(), Text("a\0a\0"sv));
 }
 
-TEST_F(GateRecipients, TheMembersOfAListStandWhereTheListStood) {
+TEST_F(GateRecipients, MembersTakeThePlaceOfTheirList) {
   using namespace std::string_view_literals;
   To({Person("a"), List({Person("x"), Person("y")}), Person("b")});
   Sink().CheckRecipients(Item());
@@ -108,7 +108,7 @@ TEST_F(GateRecipients, TheMembersOfAListStandWhereTheListStood) {
                           Info("Get AddressEntry address: b")));
 }
 
-TEST_F(GateRecipients, ListsAreOpenedToAnyDepth) {
+TEST_F(GateRecipients, OpensListsToAnyDepth) {
   using namespace std::string_view_literals;
   Entry nested = List({Person("innermost")});
   for (int depth = 1; depth < 500; ++depth) nested = List({nested});
@@ -118,7 +118,7 @@ TEST_F(GateRecipients, ListsAreOpenedToAnyDepth) {
   EXPECT_EQ(CountLines(Info("AddressEntry type 5.")), 500);
 }
 
-TEST_F(GateRecipients, AListThatHoldsItselfEndsWithTheSkipLine) {
+TEST_F(GateRecipients, SkipsAListThatContainsItself) {
   using namespace std::string_view_literals;
   const Entry list = List({Person("x")});
   list->members.push_back(list);
@@ -131,10 +131,10 @@ TEST_F(GateRecipients, AListThatHoldsItselfEndsWithTheSkipLine) {
                           Info("The entry has been processed! skip it"),
                           Info("Get AddressEntry address: y")));
   RenewHost();
-  list->members.clear();  // the circle would keep itself alive
+  list->members.clear();  // the cycle of shared pointers would leak
 }
 
-TEST_F(GateRecipients, WhatAListShowedIsSkippedBehindIt) {
+TEST_F(GateRecipients, SkipsARecipientThatWasAMemberOfAnEarlierList) {
   using namespace std::string_view_literals;
   const Entry shared = Person("x");
   To({List({shared, Person("y")}), shared, List({shared})});
@@ -143,7 +143,7 @@ TEST_F(GateRecipients, WhatAListShowedIsSkippedBehindIt) {
   EXPECT_EQ(CountLines(Info("The entry has been processed! skip it")), 2);
 }
 
-TEST_F(GateRecipients, AListWithAnAddressIsNotOpened) {
+TEST_F(GateRecipients, DoesNotOpenAListWithAnAddress) {
   using namespace std::string_view_literals;
   const Entry list = List({Person("x")});
   list->address = "list@example.org";
@@ -154,9 +154,9 @@ TEST_F(GateRecipients, AListWithAnAddressIsNotOpened) {
   EXPECT_EQ(Calls().Count("AddressEntry::get_Members"), 0U);
 }
 
-TEST_F(GateRecipients, AnEntryOfAnotherTypeWithoutAddressIsLost) {
+TEST_F(GateRecipients, SkipsAnEntryWithoutAddressThatIsNoList) {
   using namespace std::string_view_literals;
-  To({Nobody(1), Person("b")});
+  To({EmptyEntry(1), Person("b")});
   Sink().CheckRecipients(Item());
   EXPECT_EQ(Payload(), Text("b\0"sv));
   EXPECT_THAT(Lines(),
@@ -164,7 +164,7 @@ TEST_F(GateRecipients, AnEntryOfAnotherTypeWithoutAddressIsLost) {
                           Info("Get AddressEntry address: b")));
 }
 
-TEST_F(GateRecipients, AListWithoutIdIsNotOpened) {
+TEST_F(GateRecipients, DoesNotOpenAListWithoutId) {
   const Entry list = List({Person("x")});
   list->id.reset();
   To({list});
@@ -175,7 +175,7 @@ TEST_F(GateRecipients, AListWithoutIdIsNotOpened) {
   EXPECT_THAT(asked, IsEmpty());
 }
 
-TEST_F(GateRecipients, AFailedIdIsShownAndTheListNotOpened) {
+TEST_F(GateRecipients, LogsAFailedIdAndDoesNotOpenTheList) {
   To({List({Person("x")})});
   Calls().FailEach("AddressEntry::get_ID", E_FAIL);
   EXPECT_EQ(Sink().CheckRecipients(Item()), 1);
@@ -184,7 +184,7 @@ TEST_F(GateRecipients, AFailedIdIsShownAndTheListNotOpened) {
   EXPECT_EQ(Calls().Count("AddressEntry::get_Members"), 0U);
 }
 
-TEST_F(GateRecipients, AListWithoutMembersIsSkipped) {
+TEST_F(GateRecipients, SkipsAListWithoutMembers) {
   for (const HRESULT result : {S_OK, E_FAIL}) {
     mail.recipients.clear();
     To({List({Person("x")}), Person("b")});
@@ -199,14 +199,14 @@ TEST_F(GateRecipients, AListWithoutMembersIsSkipped) {
   }
 }
 
-TEST_F(GateRecipients, AnUnreadableTypeSkipsTheEntry) {
-  To({Nobody(5)});
+TEST_F(GateRecipients, SkipsAnEntryWithAnUnreadableType) {
+  To({EmptyEntry(5)});
   Calls().FailEach("AddressEntry::get_DisplayType", E_ACCESSDENIED);
   EXPECT_EQ(Sink().CheckRecipients(Item()), 1);
   EXPECT_THAT(Lines(), ElementsAre(Err("Get DisplayType failed: 0x80070005")));
 }
 
-TEST_F(GateRecipients, AFailedAddressCountsAsNoAddress) {
+TEST_F(GateRecipients, TakesAnUnreadableAddressForNone) {
   To({Person("a")});
   Calls().FailEach("AddressEntry::get_Address", E_FAIL);
   EXPECT_EQ(Sink().CheckRecipients(Item()), 1);
@@ -214,7 +214,7 @@ TEST_F(GateRecipients, AFailedAddressCountsAsNoAddress) {
               ElementsAre(Info("AddressEntry type 0."), Warn("Not support displayType, skip it.")));
 }
 
-TEST_F(GateRecipients, NoCollectionMeansNoRequest) {
+TEST_F(GateRecipients, MakesNoRequestWithoutACollection) {
   To({Person("a")});
   Calls().FailEach("_MailItem::get_Recipients", E_UNEXPECTED);
   EXPECT_EQ(Sink().CheckRecipients(Item()), 1);
@@ -227,7 +227,7 @@ TEST_F(GateRecipients, NoCollectionMeansNoRequest) {
   EXPECT_THAT(asked, IsEmpty());
 }
 
-TEST_F(GateRecipients, ACountOfZeroIsAnError) {
+TEST_F(GateRecipients, TreatsACountOf0AsAnError) {
   EXPECT_EQ(Sink().CheckRecipients(Item()), 1);
   EXPECT_THAT(Lines(),
               ElementsAre(Err("Get recipients counts failed: 0x0, and don't check recpients.")));
@@ -235,7 +235,7 @@ TEST_F(GateRecipients, ACountOfZeroIsAnError) {
   EXPECT_THAT(asked, IsEmpty());
 }
 
-TEST_F(GateRecipients, AnUnreadableCountIsAnError) {
+TEST_F(GateRecipients, TreatsAnUnreadableCountAsAnError) {
   To({Person("a")});
   Calls().FailEach("Recipients::get_Count", E_FAIL);
   EXPECT_EQ(Sink().CheckRecipients(Item()), 1);
@@ -244,7 +244,7 @@ TEST_F(GateRecipients, AnUnreadableCountIsAnError) {
   EXPECT_EQ(Calls().Count("Recipients::Item"), 0U);
 }
 
-TEST_F(GateRecipients, OneUnreadableRecipientCostsThatOneOnly) {
+TEST_F(GateRecipients, LosesOnlyTheRecipientThatIsUnreadable) {
   using namespace std::string_view_literals;
   To({Person("a"), Person("b"), Person("c"), Person("d")});
   Calls().FailCallOf("Recipients::Item", 2, E_FAIL);
@@ -255,7 +255,7 @@ TEST_F(GateRecipients, OneUnreadableRecipientCostsThatOneOnly) {
   EXPECT_EQ(CountLines(Err("Get Item from recipients failed: 0x0")), 1);
 }
 
-TEST_F(GateRecipients, ARecipientWithoutEntryCostsThatOneOnly) {
+TEST_F(GateRecipients, LosesOnlyTheRecipientWithoutAnEntry) {
   using namespace std::string_view_literals;
   To({Person("a"), nullptr, Person("c"), Person("d")});
   Calls().FailCallOf("Recipient::get_AddressEntry", 3, E_FAIL);
@@ -265,7 +265,7 @@ TEST_F(GateRecipients, ARecipientWithoutEntryCostsThatOneOnly) {
   EXPECT_EQ(CountLines(Err("Get AddressEntry from recipient failed: 0x80004005")), 1);
 }
 
-TEST_F(GateRecipients, WhenAllRecipientsFailThereIsALineForEachAndNoRequest) {
+TEST_F(GateRecipients, LogsEachRecipientAndMakesNoRequestWhenAllFail) {
   To({Person("a"), Person("b"), Person("c")});
   Calls().FailEach("Recipients::Item", E_FAIL);
   EXPECT_EQ(Sink().CheckRecipients(Item()), 1);
@@ -275,7 +275,7 @@ TEST_F(GateRecipients, WhenAllRecipientsFailThereIsALineForEachAndNoRequest) {
   EXPECT_THAT(asked, IsEmpty());
 }
 
-TEST_F(GateRecipients, AWarningOfTheHostIsNoFailure) {
+TEST_F(GateRecipients, TakesAPositiveResultForSuccess) {
   using namespace std::string_view_literals;
   To({Person("a")});
   for (const char* call : {"_MailItem::get_Recipients", "Recipients::get_Count", "Recipients::Item",
@@ -286,7 +286,7 @@ TEST_F(GateRecipients, AWarningOfTheHostIsNoFailure) {
   EXPECT_EQ(Payload(), Text("a\0"sv));
 }
 
-TEST_F(GateRecipients, AFailedWalkEndsTheListAndKeepsWhatWasFound) {
+TEST_F(GateRecipients, KeepsTheMembersThatItFoundBeforeAFailure) {
   using namespace std::string_view_literals;
   To({List({Person("x"), Person("y")}), Person("b")});
   Calls().FailCallOf("AddressEntries::GetNext", 1, E_FAIL);
@@ -294,7 +294,7 @@ TEST_F(GateRecipients, AFailedWalkEndsTheListAndKeepsWhatWasFound) {
   EXPECT_EQ(Payload(), Text("x\0b\0"sv));
 }
 
-TEST_F(GateRecipients, TheFirstMembersResultIsNotLookedAt) {
+TEST_F(GateRecipients, IgnoresTheResultOfTheFirstMember) {
   using namespace std::string_view_literals;
   To({List({Person("x"), Person("y")})});
   Calls().FailEach("AddressEntries::GetFirst", S_FALSE);
@@ -302,12 +302,12 @@ TEST_F(GateRecipients, TheFirstMembersResultIsNotLookedAt) {
   EXPECT_EQ(Payload(), Text("x\0y\0"sv));
 }
 
-TEST_F(GateRecipients, AnEntryThatDoesNotTellItsIdentityRaisesItsResult) {
+TEST_F(GateRecipients, ThrowsTheResultOfAFailedIdentityQuery) {
   To({Person("a"), Person("b")});
   Calls().FailEach("AddressEntry::QueryInterface(IUnknown)", E_NOINTERFACE);
   try {
     Sink().CheckRecipients(Item());
-    ADD_FAILURE() << "nothing was raised";
+    ADD_FAILURE() << "no exception";
   } catch (const _com_error& error) {
     EXPECT_EQ(error.Error(), E_NOINTERFACE);
   }
@@ -315,20 +315,20 @@ TEST_F(GateRecipients, AnEntryThatDoesNotTellItsIdentityRaisesItsResult) {
   ExpectNothingLeft();
 }
 
-TEST_F(GateRecipients, ALoneEntryIsComparedWithNothing) {
+TEST_F(GateRecipients, DoesNotQueryTheIdentityOfASingleEntry) {
   To({Person("a")});
   Calls().FailEach("AddressEntry::QueryInterface(IUnknown)", E_NOINTERFACE);
   EXPECT_EQ(Sink().CheckRecipients(Item()), 4);
 }
 
-TEST_F(GateRecipients, NothingIsHeldBehindTheCall) {
+TEST_F(GateRecipients, KeepsNoReferences) {
   const Entry shared = Person("x");
-  To({Person("a"), List({shared, List({shared, Person("y")}), Nobody(1)}), nullptr, shared});
+  To({Person("a"), List({shared, List({shared, Person("y")}), EmptyEntry(1)}), nullptr, shared});
   Sink().CheckRecipients(Item());
   ExpectNothingLeft();
 }
 
-TEST_F(GateRecipients, NothingIsHeldBehindAFailureOfAnyCall) {
+TEST_F(GateRecipients, KeepsNoReferencesWhicheverCallFails) {
   const Entry shared = Person("x");
   To({Person("a"), List({shared, List({shared, Person("y")})}), shared});
   Sink().CheckRecipients(Item());
@@ -340,7 +340,7 @@ TEST_F(GateRecipients, NothingIsHeldBehindAFailureOfAnyCall) {
       try {
         Sink().CheckRecipients(Item());
       } catch (const _com_error&) {
-        // The identity queries are among the calls.
+        // An identity query failed.
       }
       EXPECT_EQ(Calls().FaultsGiven(), 1U) << number;
       ExpectNothingLeft();
@@ -348,7 +348,7 @@ TEST_F(GateRecipients, NothingIsHeldBehindAFailureOfAnyCall) {
   }
 }
 
-TEST_F(GateRecipients, EachRecipientCostsTheHostTheSameFewCalls) {
+TEST_F(GateRecipients, TheNumberOfHostCallsGrowsLinearly) {
   const auto callsFor = [this](int count) {
     mail.recipients.clear();
     for (int number = 0; number < count; ++number) To({Person(std::to_string(number))});

@@ -1,4 +1,4 @@
-// Who sends a mail: the account of the mail on the versions that have it, or the session's user.
+// The sender of a mail: the mail's account on the versions that read it, or the session's user.
 #include "tests/agent/outlookaddin/gatefixture.h"
 
 namespace tests {
@@ -15,7 +15,7 @@ class GateSender : public GateTest {
   }
   ~GateSender() override { g_outlookVersionCode = 0; }
 
-  // Checks the sender on that version and gives the text that reached the agent.
+  // Checks the sender on that version and returns the text that the agent got.
   std::string SenderOn(std::int32_t version) {
     g_outlookVersionCode = version;
     asked.clear();
@@ -25,14 +25,14 @@ class GateSender : public GateTest {
   }
 };
 
-TEST_F(GateSender, Version12GivesTheAccountsOwnText) {
+TEST_F(GateSender, Version12SendsTheAccountsOwnText) {
   EXPECT_EQ(SenderOn(2), "account text");
   EXPECT_THAT(Lines(), ElementsAre(Info("Sender: account text")));
   EXPECT_EQ(Calls().Count("_Account::get_CurrentUser"), 0U);
   EXPECT_EQ(Calls().Count("_MailItem::get_Session"), 0U);
 }
 
-TEST_F(GateSender, Versions14And15GiveTheAccountsUser) {
+TEST_F(GateSender, Versions14And15SendTheAccountsUser) {
   for (const std::int32_t version : {3, 4}) {
     EXPECT_EQ(SenderOn(version), "Account User");
     EXPECT_THAT(TakeLines(), ElementsAre(Info("Sender: Account User")));
@@ -41,7 +41,7 @@ TEST_F(GateSender, Versions14And15GiveTheAccountsUser) {
   EXPECT_EQ(Calls().Count("_MailItem::get_Session"), 0U);
 }
 
-TEST_F(GateSender, OtherVersionsNeverAskForTheAccount) {
+TEST_F(GateSender, OtherVersionsDoNotReadTheAccount) {
   for (const std::int32_t version : {5, 0, 1}) {
     EXPECT_EQ(SenderOn(version), "Session User");
     EXPECT_THAT(TakeLines(), ElementsAre(Info(kFallback), Info("Sender: Session User")));
@@ -49,7 +49,7 @@ TEST_F(GateSender, OtherVersionsNeverAskForTheAccount) {
   EXPECT_EQ(Calls().Count("_MailItem::get_SendUsingAccount"), 0U);
 }
 
-TEST_F(GateSender, WithoutAnAccountTheSessionUserIsUsed) {
+TEST_F(GateSender, SendsTheSessionUserWithoutAnAccount) {
   mail.accountUserName.reset();
   mail.accountSenderName.reset();
   EXPECT_EQ(SenderOn(3), "Session User");
@@ -57,20 +57,20 @@ TEST_F(GateSender, WithoutAnAccountTheSessionUserIsUsed) {
   EXPECT_THAT(Lines(), ElementsAre(Info(kFallback), Info("Sender: Session User")));
 }
 
-TEST_F(GateSender, AnAccountWithoutTextLeadsToTheSessionUser) {
+TEST_F(GateSender, SendsTheSessionUserIfTheAccountHasNoText) {
   mail.accountUserName.reset();
   EXPECT_EQ(SenderOn(2), "Session User");
   EXPECT_EQ(Calls().Count("_Account::get_UserName"), 1U);
   EXPECT_EQ(CountLines(Info(kFallback)), 1);
 }
 
-TEST_F(GateSender, AnAccountWithoutUserLeadsToTheSessionUser) {
+TEST_F(GateSender, SendsTheSessionUserIfTheAccountHasNoUser) {
   mail.accountSenderName.reset();
   EXPECT_EQ(SenderOn(4), "Session User");
   EXPECT_EQ(Calls().Count("_Account::get_CurrentUser"), 1U);
 }
 
-TEST_F(GateSender, AnyFailureOnTheWayThroughTheAccountLeadsToTheSessionUser) {
+TEST_F(GateSender, SendsTheSessionUserAfterAnyFailureOfTheAccount) {
   for (const HRESULT result : {S_OK, E_FAIL}) {
     for (const char* call : {"_MailItem::get_SendUsingAccount", "_Account::get_CurrentUser"}) {
       RenewHost();
@@ -86,7 +86,7 @@ TEST_F(GateSender, AnyFailureOnTheWayThroughTheAccountLeadsToTheSessionUser) {
   }
 }
 
-TEST_F(GateSender, WithoutAnySenderThereIsNoRequest) {
+TEST_F(GateSender, MakesNoRequestWithoutASender) {
   for (const HRESULT result : {S_OK, E_FAIL}) {
     for (const char* call :
          {"_MailItem::get_Session", "_NameSpace::get_CurrentUser", "Recipient::get_Name"}) {
@@ -102,7 +102,7 @@ TEST_F(GateSender, WithoutAnySenderThereIsNoRequest) {
   }
 }
 
-TEST_F(GateSender, TheTextLeavesAsUtf8) {
+TEST_F(GateSender, SendsTheNameInUtf8) {
   mail.senderName = "Zo\xC3\xAB";
   g_outlookVersionCode = 5;
   EXPECT_EQ(Sink().CheckSender(Item()), 4);
@@ -112,18 +112,18 @@ TEST_F(GateSender, TheTextLeavesAsUtf8) {
   EXPECT_EQ(asked[0].name, "");
 }
 
-TEST_F(GateSender, AnEmptyNameIsSentLikeAnyOther) {
+TEST_F(GateSender, SendsAnEmptyName) {
   mail.accountUserName = "";
   EXPECT_EQ(SenderOn(2), "");
   EXPECT_THAT(Lines(), ElementsAre(Info("Sender: ")));
 }
 
-TEST_F(GateSender, TheAgentsAnswerIsTheResult) {
+TEST_F(GateSender, ReturnsTheAgentsAnswer) {
   answers[7] = 3;
   EXPECT_EQ(Sink().CheckSender(Item()), 3);
 }
 
-TEST_F(GateSender, WithoutLoggingTheNameIsConvertedForTheRequestOnly) {
+TEST_F(GateSender, ConvertsTheNameForTheLogOnlyIfTheModuleIsLogged) {
   int conversions = 0;
   platform::ScopedReplacement<platform::codepages,
                               &platform::CodePageOperations::WideCharToMultiByte>
@@ -140,7 +140,7 @@ TEST_F(GateSender, WithoutLoggingTheNameIsConvertedForTheRequestOnly) {
   EXPECT_GT(conversions, 0);
 }
 
-TEST_F(GateSender, NothingIsHeldBehindTheCall) {
+TEST_F(GateSender, KeepsNoReferences) {
   for (const std::int32_t version : {0, 2, 3}) {
     SenderOn(version);
     ExpectNothingLeft();

@@ -1,4 +1,4 @@
-// The Send handler and the memory of its verdicts.
+// The Send handler and its cache of verdicts.
 #include "tests/agent/outlookaddin/gatefixture.h"
 
 namespace tests {
@@ -13,15 +13,15 @@ class GateSend : public GateTest {
     mail.senderName = "Sender";
   }
 
-  // Fires the handler and gives what stands in Cancel behind it.
+  // Calls the handler and returns Cancel afterwards.
   VARIANT_BOOL Send(VARIANT_BOOL cancel = 0) {
     asked.clear();
     EXPECT_EQ(Sink().OnMailSend(&cancel), S_OK);
     return cancel;
   }
-  // From the next Send on the check ends with this. Without a usable answer it ends with 1: the
-  // last stage has nothing to ask.
-  void LetTheCheckGive(int result) {
+  // Makes the agent's answers lead to this result. A closing answer that decides nothing leads to
+  // 1, since the mail has no attachments to ask about.
+  void LetTheCheckReturn(int result) {
     answers[9] = result;
     answers[3] = result == 2 ? 1 : 4;
   }
@@ -43,8 +43,8 @@ class GateSend : public GateTest {
   }
 };
 
-TEST_F(GateSend, ABlockSetsCancelToTheNumber1) {
-  LetTheCheckGive(3);
+TEST_F(GateSend, ABlockStores1InCancel) {
+  LetTheCheckReturn(3);
   EXPECT_EQ(Send(), 1);
   EXPECT_EQ(CountLines(Info("Block current mail sending.")), 1);
 }
@@ -53,7 +53,7 @@ TEST_F(GateSend, EveryOtherVerdictLeavesCancelAlone) {
   for (const int result : {1, 2, 4, 7}) {
     RenewHost();
     tick += 10000;
-    LetTheCheckGive(result);
+    LetTheCheckReturn(result);
     EXPECT_EQ(Send(0), 0) << result;
     tick += 10000;
     EXPECT_EQ(Send(VARIANT_TRUE), VARIANT_TRUE) << result;
@@ -61,22 +61,22 @@ TEST_F(GateSend, EveryOtherVerdictLeavesCancelAlone) {
   EXPECT_EQ(CountLines(Info("Block current mail sending.")), 0);
 }
 
-TEST_F(GateSend, ACachedPassLeavesAForeignCancelAlone) {
-  LetTheCheckGive(4);
+TEST_F(GateSend, ACachedPassLeavesCancelAlone) {
+  LetTheCheckReturn(4);
   Send();
   EXPECT_EQ(Send(5), 5);
   EXPECT_FALSE(Asks());
 }
 
-TEST_F(GateSend, WithoutAPlaceForCancelABlockIsOnlyLogged) {
-  LetTheCheckGive(3);
+TEST_F(GateSend, LogsABlockEvenWithoutACancelFlag) {
+  LetTheCheckReturn(3);
   EXPECT_EQ(Sink().OnMailSend(nullptr), S_OK);
   EXPECT_EQ(CountLines(Info("Block current mail sending.")), 1);
 }
 
-TEST_F(GateSend, AVerdictCountsFor5000MillisecondsAndNotOneMore) {
+TEST_F(GateSend, AVerdictCountsFor5000Milliseconds) {
   for (const std::uint32_t age : {5000U, 5001U}) {
-    LetTheCheckGive(4);
+    LetTheCheckReturn(4);
     tick += 100000;
     Send();
     ASSERT_TRUE(Asks());
@@ -88,8 +88,8 @@ TEST_F(GateSend, AVerdictCountsFor5000MillisecondsAndNotOneMore) {
   }
 }
 
-TEST_F(GateSend, TheAgeComesOutRightAcrossTheWrapOfTheTickCount) {
-  LetTheCheckGive(4);
+TEST_F(GateSend, TheTickCountMayWrap) {
+  LetTheCheckReturn(4);
   tick = 0xFFFFFFFF - 1999;
   Send();
   tick += 5000;
@@ -104,63 +104,54 @@ TEST_F(GateSend, TheAgeComesOutRightAcrossTheWrapOfTheTickCount) {
   EXPECT_TRUE(Asks());
 }
 
-TEST_F(GateSend, ThePurgeTakesTheAgedVerdictsOfAllMails) {
-  const std::size_t before = [this] {
-    LONG result = 0;
-    Sink().IsMailChecked(Item(), &result);
-    return g_verdictCache.Size();
-  }();
-  ASSERT_EQ(before, 0U);
-  int mails[3] = {};
+TEST_F(GateSend, ALookupErasesOldVerdictsOfAllMails) {
+  int mails[4] = {};
   const auto itemAt = [&](int number) { return reinterpret_cast<_MailItem*>(&mails[number]); };
   EXPECT_EQ(Sink().MarkMailChecked(itemAt(0), 4), 1);
   tick += 1;
   EXPECT_EQ(Sink().MarkMailChecked(itemAt(1), 4), 1);
   tick += 5000;
   EXPECT_EQ(Sink().MarkMailChecked(itemAt(2), 7), 1);
-  EXPECT_EQ(g_verdictCache.Size(), 3U) << "storing forgets nothing";
+  EXPECT_NE(g_verdictCache.Find(itemAt(0)), nullptr) << "storing forgets nothing";
   LONG result = 99;
-  EXPECT_FALSE(Sink().IsMailChecked(itemAt(0), &result));
-  EXPECT_EQ(result, 99) << "untouched";
-  EXPECT_EQ(g_verdictCache.Size(), 2U);
+  EXPECT_FALSE(Sink().IsMailChecked(itemAt(3), &result)) << "a lookup of another mail";
+  EXPECT_EQ(result, 99) << "unchanged";
+  EXPECT_EQ(g_verdictCache.Find(itemAt(0)), nullptr);
   EXPECT_TRUE(Sink().IsMailChecked(itemAt(1), &result));
   EXPECT_EQ(result, 4);
   EXPECT_TRUE(Sink().IsMailChecked(itemAt(2), &result));
   EXPECT_EQ(result, 7);
 }
 
-TEST_F(GateSend, ALookupForNoItemLeavesAgedEntriesAndTheLogAlone) {
+TEST_F(GateSend, ALookupForANullItemErasesAndLogsNothing) {
   Sink().MarkMailChecked(Item(), 4);
-  const std::size_t size = g_verdictCache.Size();
   tick += 100000;
   ForgetLines();
   LONG result = 99;
   EXPECT_FALSE(Sink().IsMailChecked(nullptr, &result));
   EXPECT_EQ(result, 99);
-  EXPECT_EQ(g_verdictCache.Size(), size);
+  EXPECT_NE(g_verdictCache.Find(Item()), nullptr);
   EXPECT_THAT(Lines(), IsEmpty());
 }
 
-TEST_F(GateSend, AnEntryIsOverwrittenInBothFields) {
+TEST_F(GateSend, StoringOverwritesVerdictAndTime) {
   Sink().MarkMailChecked(Item(), 4);
-  const std::size_t size = g_verdictCache.Size();
   tick += 4000;
   Sink().MarkMailChecked(Item(), 7);
-  EXPECT_EQ(g_verdictCache.Size(), size);
   tick += 4000;
   LONG result = 0;
   EXPECT_TRUE(Sink().IsMailChecked(Item(), &result));
   EXPECT_EQ(result, 7);
 }
 
-TEST_F(GateSend, ABlockIsCheckedAgainAtTheNextSend) {
-  LetTheCheckGive(3);
+TEST_F(GateSend, ChecksABlockedMailAgain) {
+  LetTheCheckReturn(3);
   EXPECT_EQ(Send(), 1);
   LONG cached = 0;
   EXPECT_TRUE(Sink().IsMailChecked(Item(), &cached));
   EXPECT_EQ(cached, 3);
 
-  LetTheCheckGive(2);
+  LetTheCheckReturn(2);
   ForgetLines();
   EXPECT_EQ(Send(), 0);
   EXPECT_TRUE(Asks());
@@ -169,8 +160,8 @@ TEST_F(GateSend, ABlockIsCheckedAgainAtTheNextSend) {
   EXPECT_EQ(cached, 2);
 }
 
-TEST_F(GateSend, ATagIsWrittenAgainWithNoRequest) {
-  LetTheCheckGive(7);
+TEST_F(GateSend, WritesATagAgainWithoutARequest) {
+  LetTheCheckReturn(7);
   EXPECT_EQ(Send(), 0);
   EXPECT_TRUE(Asks());
   EXPECT_EQ(Item()->Header("QV_DLP_TAGGING"), "The message is sensitive");
@@ -181,7 +172,7 @@ TEST_F(GateSend, ATagIsWrittenAgainWithNoRequest) {
   EXPECT_EQ(Calls().Count("IMessage::SetProps"), 2U);
 }
 
-TEST_F(GateSend, APassIsTakenOverAndStampedAnew) {
+TEST_F(GateSend, TakesOverAPassAndRenewsItsTime) {
   for (const int result : {1, 2, 4}) {
     RenewHost();
     tick += 100000;
@@ -190,7 +181,7 @@ TEST_F(GateSend, APassIsTakenOverAndStampedAnew) {
       attachment.fileName = "a";
       mail.attachments = {attachment};
     }
-    LetTheCheckGive(result);
+    LetTheCheckReturn(result);
     EXPECT_EQ(Send(), 0);
     EXPECT_TRUE(Asks());
     for (int again = 0; again < 3; ++again) {
@@ -203,8 +194,8 @@ TEST_F(GateSend, APassIsTakenOverAndStampedAnew) {
   }
 }
 
-TEST_F(GateSend, ThePeriodRunsFromTheEndOfTheCheck) {
-  LetTheCheckGive(4);
+TEST_F(GateSend, TheVerdictsAgeCountsFromTheEndOfTheCheck) {
+  LetTheCheckReturn(4);
   onAsked = [this](const Asked& one) {
     if (one.type == 9) tick += 60000;
   };
@@ -214,10 +205,10 @@ TEST_F(GateSend, ThePeriodRunsFromTheEndOfTheCheck) {
   EXPECT_FALSE(Asks());
 }
 
-TEST_F(GateSend, ANewItemAtTheSamePlaceInheritsTheVerdict) {
-  LetTheCheckGive(4);
+TEST_F(GateSend, ANewItemAtTheSameAddressInheritsTheVerdict) {
+  LetTheCheckReturn(4);
   Send();
-  // The sink of a later mail whose item has the same address.
+  // A later sink on an item with the same address.
   Item()->AddRef();
   DlpMailEvent later(Item());
   VARIANT_BOOL cancel = 0;
@@ -226,14 +217,14 @@ TEST_F(GateSend, ANewItemAtTheSamePlaceInheritsTheVerdict) {
   EXPECT_FALSE(Asks());
 }
 
-TEST_F(GateSend, TheWaitCursorStandsForAsLongAsTheHandlerRuns) {
-  LetTheCheckGive(3);
+TEST_F(GateSend, ShowsTheWaitCursorWhileItRuns) {
+  LetTheCheckReturn(3);
   onAsked = [this](const Asked&) { EXPECT_THAT(cursors, ElementsAre(kWaiting)); };
   Send();
   EXPECT_TRUE(Asks());
   EXPECT_THAT(cursors, ElementsAre(kWaiting, kOldCursor));
   cursors.clear();
-  LetTheCheckGive(4);
+  LetTheCheckReturn(4);
   Send();
   cursors.clear();
   onAsked = nullptr;
@@ -242,8 +233,8 @@ TEST_F(GateSend, TheWaitCursorStandsForAsLongAsTheHandlerRuns) {
   EXPECT_THAT(cursors, ElementsAre(kWaiting, kOldCursor));
 }
 
-TEST_F(GateSend, TheTagIsWrittenBeforeTheStamp) {
-  LetTheCheckGive(7);
+TEST_F(GateSend, TheVerdictsAgeCountsFromTheEndOfTheTagging) {
+  LetTheCheckReturn(7);
   platform::ScopedReplacement<platform::mapi, &platform::MapiOperations::HrSetOneProp> slow(
       [this](auto original, IMAPIProp* object, SPropValue* value) {
         tick += 60000;
@@ -255,8 +246,8 @@ TEST_F(GateSend, TheTagIsWrittenBeforeTheStamp) {
   EXPECT_FALSE(Asks());
 }
 
-TEST_F(GateSend, AFailedTagLetsTheMailGoAndIsRemembered) {
-  LetTheCheckGive(7);
+TEST_F(GateSend, LetsTheMailGoAndRemembersTheVerdictWhenTheTagFails) {
+  LetTheCheckReturn(7);
   Calls().FailEach("_MailItem::get_MAPIOBJECT", E_FAIL);
   EXPECT_EQ(Send(), 0);
   LONG cached = 0;
@@ -264,7 +255,7 @@ TEST_F(GateSend, AFailedTagLetsTheMailGoAndIsRemembered) {
   EXPECT_EQ(cached, 7);
 }
 
-TEST_F(GateSend, WithoutAnAgentTheMailGoesAtOnceAndTheVerdictIsKept) {
+TEST_F(GateSend, LetsTheMailGoAtOnceWithoutAnAgent) {
   StopAgent();
   EXPECT_EQ(Send(), 0);
   LONG cached = 0;
@@ -272,7 +263,7 @@ TEST_F(GateSend, WithoutAnAgentTheMailGoesAtOnceAndTheVerdictIsKept) {
   EXPECT_EQ(cached, 2);
 }
 
-TEST_F(GateSend, AnAgentThatIsSilentOrUnclearLetsTheMailGoAndTheVerdictIsKept) {
+TEST_F(GateSend, LetsTheMailGoWithoutAUsableAnswer) {
   for (const int answer : {0, 2, 5, 6, 8, 9, 100}) {
     RenewHost();
     tick += 100000;
@@ -285,7 +276,7 @@ TEST_F(GateSend, AnAgentThatIsSilentOrUnclearLetsTheMailGoAndTheVerdictIsKept) {
   }
 }
 
-TEST_F(GateSend, AnItemThatCannotBeReadLetsTheMailGo) {
+TEST_F(GateSend, LetsAnUnreadableMailGo) {
   for (const char* call : {"_MailItem::get_Recipients", "_MailItem::get_Subject",
                            "_MailItem::get_Body", "_MailItem::get_Attachments"}) {
     RenewHost();
@@ -297,16 +288,19 @@ TEST_F(GateSend, AnItemThatCannotBeReadLetsTheMailGo) {
   }
 }
 
-TEST_F(GateSend, AHandlerOfManyMailsPurgesWhatHasAged) {
-  LONG result = 0;
-  Sink().IsMailChecked(Item(), &result);
+TEST_F(GateSend, ASendErasesAThousandOldVerdicts) {
   std::vector<char> places(1000);
+  const auto remembered = [&] {
+    return std::count_if(places.begin(), places.end(), [](char& place) {
+      return g_verdictCache.Find(reinterpret_cast<_MailItem*>(&place)) != nullptr;
+    });
+  };
   for (char& place : places) Sink().MarkMailChecked(reinterpret_cast<_MailItem*>(&place), 4);
-  EXPECT_EQ(g_verdictCache.Size(), 1000U) << "there is no limit";
+  EXPECT_EQ(remembered(), 1000) << "there is no limit";
   tick += 5001;
-  LetTheCheckGive(4);
+  LetTheCheckReturn(4);
   Send();
-  EXPECT_EQ(g_verdictCache.Size(), 1U);
+  EXPECT_EQ(remembered(), 0);
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-// The image of a signature: its name in the HTML, its place on the disk, and the request for it.
+// The image of a signature: its name in the HTML, the search for its file, and the request.
 #include "tests/agent/outlookaddin/gatefixture.h"
 
 namespace tests {
@@ -6,8 +6,8 @@ namespace {
 
 constexpr const char* kNotFound = "Cannot find signature filepath.";
 
-// Shows that folder and its own folders as they are given, in that order. An empty
-// folder and one that refuses can't be listed.
+// Replaces the listings of a folder and of the folders in it, in the given order. An empty folder
+// can't be listed.
 class FakeListing {
  public:
   struct Outer {
@@ -30,7 +30,7 @@ class FakeListing {
 
  private:
   struct Walk {
-    std::vector<platform::FindData> left;  // the next one last
+    std::vector<platform::FindData> left;  // in reverse order
   };
 
   static platform::FindData Record(const std::string& name, bool isFolder) {
@@ -72,13 +72,13 @@ class GateSignatureName : public GateTest {};
 
 class GateSignature : public GateTest {
  protected:
-  // The path that the sink keeps: what it asks the agent about, if anything.
+  // The path that the sink has kept, read from the request that it makes.
   std::string KeptPath() {
     asked.clear();
     Sink().CheckSignature();
     return asked.empty() ? "" : asked.front().payload;
   }
-  // Checks the body of a mail with that HTML.
+  // Checks the body of a mail with this HTML.
   void CheckBodyWith(const std::string& html) {
     mail.body = "";
     mail.htmlBody = html;
@@ -87,14 +87,14 @@ class GateSignature : public GateTest {
   }
 };
 
-TEST_F(GateSignatureName, IsWhatStandsBetweenTheKeywords) {
+TEST_F(GateSignatureName, IsTheTextBetweenTheKeywords) {
   EXPECT_EQ(DlpMailEvent::GetSignatureImageName(
                 "<p>text</p><img src=\"cid:image001.png@01D5A3.7C6\"> me@example.org"),
             "image001.png");
   EXPECT_THAT(Lines(), IsEmpty());
 }
 
-TEST_F(GateSignatureName, OtherSpellingsOfTheKeywordDoNotCount) {
+TEST_F(GateSignatureName, IgnoresOtherSpellingsOfTheKeyword) {
   for (const char* html :
        {"<img src='cid:a.png@1'>", "<img SRC=\"cid:a.png@1\">", "<img src = \"cid:a.png@1\">",
         "<img src=\"CID:a.png@1\">", "<img src=cid:a.png@1>", "", "me@example.org"}) {
@@ -103,24 +103,24 @@ TEST_F(GateSignatureName, OtherSpellingsOfTheKeywordDoNotCount) {
   EXPECT_THAT(Lines(), IsEmpty());
 }
 
-TEST_F(GateSignatureName, WithoutAnEndKeywordThereIsAWarningAndNoName) {
+TEST_F(GateSignatureName, IsEmptyWithAWarningIfTheEndKeywordIsMissing) {
   EXPECT_EQ(DlpMailEvent::GetSignatureImageName("me@example.org <img src=\"cid:a.png\">"), "");
   EXPECT_THAT(Lines(), ElementsAre(Warn("Not find end keyword for signature image.")));
 }
 
-TEST_F(GateSignature, WithoutAnEndKeywordTheBodyGoesNoFurther) {
+TEST_F(GateSignature, LooksForNoImageIfTheEndKeywordIsMissing) {
   CheckBodyWith("<img src=\"cid:a.png\">");
   EXPECT_THAT(Lines(),
               ElementsAre(Info("Body: "), Warn("Not find end keyword for signature image.")));
 }
 
-TEST_F(GateSignature, AnEmptyNameIsNoImage) {
+TEST_F(GateSignature, LooksForNoImageIfTheNameIsEmpty) {
   EXPECT_EQ(DlpMailEvent::GetSignatureImageName("<img src=\"cid:@1\">"), "");
   CheckBodyWith("<img src=\"cid:@1\">");
   EXPECT_THAT(Lines(), ElementsAre(Info("Body: ")));
 }
 
-TEST_F(GateSignature, AnEndKeywordFurtherOnMakesANameThatNoFileHas) {
+TEST_F(GateSignature, FindsNothingForANameThatEndsAtALaterAddress) {
   MakeSignature("Work/a.png");
   CheckBodyWith("<img src=\"cid:a.png\"> mail me@example.org");
   EXPECT_EQ(CountLines(Info("Find signature image: [a.png\"> mail me]")), 1);
@@ -128,7 +128,7 @@ TEST_F(GateSignature, AnEndKeywordFurtherOnMakesANameThatNoFileHas) {
   EXPECT_EQ(KeptPath(), "");
 }
 
-TEST_F(GateSignature, OnlyTheFirstImageIsLookedUp) {
+TEST_F(GateSignature, LooksForTheFirstImageOnly) {
   MakeSignature("Work/second.png");
   CheckBodyWith("<img src=\"cid:first.png@1\"><img src=\"cid:second.png@2\">");
   EXPECT_EQ(CountLines(Info("Find signature image: [first.png]")), 1);
@@ -137,7 +137,7 @@ TEST_F(GateSignature, OnlyTheFirstImageIsLookedUp) {
   EXPECT_EQ(KeptPath(), "");
 }
 
-TEST_F(GateSignature, AFileOneFolderDownIsFoundAndCheckedWhereItLies) {
+TEST_F(GateSignature, FindsAnImageOneFolderDownAndSendsItsPath) {
   MakeSignature("Work/logo.png", "the image");
   EXPECT_TRUE(Sink().FindSignatureFilePath("logo.png"));
   const std::string path = SignaturePath("Work\\logo.png");
@@ -153,10 +153,10 @@ TEST_F(GateSignature, AFileOneFolderDownIsFoundAndCheckedWhereItLies) {
   EXPECT_EQ(asked[0].name, "");
   EXPECT_EQ(asked[0].file, "the image");
   EXPECT_THAT(Lines(), ElementsAre(Info("Check [logo.png]")));
-  EXPECT_TRUE(Exists("appdata/Microsoft/Signatures/Work/logo.png")) << "it is the user's own";
+  EXPECT_TRUE(Exists("appdata/Microsoft/Signatures/Work/logo.png")) << "the user's file stays";
 }
 
-TEST_F(GateSignature, FilesAtOtherDepthsAreNotFound) {
+TEST_F(GateSignature, FindsNoImageAtOtherDepths) {
   MakeSignature("top.png");
   MakeSignature("Work/deeper/deep.png");
   EXPECT_FALSE(Sink().FindSignatureFilePath("top.png"));
@@ -165,23 +165,23 @@ TEST_F(GateSignature, FilesAtOtherDepthsAreNotFound) {
   EXPECT_EQ(CountLines(Info("findFileData name top.png.")), 2);
 }
 
-TEST_F(GateSignature, AFolderOfThatNameMatchesToo) {
+TEST_F(GateSignature, FindsAFolderOfThatName) {
   MakeSignature("Work/logo.png/inside.txt");
   EXPECT_TRUE(Sink().FindSignatureFilePath("logo.png"));
   EXPECT_EQ(KeptPath(), SignaturePath("Work\\logo.png"));
 }
 
-TEST_F(GateSignature, ADifferenceInCaseIsADifference) {
+TEST_F(GateSignature, IsCaseSensitive) {
   MakeSignature("Work/Logo.png");
   EXPECT_FALSE(Sink().FindSignatureFilePath("logo.png"));
 }
 
-TEST_F(GateSignature, TheTwoEncodingsAreNotReconciled) {
+TEST_F(GateSignature, ComparesUtf8WithAnsiBytes) {
   const std::string utf8 =
       "Gr\xC3\xBC"
       "n.png";
   {
-    // A listing in code page 1252: the same letter, another byte.
+    // The same letter in code page 1252.
     const FakeListing listing(SignaturePath(""), {{"Work",
                                                    true,
                                                    {"Gr\xFC"
@@ -192,7 +192,7 @@ TEST_F(GateSignature, TheTwoEncodingsAreNotReconciled) {
   EXPECT_TRUE(Sink().FindSignatureFilePath(utf8));
 }
 
-TEST_F(GateSignature, TheFirstMatchInTheListingsOrderWins) {
+TEST_F(GateSignature, TakesTheFirstMatchInTheOrderOfTheListing) {
   const FakeListing listing(SignaturePath(""), {{".", true, {"logo.png"}},
                                                 {"..", true, {"logo.png"}},
                                                 {"a.htm", false, {}},
@@ -210,7 +210,7 @@ TEST_F(GateSignature, TheFirstMatchInTheListingsOrderWins) {
   EXPECT_EQ(KeptPath(), SignaturePath("A\\logo.png"));
 }
 
-TEST_F(GateSignature, OnlyTheOuterListingIsClosed) {
+TEST_F(GateSignature, ClosesOnlyTheOuterListing) {
   MakeSignature("One/a.png");
   MakeSignature("Two/b.png");
   std::vector<std::pair<std::string, platform::Handle>> opened;
@@ -226,7 +226,7 @@ TEST_F(GateSignature, OnlyTheOuterListingIsClosed) {
         closed.push_back(handle);
         return original(handle);
       });
-  // Spent without a match: both folders were visited.
+  // No match: both folders are searched.
   EXPECT_FALSE(Sink().FindSignatureFilePath("missing.png"));
   ASSERT_EQ(opened.size(), 3U);
   EXPECT_EQ(opened[0].first, SignaturePath("*"));
@@ -236,14 +236,14 @@ TEST_F(GateSignature, OnlyTheOuterListingIsClosed) {
   EXPECT_THAT(openListings, ElementsAre(opened[1].second, opened[2].second));
   opened.clear();
   closed.clear();
-  // With a match: the outer one again and nothing else.
+  // A match.
   EXPECT_TRUE(Sink().FindSignatureFilePath("a.png"));
   EXPECT_GE(opened.size(), 2U);
   EXPECT_THAT(closed, ElementsAre(opened[0].second));
   EXPECT_EQ(openListings.size(), 2 + opened.size() - 1);
 }
 
-TEST_F(GateSignature, WithoutApplicationDataThereIsNoSearch) {
+TEST_F(GateSignature, DoesNotSearchWithoutAnApplicationDataFolder) {
   MakeSignature("Work/logo.png");
   platform::ScopedReplacement<platform::folders, &platform::FolderOperations::SHGetFolderPathA>
       failing([](auto, int csidl, char*) {
@@ -257,7 +257,7 @@ TEST_F(GateSignature, WithoutApplicationDataThereIsNoSearch) {
                                    Err(kNotFound)));
 }
 
-TEST_F(GateSignature, AFolderThatCannotBeListedIsOnePassOverAnEmptyRecord) {
+TEST_F(GateSignature, SeesOneEmptyEntryIfTheFolderCannotBeListed) {
   std::vector<std::string> calls;
   platform::ScopedReplacement<platform::files, &platform::FileOperations::FindNextFileA> next(
       [&](auto original, platform::Handle handle, platform::FindData* entry) {
@@ -276,7 +276,7 @@ TEST_F(GateSignature, AFolderThatCannotBeListedIsOnePassOverAnEmptyRecord) {
   EXPECT_THAT(calls, ElementsAre("next on the failed handle", "close on the failed handle"));
 }
 
-TEST_F(GateSignature, ACandidateThatCannotBeListedDoesNotEndTheWalk) {
+TEST_F(GateSignature, GoesOnAfterAFolderThatCannotBeListed) {
   const FakeListing listing(
       SignaturePath(""),
       {{"A", true, {"a.png"}}, {"Locked", true, {"logo.png"}, false}, {"B", true, {"logo.png"}}});
@@ -285,14 +285,14 @@ TEST_F(GateSignature, ACandidateThatCannotBeListedDoesNotEndTheWalk) {
   EXPECT_EQ(KeptPath(), SignaturePath("B\\logo.png"));
 }
 
-TEST_F(GateSignature, NoMatchKeepsAnEarlierPath) {
+TEST_F(GateSignature, KeepsAnEarlierPathWithoutAMatch) {
   MakeSignature("Work/logo.png");
   EXPECT_TRUE(Sink().FindSignatureFilePath("logo.png"));
   EXPECT_FALSE(Sink().FindSignatureFilePath("missing.png"));
   EXPECT_EQ(KeptPath(), SignaturePath("Work\\logo.png"));
 }
 
-TEST_F(GateSignature, ALaterMatchReplacesAnEarlierOne) {
+TEST_F(GateSignature, ReplacesAnEarlierPathByALaterMatch) {
   MakeSignature("Work/one.png");
   MakeSignature("Work/two.png");
   EXPECT_TRUE(Sink().FindSignatureFilePath("one.png"));
@@ -300,7 +300,7 @@ TEST_F(GateSignature, ALaterMatchReplacesAnEarlierOne) {
   EXPECT_EQ(KeptPath(), SignaturePath("Work\\two.png"));
 }
 
-TEST_F(GateSignature, ThePathIsSpentByOneCheck) {
+TEST_F(GateSignature, SendsAPathOnce) {
   MakeSignature("Work/logo.png");
   Sink().FindSignatureFilePath("logo.png");
   EXPECT_EQ(Sink().CheckSignature(), 4);
@@ -311,7 +311,7 @@ TEST_F(GateSignature, ThePathIsSpentByOneCheck) {
   EXPECT_THAT(asked, IsEmpty());
 }
 
-TEST_F(GateSignature, ThePathIsSpentEvenWhenTheAgentCannotBeReached) {
+TEST_F(GateSignature, ForgetsThePathEvenWithoutAnAgent) {
   MakeSignature("Work/logo.png");
   Sink().FindSignatureFilePath("logo.png");
   StopAgent();

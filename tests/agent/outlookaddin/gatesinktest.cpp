@@ -1,4 +1,4 @@
-// The sink as the host sees it: its slots, its one event, its connection and its end.
+// DlpMailEvent as an event sink: its slots, its one event, its subscription and its destructor.
 #include "agent/outlookaddin/eventconnection.h"
 #include "tests/agent/outlookaddin/gatefixture.h"
 
@@ -15,7 +15,8 @@ class GateSink : public GateTest {
   }
 
   HRESULT Connect() {
-    return addin::SubscribeSink(static_cast<_MailItem*>(Item()), &Sink(), outlook::IID_ItemEvents);
+    return outlookaddin::SubscribeSink(static_cast<_MailItem*>(Item()), &Sink(),
+                                       outlookaddin::IID_ItemEvents);
   }
   HRESULT Invoke(DISPID event, VARIANT_BOOL* cancel) {
     VARIANTARG argument;
@@ -28,7 +29,7 @@ class GateSink : public GateTest {
   }
 };
 
-TEST_F(GateSink, ItsSlotsStandWhereTheHostLooksForThem) {
+TEST_F(GateSink, ItsOperationsAreInTheSlotsThatTheHostCalls) {
   constexpr std::uintptr_t kSlot = sizeof(void*);
   using platform::HandlerSlot;
   EXPECT_EQ(HandlerSlot(&DlpMailEvent::_LocDEQueryInterface), 0 * kSlot);
@@ -41,7 +42,7 @@ TEST_F(GateSink, ItsSlotsStandWhereTheHostLooksForThem) {
   EXPECT_EQ(HandlerSlot(&DlpMailEvent::OnMailSend), 9 * kSlot);
 }
 
-TEST_F(GateSink, AFreshSinkIsNotConnectedAndTouchesNothing) {
+TEST_F(GateSink, ANewSinkIsNotConnectedAndCallsNothing) {
   EXPECT_EQ(Sink().m_dwEventCookie, 0xFEFEFEFE);
   EXPECT_EQ(Sink().m_libid, GUID_NULL);
   EXPECT_EQ(Sink().m_iid, GUID_NULL);
@@ -51,13 +52,13 @@ TEST_F(GateSink, AFreshSinkIsNotConnectedAndTouchesNothing) {
   EXPECT_EQ(Item()->Outstanding(), 1U);
 }
 
-TEST_F(GateSink, ItIsTheItemsEventInterfaceAndIsNotCounted) {
+TEST_F(GateSink, AnswersTheItemsEventInterfaceAndCountsNoReferences) {
   void* object = nullptr;
-  for (const IID& iid : {outlook::IID_ItemEvents, IID_IUnknown, IID_IDispatch}) {
+  for (const IID& iid : {outlookaddin::IID_ItemEvents, IID_IUnknown, IID_IDispatch}) {
     EXPECT_EQ(Sink()._LocDEQueryInterface(iid, &object), S_OK);
     EXPECT_EQ(object, &Sink());
   }
-  EXPECT_EQ(Sink()._LocDEQueryInterface(outlook::IID_InspectorEvents, &object), E_NOINTERFACE);
+  EXPECT_EQ(Sink()._LocDEQueryInterface(outlookaddin::IID_InspectorEvents, &object), E_NOINTERFACE);
   EXPECT_EQ(object, nullptr);
   EXPECT_EQ(Sink()._LocDEQueryInterface(GUID_NULL, &object), E_NOINTERFACE);
   EXPECT_EQ(Sink()._LocDEQueryInterface(IID_IUnknown, nullptr), E_POINTER);
@@ -65,7 +66,7 @@ TEST_F(GateSink, ItIsTheItemsEventInterfaceAndIsNotCounted) {
   EXPECT_EQ(Sink().Release(), 1U);
 }
 
-TEST_F(GateSink, SendReachesTheHandlerAndCancelTravelsBack) {
+TEST_F(GateSink, SendCallsTheHandlerWhichSetsCancel) {
   answers[9] = 3;
   VARIANT_BOOL cancel = 0;
   EXPECT_EQ(Invoke(0xF005, &cancel), S_OK);
@@ -73,7 +74,7 @@ TEST_F(GateSink, SendReachesTheHandlerAndCancelTravelsBack) {
   EXPECT_THAT(asked, testing::Not(IsEmpty()));
 }
 
-TEST_F(GateSink, EveryOtherEventCallsNothing) {
+TEST_F(GateSink, EveryOtherEventDoesNothing) {
   answers[9] = 3;
   for (const DISPID event :
        {0xF001, 0xF002, 0xF003, 0xF004, 0xF006, 0xF008, 0xF009, 0xF466, 0xF468, 0, -1, 0xFC92}) {
@@ -86,13 +87,13 @@ TEST_F(GateSink, EveryOtherEventCallsNothing) {
   EXPECT_EQ(Calls().Total(), 0U);
 }
 
-TEST_F(GateSink, TheOtherHandlerDoesNothing) {
+TEST_F(GateSink, OnMailOtherDoesNothing) {
   EXPECT_EQ(Sink().OnMailOther(), S_OK);
   EXPECT_EQ(Calls().Total(), 0U);
   EXPECT_THAT(Lines(), IsEmpty());
 }
 
-TEST_F(GateSink, TheHostsSendGoesTheWholeWay) {
+TEST_F(GateSink, AConnectedSinkBlocksTheHostsSend) {
   answers[9] = 3;
   ASSERT_EQ(Connect(), S_OK);
   EXPECT_NE(Sink().m_dwEventCookie, 0xFEFEFEFE);
@@ -101,18 +102,18 @@ TEST_F(GateSink, TheHostsSendGoesTheWholeWay) {
   EXPECT_THAT(outcome.returned, ElementsAre(S_OK));
 }
 
-TEST_F(GateSink, ASecondConnectionIsRefusedByAnException) {
+TEST_F(GateSink, ThrowsOnASecondSubscription) {
   ASSERT_EQ(Connect(), S_OK);
   try {
     Connect();
-    ADD_FAILURE() << "nothing was raised";
+    ADD_FAILURE() << "no exception";
   } catch (const CAtlException& error) {
     EXPECT_EQ(error.m_hr, E_FAIL);
   }
   EXPECT_EQ(Item()->Connected(), 1U);
 }
 
-TEST_F(GateSink, ItsEndLeavesTheEventsAndGivesTheReferenceBack) {
+TEST_F(GateSink, ItsDestructorUnsubscribesAndReleasesTheItem) {
   ASSERT_EQ(Connect(), S_OK);
   ASSERT_EQ(Item()->Outstanding(), 1U);
   ForgetLines();
@@ -120,7 +121,7 @@ TEST_F(GateSink, ItsEndLeavesTheEventsAndGivesTheReferenceBack) {
   EXPECT_EQ(Item()->Connected(), 0U);
   EXPECT_EQ(Item()->Outstanding(), 0U);
   EXPECT_EQ(Calls().Count("ItemEvents::Unadvise"), 1U);
-  // The host's own window holds the item.
+  // The host still holds the item.
   const ULONG left = Item()->References();
   ASSERT_GT(left, 0U);
   EXPECT_THAT(Messages(), ElementsAre("Mail ref error: " + std::to_string(left) + ".",
@@ -129,7 +130,7 @@ TEST_F(GateSink, ItsEndLeavesTheEventsAndGivesTheReferenceBack) {
   EXPECT_TRUE(Has(kLogInfo, "[DlpMailEvent::~DlpMailEvent] called @804."));
 }
 
-TEST_F(GateSink, AsTheLastHolderItHasNothingToComplainOf) {
+TEST_F(GateSink, ItsDestructorLogsNoErrorIfItHeldTheLastReference) {
   ASSERT_EQ(Connect(), S_OK);
   LetHostForgetItem();
   ForgetLines();
@@ -139,7 +140,7 @@ TEST_F(GateSink, AsTheLastHolderItHasNothingToComplainOf) {
   EXPECT_THAT(Ledger().OverReleases(), IsEmpty());
 }
 
-TEST_F(GateSink, AFailureToLeaveTheEventsIsSilentAndTheReferenceGoesAllTheSame) {
+TEST_F(GateSink, ItsDestructorReleasesTheItemEvenIfItCannotUnsubscribe) {
   for (const char* call : {"_MailItem::QueryInterface(IConnectionPointContainer)",
                            "_MailItem::FindConnectionPoint", "ItemEvents::Unadvise"}) {
     for (const HRESULT result : {E_FAIL, S_OK}) {
@@ -156,7 +157,7 @@ TEST_F(GateSink, AFailureToLeaveTheEventsIsSilentAndTheReferenceGoesAllTheSame) 
   }
 }
 
-TEST_F(GateSink, ASinkThatNeverConnectedEndsTheSameWay) {
+TEST_F(GateSink, TheDestructorOfAnUnconnectedSinkReleasesTheItem) {
   Sink();
   ForgetLines();
   EndSink();
@@ -164,7 +165,7 @@ TEST_F(GateSink, ASinkThatNeverConnectedEndsTheSameWay) {
   EXPECT_EQ(Messages().back(), "[DlpMailEvent::~DlpMailEvent] called @804.");
 }
 
-TEST_F(GateSink, WithoutAnItemTheEndIsOneLine) {
+TEST_F(GateSink, TheDestructorOfASinkWithoutAnItemLogsOneLine) {
   { const DlpMailEvent sink(nullptr); }
   EXPECT_THAT(Messages(), ElementsAre("[DlpMailEvent::~DlpMailEvent] called @804."));
 }

@@ -1,4 +1,4 @@
-// The tag on a sensitive mail: its name and value, each way it can fail, and what it leaves behind.
+// The tag on a sensitive mail: its name and value, its failures, and the references that it leaves.
 #include "tests/agent/outlookaddin/gatefixture.h"
 
 namespace tests {
@@ -12,7 +12,7 @@ class GateTagging : public GateTest {
  protected:
   GateTagging() { WriteProfile(""); }
 
-  // The one property that was set, as "name=value".
+  // The mail's only named property as "name=value".
   std::string Tag() {
     const std::vector<simulation::host::HostNamedProperty> properties = Item()->NamedProperties();
     if (properties.size() != 1) return std::to_string(properties.size()) + " properties";
@@ -30,14 +30,14 @@ TEST_F(GateTagging, WritesTheDefaultsAndLogsNothing) {
   EXPECT_THAT(asked, IsEmpty());
 }
 
-TEST_F(GateTagging, WithoutAProfileTheDefaultsAreWritten) {
+TEST_F(GateTagging, WritesTheDefaultsWithoutAProfile) {
   RemoveProfile();
   EXPECT_TRUE(Sink().TagSensitiveMail());
   EXPECT_EQ(Tag(), std::string(kDefaultName) + "=" + kDefaultValue);
   EXPECT_THAT(Lines(), ElementsAre(Err(kNoProfile)));
 }
 
-TEST_F(GateTagging, AnUnreadableProfileIsNoFailure) {
+TEST_F(GateTagging, WritesTheDefaultsWithAnUnreadableProfile) {
   WriteProfile("x_name=X-Other\n");
   platform::ScopedReplacement<platform::files, &platform::FileOperations::CreateFileA> failing(
       [](auto original, const char* path, auto... others) {
@@ -49,7 +49,7 @@ TEST_F(GateTagging, AnUnreadableProfileIsNoFailure) {
   EXPECT_THAT(Lines(), ElementsAre(Err(kNoProfile)));
 }
 
-TEST_F(GateTagging, NameAndValueAreSetEachByItself) {
+TEST_F(GateTagging, TakesNameAndValueFromTheProfileIndependently) {
   const struct {
     const char* profile;
     const char* tag;
@@ -68,7 +68,7 @@ TEST_F(GateTagging, NameAndValueAreSetEachByItself) {
   EXPECT_THAT(Lines(), IsEmpty());
 }
 
-TEST_F(GateTagging, AValueThatIsNoUtf8ReplacesTheDefaultByNothing) {
+TEST_F(GateTagging, ReplacesTheDefaultByNothingIfAValueIsNotUtf8) {
   WriteProfile(
       "x_value=Gr\xFC\xDF"
       "e\n");
@@ -82,8 +82,8 @@ TEST_F(GateTagging, AValueThatIsNoUtf8ReplacesTheDefaultByNothing) {
   EXPECT_EQ(Tag(), std::string("=") + kDefaultValue);
 }
 
-TEST_F(GateTagging, TheNameIsAskedForAsTheStoreWantsIt) {
-  // What the calls see while they run; the property set is a local of the caller.
+TEST_F(GateTagging, AsksTheStoreForTheNameInTheInternetHeaders) {
+  // Looked at during the call: the property set is a local variable of the caller.
   std::uint32_t allocated = 0;
   void* buffer = nullptr;
   platform::ScopedReplacement<platform::mapi, &platform::MapiOperations::MAPIAllocateBuffer>
@@ -110,14 +110,14 @@ TEST_F(GateTagging, TheNameIsAskedForAsTheStoreWantsIt) {
   EXPECT_EQ(tag & 0xFFFF, 0x001FU);
 }
 
-TEST_F(GateTagging, EachFailureOfTheHostEndsItWithItsLine) {
+TEST_F(GateTagging, StopsWithALineAtEachFailureOfTheHost) {
   const struct {
     const char* call;
     HRESULT result;
     std::vector<std::string> lines;
   } kCases[] = {
       {"_MailItem::get_MAPIOBJECT", E_FAIL, {}},
-      {"_MailItem::get_MAPIOBJECT", S_OK, {}},     // claims success with no object
+      {"_MailItem::get_MAPIOBJECT", S_OK, {}},     // success, but no object
       {"_MailItem::get_MAPIOBJECT", S_FALSE, {}},  // a warning
       {"IMessage::QueryInterface(IMessage)",
        E_NOINTERFACE,
@@ -148,7 +148,7 @@ TEST_F(GateTagging, EachFailureOfTheHostEndsItWithItsLine) {
   }
 }
 
-TEST_F(GateTagging, AWarningOfTheStoreEndsItAsAnErrorDoes) {
+TEST_F(GateTagging, StopsAtAWarningOfTheStore) {
   constexpr HRESULT kErrorsReturned = 0x00040380;
   Calls().FailEach("IMessage::GetIDsFromNames", kErrorsReturned);
   EXPECT_FALSE(Sink().TagSensitiveMail());
@@ -156,7 +156,7 @@ TEST_F(GateTagging, AWarningOfTheStoreEndsItAsAnErrorDoes) {
   EXPECT_THAT(Item()->NamedProperties(), IsEmpty());
 }
 
-TEST_F(GateTagging, WithoutMemoryThereIsNoTag) {
+TEST_F(GateTagging, WritesNoTagWithoutMemory) {
   platform::ScopedReplacement<platform::mapi, &platform::MapiOperations::MAPIAllocateBuffer>
       failing([](auto, std::uint32_t, void**) { return static_cast<std::int32_t>(0x8007000E); });
   EXPECT_FALSE(Sink().TagSensitiveMail());
@@ -164,14 +164,14 @@ TEST_F(GateTagging, WithoutMemoryThereIsNoTag) {
   EXPECT_EQ(Calls().Count("IMessage::GetIDsFromNames"), 0U);
 }
 
-TEST_F(GateTagging, AWarningWhileSettingIsAFailure) {
+TEST_F(GateTagging, FailsOnAWarningWhileSettingTheProperty) {
   platform::ScopedReplacement<platform::mapi, &platform::MapiOperations::HrSetOneProp> warning(
       [](auto, IMAPIProp*, SPropValue*) { return static_cast<HRESULT>(1); });
   EXPECT_FALSE(Sink().TagSensitiveMail());
   EXPECT_THAT(Lines(), ElementsAre(Err("rolo_dbg Error setting Header.")));
 }
 
-TEST_F(GateTagging, TheThreeReferencesOnTheWayStay) {
+TEST_F(GateTagging, LeavesThreeReferencesToTheMessage) {
   Sink().TagSensitiveMail();
   EXPECT_EQ(Ledger().OutstandingOf("IMessage"), 3U);
   Sink().TagSensitiveMail();
@@ -179,7 +179,7 @@ TEST_F(GateTagging, TheThreeReferencesOnTheWayStay) {
   EXPECT_EQ(Ledger().OutstandingOf("_MailItem"), 1U) << "the sink's";
 }
 
-TEST_F(GateTagging, AFailureLeavesWhatItHadBefore) {
+TEST_F(GateTagging, LeavesTheReferencesThatItGotBeforeAFailure) {
   Calls().FailEach("IMessage::QueryInterface(IMessage)", E_NOINTERFACE);
   Sink().TagSensitiveMail();
   EXPECT_EQ(Ledger().OutstandingOf("IMessage"), 1U);
@@ -189,7 +189,7 @@ TEST_F(GateTagging, AFailureLeavesWhatItHadBefore) {
   EXPECT_EQ(Ledger().OutstandingOf("IMessage"), 2U);
 }
 
-TEST_F(GateTagging, TaggingTwiceAsksAgainAndSetsAnew) {
+TEST_F(GateTagging, TaggingAgainSetsThePropertyAgain) {
   EXPECT_TRUE(Sink().TagSensitiveMail());
   WriteProfile("x_value=later\n");
   EXPECT_TRUE(Sink().TagSensitiveMail());

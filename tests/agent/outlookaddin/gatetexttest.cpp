@@ -1,4 +1,4 @@
-// Subject and body: what is written for the agent, what is logged, and what neither of them does.
+// Subject and body: what the agent gets and what the log says.
 #include "tests/agent/outlookaddin/gatefixture.h"
 
 namespace tests {
@@ -7,13 +7,13 @@ namespace {
 class GateSubject : public GateTest {};
 class GateBody : public GateTest {
  protected:
-  // The HTML of a mail whose first inline image is called `name`.
+  // HTML whose first inline image has this name.
   static std::string HtmlWith(const std::string& name) {
     return "<html><img src=\"cid:" + name + "@01D0\"></html>";
   }
 };
 
-TEST_F(GateSubject, TheTextReachesTheAgentInAFileOfFixedName) {
+TEST_F(GateSubject, SendsTheTextInAFileWithAFixedName) {
   mail.subject =
       "Gr\xC3\xBC\xC3\x9F"
       "e";
@@ -28,10 +28,10 @@ TEST_F(GateSubject, TheTextReachesTheAgentInAFileOfFixedName) {
             "e");
   EXPECT_THAT(Lines(), ElementsAre(Info("Mail subject: [Gr\xC3\xBC\xC3\x9F"
                                         "e]")));
-  EXPECT_TRUE(Exists("temp/ExchangeSubjectContent")) << "it stays until the check is over";
+  EXPECT_TRUE(Exists("temp/ExchangeSubjectContent")) << "the end of the check deletes it";
 }
 
-TEST_F(GateSubject, ANullSubjectIsWarnedOfAndNotSent) {
+TEST_F(GateSubject, WarnsOfANullSubjectAndDoesNotSendIt) {
   mail.subject.reset();
   EXPECT_EQ(Sink().CheckSubject(Item()), 1);
   EXPECT_THAT(Lines(), ElementsAre(Warn("Empty mail subject might cause violation log trimmed.")));
@@ -39,7 +39,7 @@ TEST_F(GateSubject, ANullSubjectIsWarnedOfAndNotSent) {
   EXPECT_THAT(asked, IsEmpty());
 }
 
-TEST_F(GateSubject, AnEmptySubjectIsLoggedAndNotSent) {
+TEST_F(GateSubject, LogsAnEmptySubjectAndDoesNotSendIt) {
   mail.subject = "";
   EXPECT_EQ(Sink().CheckSubject(Item()), 1);
   EXPECT_THAT(Lines(), ElementsAre(Info("Mail subject: []")));
@@ -47,7 +47,7 @@ TEST_F(GateSubject, AnEmptySubjectIsLoggedAndNotSent) {
   EXPECT_THAT(asked, IsEmpty());
 }
 
-TEST_F(GateSubject, AnUnreadableSubjectIsPassedOver) {
+TEST_F(GateSubject, SkipsAnUnreadableSubject) {
   mail.subject = "secret";
   Calls().FailEach("_MailItem::get_Subject", E_FAIL);
   EXPECT_EQ(Sink().CheckSubject(Item()), 1);
@@ -56,14 +56,14 @@ TEST_F(GateSubject, AnUnreadableSubjectIsPassedOver) {
   EXPECT_THAT(asked, IsEmpty());
 }
 
-TEST_F(GateSubject, TheTextEndsAtItsFirstNul) {
+TEST_F(GateSubject, CutsTheTextAtItsFirstNul) {
   mail.subject = std::string("front\0back", 10);
   Sink().CheckSubject(Item());
   ASSERT_EQ(asked.size(), 1U);
   EXPECT_EQ(asked[0].file, "front");
 }
 
-TEST_F(GateSubject, TextThatCannotBeConvertedIsEmptyText) {
+TEST_F(GateSubject, TakesTextThatCannotBeConvertedForEmpty) {
   mail.subject = "text";
   mail.body = "text";
   platform::ScopedReplacement<platform::codepages,
@@ -77,7 +77,7 @@ TEST_F(GateSubject, TextThatCannotBeConvertedIsEmptyText) {
   EXPECT_THAT(asked, IsEmpty());
 }
 
-TEST_F(GateSubject, AFileThatCannotBeWrittenLetsTheMailGo) {
+TEST_F(GateSubject, MakesNoRequestIfTheFileCannotBeMade) {
   mail.subject = "text";
   mail.body = "text";
   platform::ScopedReplacement<platform::files, &platform::FileOperations::CreateFileA> failing(
@@ -90,7 +90,7 @@ TEST_F(GateSubject, AFileThatCannotBeWrittenLetsTheMailGo) {
   EXPECT_THAT(asked, IsEmpty());
 }
 
-TEST_F(GateSubject, AnAgentThatDoesNotAnswerLetsTheMailGo) {
+TEST_F(GateSubject, Returns1IfTheAgentDoesNotAnswer) {
   mail.subject = "text";
   mail.body = "text";
   answers[1] = 0;
@@ -99,7 +99,7 @@ TEST_F(GateSubject, AnAgentThatDoesNotAnswerLetsTheMailGo) {
   EXPECT_EQ(asked.size(), 2U);
 }
 
-TEST_F(GateBody, ThePlainFormReachesTheAgentAsItStands) {
+TEST_F(GateBody, SendsThePlainTextUnchanged) {
   mail.body = "line one\r\n\xE2\x82\xAC two";
   mail.htmlBody = "<b>something else</b>";
   answers[1] = 7;
@@ -113,7 +113,7 @@ TEST_F(GateBody, ThePlainFormReachesTheAgentAsItStands) {
   EXPECT_TRUE(Exists("temp/ExchangeBodyContent"));
 }
 
-TEST_F(GateBody, AnUnreadableBodyLeavesTheHtmlUnread) {
+TEST_F(GateBody, DoesNotReadTheHtmlOfAnUnreadableBody) {
   mail.body = "text";
   mail.htmlBody = HtmlWith("logo.png");
   MakeSignature("Work/logo.png");
@@ -128,7 +128,7 @@ TEST_F(GateBody, AnUnreadableBodyLeavesTheHtmlUnread) {
   EXPECT_THAT(asked, IsEmpty());
 }
 
-TEST_F(GateBody, AnEmptyBodyMakesNoFileAndTheHtmlIsReadAllTheSame) {
+TEST_F(GateBody, ReadsTheHtmlOfAnEmptyBodyButMakesNoFile) {
   mail.body = "";
   mail.htmlBody = HtmlWith("logo.png");
   EXPECT_EQ(Sink().CheckBody(Item()), 1);
@@ -138,7 +138,7 @@ TEST_F(GateBody, AnEmptyBodyMakesNoFileAndTheHtmlIsReadAllTheSame) {
   EXPECT_EQ(CountLines(Info("Find signature image: [logo.png]")), 1);
 }
 
-TEST_F(GateBody, AVerdictOnTheBodyDoesNotStopTheSearch) {
+TEST_F(GateBody, LooksForTheImageAfterADecisiveAnswer) {
   MakeSignature("Work/logo.png");
   mail.body = "text";
   mail.htmlBody = HtmlWith("logo.png");
@@ -151,7 +151,7 @@ TEST_F(GateBody, AVerdictOnTheBodyDoesNotStopTheSearch) {
   EXPECT_EQ(asked[0].payload, SignaturePath("Work\\logo.png"));
 }
 
-TEST_F(GateBody, TheResultIsTheBodysWithAndWithoutAnImage) {
+TEST_F(GateBody, ReturnsTheAnswerToTheBodyWithAndWithoutAnImage) {
   MakeSignature("Work/logo.png");
   mail.body = "text";
   for (const char* image : {"logo.png", "missing.png"}) {
@@ -167,7 +167,7 @@ TEST_F(GateBody, TheResultIsTheBodysWithAndWithoutAnImage) {
   }
 }
 
-TEST_F(GateBody, HtmlWithoutAnImageIsNotWorthALine) {
+TEST_F(GateBody, LogsNothingForHtmlWithoutAnImage) {
   mail.body = "text";
   mail.htmlBody = "<html>text <img src=\"http://example.org/a.png\"></html>";
   Sink().CheckBody(Item());
@@ -175,7 +175,7 @@ TEST_F(GateBody, HtmlWithoutAnImageIsNotWorthALine) {
   EXPECT_EQ(Calls().Count("_MailItem::get_HTMLBody"), 1U);
 }
 
-TEST_F(GateBody, UnreadableHtmlIsNotWorthALineAndLeavesAnEarlierPath) {
+TEST_F(GateBody, LogsNothingForUnreadableHtmlAndKeepsAnEarlierPath) {
   MakeSignature("Work/logo.png");
   mail.body = "text";
   mail.htmlBody = HtmlWith("logo.png");
@@ -192,7 +192,7 @@ TEST_F(GateBody, UnreadableHtmlIsNotWorthALineAndLeavesAnEarlierPath) {
   EXPECT_EQ(asked[0].payload, SignaturePath("Work\\logo.png"));
 }
 
-TEST_F(GateBody, TheLogComesFirstAndItsLimitIsNotTheAgents) {
+TEST_F(GateBody, LogsTheTextFirstAndSendsAllOfIt) {
   const std::string longText(5000, 'x');
   mail.subject = longText;
   mail.body = longText;

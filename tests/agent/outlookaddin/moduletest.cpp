@@ -1,4 +1,4 @@
-// The library's four functions, called without the library around them.
+// The library's exported functions, linked into the test program.
 #include "agent/outlookaddin/module.h"
 
 #include <gmock/gmock.h>
@@ -14,7 +14,7 @@
 
 namespace {
 
-// While set, what may be refused memory is refused it.
+// While set, new (std::nothrow) fails.
 bool s_noMemory = false;
 
 }  // namespace
@@ -34,10 +34,10 @@ using platform::AutomationOperations;
 using platform::ModuleImageOperations;
 using platform::ScopedReplacement;
 
-constexpr CLSID kStranger = {
+constexpr CLSID kUnknownClass = {
     0x5E1B7C42, 0x9D3A, 0x4F06, {0xA8, 0xC1, 0x3B, 0x7E, 0x42, 0xD0, 0x9A, 0x17}};
 
-// The factory of Connect, given back at the end.
+// Holds the factory of Connect until the end of the test.
 class Module : public testing::Test {
  protected:
   void SetUp() override {
@@ -46,21 +46,21 @@ class Module : public testing::Test {
         DllGetClassObject(CLSID_Connect, IID_IClassFactory, reinterpret_cast<void**>(&m_factory)),
         S_OK);
   }
-  void TearDown() override { LetFactoryGo(); }
-  void LetFactoryGo() {
+  void TearDown() override { ReleaseFactory(); }
+  void ReleaseFactory() {
     if (m_factory != nullptr) m_factory->Release();
     m_factory = nullptr;
   }
 
-  // What DllCanUnloadNow has to say when nothing of this test is left: objects of other tests in
-  // this process may still hold the library.
+  // What DllCanUnloadNow must return when this test keeps nothing: other tests of the process may
+  // still have objects.
   HRESULT UnloadAnswer() const { return m_locksBefore == 0 ? S_OK : S_FALSE; }
 
   IClassFactory* m_factory = nullptr;
   LONG m_locksBefore = 0;
 };
 
-TEST(ModuleIdentities, AreTheLibrarysOwn) {
+TEST(ModuleIdentities, AreTheRegisteredOnes) {
   EXPECT_TRUE(
       IsEqualGUID(CLSID_Connect,
                   {0x5E1B7C42, 0x9D3A, 0x4F06, {0xA8, 0xC1, 0x3B, 0x7E, 0x42, 0xD0, 0x9A, 0x16}}));
@@ -70,38 +70,38 @@ TEST(ModuleIdentities, AreTheLibrarysOwn) {
   EXPECT_TRUE(IsEqualGUID(CDlpAddinConnect::GetObjectCLSID(), CLSID_Connect));
 }
 
-TEST_F(Module, AnUnknownClassIsNotAvailable) {
+TEST_F(Module, RefusesAnUnknownClass) {
   void* object = this;
-  EXPECT_EQ(DllGetClassObject(kStranger, IID_IClassFactory, &object),
+  EXPECT_EQ(DllGetClassObject(kUnknownClass, IID_IClassFactory, &object),
             static_cast<HRESULT>(0x80040111));
   EXPECT_EQ(object, nullptr);
 }
 
-TEST_F(Module, APlaceForTheClassObjectIsNeeded) {
+TEST_F(Module, RefusesANullResultPointer) {
   EXPECT_EQ(DllGetClassObject(CLSID_Connect, IID_IClassFactory, nullptr),
             static_cast<HRESULT>(0x80004003));
 }
 
-TEST_F(Module, AnInterfaceThatTheFactoryLacksIsItsFailure) {
+TEST_F(Module, RefusesAnInterfaceThatTheFactoryLacks) {
   void* object = this;
   EXPECT_EQ(DllGetClassObject(CLSID_Connect, IID__IDTExtensibility2, &object),
             static_cast<HRESULT>(0x80004002));
   EXPECT_EQ(object, nullptr);
 }
 
-TEST_F(Module, AnOuterUnknownIsRefused) {
+TEST_F(Module, RefusesAnOuterUnknown) {
   void* object = this;
   EXPECT_EQ(m_factory->CreateInstance(m_factory, IID_IUnknown, &object),
             static_cast<HRESULT>(0x80040110));
   EXPECT_EQ(object, nullptr);
 }
 
-TEST_F(Module, AConnectObjectKeepsTheLibraryUntilItsLastRelease) {
+TEST_F(Module, AnObjectKeepsTheLibraryLoadedUntilItsLastRelease) {
   _IDTExtensibility2* addIn = nullptr;
   ASSERT_EQ(
       m_factory->CreateInstance(nullptr, IID__IDTExtensibility2, reinterpret_cast<void**>(&addIn)),
       S_OK);
-  LetFactoryGo();
+  ReleaseFactory();
   EXPECT_EQ(DllCanUnloadNow(), 1);
   EXPECT_EQ(addIn->AddRef(), 2u);
   EXPECT_EQ(addIn->Release(), 1u);
@@ -111,28 +111,28 @@ TEST_F(Module, AConnectObjectKeepsTheLibraryUntilItsLastRelease) {
   EXPECT_EQ(DllCanUnloadNow(), UnloadAnswer());
 }
 
-TEST_F(Module, AnObjectWithoutTheInterfaceLeavesNothing) {
+TEST_F(Module, DestroysAnObjectThatLacksTheInterface) {
   void* object = this;
   EXPECT_EQ(m_factory->CreateInstance(nullptr, IID_IDispatch, &object),
             static_cast<HRESULT>(0x80004002));
   EXPECT_EQ(object, nullptr);
-  LetFactoryGo();
+  ReleaseFactory();
   EXPECT_EQ(g_module.GetLockCount(), m_locksBefore);
   EXPECT_EQ(DllCanUnloadNow(), UnloadAnswer());
 }
 
-TEST_F(Module, WithoutMemoryThereIsNoObjectAndNothingIsKept) {
+TEST_F(Module, MakesNoObjectWithoutMemory) {
   void* object = this;
   s_noMemory = true;
   const HRESULT result = m_factory->CreateInstance(nullptr, IID__IDTExtensibility2, &object);
   s_noMemory = false;
   EXPECT_EQ(result, static_cast<HRESULT>(0x8007000E));
   EXPECT_EQ(object, nullptr);
-  LetFactoryGo();
+  ReleaseFactory();
   EXPECT_EQ(g_module.GetLockCount(), m_locksBefore);
 }
 
-TEST(ModuleFactory, WithoutMemoryThereIsNone) {
+TEST(ModuleFactory, IsNotMadeWithoutMemory) {
   void* object = &object;
   s_noMemory = true;
   const HRESULT result = CDlpAddinConnect::CreateClassObject(CDlpAddinConnect::CreateInstance,
@@ -142,14 +142,15 @@ TEST(ModuleFactory, WithoutMemoryThereIsNone) {
   EXPECT_EQ(object, nullptr);
 }
 
-TEST_F(Module, GivesTheSameFactoryEveryTime) {
+TEST_F(Module, ReturnsTheSameFactoryEveryTime) {
   void* object = nullptr;
   ASSERT_EQ(DllGetClassObject(CLSID_Connect, IID_IUnknown, &object), S_OK);
   EXPECT_EQ(object, m_factory);
   static_cast<IUnknown*>(object)->Release();
 }
 
-// This program has no script in its resources, so registration fails at its first step.
+// The test program has no registry script in its resources, so registration fails at its first
+// step.
 TEST(ModuleRegistration, RestoresTheThreadsLocaleWhenItFails) {
   const LCID before = platform::automation.GetThreadLocale();
   ASSERT_NE(before, platform::kSystemDefaultLocale);

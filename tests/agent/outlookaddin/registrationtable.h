@@ -1,4 +1,5 @@
-// What the library's registration has to leave below the root of the classes, and a way to look.
+// The registry values that the library's registration must write below HKEY_CLASSES_ROOT, and how
+// to read them.
 #pragma once
 
 #include <optional>
@@ -32,7 +33,7 @@ inline constexpr RegistryRow kRegistrationRows[] = {
     {QV_TEST_CLASS_KEY "\\TypeLib", "", "{C27A40E9-16F8-4B5D-8E33-91D5F0A7C264}"},
 };
 
-// Every path here is ASCII.
+// For ASCII paths.
 inline platform::WideString WidePath(const std::string& text) {
   return {text.begin(), text.end()};
 }

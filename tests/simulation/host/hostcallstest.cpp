@@ -146,10 +146,10 @@ TEST(HostFaults, IdentityQueriesFailToo) {
   IUnknown* const object = mail.Identity();
   ComPtr<_MailItem> asked;
   host.Calls().FailEach("_MailItem::QueryInterface(_MailItem)", E_NOINTERFACE);
-  EXPECT_EQ(E_NOINTERFACE, platform::QueryFor(object, outlook::IID__MailItem, &asked));
+  EXPECT_EQ(E_NOINTERFACE, platform::QueryFor(object, outlookaddin::IID__MailItem, &asked));
   EXPECT_FALSE(asked);
   host.Calls().FailEach("_MailItem::QueryInterface(_MailItem)", S_OK);
-  EXPECT_EQ(S_OK, platform::QueryFor(object, outlook::IID__MailItem, &asked));
+  EXPECT_EQ(S_OK, platform::QueryFor(object, outlookaddin::IID__MailItem, &asked));
   EXPECT_FALSE(asked);
   EXPECT_EQ(0u, mail.Outstanding());
 }
@@ -158,16 +158,17 @@ TEST(HostFaults, UnknownInterfaceIsCountedUnderOther) {
   SimulatedHost host;
   HostMailItem& mail = host.CreateMail(MailWithSubject("Other"));
   ComPtr<_Inspector> asked;
-  EXPECT_EQ(E_NOINTERFACE, platform::QueryFor(mail.Identity(), outlook::IID__Inspector, &asked));
+  EXPECT_EQ(E_NOINTERFACE,
+            platform::QueryFor(mail.Identity(), outlookaddin::IID__Inspector, &asked));
   EXPECT_EQ(1u, host.Calls().Count("_MailItem::QueryInterface(other)"));
 }
 
 TEST(HostFaults, SubscriptionThatClaimsSuccessConnectsNothing) {
-  RecordingSink sink(outlook::IID_ItemEvents);
+  RecordingSink sink(outlookaddin::IID_ItemEvents);
   SimulatedHost host;
   HostMailItem& mail = host.CreateMail(MailWithSubject("Subscribe"));
   host.Calls().FailEach("ItemEvents::Advise", S_OK);
-  EXPECT_EQ(0u, Subscribe(mail.Identity(), outlook::IID_ItemEvents, &sink));
+  EXPECT_EQ(0u, Subscribe(mail.Identity(), outlookaddin::IID_ItemEvents, &sink));
   EXPECT_EQ(0u, mail.Connected());
   EXPECT_EQ(1u, sink.References());
 }

@@ -9,9 +9,10 @@ namespace {
 using platform::ComPtr;
 
 TEST(HostEvents, NewInspectorCarriesTheWindow) {
-  RecordingSink sink(outlook::IID_InspectorsEvents);
+  RecordingSink sink(outlookaddin::IID_InspectorsEvents);
   SimulatedHost host;
-  Subscribe(host.Application().OpenInspectors().Identity(), outlook::IID_InspectorsEvents, &sink);
+  Subscribe(host.Application().OpenInspectors().Identity(), outlookaddin::IID_InspectorsEvents,
+            &sink);
 
   HostInspector& window = host.OpenInspector(MailWithSubject("New"));
 
@@ -27,18 +28,19 @@ TEST(HostEvents, NewInspectorCarriesTheWindow) {
 }
 
 TEST(HostEvents, UnannouncedWindowFiresNothing) {
-  RecordingSink sink(outlook::IID_InspectorsEvents);
+  RecordingSink sink(outlookaddin::IID_InspectorsEvents);
   SimulatedHost host;
-  Subscribe(host.Application().OpenInspectors().Identity(), outlook::IID_InspectorsEvents, &sink);
+  Subscribe(host.Application().OpenInspectors().Identity(), outlookaddin::IID_InspectorsEvents,
+            &sink);
   host.OpenInspector(MailWithSubject("Quiet"), Announce::kNo);
   EXPECT_TRUE(sink.events.empty());
 }
 
 TEST(HostEvents, CloseCarriesNothing) {
-  RecordingSink sink(outlook::IID_InspectorEvents);
+  RecordingSink sink(outlookaddin::IID_InspectorEvents);
   SimulatedHost host;
   HostInspector& window = host.OpenInspector(MailWithSubject("Old"));
-  Subscribe(window.Identity(), outlook::IID_InspectorEvents, &sink);
+  Subscribe(window.Identity(), outlookaddin::IID_InspectorEvents, &sink);
 
   host.CloseInspector(window);
 
@@ -48,10 +50,10 @@ TEST(HostEvents, CloseCarriesNothing) {
 }
 
 TEST(HostEvents, InlineResponseCarriesTheItem) {
-  RecordingSink sink(outlook::IID_ExplorerEvents_10);
+  RecordingSink sink(outlookaddin::IID_ExplorerEvents_10);
   SimulatedHost host;
   HostExplorer& explorer = host.OpenExplorer();
-  Subscribe(explorer.Identity(), outlook::IID_ExplorerEvents_10, &sink);
+  Subscribe(explorer.Identity(), outlookaddin::IID_ExplorerEvents_10, &sink);
 
   HostMailItem& reply = host.BeginInlineResponse(explorer, MailWithSubject("Reply"));
 
@@ -64,7 +66,7 @@ TEST(HostEvents, InlineResponseCarriesTheItem) {
 
 class CancellingSink final : public RecordingSink {
  public:
-  CancellingSink() : RecordingSink(outlook::IID_ItemEvents) {}
+  CancellingSink() : RecordingSink(outlookaddin::IID_ItemEvents) {}
   VARIANT_BOOL seen = VARIANT_FALSE;
 
  protected:
@@ -78,7 +80,7 @@ TEST(HostEvents, SendCarriesTheFlagByReference) {
   CancellingSink sink;
   SimulatedHost host;
   HostMailItem& mail = host.CreateMail(MailWithSubject("Send"));
-  Subscribe(mail.Identity(), outlook::IID_ItemEvents, &sink);
+  Subscribe(mail.Identity(), outlookaddin::IID_ItemEvents, &sink);
 
   const SendOutcome outcome = host.Send(mail, 0x1234);
 
@@ -99,21 +101,21 @@ TEST(HostEvents, SendWithoutSinkLeavesTheFlag) {
 }
 
 TEST(HostEvents, SendTellsWhatEachSinkReturned) {
-  RecordingSink first(outlook::IID_ItemEvents);
-  RecordingSink second(outlook::IID_ItemEvents);
+  RecordingSink first(outlookaddin::IID_ItemEvents);
+  RecordingSink second(outlookaddin::IID_ItemEvents);
   SimulatedHost host;
   HostMailItem& mail = host.CreateMail(MailWithSubject("Send"));
   first.result = E_FAIL;
-  Subscribe(mail.Identity(), outlook::IID_ItemEvents, &first);
-  Subscribe(mail.Identity(), outlook::IID_ItemEvents, &second);
+  Subscribe(mail.Identity(), outlookaddin::IID_ItemEvents, &first);
+  Subscribe(mail.Identity(), outlookaddin::IID_ItemEvents, &second);
   EXPECT_EQ((FiredResults{E_FAIL, S_OK}), host.Send(mail).returned);
 }
 
 TEST(HostEvents, OtherEventsCanBeFired) {
-  RecordingSink sink(outlook::IID_ItemEvents);
+  RecordingSink sink(outlookaddin::IID_ItemEvents);
   SimulatedHost host;
   HostMailItem& mail = host.CreateMail(MailWithSubject("Other"));
-  Subscribe(mail.Identity(), outlook::IID_ItemEvents, &sink);
+  Subscribe(mail.Identity(), outlookaddin::IID_ItemEvents, &sink);
   VARIANT_BOOL cancel = VARIANT_FALSE;
   mail.Fire(0xF468, {ObjectArgument(&mail), FlagArgument(&cancel)});
   ASSERT_EQ(1u, sink.events.size());
@@ -124,18 +126,18 @@ TEST(HostEvents, OtherEventsCanBeFired) {
 }
 
 TEST(HostEvents, ConnectionHoldsTheSinkOnce) {
-  RecordingSink sink(outlook::IID_ItemEvents);
+  RecordingSink sink(outlookaddin::IID_ItemEvents);
   SimulatedHost host;
   HostMailItem& mail = host.CreateMail(MailWithSubject("Hold"));
 
-  const DWORD cookie = Subscribe(mail.Identity(), outlook::IID_ItemEvents, &sink);
+  const DWORD cookie = Subscribe(mail.Identity(), outlookaddin::IID_ItemEvents, &sink);
   EXPECT_NE(0u, cookie);
   EXPECT_EQ(2u, sink.References());
   EXPECT_EQ(1u, mail.Connected());
   host.Send(mail);
   EXPECT_EQ(2u, sink.References());
 
-  const ComPtr<IConnectionPoint> point = FindPoint(mail.Identity(), outlook::IID_ItemEvents);
+  const ComPtr<IConnectionPoint> point = FindPoint(mail.Identity(), outlookaddin::IID_ItemEvents);
   EXPECT_EQ(S_OK, point->Unadvise(cookie));
   EXPECT_EQ(1u, sink.References());
   EXPECT_EQ(0u, mail.Connected());
@@ -145,26 +147,26 @@ TEST(HostEvents, ConnectionHoldsTheSinkOnce) {
 }
 
 TEST(HostEvents, CookiesDiffer) {
-  RecordingSink first(outlook::IID_ItemEvents);
-  RecordingSink second(outlook::IID_ItemEvents);
+  RecordingSink first(outlookaddin::IID_ItemEvents);
+  RecordingSink second(outlookaddin::IID_ItemEvents);
   SimulatedHost host;
   HostMailItem& mail = host.CreateMail(MailWithSubject("Two"));
-  const DWORD firstCookie = Subscribe(mail.Identity(), outlook::IID_ItemEvents, &first);
-  const DWORD secondCookie = Subscribe(mail.Identity(), outlook::IID_ItemEvents, &second);
+  const DWORD firstCookie = Subscribe(mail.Identity(), outlookaddin::IID_ItemEvents, &first);
+  const DWORD secondCookie = Subscribe(mail.Identity(), outlookaddin::IID_ItemEvents, &second);
   EXPECT_NE(firstCookie, secondCookie);
-  FindPoint(mail.Identity(), outlook::IID_ItemEvents)->Unadvise(firstCookie);
+  FindPoint(mail.Identity(), outlookaddin::IID_ItemEvents)->Unadvise(firstCookie);
   host.Send(mail);
   EXPECT_EQ(0u, first.events.size());
   EXPECT_EQ(1u, second.events.size());
 }
 
 TEST(HostEvents, SinkWithoutTheEventInterfaceIsRefused) {
-  RecordingSink sink(outlook::IID_InspectorEvents);
+  RecordingSink sink(outlookaddin::IID_InspectorEvents);
   SimulatedHost host;
   HostMailItem& mail = host.CreateMail(MailWithSubject("Wrong"));
   DWORD cookie = 77;
   EXPECT_EQ(CONNECT_E_CANNOTCONNECT,
-            FindPoint(mail.Identity(), outlook::IID_ItemEvents)->Advise(&sink, &cookie));
+            FindPoint(mail.Identity(), outlookaddin::IID_ItemEvents)->Advise(&sink, &cookie));
   EXPECT_EQ(1u, sink.References());
 }
 
@@ -175,14 +177,14 @@ TEST(HostEvents, SourceHasNoPointForAnotherInterface) {
   ASSERT_EQ(S_OK, platform::QueryFor(mail.Identity(), IID_IConnectionPointContainer, &container));
   ComPtr<IConnectionPoint> point;
   EXPECT_EQ(CONNECT_E_NOCONNECTION,
-            container->FindConnectionPoint(outlook::IID_InspectorEvents, point.Put()));
+            container->FindConnectionPoint(outlookaddin::IID_InspectorEvents, point.Put()));
   EXPECT_FALSE(point);
 }
 
 // Unsubscribes another sink, and itself, while it is called.
 class UnsubscribingSink final : public RecordingSink {
  public:
-  UnsubscribingSink() : RecordingSink(outlook::IID_ItemEvents) {}
+  UnsubscribingSink() : RecordingSink(outlookaddin::IID_ItemEvents) {}
   IConnectionPoint* point = nullptr;
   std::vector<DWORD> cookies;
 
@@ -194,11 +196,11 @@ class UnsubscribingSink final : public RecordingSink {
 
 TEST(HostEvents, SinkMayUnsubscribeItselfAndOthersWhileCalled) {
   UnsubscribingSink first;
-  RecordingSink second(outlook::IID_ItemEvents);
-  RecordingSink third(outlook::IID_ItemEvents);
+  RecordingSink second(outlookaddin::IID_ItemEvents);
+  RecordingSink third(outlookaddin::IID_ItemEvents);
   SimulatedHost host;
   HostMailItem& mail = host.CreateMail(MailWithSubject("Unsubscribe"));
-  const ComPtr<IConnectionPoint> point = FindPoint(mail.Identity(), outlook::IID_ItemEvents);
+  const ComPtr<IConnectionPoint> point = FindPoint(mail.Identity(), outlookaddin::IID_ItemEvents);
   first.point = point.Get();
   DWORD cookies[3] = {};
   point->Advise(&first, &cookies[0]);
@@ -215,10 +217,10 @@ TEST(HostEvents, SinkMayUnsubscribeItselfAndOthersWhileCalled) {
 }
 
 TEST(HostEvents, SourceLetsItsSinksGoAtItsEnd) {
-  RecordingSink sink(outlook::IID_InspectorEvents);
+  RecordingSink sink(outlookaddin::IID_InspectorEvents);
   SimulatedHost host;
   HostInspector& window = host.OpenInspector(MailWithSubject("End"));
-  Subscribe(window.Identity(), outlook::IID_InspectorEvents, &sink);
+  Subscribe(window.Identity(), outlookaddin::IID_InspectorEvents, &sink);
   EXPECT_EQ(2u, sink.References());
   host.CloseInspector(window);
   EXPECT_EQ(1u, sink.References());
@@ -229,13 +231,14 @@ TEST(HostEvents, SourceLeavesSinksAloneAfterAFailedUnsubscription) {
   for (const char* const call : {"ItemEvents::Unadvise", "_MailItem::FindConnectionPoint",
                                  "_MailItem::QueryInterface(IConnectionPointContainer)"}) {
     SCOPED_TRACE(call);
-    RecordingSink sink(outlook::IID_ItemEvents);
+    RecordingSink sink(outlookaddin::IID_ItemEvents);
     {
       SimulatedHost host;
       HostMailItem& mail = host.CreateMail(MailWithSubject("Failed"));
-      const DWORD cookie = Subscribe(mail.Identity(), outlook::IID_ItemEvents, &sink);
+      const DWORD cookie = Subscribe(mail.Identity(), outlookaddin::IID_ItemEvents, &sink);
       host.Calls().FailEach(call, E_FAIL);
-      const ComPtr<IConnectionPoint> point = FindPoint(mail.Identity(), outlook::IID_ItemEvents);
+      const ComPtr<IConnectionPoint> point =
+          FindPoint(mail.Identity(), outlookaddin::IID_ItemEvents);
       if (point) {
         EXPECT_EQ(E_FAIL, point->Unadvise(cookie));
       }
@@ -246,10 +249,10 @@ TEST(HostEvents, SourceLeavesSinksAloneAfterAFailedUnsubscription) {
 }
 
 TEST(HostEvents, PointOutlivesItsSourceAndConnectsNobody) {
-  RecordingSink sink(outlook::IID_ItemEvents);
+  RecordingSink sink(outlookaddin::IID_ItemEvents);
   SimulatedHost host;
   HostMailItem& mail = host.CreateMail(MailWithSubject("Gone"));
-  const ComPtr<IConnectionPoint> point = FindPoint(mail.Identity(), outlook::IID_ItemEvents);
+  const ComPtr<IConnectionPoint> point = FindPoint(mail.Identity(), outlookaddin::IID_ItemEvents);
   host.ReleaseMail(mail);
   DWORD cookie = 0;
   EXPECT_EQ(CONNECT_E_CANNOTCONNECT, point->Advise(&sink, &cookie));

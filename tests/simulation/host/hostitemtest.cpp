@@ -84,7 +84,7 @@ TEST(HostMailItem, NullPlaceIsAnError) {
   SimulatedHost host;
   HostMailItem& mail = host.CreateMail(MailWithSubject("Null"));
   EXPECT_EQ(E_POINTER, mail.get_Subject(nullptr));
-  EXPECT_EQ(E_POINTER, mail.QueryInterface(outlook::IID__MailItem, nullptr));
+  EXPECT_EQ(E_POINTER, mail.QueryInterface(outlookaddin::IID__MailItem, nullptr));
 }
 
 TEST(HostMailItem, IdentityIsTheSameThroughEveryInterface) {
@@ -315,7 +315,7 @@ TEST(HostMailItem, OtherItemIsNoMail) {
   EXPECT_EQ(S_OK, window.get_CurrentItem(item.Put()));
   ASSERT_TRUE(item);
   ComPtr<_MailItem> mail;
-  EXPECT_EQ(E_NOINTERFACE, platform::QueryFor(item.Get(), outlook::IID__MailItem, &mail));
+  EXPECT_EQ(E_NOINTERFACE, platform::QueryFor(item.Get(), outlookaddin::IID__MailItem, &mail));
   EXPECT_EQ(1u, host.Calls().Count("OtherItem::QueryInterface(other)"));
 }
 

@@ -114,7 +114,7 @@ TEST(HostLedger, HeldMailKeepsWhatIsBelowIt) {
   host.reset();
 
   ComPtr<_MailItem> mail;
-  ASSERT_EQ(S_OK, platform::QueryFor(item.Get(), outlook::IID__MailItem, &mail));
+  ASSERT_EQ(S_OK, platform::QueryFor(item.Get(), outlookaddin::IID__MailItem, &mail));
   ComPtr<Recipients> recipients;
   ASSERT_EQ(S_OK, mail->get_Recipients(recipients.Put()));
   ComPtr<Recipient> recipient;

@@ -179,10 +179,10 @@ TEST_F(HostSlots, MailGivesItsMapiObject) {
 // The members that every interface shares (slots 7 to 10) are none of the add-in's business, but
 // for the mail's session.
 TEST_F(HostSlots, EventInterfacesHaveTheirNumbers) {
-  EXPECT_TRUE(IsEqualGUID(IdEnding(0x00063079), outlook::IID_InspectorsEvents));
-  EXPECT_TRUE(IsEqualGUID(IdEnding(0x0006307D), outlook::IID_InspectorEvents));
-  EXPECT_TRUE(IsEqualGUID(IdEnding(0x0006300F), outlook::IID_ExplorerEvents_10));
-  EXPECT_TRUE(IsEqualGUID(IdEnding(0x0006303A), outlook::IID_ItemEvents));
+  EXPECT_TRUE(IsEqualGUID(IdEnding(0x00063079), outlookaddin::IID_InspectorsEvents));
+  EXPECT_TRUE(IsEqualGUID(IdEnding(0x0006307D), outlookaddin::IID_InspectorEvents));
+  EXPECT_TRUE(IsEqualGUID(IdEnding(0x0006300F), outlookaddin::IID_ExplorerEvents_10));
+  EXPECT_TRUE(IsEqualGUID(IdEnding(0x0006303A), outlookaddin::IID_ItemEvents));
 }
 
 TEST_F(HostSlots, AddInContractHasItsSlots) {

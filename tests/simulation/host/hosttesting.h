@@ -120,7 +120,7 @@ inline std::shared_ptr<mail::MailAddressEntry> Person(std::string address) {
 inline std::shared_ptr<mail::MailAddressEntry> PersonalList(
     std::string id, std::vector<std::shared_ptr<mail::MailAddressEntry>> members) {
   auto entry = std::make_shared<mail::MailAddressEntry>();
-  entry->displayType = outlook::olPrivateDistList;
+  entry->displayType = outlookaddin::olPrivateDistList;
   entry->id = std::move(id);
   entry->members = std::move(members);
   return entry;

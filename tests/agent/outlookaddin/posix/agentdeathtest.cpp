@@ -1,6 +1,6 @@
-// The agent killed, with SIGKILL and in a process of its own, at each step of each request of a
-// mail: the mail goes out or is blocked as far as the agent had spoken, nothing waits longer than
-// it would for an agent that is only silent, and the next mail finds the next agent.
+// An agent's process is killed at each step of each request of a mail. The answers that it gave
+// still count, no wait is longer than for a silent agent, and the next mail works with the next
+// agent.
 #include <poll.h>
 #include <signal.h>
 #include <sys/wait.h>
@@ -15,28 +15,28 @@
 namespace tests {
 namespace {
 
-// Where the agent stands when it dies.
+// When the agent dies.
 enum class Step {
-  kBeforeTaking,    // the request lies in the ring
-  kBeforeBlock,     // it was taken
-  kBeforeFilling,   // the block is there and the add-in hasn't opened it
-  kBeforeAnswer,    // the add-in has filled it
-  kAfterAnswer,     // the answer stands there and the add-in hasn't looked
-  kBetweenRequests  // the answer was taken
+  kBeforeTaking,    // the request is in the ring
+  kBeforeBlock,     // the agent has taken the request
+  kBeforeFilling,   // the block exists, the add-in hasn't opened it
+  kBeforeAnswer,    // the add-in has filled the block
+  kAfterAnswer,     // the answer is in the block, the add-in hasn't read it
+  kBetweenRequests  // the add-in has read the answer
 };
 
 constexpr VARIANT_BOOL kNotSet = 5;
 constexpr int kNever = 1000;
-// Of a mail with everything: recipients, sender, envelope, subject, body, attachment, close.
+// Recipients, sender, envelope, subject, body, attachment, close.
 constexpr int kRequests = 7;
 constexpr int kEnvelopeRequests = 3;
 
-// What the agent's process tells, one byte each.
+// What the agent's process reports, one byte each.
 constexpr char kBlockIsThere = 'b';
 constexpr char kAnswerIsThere = 'a';
 constexpr char kAtTheStep = 'k';
 
-// An agent in a forked process, which stands still when it comes to its step.
+// An agent in a forked process, which stops at a given step.
 class MortalAgent {
  public:
   // Answers `answer` to its request number `request` and 4 to all others.
@@ -47,7 +47,7 @@ class MortalAgent {
       Serve(request, step, answer);
       _exit(1);
     }
-    EXPECT_EQ(Next(), 'r') << "the ring stands";
+    EXPECT_EQ(Next(), 'r') << "the ring exists";
   }
   ~MortalAgent() {
     Kill();
@@ -59,14 +59,14 @@ class MortalAgent {
 
   bool Lives() const { return m_process > 0; }
 
-  // The next thing that it tells. The test's own patience has nothing to do with the add-in's.
+  // The next report. The time limit only stops a test that hangs.
   char Next() {
     pollfd wanted = {m_pipe[0], POLLIN, 0};
-    char told = '?';
-    if (poll(&wanted, 1, 60'000) != 1 || read(m_pipe[0], &told, 1) != 1) {
-      ADD_FAILURE() << "the agent's process doesn't go on";
+    char report = '?';
+    if (poll(&wanted, 1, 60'000) != 1 || read(m_pipe[0], &report, 1) != 1) {
+      ADD_FAILURE() << "the agent's process hangs";
     }
-    return told;
+    return report;
   }
 
   void Kill() {
@@ -77,19 +77,19 @@ class MortalAgent {
   }
 
  private:
-  void Tell(char what) { [[maybe_unused]] const ssize_t told = write(m_pipe[1], &what, 1); }
-  void StandStill() {
-    Tell(kAtTheStep);
+  void Report(char what) { [[maybe_unused]] const ssize_t size = write(m_pipe[1], &what, 1); }
+  void Stop() {
+    Report(kAtTheStep);
     for (;;) pause();
   }
 
   void Serve(int wanted, Step step, int answer) {
     agentkit::RingConsumer ring;
     if (ring.Create({}) != agentkit::OpenResult::kOpened) return;
-    Tell('r');
+    Report('r');
     for (int request = 0;; ++request) {
       const auto reach = [&](Step here) {
-        if (request == wanted && step == here) StandStill();
+        if (request == wanted && step == here) Stop();
       };
       while (ring.Header()->writeCursor == ring.Position()) usleep(50);
       reach(Step::kBeforeTaking);
@@ -101,12 +101,12 @@ class MortalAgent {
       agentkit::Block block;
       if (!block.Make(record)) return;
       reach(Step::kBeforeFilling);
-      Tell(kBlockIsThere);
+      Report(kBlockIsThere);
       while (block.Look() != agentkit::Block::State::kWaiting) usleep(50);
       reach(Step::kBeforeAnswer);
       block.Answer(request == wanted ? answer : 4);
       reach(Step::kAfterAnswer);
-      Tell(kAnswerIsThere);
+      Report(kAnswerIsThere);
       while (block.Look() != agentkit::Block::State::kTaken) usleep(50);
       reach(Step::kBetweenRequests);
     }
@@ -140,7 +140,7 @@ class AgentDeath : public GateTest {
     int sleeps;
   };
 
-  // Sends the mail past an agent that dies at that step of that request.
+  // Sends the mail with an agent that dies at that step of that request.
   Outcome Send(int request, Step step, int answer = 4) {
     MortalAgent agent(request, step, answer);
     m_agent = &agent;
@@ -152,7 +152,7 @@ class AgentDeath : public GateTest {
     ForgetLines();
     VARIANT_BOOL cancel = kNotSet;
     EXPECT_EQ(Sink().OnMailSend(&cancel), S_OK);
-    EXPECT_EQ(agent.Lives(), request == kNever) << "it came to its step";
+    EXPECT_EQ(agent.Lives(), request == kNever) << "it has reached its step";
     m_agent = nullptr;
     return {cancel, m_requests, m_sleeps};
   }
@@ -163,8 +163,7 @@ class AgentDeath : public GateTest {
   }
 
  private:
-  // The add-in waits 20 ms at a time, and here the agent goes on to where it says something in that
-  // time. Of the dead nothing is to be waited for.
+  // While the add-in sleeps, the agent goes on until its next report.
   void OnSleep(std::uint32_t milliseconds) {
     EXPECT_EQ(milliseconds, 20U);
     ++m_sleeps;
@@ -191,7 +190,7 @@ class AgentDeath : public GateTest {
       m_open;
 };
 
-// So many sleeps of 20 ms a request costs whose agent dies there. One that is served costs two.
+// The number of sleeps during a request whose agent dies at this step. An answered request has two.
 int SleepsOf(Step step) {
   switch (step) {
     case Step::kBeforeTaking:
@@ -205,23 +204,23 @@ int SleepsOf(Step step) {
   }
 }
 
-TEST_F(AgentDeath, AtNoStepOfNoRequestHoldsUpTheMailOrTheNextOne) {
+TEST_F(AgentDeath, NeverHoldsUpTheMailOrTheNextOne) {
   Send(kNever, Step::kBeforeTaking);
   const std::size_t descriptors = OpenDescriptors();
   for (int request = 0; request < kRequests; ++request) {
     for (const Step step : {Step::kBeforeTaking, Step::kBeforeBlock, Step::kBeforeFilling,
                             Step::kBeforeAnswer, Step::kAfterAnswer, Step::kBetweenRequests}) {
-      // Between the last request and nothing there is no time to die in.
+      // Nothing follows the last request.
       if (request == kRequests - 1 && step == Step::kBetweenRequests) continue;
       SCOPED_TRACE("request " + std::to_string(request) + ", step " +
                    std::to_string(static_cast<int>(step)));
       const Outcome died = Send(request, step);
       EXPECT_EQ(died.cancel, kNotSet) << "the mail goes out";
       EXPECT_EQ(died.sleeps, 2 * request + SleepsOf(step));
-      // The recipients' answer opens the content, if it came.
+      // The content follows only if the recipients were answered.
       const bool hasContent = request > 0 || step >= Step::kAfterAnswer;
       EXPECT_EQ(died.requests, hasContent ? kRequests : kEnvelopeRequests + 1);
-      // Whoever comes behind the dead one's request finds no agent, and says so at once.
+      // The requests after that one find no agent, which costs no time.
       const int alone = died.requests - request - 1;
       const std::vector<std::string> lines = Messages();
       EXPECT_EQ(
@@ -241,20 +240,18 @@ TEST_F(AgentDeath, AtNoStepOfNoRequestHoldsUpTheMailOrTheNextOne) {
   }
 }
 
-// An answer that stands in the block counts, whatever has become of who wrote it.
-TEST_F(AgentDeath, BehindItsAnswerDoesNotTakeTheAnswerBack) {
+TEST_F(AgentDeath, AfterItsAnswerStillCountsTheAnswer) {
   for (int request = 0; request < kRequests; ++request) {
     SCOPED_TRACE(request);
     const Outcome died = Send(request, Step::kAfterAnswer, 3);
-    // To recipients, sender and the first marker a 3 decides nothing.
+    // As an answer to recipients, sender or marker, a 3 decides nothing.
     EXPECT_EQ(died.cancel, request < kEnvelopeRequests ? kNotSet : 1);
     EXPECT_EQ(died.sleeps, 2 * (request + 1));
     EXPECT_EQ(Send(kNever, Step::kAfterAnswer).cancel, kNotSet);
   }
 }
 
-// And one that wasn't written yet doesn't.
-TEST_F(AgentDeath, BeforeItsAnswerLeavesNoAnswer) {
+TEST_F(AgentDeath, BeforeItsAnswerDecidesNothing) {
   for (int request = 0; request < kRequests; ++request) {
     SCOPED_TRACE(request);
     EXPECT_EQ(Send(request, Step::kBeforeAnswer, 3).cancel, kNotSet);

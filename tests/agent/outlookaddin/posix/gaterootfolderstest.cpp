@@ -1,4 +1,4 @@
-// The gate among the four folders that stand for the machine: none of them is replaced here.
+// The gate with the real folder operations, whose folders are all below QUORVEX_ROOT.
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -32,7 +32,7 @@ class GateRootFolders : public testing::Test {
   tests::TemporaryFolder m_root;
 };
 
-TEST_F(GateRootFolders, AWholeMailFindsItsWayBelowTheRoot) {
+TEST_F(GateRootFolders, AMailUsesAllFoldersBelowTheRoot) {
   Write("appdata/Microsoft/Signatures/Work/logo.png", "the image");
   Write("windows/system32/zbagent/vrk.pro", "use_challenge_response=true\n");
   simulation::mail::MailModel model;
@@ -76,7 +76,7 @@ TEST_F(GateRootFolders, AWholeMailFindsItsWayBelowTheRoot) {
             (std::vector<std::string>{"the subject", "the body", "the image", "the content"}));
   EXPECT_TRUE(GetAgentChannel()->m_bChallengeResponse);
   EXPECT_TRUE(std::filesystem::is_empty(m_root.Path() / "temp"));
-  // The listing of the signature folder "Work" is the one that stays open.
+  // The listing of the folder "Work" stays open on purpose.
   ASSERT_EQ(listings.size(), 1U);
   platform::files.FindClose(*listings.begin());
 }

@@ -37,25 +37,25 @@ class EntryGuard final : public OperationGuard {
   platform::ScopedReplacement<Table, Entry> m_guard;
 };
 
-// Ways of failing. Nothing is done, and that value is given:
+// Fails by doing nothing and returning a value.
 template <typename Value>
-auto Gives(Value value) {
+auto Returns(Value value) {
   return [value](auto original, auto... arguments) {
     return static_cast<decltype(original(arguments...))>(value);
   };
 }
 
-// What gives something back does so all the same, and says that it didn't: that the system keeps
-// it isn't the add-in's to answer for.
+// Reports a failure, but does its work: an operation that frees something would otherwise look like
+// a leak of the add-in.
 template <typename Value>
-auto DoesAndGives(Value value) {
+auto DoesAndReturns(Value value) {
   return [value](auto original, auto... arguments) {
     original(arguments...);
     return static_cast<decltype(original(arguments...))>(value);
   };
 }
 
-// Operations without a result do nothing, and some can't fail on any system.
+// For operations without a result, and for operations that never fail.
 constexpr auto kDoesNothing = [](auto, auto...) {};
 constexpr auto kCannotFail = [](auto original, auto... arguments) {
   return original(arguments...);
@@ -83,8 +83,7 @@ Operation Make(const char* table, const char* name, Failure failure) {
           }};
 }
 
-// As many as the table has entries: with one more it doesn't compile, and one that is missing is
-// found by its empty name.
+// One for each entry of the table. Too many don't compile; a missing one has an empty name.
 template <typename Operations>
 using AllOf = std::array<Operation, sizeof(Operations) / sizeof(void (*)())>;
 
@@ -92,14 +91,14 @@ using AllOf = std::array<Operation, sizeof(Operations) / sizeof(void (*)())>;
   Make<platform::table, &platform::type::entry>(#table, #entry, failure)
 
 AllOf<platform::ClockOperations> Clock() {
-  return {OPERATION(clock, ClockOperations, GetTickCount, Gives(0)),
+  return {OPERATION(clock, ClockOperations, GetTickCount, Returns(0)),
           OPERATION(clock, ClockOperations, GetLocalTime, kDoesNothing),
           OPERATION(clock, ClockOperations, Sleep, kDoesNothing)};
 }
 
 AllOf<platform::CodePageOperations> CodePages() {
-  return {OPERATION(codepages, CodePageOperations, WideCharToMultiByte, Gives(0)),
-          OPERATION(codepages, CodePageOperations, MultiByteToWideChar, Gives(0))};
+  return {OPERATION(codepages, CodePageOperations, WideCharToMultiByte, Returns(0)),
+          OPERATION(codepages, CodePageOperations, MultiByteToWideChar, Returns(0))};
 }
 
 AllOf<platform::DiagnosticsOperations> Diagnostics() {
@@ -109,55 +108,55 @@ AllOf<platform::DiagnosticsOperations> Diagnostics() {
 }
 
 AllOf<platform::FileOperations> Files() {
-  return {OPERATION(files, FileOperations, CreateFileA, Gives(platform::kInvalidHandle)),
-          OPERATION(files, FileOperations, CreateFileW, Gives(platform::kInvalidHandle)),
+  return {OPERATION(files, FileOperations, CreateFileA, Returns(platform::kInvalidHandle)),
+          OPERATION(files, FileOperations, CreateFileW, Returns(platform::kInvalidHandle)),
           OPERATION(files, FileOperations, ReadFile, kMovesNothing),
           OPERATION(files, FileOperations, WriteFile, kMovesNothing),
-          OPERATION(files, FileOperations, SetFilePointer, Gives(kNoPosition)),
-          OPERATION(files, FileOperations, DeleteFileA, Gives(false)),
-          OPERATION(files, FileOperations, DeleteFileW, Gives(false)),
-          OPERATION(files, FileOperations, SetFileAttributesW, Gives(false)),
-          OPERATION(files, FileOperations, GetFileAttributesExW, Gives(false)),
-          OPERATION(files, FileOperations, FindFirstFileA, Gives(platform::kInvalidHandle)),
-          OPERATION(files, FileOperations, FindNextFileA, Gives(false)),
-          OPERATION(files, FileOperations, FindClose, DoesAndGives(false))};
+          OPERATION(files, FileOperations, SetFilePointer, Returns(kNoPosition)),
+          OPERATION(files, FileOperations, DeleteFileA, Returns(false)),
+          OPERATION(files, FileOperations, DeleteFileW, Returns(false)),
+          OPERATION(files, FileOperations, SetFileAttributesW, Returns(false)),
+          OPERATION(files, FileOperations, GetFileAttributesExW, Returns(false)),
+          OPERATION(files, FileOperations, FindFirstFileA, Returns(platform::kInvalidHandle)),
+          OPERATION(files, FileOperations, FindNextFileA, Returns(false)),
+          OPERATION(files, FileOperations, FindClose, DoesAndReturns(false))};
 }
 
 AllOf<platform::FolderOperations> Folders() {
-  return {OPERATION(folders, FolderOperations, GetTempPathA, Gives(0)),
-          OPERATION(folders, FolderOperations, GetTempPathW, Gives(0)),
-          OPERATION(folders, FolderOperations, GetWindowsDirectoryA, Gives(0)),
-          OPERATION(folders, FolderOperations, GetSystemDirectoryA, Gives(0)),
-          OPERATION(folders, FolderOperations, SHGetFolderPathA, Gives(kFailed))};
+  return {OPERATION(folders, FolderOperations, GetTempPathA, Returns(0)),
+          OPERATION(folders, FolderOperations, GetTempPathW, Returns(0)),
+          OPERATION(folders, FolderOperations, GetWindowsDirectoryA, Returns(0)),
+          OPERATION(folders, FolderOperations, GetSystemDirectoryA, Returns(0)),
+          OPERATION(folders, FolderOperations, SHGetFolderPathA, Returns(kFailed))};
 }
 
 AllOf<platform::FormattingOperations> Formatting() {
-  return {OPERATION(formatting, FormattingOperations, Format, Gives(-1)),
-          OPERATION(formatting, FormattingOperations, CreateLocale, Gives(kNull)),
+  return {OPERATION(formatting, FormattingOperations, Format, Returns(-1)),
+          OPERATION(formatting, FormattingOperations, CreateLocale, Returns(kNull)),
           OPERATION(formatting, FormattingOperations, FreeLocale, kCannotFail)};
 }
 
 AllOf<platform::HandleOperations> Handles() {
-  return {OPERATION(handles, HandleOperations, CloseHandle, DoesAndGives(false))};
+  return {OPERATION(handles, HandleOperations, CloseHandle, DoesAndReturns(false))};
 }
 
 AllOf<platform::MapiOperations> Mapi() {
-  return {OPERATION(mapi, MapiOperations, MAPIAllocateBuffer, Gives(kNoMemory)),
-          OPERATION(mapi, MapiOperations, HrSetOneProp, Gives(kFailed))};
+  return {OPERATION(mapi, MapiOperations, MAPIAllocateBuffer, Returns(kNoMemory)),
+          OPERATION(mapi, MapiOperations, HrSetOneProp, Returns(kFailed))};
 }
 
 AllOf<platform::MappingOperations> Mappings() {
-  return {OPERATION(mappings, MappingOperations, OpenFileMappingA, Gives(kNull)),
-          OPERATION(mappings, MappingOperations, CreateFileMappingA, Gives(kNull)),
-          OPERATION(mappings, MappingOperations, MapViewOfFile, Gives(kNull)),
-          OPERATION(mappings, MappingOperations, UnmapViewOfFile, DoesAndGives(false))};
+  return {OPERATION(mappings, MappingOperations, OpenFileMappingA, Returns(kNull)),
+          OPERATION(mappings, MappingOperations, CreateFileMappingA, Returns(kNull)),
+          OPERATION(mappings, MappingOperations, MapViewOfFile, Returns(kNull)),
+          OPERATION(mappings, MappingOperations, UnmapViewOfFile, DoesAndReturns(false))};
 }
 
 AllOf<platform::ModuleImageOperations> ModuleImage() {
   using platform::ModuleImageOperations;
-  return {OPERATION(moduleImage, ModuleImageOperations, GetModuleFileNameW, Gives(0)),
-          OPERATION(moduleImage, ModuleImageOperations, FindResourceBytes, Gives(false)),
-          OPERATION(moduleImage, ModuleImageOperations, CreateLock, Gives(kNull)),
+  return {OPERATION(moduleImage, ModuleImageOperations, GetModuleFileNameW, Returns(0)),
+          OPERATION(moduleImage, ModuleImageOperations, FindResourceBytes, Returns(false)),
+          OPERATION(moduleImage, ModuleImageOperations, CreateLock, Returns(kNull)),
           OPERATION(moduleImage, ModuleImageOperations, EnterLock, kCannotFail),
           OPERATION(moduleImage, ModuleImageOperations, LeaveLock, kCannotFail),
           OPERATION(moduleImage, ModuleImageOperations, DeleteLock, kCannotFail),
@@ -166,44 +165,44 @@ AllOf<platform::ModuleImageOperations> ModuleImage() {
 }
 
 AllOf<platform::ProcessOperations> Process() {
-  return {OPERATION(process, ProcessOperations, GetCurrentProcessId, Gives(0)),
-          OPERATION(process, ProcessOperations, GetCurrentThreadId, Gives(0)),
-          OPERATION(process, ProcessOperations, GetComputerNameW, Gives(false))};
+  return {OPERATION(process, ProcessOperations, GetCurrentProcessId, Returns(0)),
+          OPERATION(process, ProcessOperations, GetCurrentThreadId, Returns(0)),
+          OPERATION(process, ProcessOperations, GetComputerNameW, Returns(false))};
 }
 
 AllOf<platform::RegistryOperations> Registry() {
-  return {OPERATION(registry, RegistryOperations, CreateKey, Gives(kAccessDenied)),
-          OPERATION(registry, RegistryOperations, OpenKey, Gives(kAccessDenied)),
+  return {OPERATION(registry, RegistryOperations, CreateKey, Returns(kAccessDenied)),
+          OPERATION(registry, RegistryOperations, OpenKey, Returns(kAccessDenied)),
           OPERATION(registry, RegistryOperations, CloseKey, kCannotFail),
-          OPERATION(registry, RegistryOperations, DeleteTree, Gives(kAccessDenied)),
-          OPERATION(registry, RegistryOperations, SetString, Gives(kAccessDenied)),
-          OPERATION(registry, RegistryOperations, GetString, Gives(kAccessDenied))};
+          OPERATION(registry, RegistryOperations, DeleteTree, Returns(kAccessDenied)),
+          OPERATION(registry, RegistryOperations, SetString, Returns(kAccessDenied)),
+          OPERATION(registry, RegistryOperations, GetString, Returns(kAccessDenied))};
 }
 
 AllOf<platform::SecurityOperations> Security() {
   using platform::SecurityOperations;
   return {OPERATION(security, SecurityOperations,
-                    ConvertStringSecurityDescriptorToSecurityDescriptorW, Gives(false)),
-          OPERATION(security, SecurityOperations, SetSecurityDescriptorDacl, Gives(false)),
+                    ConvertStringSecurityDescriptorToSecurityDescriptorW, Returns(false)),
+          OPERATION(security, SecurityOperations, SetSecurityDescriptorDacl, Returns(false)),
           OPERATION(security, SecurityOperations, LocalFree, kCannotFail)};
 }
 
 AllOf<platform::SocketOperations> Sockets() {
-  return {OPERATION(sockets, SocketOperations, WSAStartup, Gives(kNoSockets)),
-          OPERATION(sockets, SocketOperations, CreateSocket, Gives(platform::kInvalidSocket)),
-          OPERATION(sockets, SocketOperations, ParseAddress, Gives(platform::kAddressNone)),
-          OPERATION(sockets, SocketOperations, Connect, Gives(kSocketError)),
-          OPERATION(sockets, SocketOperations, Send, Gives(kSocketError)),
-          OPERATION(sockets, SocketOperations, CloseSocket, DoesAndGives(kSocketError))};
+  return {OPERATION(sockets, SocketOperations, WSAStartup, Returns(kNoSockets)),
+          OPERATION(sockets, SocketOperations, CreateSocket, Returns(platform::kInvalidSocket)),
+          OPERATION(sockets, SocketOperations, ParseAddress, Returns(platform::kAddressNone)),
+          OPERATION(sockets, SocketOperations, Connect, Returns(kSocketError)),
+          OPERATION(sockets, SocketOperations, Send, Returns(kSocketError)),
+          OPERATION(sockets, SocketOperations, CloseSocket, DoesAndReturns(kSocketError))};
 }
 
 AllOf<platform::UserInterfaceOperations> UserInterface() {
   using platform::UserInterfaceOperations;
-  return {OPERATION(ui, UserInterfaceOperations, LoadCursorW, Gives(kNull)),
-          OPERATION(ui, UserInterfaceOperations, SetCursor, Gives(kNull)),
-          OPERATION(ui, UserInterfaceOperations, GetActiveWindow, Gives(kNull)),
-          OPERATION(ui, UserInterfaceOperations, SetTimer, Gives(0)),
-          OPERATION(ui, UserInterfaceOperations, KillTimer, Gives(false)),
+  return {OPERATION(ui, UserInterfaceOperations, LoadCursorW, Returns(kNull)),
+          OPERATION(ui, UserInterfaceOperations, SetCursor, Returns(kNull)),
+          OPERATION(ui, UserInterfaceOperations, GetActiveWindow, Returns(kNull)),
+          OPERATION(ui, UserInterfaceOperations, SetTimer, Returns(0)),
+          OPERATION(ui, UserInterfaceOperations, KillTimer, Returns(false)),
           OPERATION(ui, UserInterfaceOperations, RunMessageLoop, kDoesNothing)};
 }
 

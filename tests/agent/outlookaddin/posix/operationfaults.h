@@ -1,5 +1,4 @@
-// Every operation of every table of platform/, each with a way of failing, so that a test can let
-// any of them fail at any of its calls.
+// Makes any call of any operation of platform/ fail.
 #pragma once
 
 #include <functional>
@@ -10,13 +9,13 @@
 
 namespace tests {
 
-// Which calls fail. One operation at a time.
+// Which calls of one operation fail.
 struct FaultPlan {
   std::string operation;    // "files.CreateFileA"; empty: none
-  int call = 0;             // that call of it, from 1; 0: each one
-  bool isSuspended = true;  // what is called meanwhile neither counts nor fails
+  int call = 0;             // the number of the call, from 1; 0: every call
+  bool isSuspended = true;  // while set, calls neither count nor fail
   std::map<std::string, int> calls;
-  int given = 0;
+  int given = 0;  // the number of failures so far
 
   bool Fails(const std::string& name);
 };
@@ -31,10 +30,10 @@ struct Operation {
   std::function<std::unique_ptr<OperationGuard>(FaultPlan*)> guard;
 };
 
-// All of them, table by table.
+// All operations of all tables.
 std::vector<Operation> AllOperations();
 
-// For the length of its scope each operation goes by the plan.
+// While it exists, all operations fail according to the plan.
 class FaultyPlatform {
  public:
   explicit FaultyPlatform(FaultPlan* plan);

@@ -1,6 +1,6 @@
-// A whole run of the add-in, from its creation over three mails to its end, with each operation of
-// the operating system failing in turn: at its first call, at each later one, and always. Nothing
-// crashes, a mail is held back only if the agent said so, and nothing stays open.
+// A whole session of the add-in with three mails, in which each operation of the operating system
+// fails in turn: at its first call, at each later one, and always. Nothing crashes, only the agent
+// blocks a mail, and nothing stays open.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -27,12 +27,12 @@ namespace tests {
 namespace {
 
 constexpr VARIANT_BOOL kNotSet = 5;
-// Of an operation that is called more often, so many calls are picked, the first ones among them.
+// If an operation is called more often, the test picks that many calls.
 constexpr int kMostCalls = 40;
 
-// What such a run never calls.
+// Operations that a session never calls.
 const std::set<std::string> kNotCalled = {
-    // The agent's and the host's.
+    // Called by the agent and the host.
     "mappings.CreateFileMappingA", "ui.RunMessageLoop",
     // While the library is loaded and unloaded.
     "moduleImage.CreateLock", "moduleImage.DeleteLock", "process.GetComputerNameW",
@@ -46,9 +46,13 @@ const std::set<std::string> kNotCalled = {
     "diagnostics.OutputDebugStringA", "formatting.CreateLocale", "formatting.Format",
     "formatting.FreeLocale", "diagnostics.InvalidParameter"};
 
-// What only a process's first run calls: the class object is made once.
+// Operations that only the first session of the process calls: the class object is made once.
 const std::set<std::string> kCalledOnce = {"moduleImage.EncodePointer", "moduleImage.EnterLock",
                                            "moduleImage.LeaveLock"};
+
+// Subject and Cancel of each mail of a session.
+const std::vector<std::pair<std::string, VARIANT_BOOL>> kVerdicts = {
+    {"Passed", kNotSet}, {"Blocked", VARIANT_BOOL{1}}, {"Tagged", kNotSet}};
 
 struct Outcome {
   std::vector<std::pair<std::string, VARIANT_BOOL>> cancels;  // subject and flag
@@ -84,11 +88,12 @@ class PlatformFaults : public testing::Test {
     std::ofstream(path, std::ios::binary) << content;
   }
 
-  // One whole run by the plan.
+  // Runs one session.
   Outcome RunOnce(FaultPlan* plan);
+  void ExpectNoFilesAfter(const std::string& name);
 
-  // Files that a run may leave in the temporary folder and, with no such folder, in the current
-  // one.
+  // The files in the temporary folder ("temp") or in the current one ("here"), which is used when
+  // the temporary one is unknown.
   std::set<std::string> FilesIn(const char* place) {
     std::set<std::string> names;
     const std::filesystem::path folder = m_root.Path() / place;
@@ -119,8 +124,8 @@ class PlatformFaults : public testing::Test {
 
   tests::TemporaryFolder m_root;
   std::filesystem::path m_before;
-  // Left behind by design, and ended with each run: a listing of each signature folder, the buffer
-  // with a tag's name.
+  // Left on purpose and freed after each session: the listing of each signature folder and the
+  // buffer with the name of the tag.
   std::set<platform::Handle> m_listings;
   std::vector<std::unique_ptr<unsigned char[]>> m_buffers;
   platform::ScopedReplacement<platform::files, &platform::FileOperations::FindFirstFileA> m_find{
@@ -140,14 +145,14 @@ class PlatformFaults : public testing::Test {
         *buffer = m_buffers.back().get();
         return 0;
       }};
-  // What the debugger would show.
+  // Discards the debugger's output.
   platform::ScopedReplacement<platform::diagnostics,
                               &platform::DiagnosticsOperations::OutputDebugStringW>
       m_debugger{[](auto, const platform::WideChar*) {}};
   platform::ScopedReplacement<platform::diagnostics,
                               &platform::DiagnosticsOperations::OutputDebugStringA>
       m_debuggerA{[](auto, const char*) {}};
-  // No verdict of an earlier run counts.
+  // Set so late that verdicts of earlier sessions are too old.
   std::uint32_t m_tick = 0;
   platform::ScopedReplacement<platform::clock, &platform::ClockOperations::GetTickCount> m_clock{
       [this](auto) { return m_tick; }};
@@ -197,7 +202,7 @@ void PlatformFaults::SendAll(simulation::host::SimulatedHost& host, FaultPlan* p
     }
     host.CloseInspector(window);
   }
-  addin::OnScanTimer(nullptr, 0x0113, 1, 0);
+  outlookaddin::OnScanTimer(nullptr, 0x0113, 1, 0);
 }
 
 Outcome PlatformFaults::RunOnce(FaultPlan* plan) {
@@ -206,7 +211,7 @@ Outcome PlatformFaults::RunOnce(FaultPlan* plan) {
   std::shared_ptr<simulation::host::HostLedger> ledger;
   {
     const FaultyPlatform faulty(plan);
-    // The agent has its turn whenever the add-in sleeps, and its own calls don't fail.
+    // The agent runs during the sleeps of the add-in. Its own calls don't fail.
     platform::ScopedReplacement<platform::clock, &platform::ClockOperations::Sleep> agentsTurn(
         [&](auto original, std::uint32_t milliseconds) {
           if (plan->Fails("clock.Sleep")) return;
@@ -244,15 +249,31 @@ Outcome PlatformFaults::RunOnce(FaultPlan* plan) {
   return run;
 }
 
-TEST_F(PlatformFaults, TheWalkKnowsEveryEntryOfEveryTable) {
+// Checks that the session with a failing operation left no files, except where the failure explains
+// them, and that the next session deletes those.
+void PlatformFaults::ExpectNoFilesAfter(const std::string& name) {
+  const bool keepsFiles = name == "files.DeleteFileA" || name == "files.FindFirstFileA" ||
+                          name == "files.FindNextFileA" || name == "folders.GetTempPathA";
+  EXPECT_TRUE(keepsFiles || FilesIn("temp").empty());
+  if (!FilesIn("temp").empty()) {
+    FaultPlan clear;
+    EXPECT_EQ(RunOnce(&clear).cancels, kVerdicts);
+    EXPECT_THAT(FilesIn("temp"), testing::IsEmpty());
+  }
+  // Without a temporary folder the files are in the current one.
+  EXPECT_TRUE(name.starts_with("folders.GetTempPath") || FilesIn("here").empty());
+  for (const std::string& left : FilesIn("here")) std::filesystem::remove(left);
+}
+
+TEST_F(PlatformFaults, CoverEveryEntryOfEveryTable) {
   std::set<std::string> names;
   std::set<std::string> tables;
   for (const Operation& operation : AllOperations()) {
-    EXPECT_TRUE(names.insert(operation.name).second) << "twice: " << operation.name;
+    EXPECT_TRUE(names.insert(operation.name).second) << "duplicate: " << operation.name;
     EXPECT_TRUE(operation.guard) << "an entry of a table is missing";
     tables.insert(operation.table);
   }
-  // Each table is declared by a line of its own in a header.
+  // The tables that the headers declare.
   std::set<std::string> declared;
   for (const auto& entry : std::filesystem::directory_iterator(QUORVEX_PLATFORM_FOLDER)) {
     if (entry.path().extension() != ".h") continue;
@@ -266,18 +287,16 @@ TEST_F(PlatformFaults, TheWalkKnowsEveryEntryOfEveryTable) {
   EXPECT_EQ(tables, declared);
 }
 
-TEST_F(PlatformFaults, NoOperationThatFailsHoldsUpAMailOrKeepsAnything) {
+TEST_F(PlatformFaults, NeverHoldUpAMailOrLeaveAnythingOpen) {
   FaultPlan first;
   RunOnce(&first);
   FaultPlan none;
   const Outcome clean = RunOnce(&none);
-  const std::vector<std::pair<std::string, VARIANT_BOOL>> verdicts = {
-      {"Passed", kNotSet}, {"Blocked", VARIANT_BOOL{1}}, {"Tagged", kNotSet}};
-  ASSERT_EQ(clean.cancels, verdicts);
+  ASSERT_EQ(clean.cancels, kVerdicts);
   ASSERT_EQ(clean.tag, "yes");
   ASSERT_EQ(clean.requests, 9U + 6U + 9U);
   ASSERT_TRUE(FilesIn("temp").empty());
-  // The explorer's two sinks stay by design.
+  // The explorer's two sinks stay on purpose.
   ASSERT_EQ(clean.left, (std::map<std::string, ULONG>{{"_Explorer 1", 2}}));
   const std::size_t descriptors = OpenDescriptors();
 
@@ -290,7 +309,7 @@ TEST_F(PlatformFaults, NoOperationThatFailsHoldsUpAMailOrKeepsAnything) {
       (first.calls[operation.name] == 0 ? notCalled : calledOnce).insert(operation.name);
       continue;
     }
-    // 0 stands for "always".
+    // 0 means every call.
     for (int call = 0; call <= calls;
          call += call < kMostCalls / 2 ? 1 : std::max(1, calls / (kMostCalls / 2))) {
       SCOPED_TRACE(operation.name + ", call " + std::to_string(call) + " of " +
@@ -310,23 +329,11 @@ TEST_F(PlatformFaults, NoOperationThatFailsHoldsUpAMailOrKeepsAnything) {
       EXPECT_EQ(OpenDescriptors(), descriptors);
       EXPECT_EQ(SharedViews(), 0);
 
-      // What couldn't be deleted, or found, is deleted behind the next mail.
-      const std::string& name = operation.name;
-      const bool keepsFiles = name == "files.DeleteFileA" || name == "files.FindFirstFileA" ||
-                              name == "files.FindNextFileA" || name == "folders.GetTempPathA";
-      EXPECT_TRUE(keepsFiles || FilesIn("temp").empty());
-      if (!FilesIn("temp").empty()) {
-        FaultPlan clear;
-        EXPECT_EQ(RunOnce(&clear).cancels, verdicts);
-        EXPECT_THAT(FilesIn("temp"), testing::IsEmpty());
-      }
-      // With no temporary folder the names stand alone, and so in the current one.
-      EXPECT_TRUE(name.starts_with("folders.GetTempPath") || FilesIn("here").empty());
-      for (const std::string& left : FilesIn("here")) std::filesystem::remove(left);
+      ExpectNoFilesAfter(operation.name);
       if (HasFailure()) return;
     }
   }
-  // Another test of this process may have been the first.
+  // Another test of this process may have run the first session.
   for (const std::string& name : kCalledOnce) {
     if (notCalled.erase(name) != 0) calledOnce.insert(name);
   }

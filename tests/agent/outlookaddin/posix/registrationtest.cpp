@@ -1,4 +1,4 @@
-// The library's own script, run on the registry that stands in on machines without one.
+// The library's registry script, run on the simulated registry of POSIX.
 #include <gtest/gtest.h>
 
 #include <fstream>
@@ -82,7 +82,7 @@ TEST_F(LibraryScript, DeletesAnOlderRegistrationFirst) {
   EXPECT_FALSE(HasKey(QV_TEST_CLASS_KEY "\\Programmable\\Old"));
 }
 
-TEST_F(LibraryScript, RemovalLeavesTheKeyOfAllClassesInPlace) {
+TEST_F(LibraryScript, RemovalKeepsTheKeyClsid) {
   MakeKey("CLSID\\{00000000-0000-0000-0000-000000000001}");
   ASSERT_EQ(g_module.UpdateRegistryFromResource(101, true), S_OK);
   ASSERT_EQ(g_module.UpdateRegistryFromResource(101, false), S_OK);
@@ -93,8 +93,8 @@ TEST_F(LibraryScript, RemovalLeavesTheKeyOfAllClassesInPlace) {
   EXPECT_FALSE(HasKey("Quorvex.Connect.1"));
 }
 
-TEST_F(LibraryScript, ARegistryThatRefusesAtAnyStepGivesItsError) {
-  // Count the steps of a clean run, then refuse each in turn.
+TEST_F(LibraryScript, ReturnsTheErrorOfTheStepThatFails) {
+  // Counts the steps of a successful registration, then makes each fail in turn.
   int steps = 0;
   int refused = 0;
   const auto step = [&] { return ++steps == refused; };

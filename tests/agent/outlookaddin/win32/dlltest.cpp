@@ -1,5 +1,5 @@
-// DlpAddIn.dll itself: its functions, resources and type library, and its registration in a real
-// registry. The classes' root is turned to a key of the test's own, so that nothing else sees it.
+// DlpAddIn.dll: its exports, resources and type library, and its registration. HKEY_CLASSES_ROOT is
+// redirected to a key of the test, so that no other program sees the registration.
 #include <gtest/gtest.h>
 #include <windows.h>
 
@@ -21,7 +21,7 @@ namespace {
 using platform::Bstr;
 using platform::ComPtr;
 
-// The library beside this program.
+// The library in the folder of the test program.
 std::wstring LibraryPath() {
   wchar_t path[MAX_PATH] = {};
   GetModuleFileNameW(nullptr, path, MAX_PATH);
@@ -104,7 +104,7 @@ TEST_F(Library, CarriesTheRegistryScript) {
   const std::string script((std::istreambuf_iterator<char>(file)), {});
   ASSERT_FALSE(script.empty()) << QUORVEX_REGISTRY_SCRIPT;
   EXPECT_EQ(ResourceBytes(L"REGISTRY", 101), script);
-  // The key that makes the host load the library is the installer's.
+  // The installer writes the key that makes the host load the library.
   EXPECT_EQ(script.find("Office"), std::string::npos);
   EXPECT_EQ(script.find("HKLM"), std::string::npos);
 }
@@ -117,7 +117,7 @@ TEST_F(Library, CarriesItsManifest) {
 TEST_F(Library, DescribesItselfInItsVersionBlock) {
   std::string block = ResourceBytes(MAKEINTRESOURCEW(16), 1);
   ASSERT_FALSE(block.empty());
-  // The block is a tree of UTF-16 texts: the value stands behind its name.
+  // The block is a tree of UTF-16 texts. A value follows its name.
   const std::wstring text(reinterpret_cast<const wchar_t*>(block.data()), block.size() / 2);
   const std::wstring name(L"FileDescription\0", 16);
   const std::size_t at = text.find(name);
@@ -183,13 +183,13 @@ TEST_F(Library, TheInterfaceOfConnectIsUnknownFromTheStandardLibrary) {
   EXPECT_EQ(name.View(), L"stdole");
 }
 
-// Registration writes below a key of this process's own.
+// Redirects HKEY_CLASSES_ROOT to a key that only this process uses.
 class LibraryRegistration : public Library {
  protected:
   void SetUp() override {
     Library::SetUp();
     m_name = L"Software\\QuorvexTest" + std::to_wstring(GetCurrentProcessId());
-    Turn(REG_OPTION_NON_VOLATILE);
+    Redirect(REG_OPTION_NON_VOLATILE);
     m_locale = GetThreadLocale();
   }
   void TearDown() override {
@@ -198,8 +198,8 @@ class LibraryRegistration : public Library {
     RegDeleteTreeW(HKEY_CURRENT_USER, m_name.c_str());
     Library::TearDown();
   }
-  // Sends what goes to HKEY_CLASSES_ROOT to a key of the test's own, made with those options.
-  void Turn(DWORD options) {
+  // Redirects HKEY_CLASSES_ROOT to a new key with these options.
+  void Redirect(DWORD options) {
     RegOverridePredefKey(HKEY_CLASSES_ROOT, nullptr);
     RegDeleteTreeW(HKEY_CURRENT_USER, m_name.c_str());
     HKEY root = nullptr;
@@ -209,8 +209,8 @@ class LibraryRegistration : public Library {
     ASSERT_EQ(RegOverridePredefKey(HKEY_CLASSES_ROOT, root), ERROR_SUCCESS);
     RegCloseKey(root);
   }
-  // A key that lasts to the machine's next start only takes no lasting ones below it.
-  void TurnToUnwritable() { Turn(REG_OPTION_VOLATILE); }
+  // A volatile key can't have non-volatile subkeys.
+  void RedirectToUnwritable() { Redirect(REG_OPTION_VOLATILE); }
   static constexpr auto kUnwritable = static_cast<HRESULT>(0x800703FD);
   static std::string Narrow(const std::wstring& text) {
     std::string narrow;
@@ -261,13 +261,13 @@ TEST_F(LibraryRegistration, CanBeRepeated) {
 }
 
 TEST_F(LibraryRegistration, ARegistryThatCannotBeWrittenGivesItsError) {
-  TurnToUnwritable();
+  RedirectToUnwritable();
   EXPECT_EQ(Call("DllRegisterServer"), kUnwritable);
 }
 
 TEST_F(LibraryRegistration, AThreadsOwnLocaleComesBackAfterAFailure) {
   ASSERT_TRUE(SetThreadLocale(0x0407));
-  TurnToUnwritable();
+  RedirectToUnwritable();
   EXPECT_EQ(Call("DllRegisterServer"), kUnwritable);
   EXPECT_EQ(GetThreadLocale(), 0x0407u);
   SetThreadLocale(m_locale);

@@ -1,5 +1,6 @@
-// A simulated host with the add-in's main object, for the tests of connection and tracking. The log
-// is captured, there is no Logger.cfg, and timers are recorded instead of set.
+// Fixtures for the tests of connection and tracking: a simulated host with the add-in's
+// CDlpAddinConnect. They capture the log, hide any Logger.cfg, and record timers instead of setting
+// them.
 #pragma once
 
 #include <gmock/gmock.h>
@@ -52,24 +53,24 @@ inline simulation::mail::MailModel Mail(std::string subject) {
 
 class HostedAddIn : public testing::Test {
  protected:
-  // The thread's active window.
+  // What GetActiveWindow returns.
   static inline const platform::Window kActiveWindow = reinterpret_cast<platform::Window>(0x1234);
 
   void SetUp() override { UseHost("14.0"); }
   void TearDown() override {
-    // In this order, because the object holds references to the host.
+    // In this order: the add-in holds objects of the host.
     ReleaseAddIn();
     m_host.reset();
   }
 
-  // A new host and a new add-in, not connected.
+  // Makes a new host and a new add-in that isn't connected.
   void UseHost(const std::string& version) {
     ReleaseAddIn();
     m_host = std::make_unique<SimulatedHost>(version);
     m_addIn = new CComObject<CDlpAddinConnect>;
     m_addIn->AddRef();
   }
-  // Releases the last reference that isn't the host's.
+  // Releases the test's reference. Returns the number of references that the host still holds.
   ULONG ReleaseAddIn() {
     return m_addIn == nullptr ? 0 : std::exchange(m_addIn, nullptr)->Release();
   }
@@ -80,10 +81,10 @@ class HostedAddIn : public testing::Test {
     return m_addIn->Release();
   }
 
-  // Does what the timer does each second.
-  static void Tick() { addin::OnScanTimer(nullptr, 0x0113, 1, 0); }
+  // Calls the timer's callback.
+  static void Tick() { outlookaddin::OnScanTimer(nullptr, 0x0113, 1, 0); }
 
-  // The number of sinks connected to a mail.
+  // The number of sinks that are subscribed to a mail.
   static std::size_t SinksOn(const HostMailItem& mail) { return mail.Connected(); }
 
   ULONG Outstanding(const std::string& label) { return m_host->Ledger().OutstandingOf(label); }
@@ -115,6 +116,41 @@ class HostedAddIn : public testing::Test {
   tests::LogCapture m_log;
   std::unique_ptr<SimulatedHost> m_host;
   CComObject<CDlpAddinConnect>* m_addIn = nullptr;
+};
+
+constexpr const char* kMailEventEnd = "[DlpMailEvent::~DlpMailEvent] called @804.";
+
+// The line of a scan that finds more windows than it knows.
+inline std::string Changed(int count, int known) {
+  return "Inspector change triggered by timer. lCurInspectorsCount: " + std::to_string(count) +
+         ", original count: " + std::to_string(known) + ".";
+}
+
+// A connected add-in that has logged nothing yet.
+class TrackingTest : public HostedAddIn {
+ protected:
+  void SetUp() override {
+    HostedAddIn::SetUp();
+    ConnectFresh("15.0");
+  }
+  void ConnectFresh(const std::string& version) {
+    UseHost(version);
+    ASSERT_EQ(Connect(), S_OK);
+    m_log.Forget();
+  }
+  HostInspector& Open(const std::string& subject, Announce announce = Announce::kYes) {
+    return m_host->OpenInspector(Mail(subject), announce);
+  }
+  // Opens a window with exactly this caption.
+  HostInspector& OpenAs(const std::string& caption, Announce announce) {
+    return m_host->OpenInspector(m_host->CreateMail(Mail("A subject")), caption, announce);
+  }
+  // The lines of one tick.
+  std::vector<std::string> TickLines() {
+    m_log.Forget();
+    Tick();
+    return m_log.Messages();
+  }
 };
 
 }  // namespace tests

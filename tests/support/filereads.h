@@ -1,4 +1,4 @@
-// Reads of files that come in small bites, break off, or never end.
+// Reads of files that are short or fail.
 #pragma once
 
 #include <algorithm>
@@ -14,7 +14,7 @@ namespace tests {
 using ReplaceRead =
     platform::ScopedReplacement<platform::files, &platform::FileOperations::ReadFile>;
 
-// At most so many bytes a call, for the length of its scope.
+// Limits each read to so many bytes.
 class SmallReads {
  public:
   explicit SmallReads(std::uint32_t most)
@@ -27,7 +27,7 @@ class SmallReads {
   ReplaceRead m_guard;
 };
 
-// `first` bytes of the file in one call, then nothing but failures.
+// Reads `first` bytes in one call. Every later call fails.
 class BrokenRead {
  public:
   explicit BrokenRead(std::uint32_t first)

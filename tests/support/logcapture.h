@@ -1,4 +1,4 @@
-// What the product logs while a test runs, read back from a real log file.
+// Captures what the product logs while a test runs.
 //
 //   tests::LogCapture log;
 //   ... call the product ...
@@ -36,8 +36,8 @@ struct LoggedLine {
   }
 };
 
-// The length of the "(00042) 12/31/2024 23:59:59.999 Outlook> Err : " at the front of `text`, with
-// the level's bit through `level`; 0 if `text` doesn't begin with one for `module`.
+// The length of a prefix "(00042) 12/31/2024 23:59:59.999 Outlook> Err : " for `module`, or 0 if
+// `text` doesn't begin with one. Stores the level's bit in `*level`.
 inline std::size_t ParseLinePrefix(std::string_view text, std::string_view module, int* level) {
   constexpr std::string_view kStamp = ") 00/00/0000 00:00:00.000 ";
   std::size_t at = text.starts_with('(') ? 1 : 0;
@@ -61,8 +61,8 @@ inline std::size_t ParseLinePrefix(std::string_view text, std::string_view modul
   return at + module.size() + 2 + 6;
 }
 
-// Splits the text of a log into its lines. A message may hold line ends of its own: a line lasts
-// until the next one's prefix. Throws std::runtime_error for a text that no logger wrote.
+// Splits the text of a log into lines. A message may contain line ends: a line ends where the next
+// prefix begins. Throws std::runtime_error if the text isn't a log.
 inline std::vector<LoggedLine> ParseLog(std::string_view text, std::string_view module) {
   std::vector<LoggedLine> lines;
   while (!text.empty()) {
@@ -84,15 +84,15 @@ inline std::vector<LoggedLine> ParseLog(std::string_view text, std::string_view 
   return lines;
 }
 
-// Registers a stream with g_logger for the length of a scope. At the end everything that is
-// registered with g_logger goes, so one capture at a time, and none of a test's own beside it.
+// Registers a stream with g_logger. The destructor removes all streams of g_logger, so only one
+// capture may exist, and no other stream beside it.
 class LogCapture {
  public:
-  // Through a real file; or, for a test that makes the operations on files fail, through the
-  // debugger's output, where bytes that are no UTF-8 show as U+FFFD.
+  // Through a file; or, for a test that makes file operations fail, through the debugger's output,
+  // where bytes that aren't UTF-8 show as U+FFFD.
   enum class Through { kFile, kDebugger };
 
-  // Takes lines of all levels that share a bit with `mask`.
+  // Captures the lines whose level shares a bit with `mask`.
   explicit LogCapture(Through way = Through::kFile,
                       int mask = kLogInfo | kLogWarn | kLogErr | kLogCrit,
                       const char* module = kLogModule)
@@ -112,7 +112,7 @@ class LogCapture {
   LogCapture(const LogCapture&) = delete;
   LogCapture& operator=(const LogCapture&) = delete;
 
-  // All bytes of the log since the beginning or the last Forget.
+  // The text of the log since the beginning or the last Forget.
   std::string Text() const {
     std::string text = m_debuggerText;
     for (const auto& entry : std::filesystem::directory_iterator(m_folder.Path())) {
@@ -122,7 +122,7 @@ class LogCapture {
     return text.substr(std::min(m_forgotten, text.size()));
   }
 
-  // The lines since then, in the order they were logged.
+  // The lines of that text.
   std::vector<LoggedLine> Lines() const { return ParseLog(Text(), m_module); }
 
   std::vector<std::string> Messages() const {
@@ -138,7 +138,7 @@ class LogCapture {
     });
   }
 
-  // Leaves what was logged so far out of what follows.
+  // The functions above ignore what was logged so far.
   void Forget() { m_forgotten += Text().size(); }
 
  private:
@@ -148,7 +148,7 @@ class LogCapture {
 
   TemporaryFolder m_folder;
   std::string m_module;
-  std::string m_debuggerText;  // filled under the logger's lock
+  std::string m_debuggerText;  // written under the logger's lock
   std::optional<Debugger> m_debugger;
   std::size_t m_forgotten = 0;
 };

@@ -1,8 +1,8 @@
-// Mappings of this test's own.
+// Private names for mappings.
 //
-// For the length of its scope every mapping is made and looked for under a name that only this
-// guard gives, so tests in parallel processes, and an agent that happens to run on the machine,
-// don't meet. With no mapping made meanwhile, no agent is there.
+// While a PrivateNames exists, every mapping is made and opened under a name that no other process
+// uses, so that parallel tests and a real agent on the machine don't disturb each other. As long as
+// the test makes no ring, the product finds no agent.
 #pragma once
 
 #include <cstdio>
@@ -25,8 +25,8 @@ class PrivateNames {
           return original(size, Redirected(name).c_str());
         }) {}
 
-  // The name under which the mapping that the product calls `name` is really kept. A redirected
-  // name stays as it is.
+  // The private name of the mapping that the product calls `name`. A private name is returned
+  // unchanged.
   std::string Redirected(const std::string& name) const {
     const std::string global = "Global\\";
     if (name.starts_with(global + m_prefix)) return name;

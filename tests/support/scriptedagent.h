@@ -1,10 +1,10 @@
-// An agent in the add-in's own thread, for tests: it owns a ring and answers as it was told.
+// An agent in the add-in's own thread, for tests. It owns a ring and answers as the test says.
 //
-// It takes the place of platform::clock.Sleep for its scope. The add-in sleeps 20 ms wherever it
-// waits for the agent, so each Sleep is the agent's turn: it takes a request out of the ring, makes
-// the block, or writes a status word, and no real time passes. Everything is deterministic: with
-// its answer of 4 a request costs exactly two sleeps, one before the block can be opened and one
-// before the answer is read, and the answer is found with the poll counter at 124.
+// It replaces platform::clock.Sleep. The add-in sleeps 20 ms wherever it waits for the agent, so
+// each Sleep is the agent's turn: it takes a request out of the ring, makes the block, or writes a
+// status word, and no real time passes. Everything is deterministic: by default a request costs
+// exactly two sleeps, one before the block can be opened and one before the answer is read, and the
+// add-in finds the answer with the poll counter at 124.
 //
 //   ScriptedAgent agent;                                  // answers 4 to everything
 //   agent.Queue(channel::kItemFile, Reply::Answer(3));             // the first file is blocked
@@ -12,8 +12,8 @@
 //   ...
 //   EXPECT_EQ(agent.Requests()[0].payload, "...");
 //
-// It works on the bare records, with no part of the consumer's kit, so that a mistake in the kit
-// can't hide one in the add-in. Mapping names are private to the object (privatenames.h).
+// It doesn't use agentkit, so that a mistake there can't hide one in the add-in. Mapping names are
+// private to the object (privatenames.h).
 #pragma once
 
 #include <algorithm>
@@ -42,12 +42,12 @@ namespace tests {
 
 // What the agent does with one request.
 struct Reply {
-  // Status words, one written at each sleep from the first that finds the block complete. Empty:
-  // the agent stays silent.
+  // Status words. The agent writes one at each sleep once the block is complete. Empty: the agent
+  // stays silent.
   std::vector<std::int32_t> statuses;
   bool makesBlock = true;
-  int sleepsUntilBlock = 1;   // the sleep, counted from the push, at which the block is there
-  int sleepsUntilAnswer = 1;  // the sleep, counted from the block's filling, of the first status
+  int sleepsUntilBlock = 1;   // the agent makes the block at this sleep after the push
+  int sleepsUntilAnswer = 1;  // and writes the first status at this sleep after the filling
 
   static Reply Answer(std::int32_t status) { return Reply{.statuses = {status}}; }
   static Reply Statuses(std::vector<std::int32_t> statuses) {
@@ -58,20 +58,20 @@ struct Reply {
 };
 
 struct SeenRequest {
-  ContentRequest record{};            // as it lay in the ring
-  std::uint32_t itemType = 0;         // of the record
-  bool isReadable = false;            // the block was seen complete: what follows is set
-  std::string block;                  // all bytes of the block at that moment
+  ContentRequest record{};            // from the ring
+  std::uint32_t itemType = 0;         // from the record
+  bool isReadable = false;            // the block was complete, so the following fields are set
+  std::string block;                  // all its bytes
   std::string payload;                // its parts
   std::string name;                   //
-  std::optional<std::string> file;    // the content of the file that an item of type 1 points to
-  std::vector<std::int32_t> answers;  // the status words that were written
-  int sleeps = 0;                     // how often the add-in has slept for this request
+  std::optional<std::string> file;    // the content of the file that a type 1 item names
+  std::vector<std::int32_t> answers;  // the status words that the agent wrote
+  int sleeps = 0;                     // the number of sleeps during this request
 };
 
 class ScriptedAgent {
  public:
-  // With another capacity than the add-in expects, the ring's mapping has its size all the same.
+  // The mapping has the size that the add-in expects, whatever the capacity in the header.
   explicit ScriptedAgent(std::int32_t capacity = 1 << channel::kRingSizeExponent)
       : m_sleep([this](auto, std::uint32_t milliseconds) { OnSleep(milliseconds); }) {
     m_ringSize =
@@ -83,24 +83,24 @@ class ScriptedAgent {
   ScriptedAgent(const ScriptedAgent&) = delete;
   ScriptedAgent& operator=(const ScriptedAgent&) = delete;
 
-  // The reply to the next request of that type that nothing is queued for yet.
+  // Adds a reply to the queue for requests of that type.
   void Queue(std::uint32_t itemType, Reply reply) {
     m_queues[itemType].push_back(std::move(reply));
   }
-  // The reply to requests of that type with an empty queue. Otherwise the answer is 4.
+  // The reply to requests of that type when its queue is empty. Without one the answer is 4.
   void SetDefault(std::uint32_t itemType, Reply reply) { m_defaults[itemType] = std::move(reply); }
-  // The reply to requests of every type with an empty queue and no default of its own.
+  // The same for all types that have no default of their own.
   void SetDefault(Reply reply) { m_default = std::move(reply); }
 
-  // Called once for each request when its block is complete, with everything but `answers` known.
-  // A result replaces the reply's statuses; whether a block is made can't be changed any more.
+  // Called once for each request, when its block is complete. A result replaces the reply's
+  // statuses; `makesBlock` has no effect any more.
   std::function<std::optional<Reply>(const SeenRequest&)> onRequest;
   // Called at the start of each Sleep, before the agent's turn.
   std::function<void()> onSleep;
 
-  // All requests in the order in which they came out of the ring.
+  // All requests in their order in the ring.
   const std::vector<SeenRequest>& Requests() const { return m_requests; }
-  // The item types of all requests, in order.
+  // Their item types.
   std::vector<std::uint32_t> ItemTypes() const {
     std::vector<std::uint32_t> types;
     for (const SeenRequest& request : m_requests) {
@@ -114,23 +114,24 @@ class ScriptedAgent {
   }
 
   int Sleeps() const { return m_sleeps; }
-  // The longest and shortest sleep asked for, in milliseconds.
+  // The longest and the shortest sleep, in milliseconds.
   std::uint32_t LongestSleep() const { return m_longest; }
   std::uint32_t ShortestSleep() const { return m_shortest; }
 
-  // The ring's memory, to be looked at or spoilt.
+  // The ring's memory, for tests that check or damage it.
   RingHeader* Ring() { return static_cast<RingHeader*>(m_ring.view); }
   unsigned char* RingData() { return reinterpret_cast<unsigned char*>(Ring() + 1); }
-  // The block of the last request: its view, null if none was made. Stays until the next request.
+  // The view of the last request's block, or null if the agent made none. Valid until the next
+  // request.
   void* LastBlock() { return m_block.view; }
-  // The status word as the add-in left it. For a test after the request has ended.
+  // The status word of that block.
   std::int32_t LastStatus() {
     return std::atomic_ref<std::int32_t>(*static_cast<std::int32_t*>(m_block.view)).load();
   }
   const PrivateNames& Names() const { return m_names; }
 
  private:
-  // A mapping that this object made, with a view of it.
+  // A mapping and its view.
   struct Mapping {
     Mapping() = default;
     Mapping(const Mapping&) = delete;
@@ -176,8 +177,8 @@ class ScriptedAgent {
     }
   }
 
-  // An entry is taken as soon as its length word stands; the whole entry is cleared, since later
-  // entries lie at other positions.
+  // Takes an entry once its length word is written, and clears all of it, since later entries begin
+  // at other positions.
   void TakeRequest() {
     const auto capacity = static_cast<std::uint32_t>(Ring()->capacity);
     if (capacity == 0 || capacity > m_ringSize - channel::kRingOverhead) return;
@@ -239,7 +240,7 @@ class ScriptedAgent {
     }
   }
 
-  // The name has no NUL, so the last NUL but one is where it begins.
+  // The name contains no NUL, so it begins after the last NUL but one.
   void ReadBlock(SeenRequest& request) {
     request.isReadable = true;
     request.block.assign(static_cast<const char*>(m_block.view), request.record.dwBlockLength);
@@ -252,8 +253,8 @@ class ScriptedAgent {
     if (request.itemType == channel::kItemFile) request.file = ReadFile(request.payload);
   }
 
-  // Paths come in UTF-8 or, for some, in the ANSI code page. The narrow call is only the second
-  // choice, as tests replace it.
+  // A path is in UTF-8 or in the ANSI code page. The wide call comes first because some tests
+  // replace the narrow one.
   static std::optional<std::string> ReadFile(const std::string& path) {
     platform::Handle file = platform::files.CreateFileW(
         Utf8ToWide(path).c_str(), platform::kGenericRead, platform::kShareReadWrite, nullptr,

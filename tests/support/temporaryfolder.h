@@ -1,4 +1,4 @@
-// A folder of a test's own.
+// Temporary folders.
 #pragma once
 
 #include <filesystem>
@@ -9,8 +9,8 @@
 
 namespace tests {
 
-// An empty folder below the system's temporary one, removed with all in it at scope end. Processes
-// and threads never share one. Throws std::filesystem::filesystem_error if none can be made.
+// A new empty folder below the system's temporary one. Throws std::filesystem::filesystem_error if
+// it can't be made. The destructor removes it with its contents.
 class TemporaryFolder {
  public:
   TemporaryFolder() {
@@ -21,7 +21,7 @@ class TemporaryFolder {
     } while (!std::filesystem::create_directory(m_path));
   }
 
-  // What is still open may not be removable; that is left behind and fails no test.
+  // Files that are still open may be impossible to remove. That isn't an error.
   ~TemporaryFolder() {
     std::error_code ignored;
     std::filesystem::remove_all(m_path, ignored);
@@ -32,7 +32,7 @@ class TemporaryFolder {
 
   const std::filesystem::path& Path() const { return m_path; }
 
-  // The path of an entry of the folder, both in UTF-8, as the narrow text that the product takes.
+  // The path of an entry of the folder in UTF-8.
   std::string Entry(std::string_view name) const {
     const std::u8string path = (m_path / std::u8string(name.begin(), name.end())).u8string();
     return {path.begin(), path.end()};

@@ -1,4 +1,4 @@
-// A file of a test's own, with just these bytes in it.
+// Temporary files.
 #pragma once
 
 #include <fstream>
@@ -9,7 +9,7 @@
 
 namespace tests {
 
-// Written when it is made, removed with its folder at scope end.
+// A temporary file with this content. The destructor removes it.
 class TextFile {
  public:
   explicit TextFile(std::string_view content) : m_path(m_folder.Entry("file.txt")) {

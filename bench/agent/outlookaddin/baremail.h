@@ -1,4 +1,4 @@
-// The floor under the cost of a mail.
+// The least that a mail can cost.
 #pragma once
 
 #include <cstdint>
@@ -14,12 +14,12 @@
 
 namespace bench {
 
-// What a mail asks of the system, and nothing else: for each request the ring and a block opened,
-// mapped and closed; the files of subject, body and attachments written by add-in and host, and
-// deleted. The floor under a mail's own share.
+// Makes the calls to the operating system that a mail needs, and does nothing else: for each
+// request it opens, maps and closes the ring and a block; it writes and deletes the files of
+// subject, body and attachments. The floor for the add-in's own share of a mail.
 class BareMail {
  public:
-  // Makes the two mappings, which the agent makes in real life.
+  // Makes the two mappings that an agent would make.
   explicit BareMail(int attachments) : m_attachments(attachments) {
     char folder[platform::kMaxPath] = {};
     platform::folders.GetTempPathA(sizeof folder, folder);
@@ -62,7 +62,7 @@ class BareMail {
         : mapping(platform::mappings.OpenFileMappingA(platform::kMapReadWrite, false, name)),
           view(mapping.Get(), platform::kMapReadWrite, size) {
       if (view.Data() == nullptr) std::abort();
-      // Each page that the add-in touches costs a fault.
+      // A page fault, as in the add-in.
       *static_cast<volatile char*>(view.Data()) = 1;
     }
     platform::ScopedHandle mapping;

@@ -1,6 +1,6 @@
-// What a whole mail costs: by the protocol, two sleeps of 20 ms a request, and our own share on
-// top. The same road is also run with every sleep replaced by a turn of the agent, so that nothing
-// but work is left; there mails grow in attachments, recipients and cached verdicts.
+// What a whole mail costs: two sleeps of 20 ms for each request, which the protocol requires, and
+// the add-in's own share. Other rows replace each sleep by a turn of the agent, which leaves only
+// the work, for growing numbers of attachments, recipients and cached verdicts.
 //
 // Runs natively and under Wine.
 #include <atomic>
@@ -27,7 +27,7 @@ using Milliseconds = std::chrono::duration<double, std::milli>;
 using SleepReplacement =
     platform::ScopedReplacement<platform::clock, &platform::ClockOperations::Sleep>;
 
-// An agent that answers "go on". It takes its turns where it is told to, or in a thread of its own.
+// An agent that answers "go on" to everything, when TakeTurn is called or in a thread of its own.
 class PromptAgent {
  public:
   PromptAgent() : m_agent(MakeHandlers(), {}) {
@@ -40,9 +40,9 @@ class PromptAgent {
   PromptAgent(const PromptAgent&) = delete;
   PromptAgent& operator=(const PromptAgent&) = delete;
 
-  // Looks at everything once.
+  // Handles what is waiting.
   void TakeTurn() { m_agent.Poll(); }
-  // From here on the thread takes a turn each millisecond, and nobody else may.
+  // Starts a thread that takes a turn each millisecond. TakeTurn must not be called any more.
   void RunInThread() {
     m_thread = std::thread([this] {
       while (!m_stop) {
@@ -69,9 +69,9 @@ class PromptAgent {
   std::thread m_thread;
 };
 
-std::shared_ptr<simulation::mail::MailAddressEntry> Somebody(std::size_t number) {
+std::shared_ptr<simulation::mail::MailAddressEntry> Person(std::size_t number) {
   auto entry = std::make_shared<simulation::mail::MailAddressEntry>();
-  entry->address = "somebody" + std::to_string(number) + "@partner.example";
+  entry->address = "person" + std::to_string(number) + "@partner.example";
   return entry;
 }
 
@@ -85,7 +85,7 @@ std::shared_ptr<simulation::mail::MailAddressEntry> List(const std::string& id) 
 simulation::mail::MailModel MailWith(std::size_t recipients, std::size_t attachments) {
   simulation::mail::MailModel mail;
   for (std::size_t i = 0; i < recipients; ++i) {
-    mail.recipients.push_back({"Somebody", Somebody(i)});
+    mail.recipients.push_back({"Person", Person(i)});
   }
   mail.subject = "Quarterly figures";
   mail.body = std::string(4000, 'b');
@@ -97,13 +97,13 @@ simulation::mail::MailModel MailWith(std::size_t recipients, std::size_t attachm
   return mail;
 }
 
-// The same people behind one list that holds lists of ten members each.
+// One list that contains lists of ten members each.
 simulation::mail::MailModel MailWithNestedLists(std::size_t people) {
   simulation::mail::MailModel mail = MailWith(0, 0);
   const auto all = List("all");
   for (std::size_t i = 0; i < people; ++i) {
     if (i % 10 == 0) all->members.push_back(List("part" + std::to_string(i / 10)));
-    all->members.back()->members.push_back(Somebody(i));
+    all->members.back()->members.push_back(Person(i));
   }
   mail.recipients.push_back({"All", all});
   return mail;
@@ -141,7 +141,7 @@ Share SendOften(const simulation::mail::MailModel& model, int rounds, Sleeps sle
 
   mail.AddRef();
   DlpMailEvent sink(&mail);
-  sink.CheckEmail(&mail);  // what is made once has been made
+  sink.CheckEmail(&mail);  // makes what is made only once
   Share share;
   host.Calls().KeepJournal(false);
   for (int round = 0; round < rounds; ++round) {
@@ -163,7 +163,7 @@ Share SendOften(const simulation::mail::MailModel& model, int rounds, Sleeps sle
   return share;
 }
 
-// The floor under SendOften's share of a request.
+// The floor for SendOften's share of a request.
 bench::Samples SendBareOften(int attachments, double requests) {
   const bench::BareMail mail(attachments);
   mail.Send();
@@ -186,7 +186,7 @@ void PrintShare(const bench::Table& table, const std::string& name, const Share&
   table.Row(name + ", own share of a request", share.perRequest);
 }
 
-// CheckEmail ends before the host learns; the rest of Send is the cache.
+// The part of Send that CheckEmail doesn't include.
 void CachedVerdicts(const bench::Table& table) {
   for (const std::size_t entries : {1U, 1'000U, 10'000U, 100'000U}) {
     VerdictCache cache;

@@ -1,5 +1,5 @@
-// The library and the add-in's contract, through COM: creation, the host's type library, what keeps
-// the library loaded, connecting and disconnecting.
+// The add-in's contract with its host, through COM: creation, type information, what keeps the
+// library loaded, connection and disconnection.
 #include <array>
 
 #include "agent/outlookaddin/addinids.h"
@@ -14,7 +14,7 @@ using testing::Not;
 
 using Contract = EndToEnd;
 
-TEST_F(Contract, TheObjectIsCreatedByItsNameAndKeepsTheLibrary) {
+TEST_F(Contract, CreatesTheObjectByNameAndKeepsTheLibraryLoaded) {
   ASSERT_NO_FATAL_FAILURE(Create("16.0.0.1234"));
   EXPECT_EQ(CanUnload(), S_FALSE);
   CoFreeUnusedLibrariesEx(0, 0);
@@ -25,7 +25,7 @@ TEST_F(Contract, TheObjectIsCreatedByItsNameAndKeepsTheLibrary) {
   EXPECT_EQ(Leave(), S_OK);
 }
 
-TEST_F(Contract, AnOuterObjectIsRefused) {
+TEST_F(Contract, RefusesAnOuterObject) {
   ASSERT_NO_FATAL_FAILURE(Create("16.0.0.1234"));
   ComPtr<IUnknown> inner;
   EXPECT_EQ(CoCreateInstance(CLSID_Connect, AddIn(), CLSCTX_INPROC_SERVER, IID_IUnknown,
@@ -33,7 +33,7 @@ TEST_F(Contract, AnOuterObjectIsRefused) {
             CLASS_E_NOAGGREGATION);
 }
 
-TEST_F(Contract, TypeInformationComesFromTheHostsTypeLibrary) {
+TEST_F(Contract, ReadsTypeInformationFromTheHostsTypeLibrary) {
   ASSERT_NO_FATAL_FAILURE(Create("16.0.0.1234"));
   UINT count = 0;
   EXPECT_EQ(AddIn()->GetTypeInfoCount(&count), S_OK);
@@ -65,11 +65,11 @@ TEST_F(Contract, TypeInformationComesFromTheHostsTypeLibrary) {
             DISP_E_UNKNOWNNAME);
 }
 
-// A host that knows the contract by names only.
-TEST_F(Contract, CanBeConnectedThroughItsDispatchTable) {
+// As a host does that knows the contract only by its names.
+TEST_F(Contract, ConnectsThroughIDispatch) {
   ASSERT_NO_FATAL_FAILURE(Create("15.0.4420.1017"));
   SAFEARRAY* custom = nullptr;
-  std::array<VARIANTARG, 4> arguments = {};  // the last one first
+  std::array<VARIANTARG, 4> arguments = {};  // in reverse order
   arguments[0].vt = VT_ARRAY | VT_VARIANT | VT_BYREF;
   arguments[0].pparray = &custom;
   arguments[1].vt = VT_DISPATCH;
@@ -94,7 +94,7 @@ TEST_F(Contract, CanBeConnectedThroughItsDispatchTable) {
   EXPECT_EQ(Host().Application().OpenInspectors().Connected(), 0U);
 }
 
-TEST_F(Contract, ConnectingAndLeavingIsLoggedAndGivesTheHostsObjectsBack) {
+TEST_F(Contract, LogsItsConnectionAndReleasesTheHostsObjects) {
   ASSERT_NO_FATAL_FAILURE(Connect("16.0.0.1234"));
   EXPECT_THAT(TakeLog(),
               testing::AllOf(HasSubstr("Outlook> Info: DLP Addin attached.\r\n"),
@@ -110,10 +110,10 @@ TEST_F(Contract, ConnectingAndLeavingIsLoggedAndGivesTheHostsObjectsBack) {
   EXPECT_EQ(Host().AddInEntry().Outstanding(), 0U);
 }
 
-TEST_F(Contract, AnAddInThatWasDisconnectedCanBeConnectedAgain) {
+TEST_F(Contract, ConnectsAgainAfterADisconnection) {
   ASSERT_NO_FATAL_FAILURE(Connect("16.0.0.1234"));
   EXPECT_EQ(Host().Disconnect(ext_dm_UserClosed), S_OK);
-  EXPECT_EQ(CanUnload(), S_FALSE) << "the object is still there";
+  EXPECT_EQ(CanUnload(), S_FALSE) << "the object still exists";
   EXPECT_EQ(Host().Application().OpenInspectors().Connected(), 0U);
   EXPECT_EQ(Host().Connect(AddIn(), ext_cm_AfterStartup), S_OK);
   ExpectLeft("_Explorer ", 2);

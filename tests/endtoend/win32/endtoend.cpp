@@ -19,7 +19,7 @@ namespace {
 constexpr std::uint32_t kChildMilliseconds = 60'000;
 constexpr const wchar_t* kInstalledVariable = L"QUORVEX_INSTALLED";
 
-// Blocks and tags by the words in a mail, passes the rest.
+// Blocks and tags mails by their words.
 constexpr const char* kRules =
     "[[rule]]\n"
     "name = \"secret\"\n"
@@ -53,7 +53,7 @@ std::filesystem::path ApplicationData() {
   return path.data();
 }
 
-// The temporary directory of this process, the DLL in it and the children.
+// Sets the temporary directory of this process and its children.
 class TemporaryDirectory {
  public:
   explicit TemporaryDirectory(const std::filesystem::path& path) {
@@ -155,7 +155,7 @@ ScopedFile::~ScopedFile() {
 
 namespace {
 
-// The machine around the tests: temporary folder, log settings, signature image, the agent.
+// What all tests share: temporary folder, log settings, signature image and the agent.
 class Machine {
  public:
   Machine()
@@ -171,7 +171,7 @@ class Machine {
     if (m_agent) return;
     std::string error;
     auto agent = std::make_unique<tools::system::ChildProcess>();
-    // On a machine under load Wine now and then fails to start a process (error 1359).
+    // Under load Wine sometimes fails to start a process (error 1359).
     for (int attempt = 0; attempt < 3; ++attempt) {
       if (agent->Start(BesideProgram("quorvex.exe"),
                        {"agent", "--quiet", "--until-input-ends", "--rules", Utf8(m_rules.Path())},
@@ -195,7 +195,7 @@ class Machine {
 
   const std::filesystem::path& Folder() const { return m_folder.Path(); }
   std::filesystem::path Temporary() const { return m_folder.Path() / "temp"; }
-  // The machine's name stands in the file's.
+  // The file's name contains that of the machine.
   std::string Log() const {
     for (const auto& entry : std::filesystem::directory_iterator(m_folder.Path())) {
       if (entry.path().extension() == ".log") return ReadAll(entry.path());
@@ -222,8 +222,7 @@ class Machine {
 
 std::unique_ptr<Machine> g_machine;
 
-// The machine stays to the end of the process. The library mustn't go earlier: the timers that it
-// has set go on, and a message loop would call into nothing.
+// Lasts until the process ends, because the library must stay loaded that long: its timers go on.
 class EndOfProcess : public testing::Environment {
  public:
   void TearDown() override {

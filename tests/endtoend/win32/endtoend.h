@@ -1,12 +1,12 @@
-// The add-in as its host meets it: a DLL that nothing here is linked with, found by its name in the
-// registry and created by COM, with the simulated agent in a process of its own.
+// Tests of the add-in as a host loads it: the program isn't linked with the library, but creates
+// the object through COM. The simulated agent runs in a process of its own.
 //
-// The program needs DlpAddIn.dll and quorvex.exe beside it, and the right to write to the
-// registry's classes and to the system directory. It puts back what it changes.
+// The program needs DlpAddIn.dll and quorvex.exe in its own folder, and the right to write to the
+// registry's classes and to the system directory. It restores everything that it changes.
 //
-// With the path of an installed library in the environment variable QUORVEX_INSTALLED it registers
-// nothing, and that library is the one that has to be found; the tests of the registration itself
-// (Registration.*) have no place in such a run.
+// If the environment variable QUORVEX_INSTALLED has the path of an installed library, the program
+// registers nothing and expects COM to load that library. Such a run must leave out the tests of
+// the registration (Registration.*).
 #pragma once
 
 #include <gmock/gmock.h>
@@ -38,22 +38,22 @@ using simulation::host::SimulatedHost;
 
 inline constexpr const wchar_t* kProgId = L"Quorvex.Connect";
 
-// The path of the file `name` beside this program, UTF-8.
+// The path of a file in the folder of this program, in UTF-8.
 std::string BesideProgram(const char* name);
 
-// The library that a host has to get, UTF-8: the installed one, or the one beside this program.
+// The path of the library that COM must load, in UTF-8.
 std::string LibraryPath();
 
-// Runs regsvr32 silently with those arguments; its exit status.
+// Runs regsvr32 without messages and returns its exit status.
 int RunRegsvr32(const std::vector<std::string>& arguments);
 
-// Names of the keys below HKEY_CLASSES_ROOT where registrations go, in order.
+// The sorted names of the keys below HKEY_CLASSES_ROOT, CLSID, TypeLib and Interface.
 std::vector<std::wstring> RegisteredNames();
 
-// Text of a value below HKEY_CLASSES_ROOT; the key's default value for an empty name.
+// A text value below HKEY_CLASSES_ROOT. An empty name is the key's default value.
 std::optional<std::wstring> ClassesValue(const std::wstring& key, const std::wstring& name = L"");
 
-// A file with that content for the length of a scope; what stood there before comes back.
+// Writes a file. The destructor restores what was there before.
 class ScopedFile {
  public:
   ScopedFile(std::filesystem::path path, const std::string& content);
@@ -68,12 +68,12 @@ class ScopedFile {
   std::vector<std::filesystem::path> m_madeFolders;
 };
 
-// One connected host. Hosts live to the end of the process, with the mails that were made in them:
-// the add-in knows a mail by its address for some seconds, and a later test's mail in the same
-// place would inherit its verdict.
+// A host for each test. All hosts and their mails live until the process ends: the add-in
+// identifies a mail by its address for some seconds, and a later mail at the same address would
+// inherit its verdict.
 class EndToEnd : public testing::Test {
  protected:
-  // The registrations are there while a suite runs.
+  // Register and unregister the library and the host's type library.
   static void SetUpTestSuite();
   static void TearDownTestSuite();
 
@@ -83,33 +83,33 @@ class EndToEnd : public testing::Test {
   SimulatedHost& Host() { return *m_host; }
   _IDTExtensibility2* AddIn() const { return m_addIn.Get(); }
 
-  // A host of that version with one explorer, and the add-in created and connected.
+  // Create makes a host and the add-in. Connect also opens an explorer and connects the add-in.
   void Connect(const std::string& version);
   void Create(const std::string& version);
-  // Ends the connection and the last reference, and tells whether the DLL may be unloaded then.
+  // Disconnects, releases the add-in and returns CanUnload().
   HRESULT Leave();
-  // What the library's own DllCanUnloadNow says.
+  // Calls the library's DllCanUnloadNow.
   static HRESULT CanUnload();
 
-  // A window on a mail that the host keeps.
+  // Opens a window with a mail that the host keeps.
   HostInspector& Open(simulation::mail::MailModel model, Announce announce = Announce::kYes);
   simulation::mail::MailModel Mail(const std::string& subject, const std::string& body) const;
-  // What the agent was asked since the last call, up to the closing request.
+  // The requests since the last call, up to the closing request.
   std::vector<simulation::agent::JournalRequest> Traffic();
-  // Item types in the order in which they were asked.
+  // The item types of the requests.
   static std::vector<std::uint32_t> Types(
       const std::vector<simulation::agent::JournalRequest>& requests);
 
-  // What the add-in has logged since the test's beginning or the last call.
+  // The log since the beginning of the test or the last call.
   std::string TakeLog();
 
   void StopAgent();
 
   const std::filesystem::path& Folder() const;
   std::string TempPath() const;
-  std::string SignaturePath() const;  // of the image that MakeSignature put there
+  std::string SignaturePath() const;  // of the signature image
 
-  // What the add-in is told to leave behind, beyond the two references to each explorer.
+  // Expects the add-in to leave references on purpose, besides the two to each explorer.
   void ExpectLeft(const std::string& label, ULONG references) {
     m_host->Ledger().ExpectLeft(label, references);
   }

@@ -13,7 +13,7 @@ using platform::ComPtr;
 
 constexpr SYSKIND kKind = sizeof(void*) == 8 ? SYS_WIN64 : SYS_WIN32;
 
-// A text as these interfaces take it: writable, and copied by them.
+// A writable copy of a text: the interfaces take no constant ones.
 class Text {
  public:
   explicit Text(const wchar_t* text) : m_text(text) {}
@@ -29,7 +29,7 @@ struct Method {
   std::vector<std::pair<const wchar_t*, TYPEDESC*>> parameters;
 };
 
-// Runs the steps up to the first that fails.
+// Keeps the first failure of several steps.
 class Steps {
  public:
   Steps& operator<<(HRESULT step) {

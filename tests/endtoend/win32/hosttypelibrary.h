@@ -1,15 +1,14 @@
-// The host's type library AddInDesignerObjects, which describes the contract of its add-ins. The
-// real one comes with the host; this stands for it.
+// A type library like the host's AddInDesignerObjects, which describes the contract of its add-ins.
 #pragma once
 
 #include "platform/com/comtypes.h"
 
 namespace tests {
 
-// Makes the library in a file at `path`.
+// Writes the library to a file.
 HRESULT MakeHostTypeLibrary(const wchar_t* path);
 
-// Registers the library at `path` for the machine, and takes the registration back.
+// Register the library in a file for the machine, and remove the registration.
 HRESULT RegisterHostTypeLibrary(const wchar_t* path);
 HRESULT UnregisterHostTypeLibrary();
 

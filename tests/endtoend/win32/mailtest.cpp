@@ -1,5 +1,5 @@
-// Mails through the real library to an agent in another process: what is asked, what comes of the
-// answer, what stays behind.
+// Mails through the real library to an agent in another process: requests, verdicts, and what is
+// left afterwards.
 #include <array>
 #include <fstream>
 
@@ -18,7 +18,7 @@ using testing::StartsWith;
 
 class Mails : public EndToEnd {
  protected:
-  // Sends the mail of the window; its flag as the add-in left it.
+  // Sends the mail of the window and returns Cancel.
   VARIANT_BOOL Send(const HostInspector& window) {
     const simulation::host::SendOutcome outcome = Host().Send(*window.Mail());
     EXPECT_THAT(outcome.returned, ElementsAre(S_OK));
@@ -69,7 +69,7 @@ simulation::mail::MailModel Mails::Everything() {
   return model;
 }
 
-TEST_F(Mails, EveryKindOfContentReachesTheAgent) {
+TEST_F(Mails, SendsEveryKindOfContentToTheAgent) {
   ASSERT_NO_FATAL_FAILURE(Connect("15.0.4420.1017"));
   HostInspector& window = Open(Everything());
   EXPECT_EQ(Send(window), VARIANT_FALSE);
@@ -95,7 +95,7 @@ TEST_F(Mails, EveryKindOfContentReachesTheAgent) {
   EXPECT_EQ(asked[9].payload, "");
 
   const struct {
-    std::string path;  // whole, or its beginning
+    std::string path;  // all of it, or its beginning
     bool whole;
     std::string name;
     std::string content;
@@ -121,12 +121,12 @@ TEST_F(Mails, EveryKindOfContentReachesTheAgent) {
     EXPECT_EQ(request.contentSha256, simulation::agent::Sha256Of(kFiles[at].content));
     EXPECT_EQ(request.contentBytes, kFiles[at].content.size());
   }
-  EXPECT_THAT(FilesInTemp(), ElementsAre("QuorvexAgent.journal")) << "the copies are gone";
+  EXPECT_THAT(FilesInTemp(), ElementsAre("QuorvexAgent.journal")) << "the copies are deleted";
   EXPECT_THAT(TakeLog(), HasSubstr("Outlook> Info: The entry has been processed! skip it\r\n"));
   Host().CloseInspector(window);
 }
 
-TEST_F(Mails, ABlockedMailStaysAndIsCheckedAfreshWhenItIsSentAgain) {
+TEST_F(Mails, ChecksABlockedMailAgain) {
   ASSERT_NO_FATAL_FAILURE(Connect("16.0.0.1234"));
   HostInspector& window = Open(Mail("Blocked", "This is TOP-SECRET."));
   EXPECT_EQ(Send(window), 1);
@@ -150,7 +150,7 @@ TEST_F(Mails, ABlockedMailStaysAndIsCheckedAfreshWhenItIsSentAgain) {
   Host().CloseInspector(window);
 }
 
-TEST_F(Mails, ABlockedAttachmentEndsTheWalkOverTheAttachments) {
+TEST_F(Mails, StopsAtABlockedAttachment) {
   ASSERT_NO_FATAL_FAILURE(Connect("16.0.0.1234"));
   simulation::mail::MailModel model = Mail("Three files", "The body");
   model.attachments = {{1, "first.txt", std::nullopt, "harmless"},
@@ -167,7 +167,7 @@ TEST_F(Mails, ABlockedAttachmentEndsTheWalkOverTheAttachments) {
   Host().CloseInspector(window);
 }
 
-TEST_F(Mails, ASensitiveMailGoesAndCarriesTheHeader) {
+TEST_F(Mails, TagsASensitiveMail) {
   ASSERT_NO_FATAL_FAILURE(Connect("16.0.0.1234"));
   HostInspector& window = Open(Mail("a sensitive one", "The body"));
   EXPECT_EQ(Send(window), VARIANT_FALSE);
@@ -184,16 +184,16 @@ TEST_F(Mails, ASensitiveMailGoesAndCarriesTheHeader) {
   EXPECT_EQ(properties[0].value, "The message is sensitive");
   EXPECT_EQ(Host().Calls().Count("IMessage::SetProps"), 1U);
 
-  // Within the verdict's life the tag is written again, and nobody asked.
+  // While the verdict counts, the tag is written again without a request.
   EXPECT_EQ(Send(window), VARIANT_FALSE);
   EXPECT_EQ(Host().Calls().Count("IMessage::SetProps"), 2U);
   EXPECT_THAT(TakeLog(), HasSubstr(" is already checked, previous result 7 \r\n"));
-  // Each tagging leaves the three references that it gathers on the mail's message.
+  // Each tag leaves three references to the message.
   ExpectLeft("IMessage", 6);
   Host().CloseInspector(window);
 }
 
-TEST_F(Mails, TheProfileNamesTheHeader) {
+TEST_F(Mails, TakesNameAndValueOfTheTagFromTheProfile) {
   std::array<char, MAX_PATH> windows = {};
   GetWindowsDirectoryA(windows.data(), MAX_PATH);
   const ScopedFile profile(
@@ -209,10 +209,10 @@ TEST_F(Mails, TheProfileNamesTheHeader) {
   Host().CloseInspector(window);
 }
 
-TEST_F(Mails, WithoutAnAgentTheMailGoes) {
+TEST_F(Mails, LetsTheMailGoWithoutAnAgent) {
   ASSERT_NO_FATAL_FAILURE(Connect("16.0.0.1234"));
   StopAgent();
-  HostInspector& window = Open(Mail("Nobody asked", "This is TOP-SECRET."));
+  HostInspector& window = Open(Mail("Not checked", "This is TOP-SECRET."));
   EXPECT_EQ(Send(window), VARIANT_FALSE);
   EXPECT_THAT(TakeLog(),
               HasSubstr("Outlook> Err : CheckContent: cannot initialize shared memory!\r\n"));

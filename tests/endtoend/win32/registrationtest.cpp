@@ -1,4 +1,4 @@
-// The registration as regsvr32 makes it and takes it back.
+// Registration and its removal by regsvr32.
 #include "agent/outlookaddin/addinids.h"
 #include "tests/endtoend/win32/endtoend.h"
 
@@ -7,7 +7,7 @@ namespace {
 
 constexpr const wchar_t* kClass = L"CLSID\\{5E1B7C42-9D3A-4F06-A8C1-3B7E42D09A16}";
 
-TEST(Registration, NamesTheClassAndLeavesNothingBehindWhenTakenBack) {
+TEST(Registration, NamesTheClassAndIsRemovedWithoutARest) {
   const std::vector<std::wstring> before = RegisteredNames();
   ASSERT_THAT(before, testing::Contains(L"\\CLSID"));
   CLSID connect = {};
@@ -30,7 +30,7 @@ TEST(Registration, NamesTheClassAndLeavesNothingBehindWhenTakenBack) {
   EXPECT_NE(CLSIDFromProgID(kProgId, &connect), S_OK);
 }
 
-TEST(Registration, OfAnUnregisteredLibraryCanBeTakenBackAgain) {
+TEST(Registration, CanBeRepeated) {
   const std::string library = BesideProgram("DlpAddIn.dll");
   ASSERT_EQ(RunRegsvr32({library}), 0);
   ASSERT_EQ(RunRegsvr32({library}), 0) << "a second registration replaces the first";

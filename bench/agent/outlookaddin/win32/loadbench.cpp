@@ -1,4 +1,4 @@
-// How long the host waits for the library: from LoadLibrary to the class object, compared with a
+// How long the host waits for the library, from LoadLibrary to the class object, compared with a
 // library that does nothing.
 #include <windows.h>
 
@@ -22,8 +22,8 @@ std::wstring BesideProgram(const wchar_t* name) {
   return own.substr(0, own.rfind(L'\\') + 1) + name;
 }
 
-// Loads the library, asks it for its class object and lets both go. The first time stands apart:
-// the file comes from the disk then.
+// Loads the library, gets its class object and unloads it. The first time is measured separately,
+// since the file may come from the disk.
 bool Load(const bench::Table& table, const wchar_t* name, HRESULT expected) {
   const std::wstring path = BesideProgram(name);
   bench::Samples first;
@@ -46,7 +46,7 @@ bool Load(const bench::Table& table, const wchar_t* name, HRESULT expected) {
       return false;
     }
     if (GetModuleHandleW(name) != nullptr) {
-      std::printf("%ls stays loaded: the next round would measure nothing\n", name);
+      std::printf("%ls stays loaded, so the next round would measure nothing\n", name);
       return false;
     }
   }
@@ -60,7 +60,7 @@ bool Load(const bench::Table& table, const wchar_t* name, HRESULT expected) {
 
 int main(int argc, char** argv) {
   const bench::Table table(argc, argv);
-  // What both import is there already in a host.
+  // A host has already loaded what the libraries import.
   for (const wchar_t* const name : {L"ole32.dll", L"oleaut32.dll", L"shell32.dll", L"ws2_32.dll",
                                     L"mapi32.dll", L"user32.dll"}) {
     LoadLibraryW(name);

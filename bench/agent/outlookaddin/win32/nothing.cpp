@@ -1,4 +1,4 @@
-// A library with a class object that it hasn't got: what loading any library costs.
+// A library without a class, to measure what loading any library costs.
 #include "platform/com/comtypes.h"
 
 extern "C" __declspec(dllexport) HRESULT STDAPICALLTYPE

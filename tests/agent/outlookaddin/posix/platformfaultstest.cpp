@@ -43,8 +43,8 @@ const std::set<std::string> kNotCalled = {
     // When a log file is full.
     "files.DeleteFileW",
     // For helpers that nothing in the add-in calls, and for a text that doesn't fit.
-    "diagnostics.OutputDebugStringA", "formatting.CreateLocale", "formatting.Format",
-    "formatting.FreeLocale", "diagnostics.InvalidParameter"};
+    "diagnostics.OutputDebugStringA", "formatting.CreateLocale", "formatting.FreeLocale",
+    "diagnostics.InvalidParameter"};
 
 // Operations that only the first session of the process calls: the class object is made once.
 const std::set<std::string> kCalledOnce = {"moduleImage.EncodePointer", "moduleImage.EnterLock",

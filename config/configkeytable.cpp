@@ -6,7 +6,7 @@
 
 namespace {
 
-// Internal key, public key, pattern. The names that look wrong are the agent's own.
+// Internal key, public key, pattern. Names that look misspelt are the agent's own.
 constexpr ConfigKey kRows[] = {
     {"IP_WLIST", "ip_white_list", RE_IP_LIST},
     {"IP_BLIST", "ip_black_list", RE_IP_LIST},

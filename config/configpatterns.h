@@ -1,20 +1,19 @@
-// What the values of the agent's settings must match: regular expressions, one constant each.
+// Patterns for the values of the agent's settings: one regular expression each.
 //
-// Nothing here runs them. An engine has to know non-capturing groups, lookahead and lookbehind,
-// POSIX classes inside brackets, \s, \d and \w, and a closing bracket as the first member of a
-// set. Numbers are decimal digits without sign or leading zeros, and white space may stand at both
-// ends of a value, unless a comment says otherwise; RE_WIN_PATH, RE_FILE_PREFIX and RE_DOMAIN_LIST
-// make no such allowance. The agents in the field already go by these texts, so the odd ones among
-// them stay as they are.
+// The product doesn't run them. An engine must support non-capturing groups, lookahead and
+// lookbehind, POSIX classes inside brackets, \s, \d and \w, and a closing bracket as the first
+// member of a set. Numbers are decimal digits without sign or leading zeros, and white space is
+// allowed at both ends, unless a comment says otherwise; RE_WIN_PATH, RE_FILE_PREFIX and
+// RE_DOMAIN_LIST allow none. Deployed agents use exactly these texts, so the odd ones stay.
 #pragma once
 
 #include <string_view>
 
 // clang-format off: one pattern, one literal, however long
 
-// A path with a drive letter: the letter and a colon, then segments divided by "/" or "\" that
-// hold no control character and none that Windows forbids in a name, with no white space next to a
-// divider. A divider may end it. Needs an engine with lookbehind.
+// A path with a drive letter: letter, colon, then segments separated by "/" or "\", without control
+// characters or characters that Windows forbids in names, and without white space next to a
+// separator. May end with a separator. Needs lookbehind.
 inline constexpr std::string_view RE_WIN_PATH =
     R"re(^(?:[A-Za-z]:)(?:(?<!\s)(?:/|\\)(?!\s)[^\\/:*?"<>|\x00-\x1f]+)*(?:(?<!\s)(?:\\|/))?$)re";
 
@@ -44,7 +43,7 @@ inline constexpr std::string_view RE_0_30 = R"re(^\s*(?:30|[1-2]\d|[0-9])\s*$)re
 // 1 to 5000.
 inline constexpr std::string_view RE_1_5000 = R"re(^\s*(?:5000|[1-4]\d{3}|[1-9]\d{0,2})\s*$)re";
 
-// 1 to 4999, and 10000; nothing between.
+// 1 to 4999, and 10000.
 inline constexpr std::string_view RE_1_10000 = R"re(^\s*(?:10000|[1-4]\d{3}|[1-9]\d{0,2})\s*$)re";
 
 // 1 to 524288.
@@ -59,10 +58,10 @@ inline constexpr std::string_view RE_0_1G =
 inline constexpr std::string_view RE_0_10M =
     R"re(^\s*(?:10485760|104857[0-5]\d{1}|10485[0-6]\d{2}|1048[0-4]\d{3}|104[0-7]\d{4}|10[0-3]\d{5}|[1-9]\d{0,6}|0)\s*$)re";
 
-// One or more characters, none of them of the listed punctuation.
+// One or more characters except the listed punctuation.
 inline constexpr std::string_view RE_FILE_PREFIX = R"re(^[^><*,[\]{}?\\/+=|'":;~!#\$%\(\)`]+$)re";
 
-// Items divided by commas, of letters, digits, white space and the listed punctuation.
+// Items of letters, digits, white space and the listed punctuation, separated by commas.
 inline constexpr std::string_view RE_DOMAIN_LIST =
     R"re(^(?:[A-Za-z0-9;:/=._%+',/\?\-@\(\)\s]+)(?:,[A-Za-z0-9;:/=._%+',/\?\-@\(\)\s]+)*$)re";
 
@@ -88,25 +87,25 @@ inline constexpr std::string_view RE_HEADER_NAME = R"re(^\s*((?!:)[[:graph:]]){1
 // 1 to 100 characters, printable or white space.
 inline constexpr std::string_view RE_HEADER_VALUE = R"re(^\s*([[:graph:]]|\s){1,100}\s*$)re";
 
-// Any number of addresses divided by commas: perhaps "[", groups of up to four word characters
-// ended by "." or ":", perhaps "/" and a prefix length, perhaps "]", then any number of ":" and a
-// port from 1 to 65535, a port of up to four digits perhaps followed by "-". Backtracks without
-// bound on unlucky text: match it with a limit.
+// Any number of addresses separated by commas. An address is an optional "[", groups of up to four
+// word characters ended by "." or ":", an optional "/" and prefix length, an optional "]", then any
+// number of ":" and a port from 1 to 65535; a port of up to four digits may be followed by "-".
+// Backtracking is unbounded: match with a limit.
 inline constexpr std::string_view RE_IP_LIST =
     R"re(^\s*(?:[[]?(?:[a-zA-Z0-9_\-]{0,4}[\.:]?)*[/]?(?:[1][0-2][0-8]|[1-9][0-9]|[0-9])?[]]?(?:[:](?:6553[0-5]|655[0-2]\d|65[0-4]\d{2}|6[0-4]\d{3}|[1-5]\d{4}|[1-9]\d{0,3}[\-]?))*[,]?)*\s*$)re";
 
-// Dotted host names divided by commas.
+// Dotted host names separated by commas.
 inline constexpr std::string_view RE_HOST_LIST =
     R"re(^\s*([a-zA-Z0-9\-]+(\.[a-zA-Z0-9\-]+)*)(\,([a-zA-Z0-9\-]+(\.[a-zA-Z0-9\-]+)*))*\s*$)re";
 
-// A single "*", or dotted host names divided by commas.
+// A single "*", or dotted host names separated by commas.
 inline constexpr std::string_view RE_HOST_LIST_OR_ALL =
     R"re(^\s*(\*|([a-zA-Z0-9\-]+(\.[a-zA-Z0-9\-]+)*)(\,([a-zA-Z0-9\-]+(\.[a-zA-Z0-9\-]+)*))*)\s*$)re";
 
 // pipe or funccall.
 inline constexpr std::string_view RE_PIPE_FUNCCALL = R"re(^\s*(pipe|funccall)\s*$)re";
 
-// 0 to 8760, or NOREPEAT in capitals; also nothing at all, and up to three digits that begin with
+// 0 to 8760, or NOREPEAT in capitals; also the empty text, and up to three digits with leading
 // zeros.
 inline constexpr std::string_view RE_HOURS_NOREPEAT =
     R"re(^\s*(?:8760|87[0-5]\d{1}|8[0-6]\d{2}|[1-7]\d{3}|\d{0,3}|NOREPEAT)\s*$)re";
@@ -120,13 +119,13 @@ inline constexpr std::string_view RE_2_10 = R"re(^\s*(?:10|[2-9])\s*$)re";
 // 1 to 600.
 inline constexpr std::string_view RE_1_600 = R"re(^\s*(?:600|[1-9]\d|[1-9]|[1-5]\d\d)\s*$)re";
 
-// Four or more word characters or characters of the list, as in the id of a device.
+// At least four word characters or listed characters, as in a device id.
 inline constexpr std::string_view RE_DEVICE_ID = R"re(^\s*([\w\-.#&_{}\\,]{4,})\s*$)re";
 
-// One or more letters, digits or characters of the list, the comma among them.
+// One or more letters, digits or listed characters, including the comma.
 inline constexpr std::string_view RE_SKIP_NAME =
     R"re(^\s*([A-Za-z,\.\_\-\@\~\#\$\%\#\+\=\|\^\d\\]+)\s*$)re";
 
-// Names of word characters, "-" and ".", divided by "|".
+// Names of word characters, "-" and ".", separated by "|".
 inline constexpr std::string_view RE_PIPE_LIST = R"re(^\s*([\w\-\.]+(\|[\w\-\.]+)*)\s*$)re";
 // clang-format on

@@ -1,10 +1,10 @@
-// Where a log line leaves the process.
+// The base of the log streams.
 #pragma once
 
-// The base of all streams. A stream passes a finished line on unchanged and reports nothing: a
-// failure costs that line and no more.
+// Writes finished lines somewhere. A stream doesn't change a line and reports nothing: a failure
+// loses that line only.
 //
-// The logger owns its streams and calls Write under its own lock, so one caller at a time.
+// The logger owns its streams and calls Write under its lock.
 class CBaseStream {
  public:
   CBaseStream() = default;
@@ -13,7 +13,7 @@ class CBaseStream {
   CBaseStream(const CBaseStream&) = delete;
   CBaseStream& operator=(const CBaseStream&) = delete;
 
-  // Takes one NUL-terminated text, UTF-8, already ended as it is to stand in the log. Null and the
-  // empty text are ignored by every stream.
+  // Writes one NUL-terminated UTF-8 text, line end included. All streams ignore null and the empty
+  // text.
   virtual void Write(const char* text) = 0;
 };

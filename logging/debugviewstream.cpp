@@ -11,7 +11,7 @@
 void CDebugViewStream::Write(const char* text) {
   if (text == nullptr || *text == '\0') return;
   const int size = static_cast<int>(std::strlen(text));
-  // Not through Utf8ToWide: that one fails on invalid bytes, and a log line should show them.
+  // Utf8ToWide rejects invalid bytes, but the debugger should still show the line.
   const int length =
       platform::codepages.MultiByteToWideChar(platform::kCodePageUtf8, 0, text, size, nullptr, 0);
   if (length > 0) {

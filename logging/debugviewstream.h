@@ -1,10 +1,10 @@
-// Log lines for the debugger.
+// A log stream to the debugger.
 #pragma once
 
 #include "logging/basestream.h"
 
-// Hands each line to the debugger, as wide text where it can be converted. Invalid UTF-8 doesn't
-// stop a line: it is converted with U+FFFD in the bad places. Has no state.
+// Sends each line to the debugger as wide text, with U+FFFD for invalid UTF-8, or as narrow text if
+// the conversion fails.
 class CDebugViewStream : public CBaseStream {
  public:
   void Write(const char* text) override;

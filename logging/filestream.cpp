@@ -35,7 +35,7 @@ void CFileStream::Write(const char* text) {
   if (!m_hFile.IsOpen()) Open();
   if (!m_hFile.IsOpen()) return;
 
-  // Asked for each line: another process may have made the file longer meanwhile.
+  // Seek for each line: another process may have appended.
   std::int32_t high = 0;
   const std::uint32_t low =
       platform::files.SetFilePointer(m_hFile.Get(), 0, &high, platform::kFileEnd);
@@ -43,14 +43,14 @@ void CFileStream::Write(const char* text) {
 
   std::uint32_t written = 0;
   platform::files.WriteFile(m_hFile.Get(), text, length, &written);
-  // The sum wraps at 32 bits; a file that large has a high half, which rotates by itself.
+  // The sum may wrap around, but then the high half isn't 0.
   const std::uint32_t end = low + length;
   if (high != 0 || end > m_uMaxSize) Rotate();
 }
 
 void CFileStream::Open() {
-  // The second call replaces what the text grants: the null list is what opens the log to the
-  // writers of every user. Without a descriptor the system's default has to do.
+  // The second call replaces the list in the text by a null one, so that processes of all users can
+  // write. If there is no descriptor, the system default applies.
   platform::SecurityDescriptor* descriptor = nullptr;
   platform::security.ConvertStringSecurityDescriptorToSecurityDescriptorW(
       QV_WIDE("D:(A;OICI;GA;;;S-1-1-0)"), &descriptor);
@@ -63,7 +63,7 @@ void CFileStream::Open() {
 
 void CFileStream::Rotate() {
   m_hFile.Close();
-  // Not a remainder: the scan may have begun at m_nMaxFiles itself, from where 0 comes next too.
+  // Not a remainder: the index may start at m_nMaxFiles itself, which 0 also follows.
   ++m_nIndex;
   if (m_nIndex >= m_nMaxFiles) m_nIndex = 0;
   platform::files.DeleteFileW(MakeFileName(m_nIndex).c_str());

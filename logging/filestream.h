@@ -1,4 +1,4 @@
-// Log lines in a ring of five files.
+// A log stream to a ring of five files.
 #pragma once
 
 #include <cstdint>
@@ -8,33 +8,32 @@
 #include "platform/scopedhandle.h"
 #include "platform/widetext.h"
 
-// Appends each line to the file in use; a file that has passed 100 MiB gives way to the next:
+// Appends each line to the current file. When that has passed 100 MiB, the next one follows:
 //
 //   base_0.log -> base_1.log -> base_2.log -> base_3.log -> base_4.log -> base_0.log ...
 //
-// The file of the new index is deleted at the moment of the change, not when it is filled, so the
-// oldest lines go first and there are never more than five files with old lines in them.
+// Rotation deletes the next file at once, not when the first line arrives, so the oldest lines go
+// first.
 //
-// The file is opened by the first line, stays open, and is closed by a change of files and by the
-// destructor. No folder is made. Any user of the machine gets full access to a file made here.
-// Several processes may write to one file: each line goes to what is the end at that moment.
+// The first line opens the file. It stays open until rotation or destruction. Folders aren't
+// created. New files give every user of the machine full access. Several processes may write to one
+// file: each line goes to its current end.
 class CFileStream : public CBaseStream {
  public:
-  // `baseName` is the path and name up to the index. Chooses the index to begin with (see
-  // FindStartIndex) unless the name is empty; opens nothing.
+  // `baseName` is the path up to the index. Unless it is empty, chooses the first index (see
+  // FindStartIndex). Opens nothing.
   explicit CFileStream(platform::WideString baseName);
 
-  // A line that can't be written is lost; a file that can't be opened is tried again by the next
-  // line. The line that passes the cap is still written whole. May be called from any thread;
-  // a failure of the mutex raises std::system_error.
+  // A line that can't be written is lost. If the file can't be opened, the next line tries again.
+  // The line that passes the limit is written whole. Any thread may call. Throws std::system_error
+  // if the mutex fails.
   void Write(const char* text) override;
 
-  // The base name, "_", the index in decimal and ".log".
+  // Base name, "_", decimal index, ".log".
   platform::WideString MakeFileName(std::int32_t index) const;
 
-  // The first of the indices 0 to m_nMaxFiles, one more than the ring has, whose file is below the
-  // cap or can't be asked for its size; 0 if all are full. From the extra index the first change
-  // of files leads back to 0.
+  // The first index from 0 to m_nMaxFiles, inclusive, whose file is below the limit or has no
+  // readable size; 0 if there is none. m_nMaxFiles is one more than rotation uses; 0 follows it.
   std::int32_t FindStartIndex() const;
 
  protected:
@@ -43,8 +42,7 @@ class CFileStream : public CBaseStream {
   std::int32_t m_nIndex = 0;
   const std::int32_t m_nMaxFiles = 5;
   const std::uint32_t m_uMaxSize = 104857600;  // bytes
-  std::mutex
-      m_mutex;  // guards the file and the index; taken inside the logger's lock, never around
+  std::mutex m_mutex;  // guards file and index; locked after the logger's lock
 
  private:
   void Open();

@@ -16,7 +16,7 @@ class LineStamp {
   const char* Now();
 
  private:
-  platform::LocalTime m_time = {};  // of m_text, like m_thread
+  platform::LocalTime m_time = {};  // m_text is for this time and thread
   std::int32_t m_thread = 0;
   // Enough for a thread id of 11 characters and seven 16-bit numbers; empty before the first call.
   char m_text[64] = {};

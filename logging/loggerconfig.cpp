@@ -15,8 +15,8 @@ namespace logging {
 
 namespace {
 
-// Takes the next token off the front of `rest`. False if there is none or if it doesn't fit a field
-// of `size` bytes.
+// Takes the next token from `rest`. Returns false if there is none or it doesn't fit a field of
+// `size` bytes.
 bool TakeToken(std::string_view* rest, std::size_t size, std::string* field) {
   const auto* const begin = std::find_if_not(rest->begin(), rest->end(), IsSpace);
   const auto* const end = std::find_if(begin, rest->end(), IsSpace);
@@ -52,7 +52,7 @@ ConfigFields ScanConfigLine(std::string_view line) {
 
 bool RecoverFileParameter(std::string_view line, ConfigFields* fields) {
   if (fields->parameter.empty() || !EqualsIgnoringCase(fields->type, "File")) return true;
-  // There is a parameter, so the walk back over white space ends before it reaches the beginning.
+  // The parameter isn't empty, so this stops before the start of the line.
   line = line.substr(0, line.find_last_not_of("\t\n\r ") + 1);
   const std::string_view whole = line.substr(line.find(fields->parameter));
   if (whole.size() >= kParameterFieldSize) {
@@ -67,7 +67,7 @@ bool RecoverFileParameter(std::string_view line, ConfigFields* fields) {
 
 namespace {
 
-// The file of the add-in's own settings, or an empty text if the directory can't be had.
+// The path of the add-in's Logger.cfg, or empty if the system directory is unknown.
 std::string DefaultConfigPath() {
   std::array<char, platform::kMaxPath> directory{};
   const std::uint32_t length =
@@ -76,7 +76,7 @@ std::string DefaultConfigPath() {
   return std::string(directory.data()) + "\\Logger.cfg";
 }
 
-// Scans a line and, for a file, recovers the whole path and notes it among `logFiles`.
+// Scans a line. For a file, also recovers the whole path and adds it to `logFiles`.
 bool ReadFields(std::string_view line, logging::ConfigFields* fields,
                 std::set<platform::WideString>* logFiles) {
   *fields = logging::ScanConfigLine(line);

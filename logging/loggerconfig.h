@@ -1,8 +1,8 @@
-// The lines of Logger.cfg.
+// Parsing of Logger.cfg.
 //
-// A line holds a module, a mask, a stream type and a parameter, divided by white space. There are
-// no keys and no sections. Whoever reads such a file goes through here, so that a checker sees the
-// same lines and fields as the logger.
+// A line contains module, mask, stream type and parameter, separated by white space. There are no
+// keys and no sections. Checkers use these functions too, so that they see the same fields as the
+// logger.
 #pragma once
 
 #include <cstddef>
@@ -13,7 +13,7 @@
 
 namespace logging {
 
-// Sizes of the fields and of the line, each with its NUL.
+// Sizes of fields and line, each including the NUL.
 inline constexpr std::size_t kModuleFieldSize = 16;
 inline constexpr std::size_t kMaskFieldSize = 4;
 inline constexpr std::size_t kTypeFieldSize = 8;
@@ -27,32 +27,31 @@ struct ConfigFields {
   std::string parameter;
 };
 
-// Reads the file's lines: up to 291 characters with the line end, which stays in the line. The rest
-// of a longer line is a line of its own. A line with a NUL in it ends there.
+// Reads lines of up to 291 characters, including the line end, which stays. The rest of a longer
+// line is the next line. A NUL ends its line.
 class ConfigLines {
  public:
   explicit ConfigLines(const char* path) : m_lines(path) {}
 
   bool IsOpen() const { return m_lines.IsOpen(); }
-  // False at the end of the file. The line is valid until the next call.
+  // Returns false at the end of the file. The line is valid until the next call.
   bool Next(std::string_view* line);
 
  private:
   platform::TextLines m_lines;
 };
 
-// True if the line's very first character is ";", or if it has none.
+// True if the line is empty or its first character is ";".
 bool IsConfigComment(std::string_view line);
 
-// Scans a line into its fields. Missing fields are empty. A token that doesn't fit its field leaves
-// that one and those behind it empty.
+// Splits a line into fields. Missing ones are empty, and so are a token that doesn't fit its field
+// and all after it.
 ConfigFields ScanConfigLine(std::string_view line);
 
-// Puts in place of a "File" line's parameter all that stands from the first occurrence of it to
-// the last character of the line that is not a blank, tab, CR or LF, so that blanks inside a path
-// stay. The search begins at the line's first character: a parameter whose first word stands
-// earlier in the line begins there. Lines of other types and without parameter stay as they are.
-// False if the result doesn't fit the field; the parameter is then empty.
+// Recovers blanks in the path of a "File" line: extends the parameter up to the last character of
+// the line that isn't blank, tab, CR or LF. Searches the parameter from the start of the line, so
+// if its first word occurs earlier, it begins there. Does nothing for other types and without a
+// parameter. Returns false, with an empty parameter, if the result doesn't fit the field.
 bool RecoverFileParameter(std::string_view line, ConfigFields* fields);
 
 }  // namespace logging

@@ -4,8 +4,8 @@
 
 namespace {
 
-// Deletes a chain link by link. Left to the destructors alone, each link would delete the next
-// from inside its own, and a long configuration would use up the stack.
+// Deletes a chain link by link. The destructors alone would recurse, and a long chain would
+// overflow the stack.
 template <typename Link>
 void DeleteChain(Link* link) {
   while (link != nullptr) {

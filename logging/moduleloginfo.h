@@ -1,7 +1,7 @@
-// The registry of the logger: a list of modules, each with a chain of streams.
+// The logger's registry: a list of modules, each with a chain of streams.
 //
-// Both lists are filled at the head and own their successors, so that deleting a head takes down
-// all that hangs on it. Reading and changing them is the logger's, under its lock.
+// New entries go to the head. Each entry owns its successor, so deleting the head deletes the list.
+// The logger reads and changes both under its lock.
 #pragma once
 
 #include <cstdint>
@@ -10,11 +10,11 @@
 
 #include "logging/basestream.h"
 
-// One stream of one module.
+// A stream of a module.
 class CModuleStreamWrapper {
  public:
-  // Takes the stream over. Of the type's name ("File", "Dbg", "UDP") 7 characters are kept. Takes
-  // lines from the start.
+  // Takes ownership of the stream and enables it. Keeps 7 characters of the type's name ("File",
+  // "Dbg", "UDP").
   CModuleStreamWrapper(std::unique_ptr<CBaseStream> stream, std::uint32_t mask,
                        std::string_view type);
   virtual ~CModuleStreamWrapper();
@@ -24,15 +24,15 @@ class CModuleStreamWrapper {
 
   CModuleStreamWrapper* m_pNext = nullptr;
   CBaseStream* m_pStream;
-  std::uint32_t m_uMask;  // level bits that the stream takes
+  std::uint32_t m_uMask;  // levels that the stream accepts
   std::int32_t m_bEnabled = 1;
   char m_szType[8] = {};
 };
 
-// One module that logs.
+// A module that logs.
 class CModuleLogInfo {
  public:
-  // Of the name 16 characters are kept.
+  // Keeps 16 characters of the name.
   explicit CModuleLogInfo(std::string_view name);
   virtual ~CModuleLogInfo();
 

@@ -21,7 +21,7 @@ bool EqualsIgnoringCase(std::string_view one, std::string_view other) {
 }
 
 std::int32_t ToInteger(const char* text) {
-  // Where long is wider than int, strtol's own limits are not those of atoi.
+  // Where long is wider than int, strtol's limits differ from atoi's.
   constexpr long kLeast = std::numeric_limits<std::int32_t>::min();
   constexpr long kMost = std::numeric_limits<std::int32_t>::max();
   return static_cast<std::int32_t>(std::clamp(std::strtol(text, nullptr, 10), kLeast, kMost));

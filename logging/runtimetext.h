@@ -1,4 +1,4 @@
-// What the configuration and the registry take from the C runtime, with one result on every build.
+// C runtime functions with the same result in every build.
 #pragma once
 
 #include <cstdint>
@@ -6,14 +6,14 @@
 
 namespace logging {
 
-// Equal but for the case of the letters A to Z; bytes of other characters have to be the same.
+// Compares, ignoring the case of A to Z only.
 bool EqualsIgnoringCase(std::string_view one, std::string_view other);
 
-// The runtime's atoi: leading white space, a sign, decimal digits up to the first other character;
-// 0 without digits. A number that doesn't fit becomes the nearest that does.
+// Like atoi: leading white space, a sign, decimal digits up to the first other character; 0 without
+// digits. Numbers out of range become the nearest limit.
 std::int32_t ToInteger(const char* text);
 
-// What the runtime's isspace tells in every locale used here: blank, \t, \n, \v, \f and \r.
+// Like isspace: blank, \t, \n, \v, \f and \r.
 bool IsSpace(char character);
 
 }  // namespace logging

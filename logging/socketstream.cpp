@@ -48,7 +48,7 @@ void CSocketStream::Connect() {
   m_socket =
       platform::sockets.CreateSocket(platform::kAddressFamilyInet, platform::kSocketDatagram, 0);
   if (m_socket == platform::kInvalidSocket) return;
-  // What is no address goes on as the none address, and it is the connect that fails.
+  // An invalid address becomes kAddressNone, and connect fails.
   platform::SocketAddress address{};
   address.port = ToNetworkOrder(m_wPort);
   address.address =

@@ -1,4 +1,4 @@
-// Log lines as UDP datagrams.
+// A log stream to UDP.
 #pragma once
 
 #include <cstdint>
@@ -6,16 +6,15 @@
 #include "logging/basestream.h"
 #include "platform/sockets.h"
 
-// Sends each line as one datagram to a dotted IPv4 address; host names are not looked up.
+// Sends each line as one datagram to a dotted IPv4 address. Host names aren't resolved.
 //
-// The first line makes the socket. A socket that can't be made is tried again by the next line; a
-// connect that failed is not, and the stream is silent from then on.
+// The first line creates the socket. If that fails, the next line tries again; if connect fails,
+// the stream stays silent.
 class CSocketStream : public CBaseStream {
  public:
-  // "address" or "address:port", with port 514 by default. The last ":" divides, the port is what
-  // the runtime's atoi makes of the rest, cut to 16 bits. Starts the socket library, which stays
-  // started to the end of the process. Null, an empty text and a library that doesn't start leave
-  // the stream without host and port.
+  // `parameter` is "address" or "address:port"; the default port is 514. The last ":" separates
+  // them, and atoi converts the port, cut to 16 bits. Starts the socket library and never stops it.
+  // If `parameter` is null or empty, or the library doesn't start, host and port stay unset.
   explicit CSocketStream(const char* parameter);
   ~CSocketStream() override;
 

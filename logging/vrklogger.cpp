@@ -20,7 +20,7 @@ CVRKLogger g_logger;
 
 namespace {
 
-// All levels that have a name, and two bits without one.
+// All levels with a name, and two bits without one.
 constexpr int kLogAll = 0x300F;
 
 // CR and LF.
@@ -39,7 +39,7 @@ void Offer(const CModuleLogInfo& module, int level, const char* text) {
   }
 }
 
-// Null for a type that there isn't, and for a parameter that the type can't do without.
+// Returns null for an unknown type and for a missing parameter.
 std::unique_ptr<CBaseStream> MakeStream(std::string_view type, const char* parameter,
                                         const platform::WideChar* computerName) {
   if (logging::EqualsIgnoringCase(type, "File")) {
@@ -66,7 +66,7 @@ CVRKLogger::CVRKLogger() {
     constexpr platform::WideStringView kUnknown = QV_WIDE("Unknown");
     m_wszComputerName[kUnknown.copy(m_wszComputerName, kUnknown.size())] = 0;
   }
-  // The second name is what runtimes without the first have for it.
+  // Runtimes without the first name know the second.
   if (std::setlocale(LC_ALL, ".UTF8") == nullptr) std::setlocale(LC_ALL, "C.UTF-8");
 }
 
@@ -104,7 +104,7 @@ void CVRKLogger::FormatLine(const char* module, int level, const char* format,
         std::string_view(LevelName(level)), std::string_view(": ")}) {
     message += part.copy(message, part.size());
   }
-  // A longer message is cut, so that its NUL and the line end fit too.
+  // Cut the message to leave room for its NUL and the line end.
   const auto room = static_cast<std::size_t>(std::end(m_szLine) - message);
   platform::formatting.Format(message, room - kLineEnd, format, nullptr, arguments);
   char* end = message + std::strlen(message);
@@ -131,7 +131,7 @@ int CVRKLogger::AddStream(const char* module, int mask, const char* type, const 
   if (info == nullptr) {
     info = new CModuleLogInfo(module);
     info->m_pNext = m_pModules.load(std::memory_order_relaxed);
-    // Filled in before it is seen by the tests that read without the lock.
+    // Complete before readers without the lock can see it.
     m_pModules.store(info, std::memory_order_release);
   }
   wrapper->m_pNext = info->m_pStreams;

@@ -1,5 +1,4 @@
-// Time and waiting. Everything above this floor that waits or stamps goes through here, so that a
-// test drives it without waiting.
+// Time and waiting. Product code uses no other clock, so tests can drive time without waiting.
 #pragma once
 
 #include <cstdint>
@@ -19,12 +18,12 @@ struct LocalTime {
 };
 
 struct ClockOperations {
-  // Milliseconds since some fixed moment; wraps past 2^32.
+  // Milliseconds since an arbitrary start. Wraps around at 2^32.
   std::uint32_t (*GetTickCount)();
-  // The local time of day at the system's last tick: up to some 16 ms ago, so two moments that lie
-  // closer together may read the same.
+  // The local time at the last system tick, so up to about 16 ms old. Two calls that close together
+  // may return the same time.
   void (*GetLocalTime)(LocalTime* time);
-  // Holds the calling thread for at least that many milliseconds.
+  // Blocks the calling thread for at least this long.
   void (*Sleep)(std::uint32_t milliseconds);
 };
 

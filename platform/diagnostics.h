@@ -1,4 +1,4 @@
-// The debugger's output and the runtime library's complaints.
+// Debugger output and the C runtime's error reports.
 #pragma once
 
 #include "platform/widetext.h"
@@ -6,12 +6,12 @@
 namespace platform {
 
 struct DiagnosticsOperations {
-  // Hands a NUL-terminated text to the debugger, or to the platform's diagnostic channel.
+  // Sends a NUL-terminated text to the debugger, or to standard error on POSIX.
   void (*OutputDebugStringA)(const char* text);
   void (*OutputDebugStringW)(const WideChar* text);
 
-  // Raises the runtime library's invalid-parameter error, which by default ends the process on
-  // Windows; elsewhere it does nothing. Returns when a handler lets it.
+  // Raises the C runtime's invalid-parameter error. On Windows that ends the process unless a
+  // handler is installed and returns; on POSIX it does nothing.
   void (*InvalidParameter)();
 };
 

@@ -1,7 +1,7 @@
-// Files and the listing of folders.
+// Files and directory listings.
 //
-// Narrow paths are in the system's ANSI code page, wide ones UTF-16. Where the file system's own
-// separator is "/", a "\" in a path given here counts as one too.
+// Narrow paths use the ANSI code page, wide ones UTF-16. On POSIX a "\" in a path is a separator
+// like "/".
 #pragma once
 
 #include <cstdint>
@@ -23,20 +23,20 @@ inline constexpr std::uint32_t kOpenAlways = 4;
 inline constexpr std::uint32_t kFileAttributeDirectory = 0x10;
 inline constexpr std::uint32_t kFileAttributeNormal = 0x80;
 
-// SetFilePointer's way of counting from the end of the file, and its failure.
+// SetFilePointer: count from the end of the file.
 inline constexpr std::uint32_t kFileEnd = 2;
 
-// The length of every buffer for a narrow path, its NUL included.
+// The size of every buffer for a narrow path, including the NUL.
 inline constexpr std::uint32_t kMaxPath = 260;
 
-// One entry of a listing.
+// An entry of a directory listing.
 struct FindData {
   std::uint32_t dwFileAttributes;
-  char cFileName[kMaxPath];  // the name alone, without its folder
+  char cFileName[kMaxPath];  // without the folder
 };
 
 struct FileOperations {
-  // kInvalidHandle on failure. `security` may be null, which means the system's default.
+  // Returns kInvalidHandle on failure. A null `security` means the system default.
   Handle (*CreateFileA)(const char* path, std::uint32_t access, std::uint32_t share,
                         const SecurityDescriptor* security, std::uint32_t disposition,
                         std::uint32_t attributes);
@@ -44,34 +44,35 @@ struct FileOperations {
                         const SecurityDescriptor* security, std::uint32_t disposition,
                         std::uint32_t attributes);
 
-  // Reads up to `size` bytes. False on failure; true with `*read` 0 at the end of the file.
+  // Reads up to `size` bytes. Returns false on failure, and true with `*read` 0 at the end of the
+  // file.
   bool (*ReadFile)(Handle file, void* buffer, std::uint32_t size, std::uint32_t* read);
 
-  // Writes in one call. False on failure; `*written` may fall short of `size` even on success.
+  // Makes one write. Returns false on failure; `*written` may be less than `size` even on success.
   bool (*WriteFile)(Handle file, const void* data, std::uint32_t size, std::uint32_t* written);
 
-  // Moves the file pointer by `distance` counted as `method` says and gives the low half of the
-  // new position, the high half through `*distanceHigh`, which on entry is the high half of the
-  // distance. On failure gives 0xFFFFFFFF and sets `*distanceHigh` to all ones.
+  // Moves the file pointer by `distance`, counted as `method` says. `*distanceHigh` is the high
+  // half of the distance. Returns the low half of the new position and sets `*distanceHigh` to the
+  // high half. On failure returns 0xFFFFFFFF and sets `*distanceHigh` to -1.
   std::uint32_t (*SetFilePointer)(Handle file, std::int32_t distance, std::int32_t* distanceHigh,
                                   std::uint32_t method);
 
   bool (*DeleteFileA)(const char* path);
   bool (*DeleteFileW)(const WideChar* path);
 
-  // False when the attributes can't be set. kFileAttributeNormal makes a read-only file writable.
+  // Returns false on failure. kFileAttributeNormal makes a read-only file writable.
   bool (*SetFileAttributesW)(const WideChar* path, std::uint32_t attributes);
 
-  // The size in bytes of the file at `path`. False when it can't be read, for whatever reason.
+  // The size in bytes of the file at `path`. Returns false if it can't be determined.
   bool (*GetFileAttributesExW)(const WideChar* path, std::uint64_t* size);
 
-  // Opens the listing of a pattern with "*" in its last component and gives its first entry.
-  // "." and ".." are entries. kInvalidHandle when nothing matches; `*entry` is then untouched.
-  // The order is the file system's. The match doesn't look at case where the file system doesn't.
+  // Starts a listing of the entries that match `pattern`, which has a "*" in its last component,
+  // and returns the first. "." and ".." are entries. If nothing matches, returns kInvalidHandle and
+  // leaves `*entry` unchanged. Order and case sensitivity are those of the file system.
   Handle (*FindFirstFileA)(const char* pattern, FindData* entry);
-  // False when there is no further entry, and for kInvalidHandle.
+  // Returns false at the end of the listing, and for kInvalidHandle.
   bool (*FindNextFileA)(Handle listing, FindData* entry);
-  // False for kInvalidHandle. CloseHandle doesn't end a listing.
+  // Ends a listing; CloseHandle doesn't. Returns false for kInvalidHandle.
   bool (*FindClose)(Handle listing);
 };
 

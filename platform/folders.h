@@ -1,8 +1,8 @@
-// The four folders that the host machine gives: Windows, system, application data, temporary.
+// The Windows, system, application-data and temporary folders.
 //
-// On a machine without them they are folders below one root, chosen by the environment variable
-// QUORVEX_ROOT (otherwise a per-user state folder), made on first use: windows,
-// windows/system32, appdata and temp.
+// On POSIX they are folders below one root: windows, windows/system32, appdata and temp, created on
+// first use. The environment variable QUORVEX_ROOT names the root; the default is a per-user state
+// folder.
 #pragma once
 
 #include <cstdint>
@@ -15,16 +15,16 @@ namespace platform {
 inline constexpr int kFolderAppData = 26;
 
 struct FolderOperations {
-  // Each fills `buffer` with a NUL-terminated path and gives its length without the NUL. 0 on
-  // failure; when the path doesn't fit, the length that is needed, with the buffer untouched.
-  // The temporary path ends in a separator; the others don't.
+  // Each writes a NUL-terminated path and returns its length without the NUL. Returns 0 on failure.
+  // If the path doesn't fit, returns the required size and leaves the buffer unchanged. Only the
+  // temporary path ends with a separator.
   std::uint32_t (*GetTempPathA)(std::uint32_t size, char* buffer);
   std::uint32_t (*GetTempPathW)(std::uint32_t size, WideChar* buffer);
   std::uint32_t (*GetWindowsDirectoryA)(char* buffer, std::uint32_t size);
   std::uint32_t (*GetSystemDirectoryA)(char* buffer, std::uint32_t size);
 
-  // Fills `buffer` (kMaxPath bytes) with the folder of `csidl`, without a final separator.
-  // 0 on success, otherwise an error code with the buffer's contents unspecified.
+  // Writes the folder `csidl` without a final separator into `buffer` (kMaxPath bytes). Returns 0
+  // on success; otherwise an error code, with the buffer unspecified.
   std::int32_t (*SHGetFolderPathA)(int csidl, char* buffer);
 };
 

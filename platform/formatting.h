@@ -1,4 +1,4 @@
-// The C runtime's formatted output with a locale of the caller's choice.
+// The C runtime's printf formatting, with an explicit locale.
 #pragma once
 
 #include <cstdarg>
@@ -6,19 +6,19 @@
 
 namespace platform {
 
-// Opaque. Null means the locale that is current when the call is made.
+// Opaque. Null means the current locale.
 using Locale = void*;
 
 struct FormattingOperations {
-  // Like vsnprintf: writes at most `capacity` bytes, a NUL among them, and gives the length of the
-  // whole text, which did not fit if it is `capacity` or more (what the buffer then holds is left
-  // open). Negative when an argument can't be converted. The decimal point and the encoding of
-  // wide arguments are the locale's.
+  // Like vsnprintf: writes at most `capacity` bytes including the NUL and returns the length of the
+  // whole text. If that is `capacity` or more, the text was cut. Returns a negative value if an
+  // argument can't be converted. The locale decides the decimal point and the encoding of wide
+  // arguments.
   int (*Format)(char* output, std::size_t capacity, const char* format, Locale locale,
                 std::va_list arguments);
 
-  // The locale of this name in the system's own spelling; "C" is always there. Null for a name
-  // that the system doesn't know. Belongs to the caller, until FreeLocale, which takes null too.
+  // Returns the locale of that name in the system's own spelling, or null if there is none; "C"
+  // always exists. The caller frees it with FreeLocale, which accepts null.
   Locale (*CreateLocale)(const char* name);
   void (*FreeLocale)(Locale locale);
 };

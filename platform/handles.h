@@ -1,20 +1,19 @@
-// Handles to what the operating system keeps open: files and mappings.
+// Handles of files and mappings.
 #pragma once
 
 #include <cstdint>
 
 namespace platform {
 
-// Opaque. Null and kInvalidHandle are never open. A handle belongs to whoever opened it, until it
-// goes through CloseHandle.
+// Opaque. Null and kInvalidHandle are never open. The opener closes it; see ScopedHandle.
 using Handle = void*;
 
-// What CreateFileA, CreateFileW and FindFirstFileA give on failure (all bits set).
+// CreateFileA, CreateFileW and FindFirstFileA return this on failure. All bits are set.
 inline const Handle kInvalidHandle = reinterpret_cast<Handle>(~std::uintptr_t{0});
 
 struct HandleOperations {
-  // Ends a file or a mapping handle. False for a handle that isn't open. Views that were mapped
-  // through a mapping handle stay valid.
+  // Closes a file or mapping handle. Views of a mapping stay valid. Returns false if the handle
+  // isn't open.
   bool (*CloseHandle)(Handle handle);
 };
 

@@ -1,5 +1,5 @@
-// The two functions that the add-in takes from the host's MAPI library, which it doesn't
-// initialise: it works on objects that the host hands it.
+// The two functions of the host's MAPI library that the add-in uses. It doesn't initialise MAPI: it
+// only works on objects that it gets from the host.
 #pragma once
 
 #include <cstdint>
@@ -9,11 +9,12 @@
 namespace platform {
 
 struct MapiOperations {
-  // Allocates `size` bytes; 0 on success, with the memory in `*buffer`. Freed by the library's
-  // MAPIFreeBuffer, which the add-in doesn't use.
+  // Allocates `size` bytes into `*buffer`. Returns 0 on success. MAPIFreeBuffer would free them;
+  // the add-in never does.
   std::int32_t (*MAPIAllocateBuffer)(std::uint32_t size, void** buffer);
 
-  // Sets one property through IMAPIProp::SetProps. 0 on success; any other value is a failure.
+  // Sets one property through IMAPIProp::SetProps. Returns 0 on success; anything else, a warning
+  // included, is a failure.
   HRESULT (*HrSetOneProp)(IMAPIProp* object, SPropValue* value);
 };
 

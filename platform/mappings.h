@@ -1,9 +1,9 @@
-// Named memory shared between processes of one machine.
+// Named shared memory.
 //
 // A name has the form "Global\Something". A mapping exists from CreateFileMappingA until the last
-// handle to it in any process is closed or its process ends; after that the name is free again.
-// The memory of a new mapping is zero. 32-bit words in a view, aligned to 4, are fit for
-// std::atomic_ref across processes.
+// handle to it in any process is closed; a process closes its handles when it ends. Then the name
+// is free again. New memory is zero. Aligned 32-bit words in a view work with std::atomic_ref
+// across processes.
 #pragma once
 
 #include <cstdint>
@@ -12,25 +12,25 @@
 
 namespace platform {
 
-// FILE_MAP_WRITE | FILE_MAP_READ, the only access that this system asks for.
+// FILE_MAP_WRITE | FILE_MAP_READ: all that the product uses.
 inline constexpr std::uint32_t kMapReadWrite = 6;
-// FILE_MAP_READ, for tools that only look.
+// FILE_MAP_READ, for inspection.
 inline constexpr std::uint32_t kMapRead = 4;
 
 struct MappingOperations {
-  // Opens an existing mapping. Null when there is none of that name, or no right to open it.
+  // Opens an existing mapping. Returns null if it doesn't exist or access is denied.
   Handle (*OpenFileMappingA)(std::uint32_t access, bool inheritHandle, const char* name);
 
-  // Creates a mapping of `size` bytes, open to every process of this machine's users. Null when
-  // the name exists already or the memory can't be had. Not used by the add-in: the agent's side.
+  // Creates a mapping of `size` bytes that every user of the machine may open. Returns null if the
+  // name exists or memory is short. Agents use this, not the add-in.
   Handle (*CreateFileMappingA)(std::uint32_t size, const char* name);
 
-  // Maps `size` bytes from the mapping's start. Null when the mapping is smaller than `size` (a
-  // mapping's size is rounded up to whole pages) or the address space is full.
+  // Maps the first `size` bytes. Returns null if the mapping, rounded up to whole pages, is smaller
+  // or the address space is full.
   void* (*MapViewOfFile)(Handle mapping, std::uint32_t access, std::uint32_t offsetHigh,
                          std::uint32_t offsetLow, std::uint32_t size);
 
-  // Ends a view. False for an address that is no view's start.
+  // Unmaps a view. Returns false if `view` isn't the start of one.
   bool (*UnmapViewOfFile)(const void* view);
 };
 

@@ -1,5 +1,5 @@
-// The loaded library that this code stands in, and what the system does for it: its path, its
-// resources, and the lock and the hidden pointers that it works with from several threads.
+// The loaded library that contains this code: its path and resources, and the locks and hidden
+// pointers that it needs.
 #pragma once
 
 #include <cstddef>
@@ -9,29 +9,29 @@
 
 namespace platform {
 
-// The library's instance handle; null stands for the program itself.
+// The library's instance handle; null means the program itself.
 using ModuleInstance = void*;
 // A recursive lock.
 using ModuleLock = void*;
 
 struct ModuleImageOperations {
-  // Writes the library's full path, NUL-terminated, and gives its length without the NUL. 0 on
-  // failure, and `size` when the buffer is too small and the path was cut.
+  // Writes the library's full path with a NUL and returns its length without the NUL. Returns 0 on
+  // failure, and `size` if the path was cut.
   std::uint32_t (*GetModuleFileNameW)(ModuleInstance module, WideChar* buffer, std::uint32_t size);
 
-  // Finds the bytes of the resource `identifier` of a named type. They live as long as the
-  // library. False when there is none, as always on a machine whose programs have no resources.
+  // Finds a resource by type and identifier. The bytes live as long as the library. Returns false
+  // if there is none; POSIX programs have no resources.
   bool (*FindResourceBytes)(ModuleInstance module, const WideChar* type, std::uint16_t identifier,
                             const char** bytes, std::size_t* size);
 
-  // Makes a lock; null on failure. It is the caller's, until DeleteLock.
+  // Creates a lock, or returns null. The caller frees it with DeleteLock.
   ModuleLock (*CreateLock)();
   void (*EnterLock)(ModuleLock lock);
   void (*LeaveLock)(ModuleLock lock);
   void (*DeleteLock)(ModuleLock lock);
 
-  // Hides a pointer that is kept for long, so that overwritten memory doesn't become a call; each
-  // undoes the other, within one process.
+  // Encode a long-lived pointer so that overwritten memory is unlikely to become a call. Each
+  // undoes the other, in the same process.
   void* (*EncodePointer)(void* pointer);
   void* (*DecodePointer)(void* pointer);
 };

@@ -1,4 +1,4 @@
-// Who and where this process is.
+// The current process, thread and computer.
 #pragma once
 
 #include <cstdint>
@@ -11,9 +11,8 @@ struct ProcessOperations {
   std::uint32_t (*GetCurrentProcessId)();
   std::uint32_t (*GetCurrentThreadId)();
 
-  // Fills `buffer` with this computer's name, NUL-terminated. `*size` is the buffer's capacity in
-  // wide characters on entry and the name's length without the NUL afterwards. False when the name
-  // can't be had or doesn't fit.
+  // Writes this computer's name with a NUL. `*size` is the capacity in wide characters on entry and
+  // the length without the NUL on return. Returns false if the name is unavailable or doesn't fit.
   bool (*GetComputerNameW)(WideChar* buffer, std::uint32_t* size);
 };
 

@@ -1,16 +1,15 @@
-// Replacing one operation of a platform table for the length of a scope.
+// Replaces one operation of a platform table for a scope.
 //
-// Every service of the operating system is reached through a table of plain function pointers
-// (platform::files, platform::clock, ...). A test, or the simulated host, puts its own function in
-// the place of one entry and gets the rest of the table as it is:
+// All operating-system services go through tables of function pointers (platform::files,
+// platform::clock, ...). Tests and the simulated host replace single entries:
 //
 //   ScopedReplacement<platform::files, &platform::FileOperations::WriteFile> failing(
 //       [](auto, auto...) { return false; });
 //
-// The function receives what stood in the entry before as its first argument, so it can count and
-// pass on. Guards on the same entry nest and must end in reverse order of their making, as scopes
-// do. Tables are not locked: make and end guards while no other thread is inside the product.
-// Calls through a guard may come from several threads as long as guards on that entry don't nest.
+// The replacement gets the previous entry as its first argument, so it can count calls and pass
+// them on. Replacements of one entry nest and must end in reverse order. Tables have no lock: start
+// and end replacements while no other thread runs product code. Several threads may call through a
+// replacement unless it is nested.
 #pragma once
 
 #include <functional>
@@ -48,8 +47,8 @@ class ScopedReplacement<Table, Entry> {
     if (self->m_outer == nullptr) {
       return self->m_function(self->m_previous, std::forward<Arguments>(arguments)...);
     }
-    // The outer guard's entry is this same function, so for the length of the call the outer
-    // guard has to be the innermost one.
+    // The outer replacement is called through this same function, so make it the innermost one
+    // during the call.
     struct Restore {
       ScopedReplacement* innermost;
       ~Restore() { s_innermost = innermost; }

@@ -5,19 +5,20 @@
 
 namespace platform {
 
-// Opaque, owned by whoever had it made, ended by LocalFree.
+// Opaque. Free it with LocalFree.
 struct SecurityDescriptor;
 
 struct SecurityOperations {
-  // Makes a descriptor from its string form, revision 1. False on failure, with `*result` null.
+  // Creates a descriptor from its string form, revision 1. On failure returns false and sets
+  // `*result` to null.
   bool (*ConvertStringSecurityDescriptorToSecurityDescriptorW)(const WideChar* text,
                                                                SecurityDescriptor** result);
 
-  // Puts a present, null discretionary ACL in place of what the descriptor said: everybody has
-  // full access. False on failure or for a null descriptor.
+  // Gives everyone full access: replaces the access list by a null one. Returns false on failure or
+  // for a null descriptor.
   bool (*SetSecurityDescriptorDacl)(SecurityDescriptor* descriptor);
 
-  // Frees a descriptor. Null is allowed and does nothing.
+  // Accepts null.
   void (*LocalFree)(SecurityDescriptor* descriptor);
 };
 

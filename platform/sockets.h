@@ -1,4 +1,4 @@
-// Datagram sockets over IPv4, as the UDP log stream needs them.
+// IPv4 datagram sockets for the UDP log stream.
 #pragma once
 
 #include <cstdint>
@@ -10,7 +10,7 @@ inline constexpr Socket kInvalidSocket = ~Socket{0};
 
 inline constexpr int kAddressFamilyInet = 2;
 inline constexpr int kSocketDatagram = 2;
-// What inet_addr gives for a text that is no dotted IPv4 address.
+// What inet_addr returns for anything but a dotted IPv4 address.
 inline constexpr std::uint32_t kAddressNone = 0xFFFFFFFF;
 
 struct SocketAddress {
@@ -19,16 +19,15 @@ struct SocketAddress {
 };
 
 struct SocketOperations {
-  // Starts the socket library; `version` is 0x0202. 0 on success. May be called any number of
-  // times.
+  // Starts the socket library; `version` is 0x0202. Returns 0 on success. May be called repeatedly.
   int (*WSAStartup)(std::uint16_t version);
-  // kInvalidSocket on failure.
+  // Returns kInvalidSocket on failure.
   Socket (*CreateSocket)(int family, int type, int protocol);
-  // A dotted IPv4 address in network order, or kAddressNone. Host names are not looked up.
+  // Returns a dotted IPv4 address in network order, or kAddressNone. Doesn't resolve names.
   std::uint32_t (*ParseAddress)(const char* text);
-  // 0 on success. For a datagram socket this fixes the peer and sends nothing.
+  // Returns 0 on success. For a datagram socket this sets the peer and sends nothing.
   int (*Connect)(Socket socket, const SocketAddress& address);
-  // Sends one datagram; the number of bytes sent, or -1.
+  // Sends one datagram. Returns the number of bytes sent, or -1.
   int (*Send)(Socket socket, const char* data, int size);
   int (*CloseSocket)(Socket socket);
 };

@@ -20,7 +20,7 @@ Handle Open(const char* path) {
                            kFileAttributeNormal);
 }
 
-// Where the first LF of these bytes stands; null if there is none.
+// The first LF in `bytes`, or null.
 const char* FindLineFeed(const char* bytes, std::size_t size) {
   return size == 0 ? nullptr : static_cast<const char*>(std::memchr(bytes, '\n', size));
 }
@@ -47,7 +47,8 @@ bool TextLines::Fill() {
   if (!files.ReadFile(m_file.Get(), m_buffer.data() + m_end, static_cast<std::uint32_t>(room),
                       &read) ||
       read == 0) {
-    // For good: a file that grows behind its end, or recovers, isn't taken up again.
+    // Permanent: a file that grows later, or a read that would succeed again, doesn't continue the
+    // lines.
     m_ended = true;
     return false;
   }
@@ -56,7 +57,7 @@ bool TextLines::Fill() {
 }
 
 bool TextLines::Next(std::string_view* line) {
-  // How much of the unfinished line has no LF, so that no byte is looked at twice.
+  // The part of the unfinished line that is known to have no LF.
   std::size_t searched = 0;
   for (;;) {
     const char* const start = m_buffer.data() + m_begin;
@@ -80,7 +81,7 @@ bool TextLines::Next(std::string_view* line) {
 }
 
 bool TextLines::NextPiece(std::size_t limit, std::string_view* piece) {
-  // One byte more than the limit tells whether a CR in the last place belongs to an LF.
+  // The byte after the limit shows whether a CR in the last place belongs to a CR LF.
   while (m_end - m_begin <= limit) {
     if (FindLineFeed(m_buffer.data() + m_begin, m_end - m_begin) != nullptr || !Fill()) {
       break;

@@ -1,5 +1,5 @@
-// Reading a text file line by line, as the C runtime's text mode has it on every build: the pair
-// CR LF becomes LF, every other byte (0x1A and NUL included) stays as it is.
+// Reads a text file line by line, like the C runtime's text mode on Windows: CR LF becomes LF,
+// every other byte (including 0x1A and NUL) stays.
 #pragma once
 
 #include <cstddef>
@@ -10,34 +10,33 @@
 
 namespace platform {
 
-// Holds the file open for its lifetime; for one thread.
+// Keeps the file open while it exists. For one thread.
 class TextLines {
  public:
-  // Opens for reading, shared with readers and writers. See IsOpen: no line ever comes from a file
-  // that could not be opened, or from a null path.
+  // Opens `path` for reading, shared for reading and writing. If that fails, or `path` is null,
+  // IsOpen() is false and there are no lines.
   explicit TextLines(const char* path);
 
   bool IsOpen() const { return m_file.IsOpen(); }
 
-  // Gives the next line without its LF, valid until the next call. The last line counts also
-  // without a line end. False at the end of the file, and when a read fails: what was read of an
-  // unfinished line is then dropped only if it is empty. A line is held in memory whole, however
-  // long it is; NextPiece is for callers that must not rely on short lines.
+  // Returns the next line without its LF, valid until the next call. The last line may lack its LF.
+  // Returns false at the end of the file and after a failed read, which ends the last line like the
+  // end of the file. The whole line is held in memory; use NextPiece to bound that.
   bool Next(std::string_view* line);
 
-  // Like the runtime's fgets: gives at most `limit` characters (at least 1), the LF among them if
-  // the line ended within the limit; CR LF counts as the one character that it becomes. The rest
-  // of a longer line is the next call's. Valid until the next call, false as with Next.
+  // Like fgets: returns at most `limit` characters (at least 1), including the LF if the line ends
+  // within the limit. CR LF counts as one character. The rest of a longer line follows with the
+  // next call. Valid until the next call; returns false like Next.
   bool NextPiece(std::size_t limit, std::string_view* piece);
 
  private:
-  // Reads more behind what is there. False when nothing came: the end, a failure, or not open.
+  // Reads more data. Returns false at the end of the file, on failure, or if no file is open.
   bool Fill();
 
   ScopedHandle m_file;
   bool m_ended = false;
   std::vector<char> m_buffer;
-  std::size_t m_begin = 0;  // what was read and not yet given: [m_begin, m_end)
+  std::size_t m_begin = 0;  // [m_begin, m_end) is read but not yet returned
   std::size_t m_end = 0;
 };
 

@@ -1,7 +1,6 @@
-// Wide text: UTF-16 code units on every build.
-//
-// The host and the file system speak UTF-16. Where the compiler's wchar_t is not 16 bits wide,
-// char16_t stands for it; code above this floor uses only the names declared here.
+// Wide text: UTF-16 code units in every build, because the host and the Windows file system use
+// UTF-16. Where wchar_t is wider than 16 bits, char16_t takes its place; all other code uses only
+// these names.
 #pragma once
 
 #include <string>

@@ -11,7 +11,7 @@ char Lower(char c) {
   return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
 }
 
-// The number of letters to put in, take out or replace, two neighbours changed over counting once.
+// Edit distance: insertions, deletions, replacements and swaps of neighbours.
 std::size_t Distance(std::string_view a, std::string_view b) {
   std::vector<std::size_t> beforeLast(b.size() + 1);
   std::vector<std::size_t> last(b.size() + 1);
@@ -36,7 +36,7 @@ std::size_t Distance(std::string_view a, std::string_view b) {
 }  // namespace
 
 std::string_view ClosestTo(std::string_view word, std::span<const std::string_view> candidates) {
-  // Longer words are no slips of any name, and the table grows with their length.
+  // Longer words are no misspelt names, and the table grows with their length.
   constexpr std::size_t kLongest = 64;
   if (word.size() > kLongest) return {};
   std::string_view best;

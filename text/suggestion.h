@@ -1,15 +1,15 @@
-// The word that was probably meant.
+// Suggestions for misspelt words.
 #pragma once
 
 #include <span>
 #include <string>
 #include <string_view>
 
-// The candidate that is closest to `word`, without regard to ASCII case, if few enough letters
-// differ for it to be a slip (one in three, at least one); otherwise an empty view. Of two equally
-// close ones the first. The view is into `candidates`.
+// The candidate closest to `word`, ignoring ASCII case, or an empty view if none is close: at most
+// one letter in three may differ, but one always may. The first of several equally close ones. The
+// view refers to `candidates`.
 std::string_view ClosestTo(std::string_view word, std::span<const std::string_view> candidates);
 
-// `; did you mean "block"?` for the closest candidate, or nothing: the end of a message about an
-// unknown word.
+// `; did you mean "block"?` with the closest candidate, or an empty text. Append it to the message
+// about an unknown word.
 std::string Suggestion(std::string_view word, std::span<const std::string_view> candidates);

@@ -6,8 +6,7 @@
 
 namespace {
 
-// The system counts in int: more than that can't be asked for and fails like any other text that
-// can't be converted.
+// The system counts in int. Longer texts fail like any other that can't be converted.
 bool TooLong(std::size_t size) {
   return size > static_cast<std::size_t>(std::numeric_limits<int>::max());
 }

@@ -1,7 +1,7 @@
-// Text between the host's wide form (UTF-16) and the module's narrow one (UTF-8).
+// Conversion between wide text (UTF-16) and narrow text (UTF-8).
 //
-// A failed conversion gives the empty string and says nothing: callers treat it as empty text. A
-// NUL in the text is kept. All functions are reentrant and may be called from any thread.
+// A failed conversion returns an empty string, which callers treat as empty text. NULs are ordinary
+// characters. All functions are reentrant; any thread may call them.
 #pragma once
 
 #include <string>
@@ -9,13 +9,13 @@
 
 #include "platform/widetext.h"
 
-// A surrogate without its partner becomes U+FFFD; nothing else fails.
+// An unpaired surrogate becomes U+FFFD. Nothing else can be invalid.
 std::string WideToUtf8(platform::WideStringView text);
 
-// Invalid UTF-8 anywhere gives the empty string.
+// Returns an empty string if any part is invalid UTF-8.
 platform::WideString Utf8ToWide(std::string_view text);
 
-// The same for the system's ANSI code page, and between it and UTF-8. Not used by the add-in.
+// The same for the ANSI code page, and between it and UTF-8. The add-in doesn't use these.
 std::string WideToAnsi(platform::WideStringView text);
 platform::WideString AnsiToWide(std::string_view text);
 std::string AnsiToUtf8(std::string_view text);

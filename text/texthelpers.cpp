@@ -7,7 +7,7 @@ namespace {
 
 constexpr std::size_t kGuidLength = 38;
 
-// A card number has 14 digits or more, of which these stay in sight.
+// A card number has at least 14 digits. These stay visible:
 constexpr std::size_t kLeastDigits = 14;
 constexpr std::size_t kShownAtStart = 6;
 constexpr std::size_t kShownAtEnd = 4;
@@ -71,7 +71,7 @@ std::string MaskCardNumber(std::string_view text, char mask) {
   if (digits < kLeastDigits) {
     return masked;
   }
-  // Blanks and hyphens keep their places, so the digits can be overwritten where they stand.
+  // Blanks and hyphens keep their places, so overwrite the digits in place.
   std::size_t seen = 0;
   for (char& character : masked) {
     if (IsDigit(character)) {

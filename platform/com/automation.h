@@ -1,8 +1,8 @@
-// What a COM server asks of Automation: type libraries and their registration, the thread's locale
-// and the global interface table.
+// The Automation services that a COM server needs: type libraries and their registration, the
+// thread's locale and the global interface table.
 //
-// Elsewhere than on Windows there are no type libraries: loading one fails with
-// TYPE_E_LIBNOTREGISTERED, and a test puts its own in the place.
+// POSIX has no type libraries: loading one fails with TYPE_E_LIBNOTREGISTERED unless a test
+// replaces it.
 #pragma once
 
 #include "platform/com/comtypes.h"
@@ -70,7 +70,7 @@ struct ITypeLib : IUnknown {
   virtual void ReleaseTLibAttr(TLIBATTR* attributes) = 0;
 };
 
-// Nobody here calls more of it than IUnknown's slots.
+// Only the slots of IUnknown are called here.
 struct IGlobalInterfaceTable : IUnknown {};
 
 #pragma GCC diagnostic pop
@@ -82,14 +82,14 @@ namespace platform {
 // LOCALE_SYSTEM_DEFAULT.
 inline constexpr LCID kSystemDefaultLocale = 0x0800;
 
-// Paths are NUL-terminated; every library given belongs to the caller.
+// Paths are NUL-terminated. The caller releases the libraries that it gets.
 struct AutomationOperations {
   HRESULT(*LoadRegTypeLib)
   (REFGUID library, WORD major, WORD minor, LCID locale, ITypeLib** result);
-  // From a file, or from the first type library in a module's resources. Registers nothing.
+  // Loads from a file, or from the first type library in a module's resources. Registers nothing.
   HRESULT (*LoadTypeLib)(const WideChar* path, ITypeLib** result);
 
-  // Both for all users, or through the second of each pair for the present one only.
+  // For all users, or with the second of each pair for the current user only.
   HRESULT (*RegisterTypeLib)(ITypeLib* library, const WideChar* path, const WideChar* helpFolder);
   HRESULT(*RegisterTypeLibForUser)
   (ITypeLib* library, const WideChar* path, const WideChar* helpFolder);
@@ -101,7 +101,7 @@ struct AutomationOperations {
   LCID (*GetThreadLocale)();
   bool (*SetThreadLocale)(LCID locale);
 
-  // The process's table of interfaces that cross apartments.
+  // The process-wide table of interfaces that other apartments may use.
   HRESULT (*CreateGlobalInterfaceTable)(IGlobalInterfaceTable** table);
 };
 

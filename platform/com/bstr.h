@@ -1,4 +1,4 @@
-// An owner of one Automation string.
+// Owner of a BSTR.
 #pragma once
 
 #include <utility>
@@ -8,8 +8,8 @@
 
 namespace platform {
 
-// Frees its string at the end of the scope. Null and empty are different: a getter's null string
-// means that there is no text.
+// Frees its string in the destructor. Null differs from empty: a getter that returns null has no
+// text.
 class Bstr {
  public:
   Bstr() = default;
@@ -27,7 +27,7 @@ class Bstr {
   // The whole text, NULs included; empty for null.
   WideStringView View() const noexcept { return {m_text, Length()}; }
 
-  // Where a getter puts its result. What was held before is freed first.
+  // The place for a getter's result. Frees the current string first.
   BSTR* Put() noexcept {
     SysFreeString(std::exchange(m_text, nullptr));
     return &m_text;

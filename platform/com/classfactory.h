@@ -7,7 +7,7 @@
 
 namespace platform {
 
-// Makes an object and asks it for `iid`; see CComCoClass::CreateInstance.
+// Creates an object and queries it for `iid`; see CComCoClass::CreateInstance.
 using InstanceCreator = HRESULT (*)(IUnknown* outer, REFIID iid, void** object);
 
 }  // namespace platform
@@ -15,22 +15,22 @@ using InstanceCreator = HRESULT (*)(IUnknown* outer, REFIID iid, void** object);
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
 
-// A factory that its module makes once and keeps: the module's own reference doesn't count as a
-// use of the module, every further one keeps the module loaded. Any thread may use it.
+// A factory that the module creates once and keeps. The module's own reference doesn't count as
+// use; every other one keeps the module loaded. Any thread may call it.
 class CComClassFactory final : public IClassFactory {
  public:
-  // Makes a factory for `creator` and asks it for `iid`.
+  // Creates a factory for `creator` and queries it for `iid`.
   static HRESULT Create(platform::InstanceCreator creator, REFIID iid, void** object);
 
-  // IUnknown and IClassFactory.
+  // Supports IUnknown and IClassFactory.
   HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override;
   ULONG STDMETHODCALLTYPE AddRef() override;
   ULONG STDMETHODCALLTYPE Release() override;
 
-  // E_POINTER without a place for the object, CLASS_E_NOAGGREGATION for an outer unknown,
-  // otherwise what the instance creator gives.
+  // Returns E_POINTER if `object` is null, CLASS_E_NOAGGREGATION for an outer unknown, otherwise
+  // the result of the instance creator.
   HRESULT STDMETHODCALLTYPE CreateInstance(IUnknown* outer, REFIID iid, void** object) override;
-  // Keeps the module loaded, or lets go of it.
+  // Keeps the module loaded, or ends that.
   HRESULT STDMETHODCALLTYPE LockServer(BOOL lock) override;
 
  private:

@@ -1,18 +1,17 @@
-// The two exceptions that COM support raises: a double subscription or a missing object, and a
-// failed identity query. Nothing in the add-in catches them.
+// The two exceptions of the COM helpers.
 #pragma once
 
 #include "platform/com/comtypes.h"
 
-// Raised by the COM helpers, for a guard that was violated.
+// Thrown for a violated precondition, such as a second subscription.
 class CAtlException {
  public:
   explicit CAtlException(HRESULT result) noexcept : m_hr(result) {}
-  // The failure that it stands for.
+  // The failure as an HRESULT.
   HRESULT m_hr;
 };
 
-// Raised where a smart pointer's conversion between interfaces fails.
+// Thrown when a smart pointer can't be converted to another interface.
 class _com_error {
  public:
   explicit _com_error(HRESULT result) noexcept : m_result(result) {}

@@ -7,7 +7,7 @@
 //     using InterfaceMap = platform::InterfaceMap<platform::Answers<ISample, &IID_ISample>>;
 //   };
 //
-// Such a class leaves IUnknown open; CComObject<Sample> completes it and is what gets allocated.
+// The class doesn't implement IUnknown; CComObject<Sample> does, and that is what gets allocated.
 #pragma once
 
 #include <atomic>
@@ -17,7 +17,7 @@
 #include "platform/com/comtypes.h"
 #include "platform/com/dllmodule.h"
 
-// Counts of an object that lives in one apartment: plain arithmetic.
+// Plain counting, for objects that one apartment uses.
 class CComSingleThreadModel {
  public:
   using Count = LONG;
@@ -25,7 +25,7 @@ class CComSingleThreadModel {
   static LONG Decrement(Count& count) { return --count; }
 };
 
-// Counts of an object that any thread may hold.
+// Atomic counting, for objects that any thread may use.
 class CComMultiThreadModel {
  public:
   using Count = std::atomic<LONG>;
@@ -33,7 +33,7 @@ class CComMultiThreadModel {
   static LONG Decrement(Count& count) { return --count; }
 };
 
-// The reference count. It starts at 0: the first QueryInterface of the creator makes it 1.
+// The reference count. It starts at 0; the creator's first QueryInterface makes it 1.
 template <class ThreadModel>
 class CComObjectRootEx {
  public:
@@ -49,7 +49,7 @@ class CComObjectRootEx {
 
 namespace platform {
 
-// One row of a class's interface map.
+// A row of an interface map.
 template <class Interface, const IID* Iid>
 struct Answers {
   template <class Object>
@@ -62,7 +62,8 @@ struct Answers {
   }
 };
 
-// What QueryInterface answers: IUnknown, by the first row, each row's interface, and no other.
+// The interfaces that QueryInterface supports: those of the rows, and IUnknown through the first
+// row.
 template <class First, class... Others>
 struct InterfaceMap {
   template <class Object>
@@ -74,8 +75,8 @@ struct InterfaceMap {
   }
 };
 
-// The steps of QueryInterface for a class with a map: E_POINTER without a place for the answer,
-// E_NOINTERFACE for what the map doesn't have.
+// Implements QueryInterface for a class with a map. Returns E_POINTER if `object` is null and
+// E_NOINTERFACE for other interfaces.
 template <class Object>
 HRESULT AnswerQuery(Object* object, REFIID iid, void** result) {
   if (result == nullptr) return E_POINTER;
@@ -88,7 +89,7 @@ HRESULT AnswerQuery(Object* object, REFIID iid, void** result) {
 
 }  // namespace platform
 
-// The object that is allocated. For as long as it lives the module stays loaded.
+// The class that is allocated. Each object keeps the module loaded.
 template <class Base>
 class CComObject final : public Base {
  public:
@@ -109,20 +110,20 @@ class CComObject final : public Base {
   }
 };
 
-// What makes a class creatable from outside: how its factory and its objects are made.
+// The factory and the creation of a class that can be created from outside.
 template <class Class, const CLSID* ClassId>
 class CComCoClass {
  public:
   static const CLSID& GetObjectCLSID() { return *ClassId; }
 
-  // The object map's class-object creator.
+  // Creates the class object, for the object map.
   static HRESULT CreateClassObject(platform::InstanceCreator creator, REFIID iid, void** object) {
     return CComClassFactory::Create(creator, iid, object);
   }
 
-  // The object map's instance creator. CLASS_E_NOAGGREGATION for an outer unknown, E_OUTOFMEMORY
-  // when nothing could be allocated, otherwise what QueryInterface gives; an object that doesn't
-  // answer `iid` is destroyed again.
+  // Creates an object, for the object map. Returns CLASS_E_NOAGGREGATION for an outer unknown,
+  // E_OUTOFMEMORY if allocation fails, otherwise the result of QueryInterface. Destroys an object
+  // that doesn't support `iid`.
   static HRESULT CreateInstance(IUnknown* outer, REFIID iid, void** object) {
     if (object == nullptr) return E_POINTER;
     *object = nullptr;

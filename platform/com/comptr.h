@@ -1,4 +1,4 @@
-// A small owner of one interface reference.
+// Owner of one interface reference.
 #pragma once
 
 #include <utility>
@@ -7,13 +7,13 @@
 
 namespace platform {
 
-// Releases its reference at the end of the scope, unless told to leave it with Detach. It never
-// adds one: it takes over what a getter gave.
+// Releases its reference in the destructor unless Detach was called. Never adds a reference: it
+// takes over what a getter returned.
 template <typename Interface>
 class ComPtr {
  public:
   ComPtr() = default;
-  // Takes over a reference that the caller owns; null is allowed.
+  // Takes over a reference. Accepts null.
   explicit ComPtr(Interface* owned) noexcept : m_pointer(owned) {}
   ~ComPtr() { Reset(); }
 
@@ -32,13 +32,13 @@ class ComPtr {
   Interface* operator->() const noexcept { return m_pointer; }
   explicit operator bool() const noexcept { return m_pointer != nullptr; }
 
-  // Where a getter puts its result. What was held before is released first.
+  // The place for a getter's result. Releases the current reference first.
   Interface** Put() noexcept {
     Reset();
     return &m_pointer;
   }
 
-  // Gives the reference to the caller; this object no longer releases it.
+  // Returns the reference and no longer owns it.
   Interface* Detach() noexcept { return std::exchange(m_pointer, nullptr); }
 
   void Reset() noexcept {
@@ -49,8 +49,8 @@ class ComPtr {
   Interface* m_pointer = nullptr;
 };
 
-// Asks `object` for the interface `iid`. `*result` is null on failure; what a failing query leaves
-// is released like any other result. Returns E_POINTER for a null object.
+// Queries `object` for `iid`. Sets `*result` to null on failure and releases a pointer that a
+// failing query leaves, like any other result. Returns E_POINTER for a null object.
 template <typename Interface>
 HRESULT QueryFor(IUnknown* object, REFIID iid, ComPtr<Interface>* result) {
   Interface** const place = result->Put();

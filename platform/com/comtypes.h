@@ -1,8 +1,8 @@
-// COM's binary contract: interfaces, Automation types, result codes.
+// COM's binary interface: interfaces, Automation types, result codes.
 //
-// On Windows these are the SDK's own headers. Elsewhere the same few types are declared here with
-// the same names and layouts, only what this system uses, and platform/posix/com stands in for the
-// library behind them. Code above this floor includes this header and no SDK header.
+// On Windows these come from the SDK headers. On POSIX this header declares the same types with the
+// same names and layouts, as far as they are used, and platform/posix implements the functions.
+// Other code includes this header and never an SDK header.
 #pragma once
 
 #if defined(_WIN32)
@@ -156,7 +156,7 @@ struct VARIANT {
     VARIANT* pvarVal;
     SAFEARRAY* parray;
     void* byref;
-    void* record[2];  // the size of the widest member that the contract knows
+    void* record[2];  // the size of the widest member in the SDK
   };
 };
 using VARIANTARG = VARIANT;
@@ -171,7 +171,7 @@ struct DISPPARAMS {
 
 constexpr WORD DISPATCH_METHOD = 1;
 
-// The interfaces have no virtual destructor and nothing but their slots, as the contract is.
+// Only the slots of the binary interface, so no virtual destructor.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
 
@@ -213,8 +213,8 @@ struct IConnectionPointContainer : IUnknown {
 
 #pragma GCC diagnostic pop
 
-// Strings of Automation: counted, NUL-terminated, owned by whoever was given them. Null is an
-// empty string to SysStringLen and SysFreeString.
+// BSTRs: counted, NUL-terminated, owned by the receiver. SysStringLen and SysFreeString treat null
+// as empty.
 BSTR SysAllocString(const OLECHAR* text);
 BSTR SysAllocStringLen(const OLECHAR* text, UINT length);
 void SysFreeString(BSTR text);
@@ -223,9 +223,9 @@ UINT SysStringLen(BSTR text);
 void VariantInit(VARIANT* variant);
 HRESULT VariantClear(VARIANT* variant);
 
-// Calls the function in the slot `vtableOffset` bytes into `instance`'s table, with the arguments
-// that `argumentTypes` and `arguments` describe. Arguments are integers and pointers, at most 8;
-// another type gives DISP_E_BADVARTYPE. The callee's result goes into `result` as `resultType`.
+// Calls the function at byte offset `vtableOffset` of the table of `instance`, with the given
+// arguments: at most 8 integers and pointers. Returns DISP_E_BADVARTYPE for other types. `result`
+// gets the function's return value as `resultType`.
 HRESULT DispCallFunc(void* instance, std::uintptr_t vtableOffset, CALLCONV convention,
                      VARTYPE resultType, UINT count, VARTYPE* argumentTypes, VARIANTARG** arguments,
                      VARIANT* result);

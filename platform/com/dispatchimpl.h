@@ -1,22 +1,22 @@
-// IDispatch of a dual interface, by the interface's description in a registered type library.
+// IDispatch for a dual interface, through its description in a registered type library.
 #pragma once
 
 #include "platform/com/automation.h"
 #include "platform/com/comtypes.h"
 
-// The description of one interface: loaded on first use and kept. A failed load is tried again on
-// the next use. Belongs to the apartment's thread; it is never released, since the library that
-// holds type information may be gone by the time that ours unloads.
+// The description of one interface, loaded on first use and then kept. A failed load is retried on
+// the next use. For the apartment's thread only. Never released: the type library may be unloaded
+// before this module.
 class CComTypeInfoHolder {
  public:
   constexpr CComTypeInfoHolder(const IID* iid, const GUID* library, WORD major, WORD minor)
       : m_iid(iid), m_library(library), m_major(major), m_minor(minor) {}
 
-  // DISP_E_BADINDEX for any index but 0, E_POINTER without a place for the answer, otherwise what
-  // loading gives.
+  // Returns DISP_E_BADINDEX for any index but 0, E_POINTER if `info` is null, otherwise the result
+  // of loading.
   HRESULT GetTypeInfo(UINT index, LCID locale, ITypeInfo** info);
   HRESULT GetIDsOfNames(LPOLESTR* names, UINT count, LCID locale, DISPID* dispids);
-  // `object` is called by its table, as the description has it.
+  // Calls `object` through its table, as the description says.
   HRESULT Invoke(IDispatch* object, DISPID member, LCID locale, WORD flags, DISPPARAMS* parameters,
                  VARIANT* result, EXCEPINFO* exception, UINT* argumentError);
 

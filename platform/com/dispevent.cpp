@@ -5,7 +5,7 @@
 namespace platform {
 namespace {
 
-// A caller that wants no result still needs a place for one during the call.
+// Receives the result if the caller doesn't want it.
 class LocalResult {
  public:
   LocalResult() { VariantInit(&m_variant); }
@@ -19,8 +19,8 @@ class LocalResult {
   VARIANT m_variant;
 };
 
-// Puts the arguments into declared order. Automation passes them last first, the named ones ahead
-// of the others.
+// Puts the arguments into declared order. Automation passes them last to first, named ones before
+// the others.
 HRESULT SortArguments(const DISPPARAMS& parameters, UINT declared, VARIANTARG** sorted) {
   if (parameters.cNamedArgs > parameters.cArgs) return E_FAIL;
   for (UINT index = 0; index < parameters.cArgs; ++index) {
@@ -33,8 +33,8 @@ HRESULT SortArguments(const DISPPARAMS& parameters, UINT declared, VARIANTARG** 
   return S_OK;
 }
 
-// The call itself looks at the declared types only, so a pointer must be there where one is
-// declared: the handler writes through it.
+// The call uses the declared types only, and the handler writes through by-reference parameters, so
+// a pointer must be there.
 HRESULT CheckArguments(const EventCallForm& form, UINT declared, VARIANTARG* const* sorted) {
   for (UINT index = 0; index < declared; ++index) {
     if (sorted[index] == nullptr) return DISP_E_BADPARAMCOUNT;

@@ -1,7 +1,7 @@
-// The frame of an event sink: an object that a host's connection point calls through
-// IDispatch::Invoke, without type information.
+// Event sinks: objects that a host's connection point calls through IDispatch::Invoke, without type
+// information.
 //
-// A sink is a base, a row and a handler:
+// A sink has a base, a row and a handler:
 //
 //   class CloseSink final : public IDispEventSimpleImpl<2, CloseSink, &IID_WindowEvents> {
 //    public:
@@ -17,12 +17,12 @@
 //     return kRows;
 //   }
 //
-// The sink's table has IDispatch's eight slots in IDispatch's order, so a host may treat it as one,
-// but the class is not derived from IDispatch: an object that is also a dual interface of its own
-// keeps the two identities apart (_LocDEQueryInterface is the sink's QueryInterface). EventSink()
-// gives the pointer that goes to a connection point.
+// The sink's table has the eight slots of IDispatch in order, so a host can call it as IDispatch.
+// The class doesn't derive from IDispatch, because an object may also have a dual interface with
+// another identity (_LocDEQueryInterface is the sink's QueryInterface). EventSink() returns the
+// pointer to pass to a connection point.
 //
-// Everything here belongs to the one thread that the host fires its events on; no lock is taken.
+// For the host's event thread only; nothing is locked.
 #pragma once
 
 #include <bit>
@@ -34,14 +34,13 @@
 
 namespace platform {
 
-// The value of a sink's cookie while it isn't subscribed.
+// The cookie of a sink that isn't subscribed.
 inline constexpr DWORD kNoEventCookie = 0xFEFEFEFE;
 
-// More parameters than this no handler can have.
+// The most parameters a handler can have.
 inline constexpr UINT kMaxEventParameters = 8;
 
-// How a handler is called: convention, type of its result, types of its parameters in declared
-// order.
+// How to call a handler: convention, result type, parameter types in declared order.
 struct EventCallForm {
   CALLCONV convention;
   VARTYPE resultType;
@@ -49,7 +48,7 @@ struct EventCallForm {
   VARTYPE parameterTypes[kMaxEventParameters];
 };
 
-// One event that a sink listens to. A table of rows ends with a row without an interface.
+// An event that a sink handles. A row without an interface ends a table.
 struct EventRow {
   UINT controlId;
   const IID* iid;
@@ -62,10 +61,10 @@ struct EventRow {
 #error "HandlerSlot reads member pointers as the Itanium C++ ABI has them on x86"
 #endif
 
-// The offset in bytes of a virtual handler's slot in the table of its class, as DispCallFunc wants
-// it. A pointer to a virtual member is this offset plus one, and an adjustment of `this`, which is
-// zero for a member of the first table; anything else is a mistake in a sink's row and ends the
-// process when the table is first used.
+// The byte offset of a virtual handler in the table of its class, for DispCallFunc. A pointer to a
+// virtual member contains this offset plus one, and an adjustment of `this` that is zero for the
+// first table. Anything else is an error in a sink's row, and ends the process on first use of the
+// table.
 template <typename Sink, typename... Parameters>
 std::uintptr_t HandlerSlot(HRESULT (STDMETHODCALLTYPE Sink::*handler)(Parameters...)) {
   struct Representation {
@@ -78,15 +77,14 @@ std::uintptr_t HandlerSlot(HRESULT (STDMETHODCALLTYPE Sink::*handler)(Parameters
   return parts.slotPlusOne - 1;
 }
 
-// The row of `rows` with this control id, dispatch id and interface, or null.
+// The row with this control id, dispatch id and interface, or null.
 const EventRow* FindEventRow(const EventRow* rows, UINT controlId, REFIID iid, DISPID dispid);
 
-// Calls the handler in the slot `handlerSlot` of `instance` with the host's arguments, and gives
-// what DispCallFunc gave; the handler's own result goes to `result`, or nowhere when that is null.
-// Nothing is called, and the result is E_FAIL, for a form of more than kMaxEventParameters, for an
-// argument without a place in the form's array, DISP_E_BADPARAMCOUNT for a declared parameter
-// without an argument, and DISP_E_TYPEMISMATCH for an argument by reference where none is declared
-// or the reverse.
+// Calls the handler at offset `handlerSlot` of `instance` with the host's arguments and returns the
+// result of DispCallFunc. The handler's own result goes to `result`, which may be null. Calls
+// nothing and returns E_FAIL for more than kMaxEventParameters parameters or an argument without a
+// parameter, DISP_E_BADPARAMCOUNT for a parameter without an argument, DISP_E_TYPEMISMATCH for an
+// argument that is by reference when the parameter isn't, or the reverse.
 HRESULT CallEventHandler(void* instance, std::uintptr_t handlerSlot, const EventCallForm& form,
                          const DISPPARAMS* parameters, VARIANT* result);
 
@@ -95,29 +93,29 @@ HRESULT CallEventHandler(void* instance, std::uintptr_t handlerSlot, const Event
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
 
-// The root of every sink: the first three slots, and what a subscription leaves behind.
+// The base of all sinks: the first three slots and the state of the subscription.
 class _IDispEvent {
  public:
-  // QueryInterface of the sink's identity.
+  // QueryInterface for the sink's identity.
   virtual HRESULT STDMETHODCALLTYPE _LocDEQueryInterface(REFIID iid, void** object) = 0;
   virtual ULONG STDMETHODCALLTYPE AddRef() = 0;
   virtual ULONG STDMETHODCALLTYPE Release() = 0;
 
-  // The pointer to hand to a connection point; not counted.
+  // The pointer for a connection point, without a reference.
   IUnknown* EventSink() {
     auto* sink = reinterpret_cast<IUnknown*>(this);
-    // The table is IDispatch's, the class is not. A compiler that sees both ends would take a call
-    // through the pointer for impossible, so it must not see that they are one object.
+    // The table is that of IDispatch, the class isn't. The compiler must not see both, or it would
+    // treat a call through this pointer as impossible.
     asm volatile("" : "+r"(sink) : : "memory");
     return sink;
   }
 
-  // Where a new subscription puts its cookie. A sink that is subscribed already must not be
-  // subscribed again: that raises CAtlException(E_FAIL).
+  // The place for the cookie of a new subscription. Throws CAtlException(E_FAIL) if the sink is
+  // already subscribed.
   DWORD* NewEventCookie();
 
-  // The library and interface of a sink whose source is set at run time. The sources of this
-  // add-in's sinks are fixed by their classes, so these stay zero.
+  // The type library and interface of a sink whose source is chosen at run time. Here the class
+  // fixes the source, so these stay zero.
   GUID m_libid = {};
   IID m_iid = {};
   WORD m_wMajorVerNum = 0;
@@ -130,7 +128,7 @@ class _IDispEvent {
   ~_IDispEvent() = default;
 };
 
-// Tells apart the sinks that one class may have: one base for each control id and source.
+// Distinguishes the sinks of one class: one base for each control id and source.
 template <UINT ControlId, const IID* SourceIid>
 class _IDispEventLocator : public _IDispEvent {
  protected:
@@ -138,12 +136,12 @@ class _IDispEventLocator : public _IDispEvent {
   ~_IDispEventLocator() = default;
 };
 
-// The sink that `Sink` derives from. `Sink::Events()` gives its table.
+// The base of the class `Sink`, whose Events() returns the table.
 template <UINT ControlId, class Sink, const IID* SourceIid>
 class IDispEventSimpleImpl : public _IDispEventLocator<ControlId, SourceIid> {
  public:
-  // Answers the source's id, IUnknown, IDispatch and m_iid with the sink itself, counted by its
-  // AddRef; E_POINTER without a place for the answer, E_NOINTERFACE for the zero id and all else.
+  // Returns the sink, with a reference, for the source's id, IUnknown, IDispatch and m_iid. Returns
+  // E_POINTER if `object` is null, E_NOINTERFACE for the zero id and all others.
   HRESULT STDMETHODCALLTYPE _LocDEQueryInterface(REFIID iid, void** object) override {
     if (object == nullptr) return E_POINTER;
     *object = nullptr;
@@ -157,8 +155,8 @@ class IDispEventSimpleImpl : public _IDispEventLocator<ControlId, SourceIid> {
     return E_NOINTERFACE;
   }
 
-  // A sink isn't counted unless its class overrides these: the connection neither keeps it alive
-  // nor ends it.
+  // Sinks aren't counted unless their class overrides these: the connection doesn't control their
+  // lifetime.
   ULONG STDMETHODCALLTYPE AddRef() override { return 1; }
   ULONG STDMETHODCALLTYPE Release() override { return 1; }
 
@@ -168,7 +166,7 @@ class IDispEventSimpleImpl : public _IDispEventLocator<ControlId, SourceIid> {
     return E_NOTIMPL;
   }
 
-  // An event that no row names ends here with S_OK. See CallEventHandler for the others.
+  // Returns S_OK for events without a row. For the others see CallEventHandler.
   virtual HRESULT STDMETHODCALLTYPE Invoke(DISPID member, REFIID, LCID locale, WORD,
                                            DISPPARAMS* parameters, VARIANT* result, EXCEPINFO*,
                                            UINT*) {
@@ -185,7 +183,7 @@ class IDispEventSimpleImpl : public _IDispEventLocator<ControlId, SourceIid> {
                                       result);
   }
 
-  // For a row without a call form; no row of ours needs it.
+  // For rows without a call form. This project has none.
   virtual HRESULT STDMETHODCALLTYPE GetFuncInfoFromId(REFIID, DISPID, LCID,
                                                       platform::EventCallForm&) {
     return E_NOTIMPL;

@@ -7,9 +7,9 @@
 namespace platform {
 namespace {
 
-constexpr std::uint32_t kProcessAttach = 1;                    // DLL_PROCESS_ATTACH
-constexpr std::uint32_t kLongestPath = 0x8000;                 // no path of the system is longer
-constexpr HRESULT kNoPath = static_cast<HRESULT>(0x8007007A);  // ERROR_INSUFFICIENT_BUFFER
+constexpr std::uint32_t kProcessAttach = 1;                        // DLL_PROCESS_ATTACH
+constexpr std::uint32_t kLongestPath = 0x8000;                     // the longest path in Windows
+constexpr HRESULT kNoPath = static_cast<HRESULT>(0x8007007A);      // ERROR_INSUFFICIENT_BUFFER
 constexpr HRESULT kNoResource = static_cast<HRESULT>(0x80070716);  // ERROR_RESOURCE_NAME_NOT_FOUND
 
 constinit ComModule* s_module = nullptr;
@@ -25,7 +25,7 @@ class ModuleLockScope {
   ModuleLock m_lock;
 };
 
-// Registration runs under the system's default locale, whatever the caller's is.
+// Registration uses the system's default locale, whatever the caller's is.
 class RegistrationLocale {
  public:
   RegistrationLocale() : m_previous(automation.GetThreadLocale()) {
@@ -47,7 +47,7 @@ HRESULT ModulePath(ModuleInstance instance, WideString* path) {
   return S_OK;
 }
 
-// A quote ends a word of the script, unless it is doubled.
+// A quote ends a word of the script unless it is doubled.
 WideString DoubleQuotes(WideStringView text) {
   WideString doubled;
   for (const WideChar unit : text) {
@@ -136,11 +136,11 @@ HRESULT ComModule::DllGetClassObject(REFCLSID clsid, REFIID iid, void** object) 
   return CLASS_E_CLASSNOTAVAILABLE;
 }
 
-// The entry's factory, made on first use; not counted, it lives as long as the module.
+// The factory of an entry, created on first use. It isn't counted and lives as long as the module.
 HRESULT ComModule::GetClassObject(ObjectMapEntry& entry, IUnknown** classObject) {
   if (entry.classObject == nullptr) {
     const ModuleLockScope scope(m_lock);
-    // Another thread may have been faster.
+    // Another thread may have stored its factory first.
     if (entry.classObject == nullptr) {
       void* created = nullptr;
       const HRESULT hr = entry.createClassObject(entry.createInstance, IID_IUnknown, &created);

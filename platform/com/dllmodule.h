@@ -1,5 +1,4 @@
-// The module object of an in-process COM server: how many objects keep the library loaded, which
-// classes it makes, how it registers itself.
+// The module object of an in-process COM server: the lock count, the class objects, registration.
 #pragma once
 
 #include <atomic>
@@ -14,50 +13,50 @@
 
 namespace platform {
 
-// One creatable class of a module. It has no description and belongs to no category.
+// A creatable class of the module. It has no description and no category.
 struct ObjectMapEntry {
   const CLSID* clsid;
   // Runs the class's registry script.
   HRESULT (*updateRegistry)(bool registering);
   HRESULT (*createClassObject)(InstanceCreator creator, REFIID iid, void** object);
   InstanceCreator createInstance;
-  // The class factory, encoded, once it has been asked for; null before. It holds one reference.
+  // The encoded class factory, or null before the first request. Holds one reference.
   std::atomic<void*> classObject = nullptr;
 };
 
-// The one module of this image. There is at most one, static, and it lives as long as the image.
+// The module of this image: at most one, static, alive as long as the image.
 class ComModule {
  public:
-  // `objects` and `libraryId` are the module's for good.
+  // `objects` and `libraryId` must live as long as the module.
   ComModule(std::span<ObjectMapEntry> objects, REFGUID libraryId);
   virtual ~ComModule();
 
   ComModule(const ComModule&) = delete;
   ComModule& operator=(const ComModule&) = delete;
 
-  // The count of what keeps the module loaded. Atomic; both give the new count.
+  // Count what keeps the module loaded. Atomic; both return the new count.
   virtual LONG Lock();
   virtual LONG Unlock();
   virtual LONG GetLockCount();
-  // The global interface table, made by the first call; the caller releases what it gets.
+  // The global interface table, created by the first call. The caller releases the result.
   virtual HRESULT GetGITPtr(IGlobalInterfaceTable** table);
-  // Adds what every registry script may use: "APPID", which is empty.
+  // Adds the replacement that all registry scripts share: "APPID", which is empty.
   virtual HRESULT AddCommonRGSReplacements(RegistryReplacements& replacements);
 
-  // The steps of the exported functions of the same names. DllGetClassObject may be called on any
-  // thread.
+  // The exported functions of the same names. Any thread may call DllGetClassObject.
   bool DllMain(ModuleInstance instance, std::uint32_t reason);
   HRESULT DllCanUnloadNow();
   HRESULT DllGetClassObject(REFCLSID clsid, REFIID iid, void** object);
   HRESULT DllRegisterServer();
   HRESULT DllUnregisterServer();
 
-  // Runs the script in the resource "REGISTRY" of that identifier, with the replacements "Module"
-  // (the library's path, quotes doubled), "Module_Raw" (the path as it is) and the common ones.
+  // Runs the script in the resource "REGISTRY" with this identifier and these replacements:
+  // "Module" (the library's path, quotes doubled), "Module_Raw" (the path unchanged) and the shared
+  // ones.
   HRESULT UpdateRegistryFromResource(std::uint16_t identifier, bool registering);
 
  protected:
-  // The module's flag: true registers the type library for the present user only.
+  // True registers the type library for the current user only.
   bool m_bPerUser = false;
 
  private:
@@ -70,17 +69,17 @@ class ComModule {
   IGlobalInterfaceTable* m_pGIT = nullptr;
   std::span<ObjectMapEntry> m_objects;
   ModuleInstance m_instance = nullptr;
-  ModuleLock m_lock;  // null: the module's start-up failed
+  ModuleLock m_lock;  // null if start-up failed
 };
 
-// Keep this image's module loaded. In a program that has no module (a test of a single class)
-// there is nothing to keep and both do nothing.
+// Keep this image's module loaded. Do nothing in a program without a module, such as a test of a
+// single class.
 void LockModule();
 void UnlockModule();
 
 }  // namespace platform
 
-// The module of a library whose class `Module` names its objects and its type library:
+// The module of a library. The class `Module` names its objects and its type library:
 //
 //   static std::span<platform::ObjectMapEntry> Objects();
 //   static const GUID& TypeLibraryId();

@@ -1,4 +1,4 @@
-// A GUID from its usual text, so that each is written once and in the form that people search for.
+// GUIDs from their usual text, so that each is written once and can be searched for.
 #pragma once
 
 #include <cstdint>

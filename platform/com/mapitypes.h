@@ -1,5 +1,4 @@
-// MAPI's objects, as far as tagging a mail touches them: the SDK's declarations on Windows, the
-// same layouts elsewhere.
+// The MAPI types that tagging needs: the SDK's declarations on Windows, the same layouts on POSIX.
 #pragma once
 
 #include "platform/com/comtypes.h"
@@ -35,7 +34,7 @@ struct SPropValue {
   union {
     LONG l;
     OLECHAR* lpszW;
-    std::int64_t li;  // keeps the union at its 8 bytes
+    std::int64_t li;  // makes the union 8 bytes
     struct {
       ULONG cb;
       BYTE* lpb;
@@ -67,8 +66,8 @@ using LPADRLIST = ADRLIST*;
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
 
-// The parameters have the types that the SDK's headers give them, so one declaration of an
-// implementation overrides on every build.
+// The parameters have the same types as in the SDK headers, so an implementation overrides them in
+// every build.
 struct IMAPIProp : IUnknown {
   virtual HRESULT GetLastError(HRESULT error, ULONG flags, LPMAPIERROR* result) = 0;
   virtual HRESULT SaveChanges(ULONG flags) = 0;
@@ -107,7 +106,7 @@ struct IMessage : IMAPIProp {
 
 #endif
 
-// The ids that tagging asks for; the SDK only declares them.
+// The ids that tagging needs. The SDK declares them but doesn't define them.
 inline constexpr IID kIidMessage = {0x00020307, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
 inline constexpr IID kIidMapiProp = {0x00020303, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
 inline constexpr GUID kPsInternetHeaders = {0x00020386, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};

@@ -8,7 +8,7 @@
 namespace platform {
 namespace {
 
-// More than any script needs; a hostile one must not use up the stack.
+// More than any script needs. Bounds the recursion for a hostile one.
 constexpr int kMaxDepth = 64;
 
 WideChar LowerAscii(WideChar unit) {
@@ -24,8 +24,8 @@ bool IsSpace(WideChar unit) {
   return unit == ' ' || unit == '\t' || unit == '\r' || unit == '\n';
 }
 
-// Widens the script and puts the replacements in. False for a byte that isn't printable ASCII or
-// white space, and for a name without a replacement or without its second sign.
+// Widens the script and inserts the replacements. Returns false for a byte that is neither
+// printable ASCII nor white space, for an unknown name, and for an unpaired per cent sign.
 bool Expand(std::string_view script, const RegistryReplacements& replacements, WideString* text) {
   WideString wide;
   for (const char byte : script) {
@@ -57,13 +57,13 @@ struct Word {
   bool quoted = false;
 
   bool Is(WideStringView keyword) const { return !quoted && EqualNoCase(text, keyword); }
-  // A word with a meaning of its own can't be a name unless it is quoted.
+  // A keyword is a name only if it is quoted.
   bool IsName() const {
     return quoted || !(Is(QV_WIDE("{")) || Is(QV_WIDE("}")) || Is(QV_WIDE("=")));
   }
 };
 
-// False for a quote without its partner, and for one that ends in the middle of a word.
+// Returns false for an unpaired quote and for one that ends within a word.
 bool SplitWords(WideStringView text, std::vector<Word>* words) {
   std::size_t at = 0;
   while (true) {
@@ -90,7 +90,7 @@ bool SplitWords(WideStringView text, std::vector<Word>* words) {
   }
 }
 
-// Reads words into keys; each Read gives false for what it can't understand.
+// Parses words into keys. Each Read returns false for invalid input.
 class Parser {
  public:
   explicit Parser(const std::vector<Word>& words) : m_words(words) {}
@@ -102,7 +102,7 @@ class Parser {
       if (!Take(QV_WIDE("{")) || !ReadBlock(&root, 1)) return false;
     } while (m_at < m_words.size());
     *keys = std::move(root.keys);
-    // A root has no values of its own in this script language.
+    // Roots have no values in this language.
     return root.values.empty();
   }
 
@@ -113,7 +113,7 @@ class Parser {
     return true;
   }
 
-  // The entries up to the closing brace, which is taken too.
+  // The entries up to and including the closing brace.
   bool ReadBlock(RegistryScriptKey* owner, int depth) {
     if (depth > kMaxDepth) return false;
     while (!Take(QV_WIDE("}"))) {

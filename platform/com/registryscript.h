@@ -15,14 +15,13 @@
 //     }
 //   }
 //
-// Words stand apart by white space. A word in single quotes may hold anything, a quote in it is
-// doubled; keys, attributes and roots are known without regard to case. `= s 'text'` behind a key
-// is its default value, `val` names a value of the key around it; text is the only type. NoRemove:
-// the key stays at unregistration. ForceRemove: an older key is deleted first. %NAME% becomes the
-// replacement of that name before anything else is read, %% a per cent sign. The script is ASCII;
-// only replacements bring other text.
+// White space separates words. A word in single quotes may contain anything; double a quote inside
+// it. Keys, attributes and roots ignore case. `= s 'text'` after a key sets its default value,
+// `val` a named value of the enclosing key; text is the only type. NoRemove keeps the key at
+// unregistration. ForceRemove deletes an existing key first. %NAME% is replaced before anything
+// else is parsed, %% is a per cent sign. Scripts are ASCII; replacements may contain any text.
 //
-// A script is read to its end before the registry is touched, so a malformed one changes nothing.
+// A script is parsed completely before the registry is touched, so a malformed one changes nothing.
 #pragma once
 
 #include <string_view>
@@ -34,15 +33,15 @@
 
 namespace platform {
 
-// The result for a script that can't be understood (DISP_E_EXCEPTION).
+// The result for a malformed script (DISP_E_EXCEPTION).
 inline constexpr HRESULT kMalformedRegistryScript = static_cast<HRESULT>(0x80020009);
 
-// What the names between per cent signs stand for.
+// The values of the names between per cent signs.
 class RegistryReplacements {
  public:
-  // A name that is there already gets the new value.
+  // Replaces the value of an existing name.
   void Add(WideStringView name, WideStringView value);
-  // Without regard to case; null for an unknown name.
+  // Ignores case. Returns null for an unknown name.
   const WideString* Find(WideStringView name) const;
 
  private:
@@ -62,16 +61,16 @@ struct RegistryScriptKey {
   std::vector<RegistryScriptKey> keys;
 };
 
-// Reads a script; `*keys` gets what stands below HKEY_CLASSES_ROOT (HKCR), the only root there is.
-// kMalformedRegistryScript otherwise, with `*keys` unspecified.
+// Parses a script. `*keys` gets the keys below HKEY_CLASSES_ROOT (HKCR), the only root. Returns
+// kMalformedRegistryScript on failure, with `*keys` unspecified.
 HRESULT ParseRegistryScript(std::string_view script, const RegistryReplacements& replacements,
                             std::vector<RegistryScriptKey>* keys);
 
-// Makes every key and value of the script, in its order. Stops at the first failure and gives it.
+// Creates the keys and values in order. Stops at the first failure and returns it.
 HRESULT RegisterByScript(std::string_view script, const RegistryReplacements& replacements);
 
-// Deletes every key that the script names, with all that it holds by now. What is marked NoRemove
-// stays, and so do the keys above it and its values. A key that isn't there is no failure.
+// Deletes the keys that the script names, with all their contents. Keys marked NoRemove stay, with
+// the keys above them and their values. A missing key is no failure.
 HRESULT UnregisterByScript(std::string_view script, const RegistryReplacements& replacements);
 
 }  // namespace platform

@@ -16,12 +16,11 @@ std::uint32_t GetTickCount() {
 }
 
 void GetLocalTime(LocalTime* time) {
-  // The clock of the last tick, some milliseconds old, as the host machine's local time is. Asking
-  // the exact one takes half as long as the rest of a log line's text.
+  // The coarse clock, a few milliseconds old, like local time on Windows. Reading the exact one
+  // takes half as long as formatting a log line.
   timespec now = {};
   clock_gettime(CLOCK_REALTIME_COARSE, &now);
-  // The runtime takes a lock and looks into its time zones for each conversion; a log asks many
-  // times a second.
+  // localtime_r takes a lock and consults the time zone; a log asks many times a second.
   static constinit thread_local time_t converted = -1;
   static constinit thread_local tm local = {};
   if (converted != now.tv_sec) {
@@ -33,7 +32,7 @@ void GetLocalTime(LocalTime* time) {
   time->day = static_cast<std::uint16_t>(local.tm_mday);
   time->hour = static_cast<std::uint16_t>(local.tm_hour);
   time->minute = static_cast<std::uint16_t>(local.tm_min);
-  // A leap second is 60 here and never seen on the host machine.
+  // A leap second is 60 here; Windows has none.
   time->second = static_cast<std::uint16_t>(local.tm_sec > 59 ? 59 : local.tm_sec);
   time->millisecond = static_cast<std::uint16_t>(now.tv_nsec / 1000000);
 }
@@ -43,7 +42,7 @@ void Sleep(std::uint32_t milliseconds) {
     sched_yield();
     return;
   }
-  // Until a moment, not for a length: a signal in between doesn't make the wait longer.
+  // Sleep until a point in time, so that a signal doesn't lengthen the wait.
   timespec until = {};
   clock_gettime(CLOCK_MONOTONIC, &until);
   until.tv_sec += static_cast<time_t>(milliseconds / 1000);

@@ -9,8 +9,8 @@
 
 namespace {
 
-// What stands before a string's first unit: its length in bytes, in the four bytes just before it.
-// The block begins 8 bytes before, so that the text is aligned as the block is.
+// A string's length in bytes is in the four bytes before its first unit. The block begins 8 bytes
+// before that unit, which keeps the text aligned.
 constexpr std::size_t kBeforeText = 8;
 constexpr std::size_t kLengthSize = sizeof(UINT);
 
@@ -36,8 +36,8 @@ bool IsPointer(VARTYPE type) {
   return type == VT_BSTR || type == VT_DISPATCH || type == VT_UNKNOWN || (type & VT_BYREF) != 0;
 }
 
-// An argument as the calling convention passes it: one register or one place on the stack, with
-// small integers sign-extended.
+// An argument as the calling convention passes it: one register or stack slot, with small integers
+// sign-extended.
 bool ToWord(VARTYPE type, const VARIANTARG& argument, std::uintptr_t* word) {
   if (IsPointer(type)) {
     *word = reinterpret_cast<std::uintptr_t>(argument.byref);
@@ -141,8 +141,8 @@ HRESULT VariantClear(VARIANT* variant) {
   return S_OK;
 }
 
-// Interface methods take the object as their first argument and have the C convention on these
-// systems, 32-bit ones included, so one way of calling serves both conventions that are named.
+// Interface methods take the object as their first argument and use the C convention here, also in
+// 32-bit programs, so one way of calling covers both named conventions.
 HRESULT DispCallFunc(void* instance, std::uintptr_t vtableOffset, CALLCONV /*convention*/,
                      VARTYPE resultType, UINT count, VARTYPE* argumentTypes, VARIANTARG** arguments,
                      VARIANT* result) {
@@ -152,7 +152,7 @@ HRESULT DispCallFunc(void* instance, std::uintptr_t vtableOffset, CALLCONV /*con
   for (UINT index = 0; index < count; ++index) {
     if (!ToWord(argumentTypes[index], *arguments[index], &words[index])) return DISP_E_BADVARTYPE;
   }
-  // Before the call: a result that can't be taken back must not have happened.
+  // Checked before the call, which can't be undone.
   VARIANT converted = {};
   if (!FromWord(resultType, 0, &converted)) return DISP_E_BADVARTYPE;
 

@@ -11,8 +11,8 @@
 namespace platform {
 namespace {
 
-// Standard error is where a developer looks here. What can't be written is lost, as it is where no
-// debugger listens.
+// Standard error is where a developer looks. Text that can't be written is lost, as on Windows
+// without a debugger.
 void Show(std::string_view text) {
   while (!text.empty()) {
     const ssize_t written = write(STDERR_FILENO, text.data(), text.size());

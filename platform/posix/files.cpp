@@ -35,7 +35,7 @@ int AccessFlags(std::uint32_t access) {
   return (access & kGenericRead) == 0 ? O_WRONLY : O_RDWR;
 }
 
-// A descriptor counts for a file that is made here; one that exists keeps what it has.
+// The descriptor applies to files created here; existing ones keep their mode.
 int OpenOpenToEverybody(const std::string& path, int flags) {
   const int made = OpenRetrying(path, flags | O_EXCL);
   if (made < 0) return errno == EEXIST ? OpenRetrying(path, flags) : made;
@@ -43,7 +43,7 @@ int OpenOpenToEverybody(const std::string& path, int flags) {
   return made;
 }
 
-// Sharing is not restricted by POSIX systems, and attributes other than the mode don't exist.
+// POSIX has no share modes, and no attributes except the mode.
 Handle CreateNative(const std::string& path, std::uint32_t access,
                     const SecurityDescriptor* security, std::uint32_t disposition) {
   int flags = AccessFlags(access) | O_CLOEXEC | O_NOCTTY;
@@ -65,7 +65,7 @@ Handle CreateNative(const std::string& path, std::uint32_t access,
       forEverybody ? OpenOpenToEverybody(path, flags) : OpenRetrying(path, flags);
   if (descriptor < 0) return kInvalidHandle;
 
-  // Opening a folder for reading works here, but a folder is no file.
+  // open() accepts a directory for reading, but that is no file.
   struct stat status = {};
   if (fstat(descriptor, &status) != 0 || S_ISDIR(status.st_mode)) {
     close(descriptor);
@@ -118,7 +118,7 @@ std::uint32_t SetFilePointer(Handle file, std::int32_t distance, std::int32_t* d
   const posix::OpenObject* const object = Find(file, Kind::kFile);
   off64_t position = -1;
   if (object != nullptr && method <= kFileEnd) {
-    // With a high half the low one is unsigned; alone, it carries the sign.
+    // With a high half the low one is unsigned; otherwise it has the sign.
     const std::int64_t whole =
         distanceHigh == nullptr
             ? distance
@@ -139,7 +139,7 @@ bool DeleteFileW(const WideChar* path) {
   return unlink(NativePath(path).c_str()) == 0;
 }
 
-// The only attribute that a mode can tell is "read-only".
+// A mode can only express "read-only".
 bool SetFileAttributesW(const WideChar* path, std::uint32_t attributes) {
   constexpr std::uint32_t kReadOnly = 1;
   const std::string native = NativePath(path);

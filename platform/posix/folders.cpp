@@ -11,7 +11,7 @@
 namespace platform {
 namespace {
 
-// A folder below the root, made if it isn't there. Empty on failure.
+// A folder below the root, created if necessary. Empty on failure.
 std::string FolderBelowRoot(const char* name) {
   const std::string root = posix::RootFolder();
   if (root.empty()) return {};

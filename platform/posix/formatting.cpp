@@ -12,7 +12,7 @@ int Format(char* output, std::size_t capacity, const char* format, Locale locale
   if (locale == nullptr) {
     return std::vsnprintf(output, capacity, format, arguments);
   }
-  // There is no vsnprintf that takes a locale; the thread's own is changed for the one call.
+  // No vsnprintf takes a locale, so change the thread's locale for this call.
   const locale_t before = uselocale(static_cast<locale_t>(locale));
   const int length = std::vsnprintf(output, capacity, format, arguments);
   uselocale(before);

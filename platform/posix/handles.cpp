@@ -17,7 +17,7 @@ struct OpenSet {
   std::unordered_set<void*> objects;
 };
 
-// Never destroyed: a static object of the product may close its handle later than this file's end.
+// Never destroyed: static objects of the product may close handles after this file's statics.
 OpenSet& AllOpen() {
   static OpenSet* const set = new OpenSet;
   return *set;
@@ -26,7 +26,7 @@ OpenSet& AllOpen() {
 }  // namespace
 
 OpenObject::~OpenObject() {
-  // Not repeated after EINTR: the descriptor is gone then, and may be somebody else's already.
+  // Don't repeat after EINTR: the descriptor is closed by then, and its number may be in use again.
   if (descriptor >= 0) close(descriptor);
 }
 

@@ -24,14 +24,14 @@ struct Listing : OpenObject {
   const std::string pattern;
 };
 
-// The last byte of a character, so that "?" takes a whole one.
+// The last byte of a UTF-8 character, so that "?" matches a whole one.
 const char* CharacterEnd(const char* at) {
   ++at;
   while ((*at & 0xC0) == 0x80) ++at;
   return at;
 }
 
-// Goes back to the last "*" only: what earlier ones took can't help a later one.
+// Backtracks to the last "*" only; trying earlier ones can't help.
 bool Matches(const char* pattern, const char* name) {
   const char* afterStar = nullptr;
   const char* retry = nullptr;
@@ -61,7 +61,7 @@ bool NextMatch(const Listing& listing, FindData* entry) {
     const std::size_t length = std::strlen(found->d_name);
     if (length >= kMaxPath || !Matches(listing.pattern.c_str(), found->d_name)) continue;
     struct stat64 status = {};
-    // An entry that went away since, or a dangling link, is no folder.
+    // An entry that has been deleted since, or a dangling link, is no folder.
     const bool isFolder =
         fstatat64(dirfd(listing.folder), found->d_name, &status, 0) == 0 && S_ISDIR(status.st_mode);
     entry->dwFileAttributes = isFolder ? kFileAttributeDirectory : kFileAttributeNormal;
@@ -79,7 +79,7 @@ Handle FindFirst(const char* pattern, FindData* entry) {
   const bool bare = slash == std::string::npos;
   const std::string folder = bare ? "." : native.substr(0, slash + 1);
   std::string names = bare ? native : native.substr(slash + 1);
-  // "*.*" is the host machine's old way to say "*".
+  // On Windows "*.*" means "*".
   if (names == "*.*") names = "*";
 
   DIR* const opened = names.empty() ? nullptr : opendir(folder.c_str());

@@ -1,4 +1,4 @@
-// The listing of folders by a pattern, as the file table gives it.
+// Directory listings with a pattern, for the file table.
 #pragma once
 
 #include "platform/files.h"

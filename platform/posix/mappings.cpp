@@ -1,27 +1,26 @@
-// Named mappings are files, preferably in /dev/shm, and a shared flock on such a file is what keeps
-// its name alive.
+// Named mappings are files, preferably in /dev/shm. A shared flock on the file keeps its name
+// alive.
 //
-// The name has to exist exactly as long as some process holds a handle, and processes end without
-// a word. So every handle has an open file description of its own with LOCK_SH on it, which the
-// kernel drops with the last descriptor, however the process ends. A file that nobody locks is what
-// a dead process left behind: it counts as absent and is removed by whoever comes across it.
+// A name must exist exactly as long as some process holds a handle, and processes may end without
+// notice. So every handle has its own open file description with LOCK_SH, which the kernel drops
+// with the last descriptor, however the process ends. A file without a lock is a dead process's: it
+// counts as absent, and the next process to find it removes it.
 //
-// The rules that make this hold between processes:
-//  1. A file gets its name (linkat) only when its maker already has LOCK_SH on it and its size is
-//     set. So a named file without a lock is never one that is still being made.
-//  2. A name is removed only by a process that has LOCK_EX on the very file that the name leads to,
-//     checked after the lock was had (RemoveName). While it has the lock, nobody else can remove
-//     that name, so the file between the check and the removal stays the same one, and a newer
-//     file of that name is never removed by mistake.
-//  3. Whoever has LOCK_EX removes the name before letting go. So an opener that finds LOCK_EX on
-//     the file may treat it as absent already.
-//  4. An opener that got LOCK_SH looks again whether the name still leads to its file: it may have
-//     been removed between open and flock (StillNamed).
-//  5. Closing tries to turn LOCK_SH into LOCK_EX. The kernel drops the one before it asks for the
-//     other, so of several that close at a time the last to ask gets it. If a prober has LOCK_EX
-//     in that moment, the prober removes the name (3).
+// Rules that make this work between processes:
+//  1. A file gets its name (linkat) only after its creator has LOCK_SH on it and has set its size.
+//     So a named file without a lock is never one under construction.
+//  2. A process removes a name only while it has LOCK_EX on the file that the name refers to,
+//     checked after taking the lock (RemoveName). No other process can remove the name meanwhile,
+//     so the check stays valid and a newer file of that name is never removed by mistake.
+//  3. A process with LOCK_EX removes the name before it unlocks. So an opener that meets LOCK_EX
+//     may treat the file as absent.
+//  4. An opener with LOCK_SH checks that the name still refers to its file: it may have been
+//     removed between open and flock (StillNamed).
+//  5. Closing tries to turn LOCK_SH into LOCK_EX. The kernel drops the first before it requests the
+//     second, so of several simultaneous closers the last gets it. If a prober has LOCK_EX at that
+//     moment, the prober removes the name (3).
 //
-// A process that ended without closing leaves its file's memory until somebody asks for that name.
+// The memory of a process that ended without closing stays allocated until the name is used again.
 #include "platform/mappings.h"
 
 #include <fcntl.h>
@@ -51,7 +50,7 @@ namespace {
 using posix::Find;
 using posix::Kind;
 
-// Tries that may go by while other processes remove what is in the way.
+// Attempts while other processes remove stale names.
 constexpr int kTries = 1000;
 
 bool Lock(int descriptor, int operation) {
@@ -69,7 +68,7 @@ bool StillNamed(int descriptor, const std::string& path) {
          file.st_dev == named.st_dev && file.st_ino == named.st_ino;
 }
 
-// The caller has LOCK_EX on the descriptor's file.
+// Requires LOCK_EX on the descriptor's file.
 void RemoveName(int descriptor, const std::string& path) {
   if (StillNamed(descriptor, path)) unlink(path.c_str());
 }
@@ -78,7 +77,7 @@ struct Mapping : posix::OpenObject {
   Mapping(int openDescriptor, std::string filePath)
       : OpenObject(Kind::kMapping, openDescriptor), path(std::move(filePath)), owner(getpid()) {}
   ~Mapping() override {
-    // A forked child shares the lock with its parent, and must leave it as it is.
+    // A forked child shares the lock with its parent and must not change it.
     if (getpid() == owner && Lock(descriptor, LOCK_EX)) RemoveName(descriptor, path);
   }
 
@@ -86,14 +85,15 @@ struct Mapping : posix::OpenObject {
   const pid_t owner;
 };
 
-// Views by their start, each with its length, which the kernel wants back.
+// Start and length of each view; munmap needs the length.
 struct Views {
   std::mutex mutex;
   std::map<const void*, std::size_t> lengths;
 };
 
 Views& AllViews() {
-  static Views* const views = new Views;  // never destroyed: views may outlive this file's end
+  static Views* const views =
+      new Views;  // never destroyed: views may be closed after this file's statics
   return *views;
 }
 
@@ -107,7 +107,7 @@ std::string SharedFolder() {
   return root + "/mappings";
 }
 
-// Each root is a machine of its own, with its own names.
+// Each root is a separate machine with its own names.
 std::uint64_t HashOf(std::string_view text) {
   std::uint64_t hash = 0xCBF29CE484222325;  // FNV-1a
   for (const char byte : text) {
@@ -116,7 +116,7 @@ std::uint64_t HashOf(std::string_view text) {
   return hash;
 }
 
-// The path of the file behind a name. Empty when the name is none.
+// The file path for a name, or empty if the name is invalid.
 std::string PathOf(const char* name) {
   const std::string folder = SharedFolder();
   if (name == nullptr || *name == '\0' || folder.empty()) return {};
@@ -137,8 +137,7 @@ std::string PathOf(const char* name) {
 
 enum class Presence { kHeld, kAbsent, kRetry, kFailed };
 
-// Opens the file at `path` if somebody holds it, with LOCK_SH taken on `*descriptor`. Removes it
-// if nobody does.
+// Opens the file at `path` with LOCK_SH if another handle exists; otherwise removes it.
 Presence OpenHeld(const std::string& path, int accessFlags, int* descriptor) {
   const int opened = open(path.c_str(), accessFlags | O_CLOEXEC | O_NOFOLLOW);
   if (opened < 0) {
@@ -175,11 +174,11 @@ Handle OpenFileMappingA(std::uint32_t access, bool /*inheritHandle*/, const char
   return nullptr;
 }
 
-// A file without a name, locked and of full size. -1 on failure.
+// Creates a file without a name, locked and of full size. Returns -1 on failure.
 int MakeUnnamed(const std::string& folder, std::uint32_t size) {
   const int made = open(folder.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0666);
   if (made < 0) return -1;
-  // The memory itself is taken now: a page that can't be had later would end the process.
+  // Allocate the memory now: a page fault that can't be served later would end the process.
   if (fchmod(made, 0666) == 0 && Lock(made, LOCK_SH) && posix_fallocate(made, 0, size) == 0) {
     return made;
   }
@@ -203,7 +202,7 @@ Handle CreateFileMappingA(std::uint32_t size, const char* name) {
     int held = -1;
     const Presence presence = OpenHeld(path, O_RDONLY, &held);
     if (presence == Presence::kHeld) {
-      // Closed as any handle is: the holder may have gone in between.
+      // Close like any handle: the other holder may be gone by now.
       const Mapping closedAtOnce(held, path);
       break;
     }
@@ -221,7 +220,7 @@ void* MapViewOfFile(Handle mapping, std::uint32_t access, std::uint32_t offsetHi
   struct stat status = {};
   if (object == nullptr || fstat(object->descriptor, &status) != 0) return nullptr;
 
-  // Beyond the last page lies nothing, and touching it would end the process.
+  // Access after the last page would end the process.
   const auto page = static_cast<std::uint64_t>(sysconf(_SC_PAGESIZE));
   const std::uint64_t whole = (static_cast<std::uint64_t>(status.st_size) + page - 1) / page * page;
   const std::uint64_t offset = std::uint64_t{offsetHigh} << 32 | offsetLow;

@@ -11,7 +11,7 @@
 namespace platform {
 namespace {
 
-// There is one image, the program's own.
+// The only image is the program's own.
 std::uint32_t ModuleFileNameW(ModuleInstance, WideChar* buffer, std::uint32_t size) {
   std::error_code error;
   const std::filesystem::path path = std::filesystem::read_symlink("/proc/self/exe", error);

@@ -1,7 +1,7 @@
-// What stands behind a Handle on POSIX.
+// The objects that handles refer to on POSIX.
 //
-// A handle is the address of one heap object. The objects that are open are kept in a set, so that
-// closing something twice, or something that never was a handle, is refused instead of followed.
+// A handle is the address of a heap object. Open objects are in a set, so that closing a handle
+// twice, or closing something that never was one, fails harmlessly.
 #pragma once
 
 #include <sys/types.h>
@@ -15,7 +15,7 @@ namespace platform::posix {
 
 enum class Kind { kFile, kMapping, kListing };
 
-// Closes its descriptor at the end of its life.
+// Closes its descriptor in the destructor.
 struct OpenObject {
   OpenObject(Kind objectKind, int fileDescriptor) : kind(objectKind), descriptor(fileDescriptor) {}
   virtual ~OpenObject();
@@ -24,17 +24,18 @@ struct OpenObject {
   OpenObject& operator=(const OpenObject&) = delete;
 
   const Kind kind;
-  const int descriptor;  // -1 where there is none
+  const int descriptor;  // -1 if there is none
 };
 
-// Makes a handle of an object. kInvalidHandle and null stay what they are.
+// Creates a handle for `object`.
 Handle Publish(std::unique_ptr<OpenObject> object);
 
-// Takes the object out of the set for closing. Null when `handle` isn't open or is of another kind.
+// Removes the object from the set, to close it. Returns null if `handle` isn't open or is of
+// another kind.
 std::unique_ptr<OpenObject> Withdraw(Handle handle, bool listing);
 
-// The object of an open handle; null for null and kInvalidHandle, and for another kind. A handle
-// that was closed already is the caller's mistake here, as it is on every system.
+// The object of an open handle. Null for null, kInvalidHandle and another kind. Passing a closed
+// handle is the caller's error, as on any system.
 inline OpenObject* Find(Handle handle, Kind kind) {
   if (handle == nullptr || handle == kInvalidHandle) return nullptr;
   auto* const object = static_cast<OpenObject*>(handle);

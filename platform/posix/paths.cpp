@@ -29,7 +29,7 @@ std::filesystem::path UnresolvedRoot() {
   if (const char* const root = std::getenv("QUORVEX_ROOT"); root != nullptr && *root != '\0') {
     return root;
   }
-  // The base directory rules want a relative value ignored.
+  // The XDG rules say to ignore a relative value.
   if (const char* const state = std::getenv("XDG_STATE_HOME"); state != nullptr && *state == '/') {
     return std::filesystem::path(state) / "quorvex";
   }

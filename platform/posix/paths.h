@@ -1,4 +1,4 @@
-// Paths on POSIX: the root of the host folders, separators, wide text.
+// Paths on POSIX: the root folder, separators, wide text.
 #pragma once
 
 #include <string>
@@ -8,11 +8,12 @@
 
 namespace platform::posix {
 
-// The folder that stands for the machine: QUORVEX_ROOT, otherwise the user's state folder. Read
-// from the environment at each call. Absolute; empty when nothing names one. Not created.
+// The folder that represents the machine: QUORVEX_ROOT, otherwise the user's state folder. Reads
+// the environment on each call. Returns an absolute path, or an empty one if neither exists.
+// Doesn't create the folder.
 std::string RootFolder();
 
-// A path with "/" in the place of "\". Empty for null.
+// The path with "/" instead of "\". Empty for null.
 std::string NativePath(const char* path);
 std::string NativePath(const WideChar* path);
 

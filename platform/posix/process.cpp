@@ -12,8 +12,8 @@
 namespace platform {
 namespace {
 
-// Each record on the ring and each log line carries both numbers, and asking the kernel for them
-// costs more than writing the record. Zero: not asked yet.
+// Cached, because every ring entry and log line contains both ids and a system call costs more than
+// writing the entry. Zero means unknown.
 std::atomic<std::uint32_t> s_process = 0;
 constinit thread_local std::uint32_t t_thread = 0;
 

@@ -1,4 +1,4 @@
-// A registry in memory, for machines without one: what registration does can be run and read back.
+// An in-memory registry for POSIX, so that registration can run and be checked.
 #include "platform/registry.h"
 
 #include <algorithm>
@@ -11,7 +11,7 @@
 namespace platform {
 namespace {
 
-// Names keep the case they were made with and are found without regard to it (ASCII).
+// Names keep their case and are found ignoring it (ASCII).
 struct NameOrder {
   using is_transparent = void;
 
@@ -25,7 +25,7 @@ struct NameOrder {
   }
 };
 
-// A deleted key lives on, without a parent, for as long as somebody has it open.
+// A deleted key that is still open lives on without a parent.
 struct Key {
   std::map<WideString, std::shared_ptr<Key>, NameOrder> children;
   std::map<WideString, WideString, NameOrder> values;
@@ -41,20 +41,20 @@ struct Memory {
   std::set<RegistryKey> opened;
 };
 
-// Never freed: a module that is unloaded last may still look at its keys.
+// Never freed: a module that unloads late may still use its keys.
 Memory& TheMemory() {
   static Memory* const memory = new Memory;
   return *memory;
 }
 
-// The key behind a handle, or null for a handle that isn't open.
+// The key of a handle, or null if the handle isn't open.
 std::shared_ptr<Key> Find(const Memory& memory, RegistryKey handle) {
   if (handle == kClassesRoot) return memory.root;
   if (!memory.opened.contains(handle)) return nullptr;
   return static_cast<OpenedKey*>(handle)->key;
 }
 
-// Calls `step` with each part of a path, in order, until one gives false.
+// Calls `step` with each part of a path in order, until one returns false.
 template <typename Step>
 bool ForEachPart(WideStringView path, Step step) {
   while (!path.empty()) {

@@ -7,7 +7,7 @@
 namespace platform {
 namespace {
 
-// Only the beginning is looked at: owner, group and ACL entries have no counterpart here.
+// Only the prefix matters: owner, group and access entries have no equivalent here.
 bool IsDescriptorText(const WideChar* text) {
   if (text == nullptr || text[0] == 0 || text[1] != u':') return false;
   return WideStringView(u"OGDS").find(text[0]) != WideStringView::npos;

@@ -1,4 +1,4 @@
-// A security descriptor as far as POSIX files have one.
+// The part of a security descriptor that applies to POSIX files.
 #pragma once
 
 #include "platform/security.h"

@@ -43,8 +43,7 @@ int Connect(Socket socket, const SocketAddress& address) {
 
 int Send(Socket socket, const char* data, int size) {
   if (size < 0) return -1;
-  // An earlier datagram that nobody took is reported in the place of this one's sending. The host
-  // machine doesn't report it, so the report is passed over, once.
+  // `send` may report an earlier datagram's ICMP error. Windows doesn't, so ignore it once.
   bool reported = false;
   for (;;) {
     const ssize_t sent =

@@ -25,7 +25,7 @@ struct ThreadState {
 
 thread_local ThreadState t_state;
 
-// How far a moment lies ahead of another one; tick counts wrap.
+// The time from one tick count to a later one; tick counts wrap around.
 std::int32_t Ahead(std::uint32_t moment, std::uint32_t now) {
   return static_cast<std::int32_t>(moment - now);
 }
@@ -37,7 +37,7 @@ std::vector<Timer>::iterator FindTimer(Window window, std::uintptr_t identifier)
 }
 
 Cursor LoadCursorW(std::uint32_t identifier) {
-  // The range of the system's own cursors.
+  // The range of the system cursors' identifiers.
   if (identifier < 32512 || identifier > 32671) return nullptr;
   return reinterpret_cast<Cursor>(std::uintptr_t{identifier});
 }
@@ -56,7 +56,7 @@ std::uintptr_t SetTimer(Window window, std::uintptr_t identifier, std::uint32_t 
   const std::uint32_t due = clock.GetTickCount() + interval;
   auto found = FindTimer(window, identifier);
   if (found == t_state.timers.end()) {
-    // Only a window's timers are named by the caller.
+    // The caller names only timers of windows.
     const std::uintptr_t name = window == nullptr ? ++t_state.lastIdentifier : identifier;
     found = t_state.timers.insert(found, {window, name, 0, 0, nullptr});
   }
@@ -80,8 +80,8 @@ std::vector<Timer>::iterator NextTimer(std::uint32_t now) {
                           });
 }
 
-// Fires what is due at `now`, each timer once however late it is. A procedure may set and end
-// timers, so nothing of the list is held over a call.
+// Fires each timer that is due at `now`, once. Procedures may start and stop timers, so no iterator
+// is kept across a call.
 void FireDue(std::uint32_t now) {
   for (;;) {
     const auto next = NextTimer(now);
@@ -102,7 +102,7 @@ void RunMessageLoop(std::uint32_t milliseconds) {
   for (;;) {
     const std::uint32_t now = clock.GetTickCount();
     FireDue(now);
-    // The sleeps count too, so that the loop ends on a clock whose ticks stand still.
+    // Count the sleeps too, so that the loop ends under a test's frozen clock.
     const std::uint32_t passed = std::max(now - start, slept);
     if (passed >= milliseconds) return;
     std::uint32_t wait = milliseconds - passed;

@@ -13,7 +13,7 @@ bool IsLowSurrogate(char32_t unit) {
   return unit >= 0xDC00 && unit <= 0xDFFF;
 }
 
-// Counts what it is given and keeps what fits.
+// Stores what fits and counts everything.
 template <typename Char>
 class BoundedOutput {
  public:
@@ -61,7 +61,7 @@ void PutUtf16(char32_t point, BoundedOutput<char16_t>& output) {
 
 struct Decoded {
   char32_t point;
-  std::size_t length;  // bytes of the text that it takes
+  std::size_t length;  // in bytes
   bool valid;
 };
 

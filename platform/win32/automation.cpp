@@ -11,7 +11,7 @@ HRESULT LoadFile(const WideChar* path, ITypeLib** result) {
   return LoadTypeLib(path, result);
 }
 
-// The system declares these paths as writable and doesn't write to them.
+// The system declares these paths as writable but doesn't write to them.
 HRESULT RegisterForAll(ITypeLib* library, const WideChar* path, const WideChar* helpFolder) {
   return RegisterTypeLib(library, const_cast<WideChar*>(path), const_cast<WideChar*>(helpFolder));
 }
@@ -20,8 +20,7 @@ HRESULT UnregisterForAll(REFGUID library, WORD major, WORD minor, LCID locale, S
   return UnRegisterTypeLib(library, major, minor, locale, kind);
 }
 
-// The functions for one user came later than the library that has them, so they are asked for by
-// name.
+// Looked up by name: older versions of the library lack the per-user functions.
 template <typename Function>
 Function FindByName(const char* name) {
   const HMODULE library = GetModuleHandleW(L"OLEAUT32.DLL");

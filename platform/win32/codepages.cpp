@@ -8,7 +8,7 @@ namespace {
 static_assert(kCodePageAnsi == CP_ACP && kCodePageUtf8 == CP_UTF8);
 static_assert(kFailOnInvalid == MB_ERR_INVALID_CHARS);
 
-// To the system a negative size means "up to the NUL", which nobody here asks for.
+// Windows takes a negative size as "up to the NUL"; the table doesn't offer that.
 int WideCharToMultiByte(std::uint32_t codePage, std::uint32_t flags, const WideChar* text, int size,
                         char* output, int capacity) {
   if (size <= 0 || capacity < 0) return 0;

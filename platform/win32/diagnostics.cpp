@@ -15,9 +15,8 @@ void OutputDebugStringW(const WideChar* text) {
   ::OutputDebugStringW(text);
 }
 
-// What the runtime library does with a bad argument: the handler that was set is called, with
-// nothing to tell, as release builds have it. Without one the process ends with the status that
-// the runtime gives for it.
+// Mimics the C runtime: calls the installed handler without details, like a release build. Without
+// a handler the process ends with the runtime's status.
 void InvalidParameter() {
   if (const _invalid_parameter_handler handler = _get_invalid_parameter_handler()) {
     handler(nullptr, nullptr, nullptr, 0, 0);

@@ -13,7 +13,7 @@ static_assert(kMaxPath == MAX_PATH && kFileEnd == FILE_END);
 static_assert(kCreateAlways == CREATE_ALWAYS && kOpenExisting == OPEN_EXISTING &&
               kOpenAlways == OPEN_ALWAYS);
 
-// The attributes of a new file's security, which only live for the call.
+// Security attributes for a new file. Valid during the call only.
 class Attributes {
  public:
   explicit Attributes(const SecurityDescriptor* security) {
@@ -62,7 +62,7 @@ std::uint32_t SetFilePointer(Handle file, std::int32_t distance, std::int32_t* d
   SetLastError(NO_ERROR);
   const DWORD low =
       ::SetFilePointer(file, distance, distanceHigh == nullptr ? nullptr : &high, method);
-  // All ones can be the low half of a position too.
+  // All bits set can also be a valid low half.
   const bool failed = low == INVALID_SET_FILE_POINTER && GetLastError() != NO_ERROR;
   if (distanceHigh != nullptr) *distanceHigh = failed ? -1 : high;
   return low;

@@ -12,8 +12,8 @@ int Format(char* output, std::size_t capacity, const char* format, Locale locale
     return vsnprintf(output, capacity, format, arguments);
   }
   const auto runtimeLocale = static_cast<_locale_t>(locale);
-  // _vsnprintf_l has one result for a text that doesn't fit and for one that can't be made, so the
-  // length is asked for first.
+  // _vsnprintf_l has the same result for a text that doesn't fit and for a failed conversion, so
+  // determine the length first.
   std::va_list again;
   va_copy(again, arguments);
   const int length = _vscprintf_l(format, runtimeLocale, again);

@@ -5,7 +5,7 @@
 namespace platform {
 namespace {
 
-// All bits set is also the system's name for the current process, which it would accept.
+// kInvalidHandle is also the pseudo handle of the current process, which CloseHandle accepts.
 bool CloseHandle(Handle handle) {
   return handle != nullptr && handle != kInvalidHandle && ::CloseHandle(handle) != FALSE;
 }

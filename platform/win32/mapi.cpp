@@ -1,4 +1,4 @@
-// In a file of its own: only a program that uses this table gets MAPI32.dll among its imports.
+// In its own file, so that only programs that use this table import MAPI32.dll.
 #include "platform/mapi.h"
 
 #include <mapiutil.h>

@@ -19,7 +19,7 @@ Handle CreateFileMappingA(std::uint32_t size, const char* name) {
   SECURITY_ATTRIBUTES attributes = {sizeof attributes, &everybody, FALSE};
   const HANDLE mapping =
       ::CreateFileMappingA(INVALID_HANDLE_VALUE, &attributes, PAGE_READWRITE, 0, size, name);
-  // The system opens what exists, whatever its size.
+  // CreateFileMapping opens an existing mapping, whatever its size.
   if (mapping != nullptr && GetLastError() == ERROR_ALREADY_EXISTS) {
     ::CloseHandle(mapping);
     return nullptr;

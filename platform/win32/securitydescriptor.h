@@ -1,4 +1,4 @@
-// What stands behind a SecurityDescriptor on Windows.
+// The implementation of a SecurityDescriptor on Windows.
 #pragma once
 
 #include <windows.h>
@@ -7,8 +7,8 @@
 
 namespace platform {
 
-// The text's descriptor is one block in self-relative form, in which no ACL can be replaced. The
-// null ACL is therefore set on an absolute descriptor of our own, which then is the one in force.
+// The text's descriptor is self-relative, so its access list can't be replaced. The null list is
+// therefore set on an absolute descriptor, which then takes effect.
 struct SecurityDescriptor {
   PSECURITY_DESCRIPTOR parsed = nullptr;
   SECURITY_DESCRIPTOR absolute = {};
@@ -19,7 +19,7 @@ struct SecurityDescriptor {
   }
 };
 
-// A descriptor by which everybody has full access. False when the system refuses.
+// A descriptor that gives everyone full access. Returns false on failure.
 inline bool MakeOpenToEverybody(SECURITY_DESCRIPTOR* descriptor) {
   return InitializeSecurityDescriptor(descriptor, SECURITY_DESCRIPTOR_REVISION) != FALSE &&
          ::SetSecurityDescriptorDacl(descriptor, TRUE, nullptr, FALSE) != FALSE;

@@ -31,7 +31,7 @@ int Connect(Socket socket, const SocketAddress& address) {
 
 int Send(Socket socket, const char* data, int size) {
   const int sent = send(socket, data, size, 0);
-  // Wine passes on that an earlier datagram found no taker, in the place of this one's sending.
+  // Wine's `send` may report an earlier datagram's ICMP error. Windows doesn't, so ignore it once.
   return sent < 0 && WSAGetLastError() == WSAECONNREFUSED ? send(socket, data, size, 0) : sent;
 }
 

@@ -28,7 +28,7 @@ bool KillTimer(Window window, std::uintptr_t identifier) {
   return ::KillTimer(static_cast<HWND>(window), identifier) != FALSE;
 }
 
-// False when the thread is told to quit; the message is put back for the loop outside.
+// Returns false if the thread should quit; posts the message again for the outer loop.
 bool DispatchWaiting() {
   MSG message = {};
   while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {

@@ -97,7 +97,7 @@ TEST(ConfigKeyTable, PublicKeysAndKeysInLowerCaseFindNothing) {
   }
 }
 
-TEST(ConfigKeyTable, TextThatIsAlmostAKeyFindsNothing) {
+TEST(ConfigKeyTable, AlmostAKeyFindsNothing) {
   EXPECT_EQ(g_configKeyTable.Find(""), nullptr);
   EXPECT_EQ(g_configKeyTable.Find("USE_CHALLENGE_RESPONSE"), nullptr);
   EXPECT_EQ(g_configKeyTable.Find("INET_REPO_CLEAR_INTERVAL"), nullptr);

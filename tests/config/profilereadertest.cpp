@@ -21,29 +21,29 @@ using testing::ElementsAre;
 using testing::Pair;
 using tests::TextFile;
 
-// Returns the values of these keys, with these defaults, in a file of this content.
+// What a file of this content makes of these keys and defaults.
 ProfileMap Read(std::string_view content, ProfileMap wanted) {
   const TextFile file(content);
   EXPECT_TRUE(ProfileReader(file.Path(), wanted));
   return wanted;
 }
 
-// Returns the value of "x_name" in a file of this content, or "default".
+// The value of "x_name" in a file of this content; "default" if it has none.
 std::string XName(std::string_view content) {
   return Read(content, {{"x_name", "default"}}).at("x_name");
 }
 
-TEST(ProfileReader, FillsInTheKeysThatAreWantedAndNoOthers) {
+TEST(ProfileReader, SetsTheWantedKeysAndNoOthers) {
   EXPECT_THAT(Read("x_name=one\nx_value=two\nother=three\n", {{"x_name", ""}, {"x_value", "v"}}),
               ElementsAre(Pair("x_name", "one"), Pair("x_value", "two")));
 }
 
-TEST(ProfileReader, KeysThatTheFileDoesNotHoldKeepTheirDefaults) {
+TEST(ProfileReader, KeysMissingInTheFileKeepTheirDefaults) {
   EXPECT_THAT(Read("x_value=two\n", {{"use_challenge_response", "false"}, {"x_value", ""}}),
               ElementsAre(Pair("use_challenge_response", "false"), Pair("x_value", "two")));
 }
 
-TEST(ProfileReader, EmptyMapGivesFalseWithoutTouchingTheFile) {
+TEST(ProfileReader, EmptyMapReturnsFalseWithoutTouchingTheFile) {
   const TextFile file("x_name=one\n");
   const tests::OpenFiles files;
   ProfileMap nothing;
@@ -52,7 +52,7 @@ TEST(ProfileReader, EmptyMapGivesFalseWithoutTouchingTheFile) {
   EXPECT_TRUE(nothing.empty());
 }
 
-TEST(ProfileReader, MissingFileGivesFalseAndTouchesNothing) {
+TEST(ProfileReader, MissingFileReturnsFalseAndChangesNothing) {
   const tests::TemporaryFolder folder;
   ProfileMap wanted = {{"x_name", "default"}};
   EXPECT_FALSE(ProfileReader(folder.Entry("vrk.pro"), wanted));
@@ -61,13 +61,13 @@ TEST(ProfileReader, MissingFileGivesFalseAndTouchesNothing) {
   EXPECT_THAT(wanted, ElementsAre(Pair("x_name", "default")));
 }
 
-TEST(ProfileReader, FolderInPlaceOfTheFileGivesFalse) {
+TEST(ProfileReader, FolderInsteadOfAFileReturnsFalse) {
   const tests::TemporaryFolder folder;
   ProfileMap wanted = {{"x_name", "default"}};
   EXPECT_FALSE(ProfileReader(folder.Path().string(), wanted));
 }
 
-TEST(ProfileReader, FileThatMayNotBeReadGivesFalseAndTouchesNothing) {
+TEST(ProfileReader, UnreadableFileReturnsFalseAndChangesNothing) {
   const TextFile file("x_name=one\n");
   const platform::ScopedReplacement<platform::files, &platform::FileOperations::CreateFileA> denied(
       [](auto...) { return platform::kInvalidHandle; });
@@ -78,11 +78,11 @@ TEST(ProfileReader, FileThatMayNotBeReadGivesFalseAndTouchesNothing) {
   EXPECT_EQ(files.Closed(), 0);
 }
 
-TEST(ProfileReader, EmptyFileGivesTrueAndTheDefaults) {
+TEST(ProfileReader, EmptyFileReturnsTrueAndTheDefaults) {
   EXPECT_EQ(XName(""), "default");
 }
 
-TEST(ProfileReader, FileWithoutTheKeysGivesTrueAndTheDefaults) {
+TEST(ProfileReader, FileWithoutTheKeysReturnsTrueAndTheDefaults) {
   EXPECT_EQ(XName("x_nam=1\nx_names=2\nname=3\n"), "default");
 }
 
@@ -98,7 +98,7 @@ TEST(ProfileReader, OpensForReadingSharedWithReadersAndWritersAndCloses) {
   EXPECT_EQ(files.LastDisposition(), platform::kOpenExisting);
 }
 
-TEST(ProfileReader, ChangeToTheFileCountsFromTheNextCallOn) {
+TEST(ProfileReader, NextCallSeesAChangedFile) {
   const tests::TemporaryFolder folder;
   for (const std::string value : {"one", "two"}) {
     std::ofstream(folder.Path() / "vrk.pro", std::ios::binary) << "x_name=" << value;
@@ -108,7 +108,7 @@ TEST(ProfileReader, ChangeToTheFileCountsFromTheNextCallOn) {
   }
 }
 
-TEST(ProfileReader, ReadThatBreaksOffGivesTrueAndKeepsWhatWasRead) {
+TEST(ProfileReader, FailedReadReturnsTrueAndKeepsWhatWasRead) {
   const std::string content = "x_name=one\nx_value=two\n";
   const TextFile file(content);
   const ProfileMap defaults = {{"x_name", "n"}, {"x_value", "v"}};
@@ -125,7 +125,7 @@ TEST(ProfileReader, ReadThatBreaksOffGivesTrueAndKeepsWhatWasRead) {
     EXPECT_THAT(wanted, ElementsAre(Pair("x_name", "one"), Pair("x_value", "v")));
   }
   {
-    const tests::BrokenRead broken(20);  // within the second value: like the end of the file
+    const tests::BrokenRead broken(20);  // within the second value: as at the end of the file
     ProfileMap wanted = defaults;
     EXPECT_TRUE(ProfileReader(file.Path(), wanted));
     EXPECT_THAT(wanted, ElementsAre(Pair("x_name", "one"), Pair("x_value", "t")));
@@ -172,20 +172,20 @@ TEST(ProfileReader, SectionsMeanNothing) {
   EXPECT_EQ(XName("[other]\nx_name=one\n"), "one");
 }
 
-TEST(ProfileReader, LineThatBeginsWithTheDividerHasTheEmptyKey) {
+TEST(ProfileReader, LineThatBeginsWithEqualsHasTheEmptyKey) {
   EXPECT_THAT(Read("=one\n", {{"x_name", "default"}}), ElementsAre(Pair("x_name", "default")));
   EXPECT_THAT(Read(" \t=one\n", {{"", ""}, {"x_name", "default"}}),
               ElementsAre(Pair("", "one"), Pair("x_name", "default")));
 }
 
-TEST(ProfileReader, KeyAndDividerAloneGiveTheEmptyValue) {
+TEST(ProfileReader, KeyAndEqualsAloneSetTheEmptyValue) {
   EXPECT_EQ(XName("x_name=\n"), "");
   EXPECT_EQ(XName("x_name=\r\n"), "");
   EXPECT_EQ(XName("x_name="), "");
   EXPECT_EQ(XName("x_name"), "default");
 }
 
-TEST(ProfileReader, BlanksGoCapitalsDoNotMatterAndTheFirstDividerDivides) {
+TEST(ProfileReader, BlanksAndCaseAreIgnoredAndTheFirstEqualsDivides) {
   EXPECT_EQ(XName(" \t X_NaMe \t = \t a = b \t \n"), "a = b");
 }
 
@@ -201,7 +201,7 @@ TEST(ProfileReader, BlanksWithinKeyAndValueStay) {
               ElementsAre(Pair("x name", "a  b")));
 }
 
-TEST(ProfileReader, LaterLineOfAKeyWinsAlsoWithAnEmptyValue) {
+TEST(ProfileReader, LaterLineWinsEvenWithAnEmptyValue) {
   EXPECT_EQ(XName("x_name=one\nX_NAME=two\n"), "two");
   EXPECT_EQ(XName("X_NAME=one\nx_name=two\n"), "two");
   EXPECT_EQ(XName("x_name=one\nx_name=\n"), "");
@@ -215,12 +215,12 @@ TEST(ProfileReader, CaseOfTheValueStays) {
   EXPECT_EQ(XName("x_name=True\n"), "True");
 }
 
-TEST(ProfileReader, WantedKeyWithACapitalIsNeverFound) {
+TEST(ProfileReader, WantedKeyWithACapitalNeverMatches) {
   EXPECT_THAT(Read("X_Name=one\nx_name=two\n", {{"X_Name", "default"}}),
               ElementsAre(Pair("X_Name", "default")));
 }
 
-TEST(ProfileReader, ValueIsDecodedBehindTheTrim) {
+TEST(ProfileReader, ValueIsDecodedAfterTrimming) {
   EXPECT_EQ(XName("x_name= \\ta\\t \n"), "\ta\t");
   EXPECT_EQ(XName("x_name=a\\\n"), "a\\");
   EXPECT_EQ(XName("x_name=a\\ \n"), "a\\");
@@ -242,7 +242,7 @@ TEST(ProfileReader, LastLineCountsWithoutALineEnd) {
   EXPECT_EQ(XName("x_value=one\nx_name=two"), "two");
 }
 
-TEST(ProfileReader, CrOfALineEndIsNoPartOfTheValueAndAnyOtherIs) {
+TEST(ProfileReader, OnlyTheCrOfACrLfIsRemoved) {
   EXPECT_EQ(XName("x_name=one\r\nx_value=two\r\n"), "one");
   EXPECT_EQ(XName("x_name=one\r\r\n"), "one\r");
   EXPECT_EQ(XName("x_name=one \r\n"), "one");
@@ -263,12 +263,12 @@ TEST(ProfileReader, NulIsAnOrdinaryCharacterOfKeyAndValue) {
               ElementsAre(Pair("x", "b"), Pair("x\0y"s, "a")));
 }
 
-TEST(ProfileReader, CapitalsBehindANulInAKeyAreNotLowered) {
+TEST(ProfileReader, CapitalsAfterANulInAKeyAreNotLowered) {
   EXPECT_THAT(Read("X\0Y=a\n"s, {{"x\0Y"s, "default"}, {"x\0y"s, "default"}}),
               ElementsAre(Pair("x\0Y"s, "a"), Pair("x\0y"s, "default")));
 }
 
-TEST(ProfileReader, LineLongerThanAnyBufferIsReadWhole) {
+TEST(ProfileReader, LineLongerThanTheBufferIsReadWhole) {
   const std::string longText(150000, 'v');
   EXPECT_EQ(XName("x_value="s + longText + "\nx_name=" + longText + "\r\n"), longText);
   EXPECT_EQ(XName(std::string(150000, ' ') + "x_name" + std::string(150000, '\t') + "=one\n"),
@@ -278,7 +278,7 @@ TEST(ProfileReader, LineLongerThanAnyBufferIsReadWhole) {
   EXPECT_EQ(XName(longText + "\nx_name=one\n"), "one");
 }
 
-TEST(ProfileReader, EveryPlaceWhereAReadCanEndIsTheSame) {
+TEST(ProfileReader, ResultDoesNotDependOnWhereReadsEnd) {
   const TextFile file(
       "\t X_Name =  a = \\tb\r\r\n\r\nx_n  ame=1\nx_value= \t\r\n=\r\n x_last\t= 2 ");
   for (std::uint32_t most = 1; most < 70; ++most) {
@@ -303,7 +303,7 @@ TEST(ProfileReader, KeysOfEveryLengthAreFound) {
   }
 }
 
-// The same reading in the simplest way: whole lines, each compared with each key.
+// The reading done the long way: whole lines first, each held against each key in turn.
 void ReadTheLongWay(std::string content, ProfileMap& wanted) {
   for (std::size_t at = 0; (at = content.find("\r\n", at)) != std::string::npos; ++at) {
     content.erase(at, 1);
@@ -328,7 +328,7 @@ void ReadTheLongWay(std::string content, ProfileMap& wanted) {
   }
 }
 
-TEST(ProfileReader, FilesOfUnluckyCharactersReadLikeTheLongWay) {
+TEST(ProfileReader, RandomFilesReadLikeAReferenceReader) {
   const unsigned seed = std::random_device()();
   SCOPED_TRACE("seed " + std::to_string(seed));
   std::mt19937 random(seed);
@@ -344,7 +344,7 @@ TEST(ProfileReader, FilesOfUnluckyCharactersReadLikeTheLongWay) {
     }
     ProfileMap expected = defaults;
     ReadTheLongWay(content, expected);
-    // From memory, in reads of random sizes; the file system doesn't matter here.
+    // From memory, in reads of random sizes: what a file system is doesn't matter here.
     std::size_t given = 0;
     const platform::ScopedReplacement<platform::files, &platform::FileOperations::CreateFileA> open(
         [&](auto...) { return platform::Handle(&given); });
@@ -369,20 +369,20 @@ std::string Trimmed(std::string text) {
   return text;
 }
 
-TEST(TrimBlanks, TakesSpacesAndTabsOffBothEndsInPlace) {
+TEST(TrimBlanks, RemovesSpacesAndTabsFromBothEndsInPlace) {
   EXPECT_EQ(Trimmed(" \t a b \t "), "a b");
   EXPECT_EQ(Trimmed("a"), "a");
   EXPECT_EQ(Trimmed("\t a"), "a");
   EXPECT_EQ(Trimmed("a \t"), "a");
 }
 
-TEST(TrimBlanks, LeavesNothingOfBlanksOnly) {
+TEST(TrimBlanks, RemovesATextOfBlanksOnly) {
   EXPECT_EQ(Trimmed(""), "");
   EXPECT_EQ(Trimmed(" "), "");
   EXPECT_EQ(Trimmed("\t \t"), "");
 }
 
-TEST(TrimBlanks, LeavesEveryOtherWhiteSpace) {
+TEST(TrimBlanks, KeepsOtherWhiteSpace) {
   EXPECT_EQ(Trimmed(" \r\n\v\f\0 "s), "\r\n\v\f\0"s);
 }
 
@@ -391,7 +391,7 @@ std::string Lowered(std::string text) {
   return text;
 }
 
-TEST(ToLowerInPlace, LowersCapitalsAndLeavesTheRest) {
+TEST(ToLowerInPlace, LowersCapitalsAndKeepsTheRest) {
   EXPECT_EQ(Lowered("X_Name-AZ[@`{9"), "x_name-az[@`{9");
   EXPECT_EQ(Lowered(""), "");
   EXPECT_EQ(Lowered("\xC3\x84\xFF"), "\xC3\x84\xFF");
@@ -402,7 +402,7 @@ TEST(ToLowerInPlace, StopsAtTheFirstNul) {
   EXPECT_EQ(Lowered("\0A"s), "\0A"s);
 }
 
-TEST(IsEscapeAt, BackslashInTheLastPlaceOpensNothing) {
+TEST(IsEscapeAt, FinalBackslashStartsNoPair) {
   EXPECT_FALSE(IsEscapeAt("", 0));
   EXPECT_FALSE(IsEscapeAt("\\", 0));
   EXPECT_FALSE(IsEscapeAt("a\\", 1));
@@ -411,7 +411,7 @@ TEST(IsEscapeAt, BackslashInTheLastPlaceOpensNothing) {
   EXPECT_FALSE(IsEscapeAt(std::string_view("\\n", 1), 0)) << "looked behind the text's end";
 }
 
-TEST(IsEscapeAt, OddNumberOfBackslashesOpensAPair) {
+TEST(IsEscapeAt, OddNumberOfBackslashesStartsAPair) {
   EXPECT_TRUE(IsEscapeAt("\\n", 0));
   EXPECT_FALSE(IsEscapeAt("\\\\n", 1));
   EXPECT_TRUE(IsEscapeAt("\\\\\\n", 2));
@@ -427,7 +427,7 @@ TEST(IsEscapeAt, OnlyTheCharactersOfTheListFollow) {
   }
 }
 
-TEST(IsEscapeAt, CharacterThatIsNoBackslashOpensNothing) {
+TEST(IsEscapeAt, OtherCharactersStartNoPair) {
   EXPECT_FALSE(IsEscapeAt("an", 0));
   EXPECT_FALSE(IsEscapeAt("\\an", 1));
 }
@@ -437,7 +437,7 @@ TEST(UnescapeValue, DecodesEveryPairOfTheList) {
   EXPECT_EQ(UnescapeValue("a\\tb"), "a\tb");
 }
 
-TEST(UnescapeValue, LeavesABackslashBeforeAnythingElse) {
+TEST(UnescapeValue, KeepsABackslashBeforeAnythingElse) {
   EXPECT_EQ(UnescapeValue("\\u0041\\x41\\\"\\ \\N\\0\\a\\b"), "\\u0041\\x41\\\"\\ \\N\\0\\a\\b");
   EXPECT_EQ(UnescapeValue("\\\0n"s), "\\\0n"s);
 }
@@ -450,7 +450,7 @@ TEST(UnescapeValue, KeepsASingleBackslashAtTheEnd) {
   EXPECT_EQ(UnescapeValue(std::string_view("a\\n", 2)), "a\\") << "looked behind the text's end";
 }
 
-TEST(UnescapeValue, PairOfBackslashesTakesTheMeaningFromTheNextCharacter) {
+TEST(UnescapeValue, PairOfBackslashesEscapesTheNextCharacter) {
   EXPECT_EQ(UnescapeValue("\\\\n"), "\\n");
   EXPECT_EQ(UnescapeValue("\\\\\\n"), "\\\n");
   EXPECT_EQ(UnescapeValue("\\\\\\\\n"), "\\\\n");
@@ -461,12 +461,12 @@ TEST(UnescapeValue, EmptyTextStaysEmptyAndNulStays) {
   EXPECT_EQ(UnescapeValue("a\0\\tb"s), "a\0\tb"s);
 }
 
-// A million backslashes: the work for each must not depend on how many come before it.
-TEST(UnescapeValue, TextOfBackslashesIsHalved) {
+// A text of a million backslashes, each of which must not count all those before it.
+TEST(UnescapeValue, LongTextOfBackslashesIsHalvedInLinearTime) {
   EXPECT_EQ(UnescapeValue(std::string(1000000, '\\')), std::string(500000, '\\'));
 }
 
-TEST(UnescapeValue, DecodesWhereIsEscapeAtSaysSo) {
+TEST(UnescapeValue, DecodesExactlyWhereIsEscapeAtIsTrue) {
   const unsigned seed = std::random_device()();
   SCOPED_TRACE("seed " + std::to_string(seed));
   std::mt19937 random(seed);

@@ -1,4 +1,4 @@
-// Lines for the debugger.
+// The stream to the debugger.
 #include "logging/debugviewstream.h"
 
 #include <gmock/gmock.h>
@@ -18,7 +18,7 @@ bool g_noMemory = false;
 
 }  // namespace
 
-// The product's only allocation that can fail without an exception.
+// Replaced because this is the product's only nothrow allocation.
 void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
   if (g_noMemory) return nullptr;
   try {
@@ -50,7 +50,7 @@ class DebugViewStream : public testing::Test {
       [this](auto, const char* text) { narrow.emplace_back(text); }};
 };
 
-TEST_F(DebugViewStream, GivesTheDebuggerWideText) {
+TEST_F(DebugViewStream, SendsWideTextToTheDebugger) {
   stream.Write("\xC3\xA4 \xF0\x9F\x98\x80\r\n");
   EXPECT_THAT(wide, ElementsAre(WideString(QV_WIDE("\u00E4 \U0001F600\r\n"))));
   EXPECT_THAT(narrow, IsEmpty());
@@ -76,7 +76,7 @@ TEST_F(DebugViewStream, ConvertsFromUtf8WithoutFlags) {
   EXPECT_THAT(wide, ElementsAre(WideString(QV_WIDE("text"))));
 }
 
-TEST_F(DebugViewStream, GivesNarrowTextWhenTheConversionFails) {
+TEST_F(DebugViewStream, SendsNarrowTextIfTheConversionFails) {
   ScopedReplacement<platform::codepages, &CodePageOperations::MultiByteToWideChar> convert(
       [](auto, auto...) { return 0; });
   stream.Write("\xC3\xA4 text\r\n");
@@ -84,7 +84,7 @@ TEST_F(DebugViewStream, GivesNarrowTextWhenTheConversionFails) {
   EXPECT_THAT(narrow, ElementsAre("\xC3\xA4 text\r\n"));
 }
 
-TEST_F(DebugViewStream, GivesNarrowTextWithoutMemoryForTheWide) {
+TEST_F(DebugViewStream, SendsNarrowTextIfMemoryRunsOut) {
   g_noMemory = true;
   stream.Write("text\r\n");
   g_noMemory = false;
@@ -99,7 +99,7 @@ TEST_F(DebugViewStream, IgnoresNullAndEmptyText) {
   EXPECT_THAT(narrow, IsEmpty());
 }
 
-TEST_F(DebugViewStream, TakesALineOfTheLogger) {
+TEST_F(DebugViewStream, WritesALineOfTheLogger) {
   FixedStamp stamp;
   OpenLogger logger;
   ASSERT_EQ(logger.AddStream("Outlook", 15, "Dbg", nullptr), 1);

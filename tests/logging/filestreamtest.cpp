@@ -46,13 +46,13 @@ class FileStream : public testing::Test {
     return folder.Path() / ("log_" + std::to_string(index) + ".log");
   }
 
-  // A file with nothing in it but its size takes no room on the disk.
+  // A sparse file of this size.
   void MakeFileOfSize(int index, std::uint64_t size) const {
     MakeFile(File(index), "");
     std::filesystem::resize_file(File(index), size);
   }
 
-  // Which of the files 0 to 5 are there.
+  // Which of the files 0 to 5 exist.
   std::string Present() const {
     std::string present;
     for (int index = 0; index < 6; ++index) {
@@ -77,7 +77,7 @@ class FileStream : public testing::Test {
   tests::TemporaryFolder folder;
 };
 
-// A seek that tells each stream it is about to write the byte behind the cap.
+// Makes every seek report a position one byte above the limit.
 ReplacedSeek::Function AlwaysAtCap() {
   return [](auto original, platform::Handle file, std::int32_t distance, std::int32_t* high,
             std::uint32_t method) {
@@ -116,7 +116,7 @@ TEST_F(FileStream, IgnoresNullAndEmptyText) {
   EXPECT_EQ(Present(), "");
 }
 
-TEST_F(FileStream, WithoutANameAsksForNoSize) {
+TEST_F(FileStream, WithoutANameQueriesNoSize) {
   int asked = 0;
   ReplacedSize size([&asked](auto, const platform::WideChar*, std::uint64_t*) {
     ++asked;
@@ -127,7 +127,7 @@ TEST_F(FileStream, WithoutANameAsksForNoSize) {
   EXPECT_EQ(asked, 0);
 }
 
-TEST_F(FileStream, MakesANewFileOpenToEverybody) {
+TEST_F(FileStream, CreatesAFileWithAccessForEveryone) {
   std::vector<std::string> calls;
   SecurityDescriptor* made = nullptr;
   ScopedReplacement<platform::security,
@@ -171,7 +171,7 @@ TEST_F(FileStream, MakesANewFileOpenToEverybody) {
   EXPECT_EQ(FileBytes(File(0)), "one\r\ntwo\r\n");
 }
 
-TEST_F(FileStream, MakesAFileWithoutADescriptorToo) {
+TEST_F(FileStream, CreatesAFileEvenWithoutADescriptor) {
   ScopedReplacement<platform::security,
                     &SecurityOperations::ConvertStringSecurityDescriptorToSecurityDescriptorW>
       convert([](auto, const platform::WideChar*, SecurityDescriptor** result) {
@@ -183,7 +183,7 @@ TEST_F(FileStream, MakesAFileWithoutADescriptorToo) {
   EXPECT_EQ(FileBytes(File(0)), "one\r\n");
 }
 
-TEST_F(FileStream, AppendsAtTheEndThatAnotherWriterMade) {
+TEST_F(FileStream, AppendsAfterAnotherWritersData) {
   OpenFileStream stream(Base());
   stream.Write("one\r\n");
   std::ofstream(File(0), std::ios::binary | std::ios::app) << "other\r\n";
@@ -211,7 +211,7 @@ TEST_F(FileStream, ClosesItsFileAtTheEnd) {
 
 // Failures.
 
-TEST_F(FileStream, LosesALineThatFindsNoFileAndTriesAgainWithTheNext) {
+TEST_F(FileStream, LosesALineIfTheFileCannotBeOpenedAndRetriesWithTheNext) {
   OpenFileStream stream(Base());
   {
     int tried = 0;
@@ -227,7 +227,7 @@ TEST_F(FileStream, LosesALineThatFindsNoFileAndTriesAgainWithTheNext) {
   EXPECT_EQ(FileBytes(File(0)), "kept\r\n");
 }
 
-TEST_F(FileStream, LosesALineWhenTheEndCannotBeFound) {
+TEST_F(FileStream, LosesALineIfTheSeekFails) {
   MakeFileOfSize(0, kCap - 1);
   OpenFileStream stream(Base());
   stream.Write("a");
@@ -251,7 +251,7 @@ TEST_F(FileStream, LosesALineWhenTheEndCannotBeFound) {
   EXPECT_EQ(std::filesystem::file_size(File(0)), kCap);
 }
 
-TEST_F(FileStream, TakesAnAllOnesLowHalfForAPosition) {
+TEST_F(FileStream, AcceptsALowHalfWithAllBitsSetAsAPosition) {
   OpenFileStream stream(Base());
   int written = 0;
   ReplacedSeek seek([](auto, platform::Handle, std::int32_t, std::int32_t* high, std::uint32_t) {
@@ -266,7 +266,7 @@ TEST_F(FileStream, TakesAnAllOnesLowHalfForAPosition) {
   EXPECT_EQ(written, 1);
 }
 
-TEST_F(FileStream, RotatesAsUsualAfterAWriteThatFailed) {
+TEST_F(FileStream, RotatesAsUsualAfterAFailedWrite) {
   MakeFileOfSize(0, kCap - 4);
   OpenFileStream stream(Base());
   {
@@ -281,7 +281,7 @@ TEST_F(FileStream, RotatesAsUsualAfterAWriteThatFailed) {
   EXPECT_EQ(FileBytes(File(1)), "next");
 }
 
-TEST_F(FileStream, GoesOnWithAFileThatCannotBeDeleted) {
+TEST_F(FileStream, ContinuesAFileThatCannotBeDeleted) {
   MakeFileOfSize(0, kCap - 1);
   MakeFile(File(1), "old ");
   OpenFileStream stream(Base());
@@ -293,22 +293,22 @@ TEST_F(FileStream, GoesOnWithAFileThatCannotBeDeleted) {
   EXPECT_EQ(FileBytes(File(1)), "old new");
 }
 
-// Where a new stream begins.
+// The first file of a new stream.
 
-TEST_F(FileStream, ContinuesFileZeroBelowTheCapWhateverElseExists) {
+TEST_F(FileStream, ContinuesFileZeroBelowTheLimitWhateverElseExists) {
   MakeFileOfSize(0, kCap - 1);
   MakeFileOfSize(1, 3);
   MakeFileOfSize(2, kCap);
   EXPECT_EQ(OpenFileStream(Base()).m_nIndex, 0);
 }
 
-TEST_F(FileStream, BeginsWithZeroWhereThereIsNoFile) {
+TEST_F(FileStream, StartsWithZeroIfNoFileExists) {
   EXPECT_EQ(OpenFileStream(Base()).m_nIndex, 0);
   MakeFileOfSize(1, 3);
   EXPECT_EQ(OpenFileStream(Base()).m_nIndex, 0);
 }
 
-TEST_F(FileStream, ContinuesTheFirstFileBelowTheCap) {
+TEST_F(FileStream, ContinuesTheFirstFileBelowTheLimit) {
   MakeFileOfSize(0, kCap);
   MakeFileOfSize(1, kCap - 1);
   EXPECT_EQ(OpenFileStream(Base()).m_nIndex, 1);
@@ -318,7 +318,7 @@ TEST_F(FileStream, ContinuesTheFirstFileBelowTheCap) {
   EXPECT_EQ(OpenFileStream(Base()).m_nIndex, 3);
 }
 
-TEST_F(FileStream, BeginsTheFirstMissingFileBehindFullOnes) {
+TEST_F(FileStream, StartsTheFirstMissingFileAfterFullOnes) {
   MakeFileOfSize(0, kCap);
   MakeFileOfSize(2, 3);
   OpenFileStream stream(Base());
@@ -327,14 +327,14 @@ TEST_F(FileStream, BeginsTheFirstMissingFileBehindFullOnes) {
   EXPECT_EQ(FileBytes(File(1)), "x");
 }
 
-TEST_F(FileStream, TakesAFileOfExactlyTheCapForFull) {
+TEST_F(FileStream, AFileOfExactlyTheLimitIsFull) {
   MakeFileOfSize(0, kCap);
   EXPECT_EQ(OpenFileStream(Base()).m_nIndex, 1);
   std::filesystem::resize_file(File(0), kCap - 1);
   EXPECT_EQ(OpenFileStream(Base()).m_nIndex, 0);
 }
 
-TEST_F(FileStream, TakesAFileThatCannotBeAskedForFree) {
+TEST_F(FileStream, AFileWithoutAReadableSizeIsFree) {
   MakeFileOfSize(0, kCap);
   MakeFileOfSize(1, kCap);
   ReplacedSize size([this](auto original, const platform::WideChar* path, std::uint64_t* result) {
@@ -344,7 +344,7 @@ TEST_F(FileStream, TakesAFileThatCannotBeAskedForFree) {
   EXPECT_EQ(OpenFileStream(Base()).m_nIndex, 1);
 }
 
-TEST_F(FileStream, TakesASizeBeyondThirtyTwoBitsForFull) {
+TEST_F(FileStream, AFileAboveThirtyTwoBitsIsFull) {
   ReplacedSize size([](auto, const platform::WideChar* path, std::uint64_t* result) {
     *result = platform::WideString(path).ends_with(QV_WIDE("_0.log")) ? 1ULL << 32 : 0;
     return true;
@@ -352,7 +352,7 @@ TEST_F(FileStream, TakesASizeBeyondThirtyTwoBitsForFull) {
   EXPECT_EQ(OpenFileStream(Base()).m_nIndex, 1);
 }
 
-TEST_F(FileStream, LooksAtSixFilesForARingOfFive) {
+TEST_F(FileStream, ChecksSixFilesForARingOfFive) {
   std::vector<platform::WideString> asked;
   ReplacedSize size([&asked](auto, const platform::WideChar* path, std::uint64_t* result) {
     asked.push_back(path);
@@ -364,7 +364,7 @@ TEST_F(FileStream, LooksAtSixFilesForARingOfFive) {
                                  QV_WIDE("b_3.log"), QV_WIDE("b_4.log"), QV_WIDE("b_5.log")));
 }
 
-TEST_F(FileStream, MayBeginWithIndexFiveAndRotatesFromThereToZero) {
+TEST_F(FileStream, MayStartWithIndexFiveAndRotatesFromThereToZero) {
   for (int index = 0; index < 5; ++index) MakeFileOfSize(index, kCap);
   MakeFileOfSize(5, kCap - 1);
   OpenFileStream stream(Base());
@@ -377,7 +377,7 @@ TEST_F(FileStream, MayBeginWithIndexFiveAndRotatesFromThereToZero) {
   EXPECT_EQ(FileBytes(File(0)), "new");
 }
 
-TEST_F(FileStream, WithAllSixFullTakesZeroAndDeletesOneAfterTheFirstLine) {
+TEST_F(FileStream, WithAllSixFullStartsWithZeroAndDeletesOneAfterTheFirstLine) {
   for (int index = 0; index < 6; ++index) MakeFileOfSize(index, kCap + 1);
   OpenFileStream stream(Base());
   EXPECT_EQ(stream.m_nIndex, 0);
@@ -388,9 +388,9 @@ TEST_F(FileStream, WithAllSixFullTakesZeroAndDeletesOneAfterTheFirstLine) {
   EXPECT_EQ(Present(), "02345");
 }
 
-// When and how the files change.
+// Rotation.
 
-TEST_F(FileStream, StaysWhenALineBringsItExactlyToTheCap) {
+TEST_F(FileStream, DoesNotRotateAtExactlyTheLimit) {
   MakeFileOfSize(0, kCap - 5);
   OpenFileStream stream(Base());
   stream.Write("12345");
@@ -399,7 +399,7 @@ TEST_F(FileStream, StaysWhenALineBringsItExactlyToTheCap) {
   EXPECT_TRUE(stream.m_hFile.IsOpen());
 }
 
-TEST_F(FileStream, RotatesWhenALineGoesOneBytePastTheCap) {
+TEST_F(FileStream, RotatesOneBytePastTheLimit) {
   MakeFileOfSize(0, kCap - 5);
   OpenFileStream stream(Base());
   stream.Write("123456");
@@ -412,7 +412,7 @@ TEST_F(FileStream, RotatesWhenALineGoesOneBytePastTheCap) {
   EXPECT_EQ(FileBytes(File(1)), "next");
 }
 
-TEST_F(FileStream, RotatesBeyondFourGigabytesWhateverTheLowHalf) {
+TEST_F(FileStream, RotatesAboveFourGigabytesWhateverTheLowHalf) {
   OpenFileStream stream(Base());
   ReplacedSeek seek([](auto, platform::Handle, std::int32_t, std::int32_t* high, std::uint32_t) {
     *high = 1;
@@ -453,7 +453,7 @@ TEST_F(FileStream, SeeksToTheEndBeforeEachLine) {
   EXPECT_EQ(asked, 2);
 }
 
-TEST_F(FileStream, GoesRoundTheFiveFilesDeletingEachAtTheChange) {
+TEST_F(FileStream, CyclesThroughFiveFilesDeletingEachAtRotation) {
   for (int index = 0; index < 5; ++index) MakeFile(File(index), "old");
   OpenFileStream stream(Base());
   ReplacedSeek seek(AlwaysAtCap());
@@ -462,7 +462,7 @@ TEST_F(FileStream, GoesRoundTheFiveFilesDeletingEachAtTheChange) {
     stream.Write(text);
     steps.push_back(std::to_string(stream.m_nIndex) + ":" + Present());
   }
-  // The file of the new index is gone at once; the line after the change makes it anew.
+  // The next file is gone at once; the line after the rotation creates it again.
   EXPECT_THAT(steps, ElementsAre("1:0234", "2:0134", "3:0124", "4:0123", "0:1234", "1:0234"));
   EXPECT_EQ(FileBytes(File(4)), "e");
   EXPECT_EQ(FileBytes(File(0)), "f");

@@ -1,4 +1,4 @@
-// The text of a line.
+// The format of a line.
 #include <gmock/gmock.h>
 
 #include <cstring>
@@ -24,26 +24,26 @@ class LogLine : public testing::Test {
   OpenLogger logger;
 };
 
-TEST_F(LogLine, HoldsThreadDateTimeModuleLevelAndMessage) {
+TEST_F(LogLine, HasThreadDateTimeModuleLevelAndMessage) {
   EXPECT_EQ(logger.Log("Outlook", kLogErr, "Cannot get %s, %d times", "subject", 3), 1);
   EXPECT_EQ(LastLine(),
             "(00042) 02/03/2024 04:05:06.007 Outlook> Err : Cannot get subject, 3 times\r\n");
 }
 
-TEST_F(LogLine, ShowsMonthBeforeDayAndEveryFieldInItsPlace) {
+TEST_F(LogLine, ShowsMonthBeforeDayAndEveryFieldInOrder) {
   stamp.time = {1999, 12, 31, 23, 58, 59, 456};
   stamp.thread = 12345;
   logger.Log("Outlook", kLogInfo, "x");
   EXPECT_EQ(LastLine(), "(12345) 12/31/1999 23:58:59.456 Outlook> Info: x\r\n");
 }
 
-TEST_F(LogLine, WidensForALongThreadIdentifier) {
+TEST_F(LogLine, IsWiderForALongThreadId) {
   stamp.thread = 1234567;
   logger.Log("Outlook", kLogInfo, "x");
   EXPECT_EQ(LastLine(), "(1234567) 02/03/2024 04:05:06.007 Outlook> Info: x\r\n");
 }
 
-TEST_F(LogLine, ShowsAThreadIdentifierAsASignedNumber) {
+TEST_F(LogLine, ShowsTheThreadIdAsASignedNumber) {
   stamp.thread = 0xFFFFFFFF;
   logger.Log("Outlook", kLogInfo, "x");
   EXPECT_EQ(LastLine().substr(0, 8), "(-0001) ");
@@ -52,13 +52,13 @@ TEST_F(LogLine, ShowsAThreadIdentifierAsASignedNumber) {
   EXPECT_EQ(LastLine().substr(0, 14), "(-2147483648) ");
 }
 
-TEST_F(LogLine, KeepsFieldsThatAreWiderThanTheirPlace) {
+TEST_F(LogLine, KeepsFieldsWiderThanTheirMinimum) {
   stamp.time = {65535, 100, 200, 300, 400, 500, 60000};
   logger.Log("Outlook", kLogInfo, "x");
   EXPECT_EQ(LastLine(), "(00042) 100/200/65535 300:400:500.60000 Outlook> Info: x\r\n");
 }
 
-TEST_F(LogLine, FollowsEveryPartOfTheStamp) {
+TEST_F(LogLine, FollowsEveryPartOfTheTime) {
   const std::vector<std::pair<platform::LocalTime, std::string>> steps = {
       {{2024, 2, 3, 4, 5, 6, 7}, "(00042) 02/03/2024 04:05:06.007 "},
       {{2024, 2, 3, 4, 5, 6, 1000}, "(00042) 02/03/2024 04:05:06.1000 "},
@@ -93,7 +93,7 @@ TEST_F(LogLine, NamesEachLevel) {
                           begin + "Info: m\r\n"));
 }
 
-TEST(LevelName, TakesTheGravestOfTheNamedBits) {
+TEST(LevelName, IsTheMostSevereNamedBit) {
   EXPECT_STREQ(CVRKLogger::LevelName(1), "Info");
   EXPECT_STREQ(CVRKLogger::LevelName(2), "Warn");
   EXPECT_STREQ(CVRKLogger::LevelName(3), "Warn");
@@ -118,17 +118,17 @@ TEST(LevelName, IsNoneWithoutANamedBit) {
   EXPECT_STREQ(CVRKLogger::LevelName(0x3000), "None");
 }
 
-TEST_F(LogLine, EndsOnceWhenTheMessageEndsInLineFeed) {
+TEST_F(LogLine, HasOneLineEndIfTheMessageEndsWithLineFeed) {
   logger.Log("Outlook", kLogInfo, "text\n");
   EXPECT_EQ(LastLine(), std::string(kStamp) + "Outlook> Info: text\r\n");
 }
 
-TEST_F(LogLine, KeepsTheCarriageReturnBeforeTheLineFeedThatGoes) {
+TEST_F(LogLine, KeepsTheCarriageReturnBeforeTheRemovedLineFeed) {
   logger.Log("Outlook", kLogInfo, "text\r\n");
   EXPECT_EQ(LastLine(), std::string(kStamp) + "Outlook> Info: text\r\r\n");
 }
 
-TEST_F(LogLine, LosesOnlyTheLastOfTwoLineFeeds) {
+TEST_F(LogLine, RemovesOnlyTheLastOfTwoLineFeeds) {
   logger.Log("Outlook", kLogInfo, "text\n\n");
   EXPECT_EQ(LastLine(), std::string(kStamp) + "Outlook> Info: text\n\r\n");
 }
@@ -144,7 +144,7 @@ TEST_F(LogLine, EndsAtANulInTheMessage) {
   EXPECT_EQ(LastLine(), std::string(kStamp) + "Outlook> Info: before\r\n");
 }
 
-TEST_F(LogLine, OfALongMessageIsCutToFitTheBufferWithItsEnd) {
+TEST_F(LogLine, OfALongMessageIsCutToFitTheBufferWithItsLineEnd) {
   const std::string message(2100, 'x');
   EXPECT_EQ(logger.Log("Outlook", kLogInfo, "%s", message.c_str()), 1);
   const std::string line = LastLine();
@@ -153,7 +153,7 @@ TEST_F(LogLine, OfALongMessageIsCutToFitTheBufferWithItsEnd) {
   EXPECT_EQ(line, prefix + std::string(2077 - prefix.size(), 'x') + "\r\n");
 }
 
-TEST_F(LogLine, IsWholeUpToTheLastPlaceAndCutFromTheNext) {
+TEST_F(LogLine, IsWholeAtTheLimitAndCutAboveIt) {
   const std::string prefix = std::string(kStamp) + "Outlook> Info: ";
   const std::string fitting = std::string(2076 - prefix.size(), 'x') + "y";
   logger.Log("Outlook", kLogInfo, "%s", fitting.c_str());
@@ -162,14 +162,14 @@ TEST_F(LogLine, IsWholeUpToTheLastPlaceAndCutFromTheNext) {
   EXPECT_EQ(LastLine(), prefix + fitting + "\r\n");
 }
 
-TEST_F(LogLine, LosesALineFeedThatBecomesLastByTheCut) {
+TEST_F(LogLine, RemovesALineFeedThatCuttingMakesLast) {
   const std::string prefix = std::string(kStamp) + "Outlook> Info: ";
   const std::string message = std::string(2076 - prefix.size(), 'x') + "\nrest";
   logger.Log("Outlook", kLogInfo, "%s", message.c_str());
   EXPECT_EQ(LastLine(), prefix + std::string(2076 - prefix.size(), 'x') + "\r\n");
 }
 
-TEST_F(LogLine, LeavesNothingOfALongerLineBehind) {
+TEST_F(LogLine, LeavesNothingOfALongerLineInTheBuffer) {
   logger.Log("Outlook", kLogInfo, "%s", std::string(3000, 'x').c_str());
   logger.Log("Outlook", kLogInfo, "short");
   std::string expected = std::string(kStamp) + "Outlook> Info: short\r\n";
@@ -182,7 +182,7 @@ TEST_F(LogLine, ShowsTheModuleAsTheCallerWroteIt) {
   EXPECT_EQ(LastLine(), std::string(kStamp) + "OUTLOOK> Info: x\r\n");
 }
 
-TEST_F(LogLine, KeepsTheBytesOfTheMessage) {
+TEST_F(LogLine, KeepsTheMessagesBytes) {
   logger.Log("Outlook", kLogInfo, "%s", "\xC3\xA4\xF0\x9F\x98\x80 \xFF\x01%d");
   EXPECT_EQ(LastLine(),
             std::string(kStamp) + "Outlook> Info: \xC3\xA4\xF0\x9F\x98\x80 \xFF\x01%d\r\n");

@@ -1,4 +1,4 @@
-// How tests read what was logged.
+// LogCapture, with which other tests read the log.
 #include "tests/support/logcapture.h"
 
 #include <gmock/gmock.h>
@@ -15,7 +15,7 @@ using testing::IsEmpty;
 using tests::LogCapture;
 using tests::LoggedLine;
 
-TEST(LogCapture, GivesLevelsAndMessagesInOrder) {
+TEST(LogCapture, ReturnsLevelsAndMessagesInOrder) {
   LogCapture log;
   g_logger.Log(kLogModule, kLogErr, "Cannot get %s", "subject");
   g_logger.Log(kLogModule, kLogInfo, "two\r\nlines\n");
@@ -44,7 +44,7 @@ TEST(LogCapture, ThroughTheDebuggerNeedsNoFile) {
   EXPECT_THAT(log.Lines(), ElementsAre(LoggedLine{kLogErr, "\xC3\xA4 line"}));
 }
 
-TEST(LogCapture, RefusesTextThatNoLoggerWrote) {
+TEST(LogCapture, RejectsTextThatNoLoggerWrote) {
   EXPECT_THROW(tests::ParseLog("anything\r\n", "Outlook"), std::runtime_error);
   EXPECT_THROW(tests::ParseLog("(00042) 02/03/2024 04:05:06.007 Outlook> Info: cut", "Outlook"),
                std::runtime_error);

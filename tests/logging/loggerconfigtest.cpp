@@ -1,4 +1,4 @@
-// Logger.cfg: its lines, and what the logger makes of them.
+// Logger.cfg: its lines and the streams that they create.
 #include "logging/loggerconfig.h"
 
 #include <gmock/gmock.h>
@@ -31,8 +31,7 @@ class Config : public testing::Test {
 
   int Load(std::string_view text) { return logger.LoadConfigFile(Given(text).c_str()); }
 
-  // Returns "type mask" for each of the module's streams, in the order in which they receive a
-  // line.
+  // "type mask" of each stream of the module, in the order in which they get a line.
   std::vector<std::string> Streams(const char* module) const {
     std::vector<std::string> streams;
     const CModuleLogInfo* const info = logger.FindModule(module);
@@ -43,7 +42,7 @@ class Config : public testing::Test {
     return streams;
   }
 
-  // Returns the base names of the created file streams in order, without the computer's name.
+  // The base names of the new file streams in order, without the computer's name.
   std::vector<WideString> fileNames;
   tests::TemporaryFolder folder;
   OpenLogger logger;
@@ -61,7 +60,7 @@ class Config : public testing::Test {
       }};
 };
 
-// Scanning one line.
+// Single lines.
 
 TEST(ConfigLine, HasUpToFourFieldsDividedByWhiteSpace) {
   const logging::ConfigFields fields =
@@ -81,7 +80,7 @@ TEST(ConfigLine, LeavesMissingFieldsEmpty) {
   EXPECT_EQ(logging::ScanConfigLine(" \r\n").module, "");
 }
 
-TEST(ConfigLine, TakesTheLongestTokenOfEachField) {
+TEST(ConfigLine, AcceptsTheLongestTokenOfEachField) {
   const std::string parameter(259, 'p');
   const logging::ConfigFields fields =
       logging::ScanConfigLine("abcdefghijklmno 123 abcdefg " + parameter);
@@ -91,7 +90,7 @@ TEST(ConfigLine, TakesTheLongestTokenOfEachField) {
   EXPECT_EQ(fields.parameter, parameter);
 }
 
-TEST(ConfigLine, EndsTheScanAtATokenThatIsTooLong) {
+TEST(ConfigLine, StopsAtATokenThatIsTooLong) {
   logging::ConfigFields fields = logging::ScanConfigLine("abcdefghijklmnop 15 File x");
   EXPECT_EQ(fields.module + fields.mask + fields.type + fields.parameter, "");
   fields = logging::ScanConfigLine("Outlook 1234 File x");
@@ -112,9 +111,9 @@ TEST(ConfigLine, IsACommentOnlyByItsVeryFirstCharacter) {
   EXPECT_FALSE(logging::IsConfigComment("\n"));
 }
 
-// A whole file.
+// Whole files.
 
-TEST_F(Config, MakesOneStreamALine) {
+TEST_F(Config, CreatesOneStreamPerLine) {
   EXPECT_EQ(Load("Outlook 15 File C:\\logs\\outlook\n"
                  "Outlook 12 Dbg\n"
                  "outlook 8 udp 127.0.0.1:1514\n"),
@@ -124,19 +123,19 @@ TEST_F(Config, MakesOneStreamALine) {
   EXPECT_THAT(logger.m_logFiles, ElementsAre(QV_WIDE("C:\\logs\\outlook")));
 }
 
-TEST_F(Config, ReadsLinesThatEndInCarriageReturnAndLineFeed) {
+TEST_F(Config, AcceptsCarriageReturnLineFeed) {
   EXPECT_EQ(Load("; first\r\nOutlook 15 File C:\\a b\r\nOutlook 12 Dbg"), 1);
   EXPECT_THAT(Streams("Outlook"), ElementsAre("Dbg 12", "File 15"));
   EXPECT_THAT(fileNames, ElementsAre(QV_WIDE("C:\\a b")));
 }
 
-TEST_F(Config, KeepsBlanksInsideAPathAndDropsThoseBehind) {
+TEST_F(Config, KeepsBlanksWithinAPathAndDropsTrailingOnes) {
   EXPECT_EQ(Load("Outlook 15 File C:\\Program Files\\a  b\tc \t \n"), 1);
   EXPECT_THAT(fileNames, ElementsAre(QV_WIDE("C:\\Program Files\\a  b\tc")));
   EXPECT_THAT(logger.m_logFiles, ElementsAre(QV_WIDE("C:\\Program Files\\a  b\tc")));
 }
 
-TEST_F(Config, BeginsAParameterAtItsFirstPlaceInTheLine) {
+TEST_F(Config, BeginsAParameterAtItsFirstOccurrenceInTheLine) {
   EXPECT_EQ(Load("Outlook 15 File Outlook log\n"), 1);
   EXPECT_THAT(fileNames, ElementsAre(QV_WIDE("Outlook 15 File Outlook log")));
   fileNames.clear();
@@ -155,7 +154,7 @@ TEST_F(Config, KeepsAUdpParameterToOneToken) {
   EXPECT_THAT(logger.m_logFiles, IsEmpty());
 }
 
-TEST_F(Config, MakesTwoStreamsOfOnePathForTwoModulesAndOneEntry) {
+TEST_F(Config, CreatesTwoStreamsAndOneEntryForTwoModulesWithOnePath) {
   EXPECT_EQ(Load("Outlook 15 File C:\\log\nOther 15 File C:\\log\n"), 1);
   EXPECT_THAT(Streams("Outlook"), ElementsAre("File 15"));
   EXPECT_THAT(Streams("Other"), ElementsAre("File 15"));
@@ -169,19 +168,19 @@ TEST_F(Config, IsCompleteWithThreeFieldsForTheDebugger) {
   EXPECT_THAT(Streams("Outlook"), ElementsAre("Dbg 15"));
 }
 
-TEST_F(Config, TakesASemicolonBehindABlankForAModule) {
+TEST_F(Config, TreatsASemicolonAfterABlankAsAModule) {
   EXPECT_EQ(Load(" ; 15 Dbg\n"), 1);
   EXPECT_THAT(Streams(";"), ElementsAre("Dbg 15"));
   EXPECT_EQ(Load(" ; a comment, or so it looks\n"), 0);
 }
 
-TEST_F(Config, TakesAByteOrderMarkIntoTheFirstModulesName) {
+TEST_F(Config, TreatsAByteOrderMarkAsPartOfTheFirstModule) {
   EXPECT_EQ(Load("\xEF\xBB\xBFOutlook 15 Dbg\n"), 1);
   EXPECT_FALSE(logger.IsModuleLogged("Outlook"));
   EXPECT_TRUE(logger.IsModuleLogged("\xEF\xBB\xBFOutlook"));
 }
 
-TEST_F(Config, OfALaterReadingReplacesTheEarlier) {
+TEST_F(Config, ReloadReplacesTheRegistry) {
   const std::string path = Given("Outlook 15 Dbg\nOutlook 1 File C:\\one\nOld 1 Dbg\n");
   EXPECT_EQ(logger.LoadConfigFile(path.c_str()), 1);
   EXPECT_EQ(logger.LoadConfigFile(path.c_str()), 1);
@@ -193,23 +192,23 @@ TEST_F(Config, OfALaterReadingReplacesTheEarlier) {
 }
 
 TEST_F(Config, CutsALineAt291CharactersAndReadsTheRestAsALine) {
-  // The first piece ends inside the blanks; the rest contains the second line's module.
+  // The first piece ends within the blanks, so the second line's module is in the rest.
   const std::string first = "Outlook 15 Dbg";
   EXPECT_EQ(Load(first + std::string(291 - first.size(), ' ') + "Other 7 Dbg\n"), 1);
   EXPECT_THAT(Streams("Outlook"), ElementsAre("Dbg 15"));
   EXPECT_THAT(Streams("Other"), ElementsAre("Dbg 7"));
-  // With one more character in front, the first piece ends with the module's first character.
+  // With one more character in front, the module's first character ends the first piece.
   EXPECT_EQ(Load(first + std::string(290 - first.size(), ' ') + "Other 7 Dbg\n"), 1);
   EXPECT_EQ(logger.FindModule("Other"), nullptr);
   EXPECT_THAT(Streams("ther"), ElementsAre("Dbg 7"));
 }
 
 TEST_F(Config, CountsTheLineEndAmongThe291Characters) {
-  // 290 characters and LF fit, so the comment after them remains a comment.
+  // 290 characters and LF fit; the comment behind them stays one.
   const std::string line = "Outlook 15 Dbg" + std::string(276, ' ');
   ASSERT_EQ(line.size(), 290U);
   EXPECT_EQ(Load(line + "\r\n;\n"), 1);
-  // With one more, only the line end is left: a line without a module.
+  // With one more, the line end alone is the rest: a line without a module.
   EXPECT_EQ(Load(line + " \n;\n"), 1);
   EXPECT_THAT(Streams("Outlook"), ElementsAre("Dbg 15"));
 }
@@ -221,7 +220,7 @@ TEST_F(Config, EndsALineAtANul) {
   EXPECT_FALSE(logger.IsModuleLogged("Third"));
 }
 
-TEST_F(Config, ReadsOnBehindAControlZ) {
+TEST_F(Config, ReadsOnAfterAControlZ) {
   EXPECT_EQ(Load("\x1A 15 Dbg\nOutlook 15 Dbg\n"), 1);
   EXPECT_TRUE(logger.IsModuleLogged("Outlook"));
 }
@@ -239,7 +238,7 @@ TEST_F(Config, WithAnyBytesCrashesNothing) {
 
 // Failures.
 
-TEST_F(Config, ThatIsMissingLeavesTheRegistryAsItIs) {
+TEST_F(Config, MissingFileKeepsTheRegistry) {
   EXPECT_EQ(Load("Outlook 15 File C:\\x\n"), 1);
   EXPECT_EQ(logger.LoadConfigFile(folder.Entry("none.cfg").c_str()), 0);
   EXPECT_EQ(logger.LoadConfigFile(nullptr), 0);
@@ -253,7 +252,7 @@ TEST_F(Config, ThatIsMissingLeavesTheRegistryAsItIs) {
   EXPECT_THAT(logger.m_logFiles, ElementsAre(QV_WIDE("C:\\x")));
 }
 
-TEST_F(Config, ThatCannotBeReadIsAnEmptyOne) {
+TEST_F(Config, UnreadableFileIsLikeAnEmptyOne) {
   const std::string path = Given("Outlook 15 Dbg\n");
   ScopedReplacement<platform::files, &platform::FileOperations::ReadFile> read(
       [](auto, auto...) { return false; });
@@ -261,7 +260,7 @@ TEST_F(Config, ThatCannotBeReadIsAnEmptyOne) {
   EXPECT_EQ(logger.FindModule("Outlook"), nullptr);
 }
 
-TEST_F(Config, ThatIsEmptyOrOnlyCommentsEmptiesTheRegistry) {
+TEST_F(Config, EmptyFileEmptiesTheRegistry) {
   for (const char* text : {"", "; nothing\n;\n"}) {
     ASSERT_EQ(Load("Outlook 15 Dbg\n"), 1);
     EXPECT_EQ(Load(text), 1);
@@ -270,7 +269,7 @@ TEST_F(Config, ThatIsEmptyOrOnlyCommentsEmptiesTheRegistry) {
   }
 }
 
-TEST_F(Config, SkipsALineWithoutAModuleWithoutHarm) {
+TEST_F(Config, SkipsALineWithoutAModule) {
   EXPECT_EQ(Load("\n \t\nabcdefghijklmnop 15 Dbg\nOutlook 15 Dbg\n"), 1);
   EXPECT_THAT(Streams("Outlook"), ElementsAre("Dbg 15"));
   EXPECT_EQ(logger.FindModule("abcdefghijklmnop"), nullptr);
@@ -278,7 +277,7 @@ TEST_F(Config, SkipsALineWithoutAModuleWithoutHarm) {
 
 class RefusedLine : public Config, public testing::WithParamInterface<const char*> {};
 
-TEST_P(RefusedLine, MakesTheResultZeroAndTheOthersStay) {
+TEST_P(RefusedLine, MakesTheResultZeroAndKeepsTheOtherLines) {
   EXPECT_EQ(Load("Outlook 1 Dbg\nBad " + std::string(GetParam()) + "\nOutlook 2 Dbg\n"), 0);
   EXPECT_EQ(logger.FindModule("Bad"), nullptr);
   EXPECT_THAT(Streams("Outlook"), ElementsAre("Dbg 2", "Dbg 1"));
@@ -289,24 +288,24 @@ INSTANTIATE_TEST_SUITE_P(, RefusedLine,
                                          "0xF Dbg", "15 Debugger", "15 Dbgx", "15 File",
                                          "15 File \t", "15 UDP", "15 File C:\\\xFF\xFE"));
 
-TEST_F(Config, TakesTheNumberInFrontOfAMask) {
+TEST_F(Config, AcceptsAMaskThatStartsWithANumber) {
   EXPECT_EQ(Load("Outlook 7x Dbg\nOutlook +9 Dbg\nOutlook 999 Dbg\n"), 1);
   EXPECT_THAT(Streams("Outlook"), ElementsAre("Dbg 999", "Dbg 9", "Dbg 7"));
 }
 
-TEST_F(Config, NotesNoFileThatIsNotUtf8) {
+TEST_F(Config, RecordsNoFileThatIsNotUtf8) {
   EXPECT_EQ(Load("Outlook 15 File C:\\\xFF\n"), 0);
   EXPECT_THAT(logger.m_logFiles, IsEmpty());
   EXPECT_THAT(fileNames, IsEmpty());
 }
 
-TEST_F(Config, NotesAFileWhoseLineIsRefusedForItsMask) {
+TEST_F(Config, RecordsAFileWhoseLineIsRejectedForItsMask) {
   EXPECT_EQ(Load("Outlook 0 File C:\\noted\n"), 0);
   EXPECT_THAT(logger.m_logFiles, ElementsAre(QV_WIDE("C:\\noted")));
   EXPECT_EQ(logger.FindModule("Outlook"), nullptr);
 }
 
-TEST_F(Config, TakesAParameterOf259CharactersAndRefusesOneOf260) {
+TEST_F(Config, AcceptsAParameterOf259CharactersAndRejectsOneOf260) {
   const std::string fits = "C:\\a " + std::string(254, 'b');
   ASSERT_EQ(fits.size(), 259U);
   EXPECT_EQ(Load("Outlook 15 File " + fits + " \n"), 1);
@@ -318,14 +317,14 @@ TEST_F(Config, TakesAParameterOf259CharactersAndRefusesOneOf260) {
   EXPECT_THAT(logger.m_logFiles, IsEmpty());
 }
 
-TEST_F(Config, RefusesAParameterThatGrowsTooLongByBeginningEarly) {
+TEST_F(Config, RejectsAParameterThatIsTooLongBecauseItBeginsEarly) {
   const std::string path = "Outlook " + std::string(251, 'b');
   ASSERT_EQ(path.size(), 259U);
   EXPECT_EQ(Load("Outlook 15 File " + path + "\n"), 0);
   EXPECT_THAT(fileNames, IsEmpty());
 }
 
-// The file that the add-in reads.
+// The file in the system directory.
 
 using ReplacedSystemFolder =
     ScopedReplacement<platform::folders, &platform::FolderOperations::GetSystemDirectoryA>;
@@ -339,7 +338,7 @@ ReplacedSystemFolder::Function Giving(const std::string& path) {
   };
 }
 
-TEST_F(Config, IsReadFromTheSystemFolder) {
+TEST_F(Config, IsReadFromTheSystemDirectory) {
   Given("Outlook 15 Dbg\nOutlook 0 Dbg\n");
   ReplacedSystemFolder system(Giving(folder.Entry("")));
   EXPECT_EQ(logger.LoadConfig(), 0);
@@ -349,7 +348,7 @@ TEST_F(Config, IsReadFromTheSystemFolder) {
   EXPECT_THAT(Streams("Outlook"), ElementsAre("Dbg 7"));
 }
 
-TEST_F(Config, IsOpenedUnderItsNameInTheSystemFolder) {
+TEST_F(Config, IsOpenedByItsNameInTheSystemDirectory) {
   ReplacedSystemFolder system(Giving("C:\\Windows\\system32"));
   std::string opened;
   ScopedReplacement<platform::files, &platform::FileOperations::CreateFileA> create(
@@ -361,7 +360,7 @@ TEST_F(Config, IsOpenedUnderItsNameInTheSystemFolder) {
   EXPECT_EQ(opened, "C:\\Windows\\system32\\Logger.cfg");
 }
 
-TEST_F(Config, IsNotReadWithoutASystemFolder) {
+TEST_F(Config, IsNotReadWithoutASystemDirectory) {
   ASSERT_EQ(Load("Outlook 15 Dbg\n"), 1);
   for (const std::uint32_t result : {0U, 260U, 1000U}) {
     ReplacedSystemFolder system([result](auto, char*, std::uint32_t) { return result; });
@@ -372,7 +371,7 @@ TEST_F(Config, IsNotReadWithoutASystemFolder) {
   EXPECT_THAT(Streams("Outlook"), ElementsAre("Dbg 15"));
 }
 
-// Reading one module's line.
+// The line of one module.
 
 TEST_F(Config, OfOneModuleAddsItsFirstLineOnly) {
   ASSERT_EQ(Load("Other 1 Dbg\n"), 1);
@@ -390,7 +389,7 @@ TEST_F(Config, OfOneModuleAddsToItsStreams) {
   EXPECT_THAT(Streams("Outlook"), ElementsAre("Dbg 15", "Dbg 15"));
 }
 
-TEST_F(Config, OfOneModuleNotesTheFilesOfTheLinesBeforeItToo) {
+TEST_F(Config, OfOneModuleRecordsTheFilesOfEarlierLinesToo) {
   ASSERT_EQ(Load("Old 1 File C:\\old\n"), 1);
   const std::string path =
       Given("Other 1 File C:\\other log\nOutlook 1 File C:\\own\nLate 1 File C:\\late\n");
@@ -400,7 +399,7 @@ TEST_F(Config, OfOneModuleNotesTheFilesOfTheLinesBeforeItToo) {
   EXPECT_THAT(fileNames, ElementsAre(QV_WIDE("C:\\old"), QV_WIDE("C:\\own")));
 }
 
-TEST_F(Config, OfOneModuleIsRefusedWithItsFirstLine) {
+TEST_F(Config, OfOneModuleFailsWithItsFirstLine) {
   const std::string path = Given("Outlook 0 Dbg\nOutlook 15 Dbg\n");
   EXPECT_EQ(logger.LoadModuleConfigFile(path.c_str(), "Outlook"), 0);
   EXPECT_EQ(logger.FindModule("Outlook"), nullptr);
@@ -411,14 +410,14 @@ TEST_F(Config, OfOneModuleIsRefusedWithItsFirstLine) {
   EXPECT_EQ(logger.FindModule("Outlook"), nullptr);
 }
 
-TEST_F(Config, OfOneModuleGoesOnBehindAnothersRefusedLine) {
+TEST_F(Config, OfOneModuleContinuesAfterAnotherModulesRejectedLine) {
   const std::string tooLong = "C:\\a " + std::string(255, 'b');
   const std::string path = Given("Other 1 File " + tooLong + "\n;Outlook 1 Dbg\nOutlook 15 Dbg\n");
   EXPECT_EQ(logger.LoadModuleConfigFile(path.c_str(), "Outlook"), 1);
   EXPECT_THAT(Streams("Outlook"), ElementsAre("Dbg 15"));
 }
 
-TEST_F(Config, OfOneModuleIsZeroWithoutArgumentsFileOrLine) {
+TEST_F(Config, OfOneModuleReturnsZeroWithoutArgumentsFileOrLine) {
   const std::string path = Given("Other 15 Dbg\n\n");
   EXPECT_EQ(logger.LoadModuleConfigFile(nullptr, "Outlook"), 0);
   EXPECT_EQ(logger.LoadModuleConfigFile("", "Outlook"), 0);
@@ -446,7 +445,7 @@ TEST_F(Config, OfARegisteredModuleIsNotRead) {
   EXPECT_EQ(logger.LoadModuleConfig(nullptr), 0);
 }
 
-TEST_F(Config, OfOneModuleIsReadFromTheSystemFolder) {
+TEST_F(Config, OfOneModuleIsReadFromTheSystemDirectory) {
   Given("Other 3 Dbg\nOutlook 7 Dbg\n");
   ReplacedSystemFolder system(Giving(folder.Entry("")));
   EXPECT_EQ(logger.LoadModuleConfig("Outlook"), 1);

@@ -1,4 +1,4 @@
-// What the logger's tests share.
+// Helpers for the logger's tests.
 #pragma once
 
 #include <cstdint>
@@ -14,7 +14,7 @@
 #include "platform/process.h"
 #include "platform/scopedreplacement.h"
 
-// A logger that exposes its protected members.
+// A logger with its protected members public.
 class OpenLogger : public CVRKLogger {
  public:
   using CVRKLogger::kLineSize;
@@ -23,7 +23,7 @@ class OpenLogger : public CVRKLogger {
   using CVRKLogger::m_wszComputerName;
 };
 
-// Adds each line, with the stream's name, to a list that several streams may share.
+// Records what it is offered, with its own name, in a list that several streams may share.
 class RecordingStream : public CBaseStream {
  public:
   struct Record {
@@ -46,7 +46,7 @@ inline void PrintTo(const RecordingStream::Record& record, std::ostream* out) {
   *out << "{" << record.stream << ": \"" << record.text << "\"}";
 }
 
-// Adds a stream as the configuration does, then replaces it with a recording one.
+// Adds a stream as the configuration does, then replaces it by a recording one.
 inline void AddRecording(CVRKLogger& logger, const char* module, int mask, const char* name,
                          std::vector<RecordingStream::Record>* records) {
   if (logger.AddStream(module, mask, "Dbg", nullptr) != 1) throw std::runtime_error("AddStream");
@@ -55,8 +55,7 @@ inline void AddRecording(CVRKLogger& logger, const char* module, int mask, const
   wrapper->m_pStream = new RecordingStream(name, records);
 }
 
-// Fixes the time at 2024-02-03 04:05:06.007 and the thread id at 42, and counts how often a line
-// asks for the time.
+// Fixes the time at 2024-02-03 04:05:06.007 and the thread at 42, and counts queries of the time.
 class FixedStamp {
  public:
   std::uint32_t thread = 42;

@@ -37,7 +37,7 @@ int LogThroughList(CVRKLogger& logger, const char* module, int level, const char
   return result;
 }
 
-TEST(EmptyRegistry, TakesNoLineAndReadsNoClock) {
+TEST(EmptyRegistry, IgnoresLinesWithoutReadingTheClock) {
   FixedStamp stamp;
   OpenLogger logger;
   EXPECT_EQ(logger.Log("Outlook", kLogCrit, "x"), 0);
@@ -83,7 +83,7 @@ TEST_F(Registry, FormatsNothingForAModuleWithoutStreams) {
   EXPECT_EQ(stamp.asked, 0);
 }
 
-TEST_F(Registry, TakesNoLineWithoutModuleLevelOrFormat) {
+TEST_F(Registry, IgnoresLinesWithoutModuleLevelOrFormat) {
   AddRecording(logger, "Outlook", 15, "s", &records);
   const char* volatile none = nullptr;
   const char* volatile empty = "";
@@ -96,7 +96,7 @@ TEST_F(Registry, TakesNoLineWithoutModuleLevelOrFormat) {
   EXPECT_THAT(records, IsEmpty());
 }
 
-TEST_F(Registry, TakesAnArgumentListLikeArguments) {
+TEST_F(Registry, AcceptsAnArgumentListLikeArguments) {
   AddRecording(logger, "Outlook", 15, "s", &records);
   EXPECT_EQ(LogThroughList(logger, "Outlook", kLogWarn, "%s-%d", "a", 7), 1);
   EXPECT_THAT(records, ElementsAre(Record{"s", Line("Outlook> Warn: a-7")}));
@@ -120,7 +120,7 @@ TEST_F(Registry, OffersInReverseOrderOfAdding) {
                                    Record{"first", Line("Outlook> Err : y")}));
 }
 
-TEST_F(Registry, FindsAModuleWithoutRegardToCase) {
+TEST_F(Registry, FindsAModuleIgnoringCase) {
   AddRecording(logger, "Outlook", 15, "s", &records);
   EXPECT_EQ(logger.Log("OUTLOOK", kLogInfo, "x"), 1);
   EXPECT_THAT(records, ElementsAre(Record{"s", Line("OUTLOOK> Info: x")}));
@@ -129,20 +129,20 @@ TEST_F(Registry, FindsAModuleWithoutRegardToCase) {
   EXPECT_TRUE(logger.IsModuleLogged("outlook"));
 }
 
-TEST_F(Registry, ComparesLettersOnlyWithoutCase) {
+TEST_F(Registry, IgnoresTheCaseOfLettersOnly) {
   // "@" and "`" differ in the same bit as "A" and "a".
   AddRecording(logger, "mod@", 15, "s", &records);
   EXPECT_EQ(logger.Log("mod`", kLogInfo, "x"), 0);
 }
 
-TEST_F(Registry, BuildsALineThatNoStreamAccepts) {
+TEST_F(Registry, FormatsALineThatNoStreamAccepts) {
   AddRecording(logger, "Outlook", 3, "s", &records);
   EXPECT_EQ(logger.Log("Outlook", kLogCrit, "dropped"), 1);
   EXPECT_THAT(records, IsEmpty());
   EXPECT_STREQ(logger.m_szLine, Line("Outlook> Crit: dropped").c_str());
 }
 
-TEST_F(Registry, BuildsALineWhoseStreamIsSwitchedOff) {
+TEST_F(Registry, FormatsALineWhoseStreamIsDisabled) {
   AddRecording(logger, "Outlook", 15, "s", &records);
   EXPECT_EQ(logger.SetStreamEnabled("Outlook", "Dbg", 0), 1);
   EXPECT_EQ(logger.Log("Outlook", kLogInfo, "unseen"), 1);
@@ -154,7 +154,7 @@ TEST_F(Registry, BuildsALineWhoseStreamIsSwitchedOff) {
   EXPECT_THAT(records, ElementsAre(Record{"s", Line("Outlook> Info: seen")}));
 }
 
-TEST_F(Registry, HandsRawTextOnUnchanged) {
+TEST_F(Registry, WritesRawTextUnchanged) {
   AddRecording(logger, "Outlook", 4, "err", &records);
   AddRecording(logger, "Outlook", 1, "info", &records);
   EXPECT_EQ(logger.LogRaw("OUTLOOK", kLogErr, "100% raw\n"), 1);
@@ -164,13 +164,13 @@ TEST_F(Registry, HandsRawTextOnUnchanged) {
   EXPECT_THAT(records, ElementsAre(Record{"err", "100% raw\n"}));
 }
 
-TEST_F(Registry, RefusesAMaskBelowOne) {
+TEST_F(Registry, RejectsAMaskBelowOne) {
   EXPECT_EQ(logger.AddStream("Outlook", 0, "Dbg", nullptr), 0);
   EXPECT_EQ(logger.AddStream("Outlook", -1, "Dbg", nullptr), 0);
   EXPECT_EQ(logger.FindModule("Outlook"), nullptr);
 }
 
-TEST_F(Registry, RefusesMissingNamesAndUnknownTypes) {
+TEST_F(Registry, RejectsMissingNamesAndUnknownTypes) {
   EXPECT_EQ(logger.AddStream(nullptr, 15, "Dbg", nullptr), 0);
   EXPECT_EQ(logger.AddStream("", 15, "Dbg", nullptr), 0);
   EXPECT_EQ(logger.AddStream("Outlook", 15, nullptr, "x"), 0);
@@ -180,7 +180,7 @@ TEST_F(Registry, RefusesMissingNamesAndUnknownTypes) {
   EXPECT_EQ(logger.FindModule("Outlook"), nullptr);
 }
 
-TEST_F(Registry, RefusesFileAndUdpWithoutParameter) {
+TEST_F(Registry, RejectsFileAndUdpWithoutParameter) {
   for (const char* type : {"File", "UDP"}) {
     EXPECT_EQ(logger.AddStream("Outlook", 15, type, nullptr), 0) << type;
     EXPECT_EQ(logger.AddStream("Outlook", 15, type, ""), 0) << type;
@@ -188,12 +188,12 @@ TEST_F(Registry, RefusesFileAndUdpWithoutParameter) {
   EXPECT_EQ(logger.FindModule("Outlook"), nullptr);
 }
 
-TEST_F(Registry, RefusesAFileNameThatIsNotUtf8) {
+TEST_F(Registry, RejectsAFileNameThatIsNotUtf8) {
   EXPECT_EQ(logger.AddStream("Outlook", 15, "File", "name\xFF"), 0);
   EXPECT_EQ(logger.FindModule("Outlook"), nullptr);
 }
 
-TEST_F(Registry, TakesStreamTypesWithoutRegardToCase) {
+TEST_F(Registry, AcceptsStreamTypesIgnoringCase) {
   tests::TemporaryFolder folder;
   EXPECT_EQ(logger.AddStream("Outlook", 15, "dBG", nullptr), 1);
   EXPECT_EQ(logger.AddStream("Outlook", 15, "udp", "127.0.0.1"), 1);
@@ -204,7 +204,7 @@ TEST_F(Registry, TakesStreamTypesWithoutRegardToCase) {
   EXPECT_STREQ(wrapper->m_pNext->m_pNext->m_szType, "dBG");
 }
 
-TEST_F(Registry, StartsAStreamSwitchedOnWithItsMask) {
+TEST_F(Registry, NewStreamIsEnabledWithItsMask) {
   EXPECT_EQ(logger.AddStream("Outlook", 0x3005, "Dbg", nullptr), 1);
   const CModuleStreamWrapper* const wrapper = logger.FindModule("Outlook")->m_pStreams;
   EXPECT_EQ(wrapper->m_uMask, 0x3005U);
@@ -212,7 +212,7 @@ TEST_F(Registry, StartsAStreamSwitchedOnWithItsMask) {
   EXPECT_EQ(wrapper->m_pNext, nullptr);
 }
 
-TEST_F(Registry, PutsANewModuleAtTheHead) {
+TEST_F(Registry, PutsANewModuleFirst) {
   logger.AddStream("One", 15, "Dbg", nullptr);
   logger.AddStream("Two", 15, "Dbg", nullptr);
   logger.AddStream("one", 15, "Dbg", nullptr);
@@ -232,13 +232,13 @@ TEST_F(Registry, KeepsSixteenCharactersOfAName) {
   EXPECT_EQ(logger.Log(longer, kLogInfo, "x"), 0);
   ASSERT_NE(logger.FindModule(sixteen), nullptr);
   EXPECT_STREQ(logger.FindModule(sixteen)->m_szName, sixteen);
-  // The full name doesn't find it, so a second stream creates a second module.
+  // Its full name doesn't match, so a second stream creates a second module.
   EXPECT_EQ(logger.AddStream(longer, 15, "Dbg", nullptr), 1);
   ASSERT_NE(logger.FindModule(sixteen)->m_pNext, nullptr);
   EXPECT_STREQ(logger.FindModule(sixteen)->m_pNext->m_szName, sixteen);
 }
 
-TEST_F(Registry, SwitchesAllStreamsOfOneTypeAndNoOther) {
+TEST_F(Registry, EnablesAllStreamsOfOneTypeAndNoOther) {
   logger.AddStream("Outlook", 1, "Dbg", nullptr);
   logger.AddStream("Outlook", 2, "UDP", "127.0.0.1");
   logger.AddStream("Outlook", 4, "Dbg", nullptr);
@@ -254,7 +254,7 @@ TEST_F(Registry, SwitchesAllStreamsOfOneTypeAndNoOther) {
   EXPECT_EQ(logger.SetStreamEnabled("Outlook", nullptr, 0), 0);
 }
 
-TEST_F(Registry, TellsTheUnionOfMasksAndTheSwitchOfTheStreamWalkedLast) {
+TEST_F(Registry, ReturnsTheCombinedMasksAndTheStateOfTheOldestStream) {
   logger.AddStream("Outlook", 1, "Dbg", nullptr);
   logger.FindModule("Outlook")->m_pStreams->m_bEnabled = 0;
   logger.AddStream("Outlook", 4, "Dbg", nullptr);
@@ -269,7 +269,7 @@ TEST_F(Registry, TellsTheUnionOfMasksAndTheSwitchOfTheStreamWalkedLast) {
   EXPECT_EQ(enabled, 1);
 }
 
-TEST_F(Registry, LeavesTheOutputsUntouchedWithoutSuchAStream) {
+TEST_F(Registry, KeepsTheOutputsWithoutSuchAStream) {
   logger.AddStream("Outlook", 1, "Dbg", nullptr);
   std::uint32_t mask = 77;
   std::int32_t enabled = 99;
@@ -279,7 +279,7 @@ TEST_F(Registry, LeavesTheOutputsUntouchedWithoutSuchAStream) {
   EXPECT_EQ(enabled, 99);
 }
 
-TEST_F(Registry, ForgetsEverythingAndClosesTheFiles) {
+TEST_F(Registry, RemovesEverythingAndClosesTheFiles) {
   tests::TemporaryFolder folder;
   ASSERT_EQ(logger.AddStream("Outlook", 15, "File", folder.Entry("log").c_str()), 1);
   AddRecording(logger, "Other", 15, "s", &records);
@@ -315,7 +315,7 @@ TEST_F(Registry, ClosesTheFilesWithTheLogger) {
   EXPECT_EQ(closed, 1);
 }
 
-TEST_F(Registry, OfManyStreamsAndModulesComesDownWithoutUsingUpTheStack) {
+TEST_F(Registry, DeletesLongChainsWithoutRecursion) {
   for (int i = 0; i < 200000; ++i) {
     ASSERT_EQ(logger.AddStream("Outlook", 15, "Dbg", nullptr), 1);
   }
@@ -330,7 +330,7 @@ TEST_F(Registry, OfManyStreamsAndModulesComesDownWithoutUsingUpTheStack) {
   EXPECT_EQ(logger.FindModule("Outlook"), nullptr);
 }
 
-TEST_F(Registry, KeepsLoggingBesideAStreamThatFails) {
+TEST_F(Registry, KeepsLoggingWhenAnotherStreamFails) {
   AddRecording(logger, "Outlook", 15, "good", &records);
   tests::TemporaryFolder folder;
   logger.AddStream("Outlook", 15, "File", folder.Entry("no/such/folder/log").c_str());
@@ -341,7 +341,7 @@ TEST_F(Registry, KeepsLoggingBesideAStreamThatFails) {
 using ReplacedName =
     ScopedReplacement<platform::process, &platform::ProcessOperations::GetComputerNameW>;
 
-TEST(ComputerName, IsAskedForInSixteenCharacters) {
+TEST(ComputerName, IsQueriedWithSixteenCharacters) {
   ReplacedName name([](auto, platform::WideChar* buffer, std::uint32_t* size) {
     EXPECT_EQ(*size, 16U);
     const platform::WideString text = QV_WIDE("FIFTEEN-LETTERS");
@@ -354,7 +354,7 @@ TEST(ComputerName, IsAskedForInSixteenCharacters) {
   EXPECT_EQ(platform::WideString(logger.m_wszComputerName), QV_WIDE("FIFTEEN-LETTERS"));
 }
 
-TEST(ComputerName, IsUnknownWhenItCannotBeHad) {
+TEST(ComputerName, IsUnknownIfTheQueryFails) {
   ReplacedName name([](auto, platform::WideChar* buffer, std::uint32_t*) {
     const platform::WideString left = QV_WIDE("left over text");
     left.copy(buffer, left.size());
@@ -368,7 +368,7 @@ TEST(ComputerName, IsUnknownWhenItCannotBeHad) {
   EXPECT_TRUE(std::filesystem::exists(folder.Path() / "log.Unknown_0.log"));
 }
 
-TEST(Lines, AreReadBackFromARealFile) {
+TEST(Lines, AreInTheRealFile) {
   ReplacedName name([](auto, platform::WideChar* buffer, std::uint32_t* size) {
     buffer[0] = 'P';
     buffer[1] = 0;
@@ -378,7 +378,7 @@ TEST(Lines, AreReadBackFromARealFile) {
   FixedStamp stamp;
   tests::TemporaryFolder folder;
   OpenLogger logger;
-  // The name is UTF-8, and the file's name has the same letters.
+  // UTF-8, so the file has the same name.
   ASSERT_EQ(logger.AddStream("Outlook", 15, "File", folder.Entry("l\xC3\xB6g").c_str()), 1);
   EXPECT_EQ(logger.Log("Outlook", kLogErr, "Cannot get %s", "body"), 1);
   EXPECT_EQ(logger.Log("Outlook", kLogInfo, "\xC3\xA4"), 1);

@@ -1,4 +1,4 @@
-// Lines as UDP datagrams.
+// The stream to UDP.
 #include "logging/socketstream.h"
 
 #include <gmock/gmock.h>
@@ -30,7 +30,7 @@ class OpenSocketStream : public CSocketStream {
   using CSocketStream::m_wPort;
 };
 
-// A fake network: it records the stream's calls, and nothing leaves the process.
+// A fake network that records what the stream does.
 class SocketStream : public testing::Test {
  protected:
   int startResult = 0;
@@ -86,7 +86,7 @@ TEST_F(SocketStream, StartsTheSocketLibraryAndNothingElse) {
   EXPECT_THAT(calls, ElementsAre("start 514"));  // 0x0202
 }
 
-TEST_F(SocketStream, OfNullOrEmptyParameterSetsNothingUp) {
+TEST_F(SocketStream, WithNullOrEmptyParameterDoesNothing) {
   for (const char* parameter : {static_cast<const char*>(nullptr), ""}) {
     const OpenSocketStream stream(parameter);
     EXPECT_EQ(stream.m_pszHost, nullptr);
@@ -102,7 +102,7 @@ TEST_F(SocketStream, SendsToTheSyslogPortWithoutAColon) {
   EXPECT_EQ(stream.m_wPort, 514);
 }
 
-TEST_F(SocketStream, TakesThePortBehindTheColonAsTheRuntimeReadsANumber) {
+TEST_F(SocketStream, ConvertsThePortLikeAtoi) {
   const std::pair<const char*, int> cases[] = {
       {"h:1514", 1514},
       {"h:0", 0},
@@ -123,7 +123,7 @@ TEST_F(SocketStream, TakesThePortBehindTheColonAsTheRuntimeReadsANumber) {
   }
 }
 
-TEST_F(SocketStream, HasPortZeroWhenTheParameterEndsInAColon) {
+TEST_F(SocketStream, HasPortZeroIfTheParameterEndsWithAColon) {
   const OpenSocketStream stream("127.0.0.1:");
   EXPECT_EQ(stream.m_wPort, 0);
   EXPECT_STREQ(stream.m_pszHost, "127.0.0.1");
@@ -139,7 +139,7 @@ TEST_F(SocketStream, DividesAtTheLastOfTwoColons) {
   EXPECT_THAT(calls, ElementsAre("socket 2 2 0", "parse 127.0.0.1:5", "connect 77", "send 77 x"));
 }
 
-TEST_F(SocketStream, ConnectsWithTheFirstLineAndSendsEachAsItIs) {
+TEST_F(SocketStream, ConnectsWithTheFirstLineAndSendsEachUnchanged) {
   OpenSocketStream stream("10.1.2.3:4660");  // 0x1234
   calls.clear();
   stream.Write("one\r\n");
@@ -172,7 +172,7 @@ TEST_F(SocketStream, ClosesItsSocketAtTheEnd) {
 
 // Failures.
 
-TEST_F(SocketStream, HasNoHostAndTriesForASocketWithEachLineWhenTheLibraryDoesNotStart) {
+TEST_F(SocketStream, WithoutTheLibraryHasNoHostAndTriesToCreateASocketForEachLine) {
   startResult = 10091;
   nextSocket = kInvalidSocket;
   {
@@ -186,7 +186,7 @@ TEST_F(SocketStream, HasNoHostAndTriesForASocketWithEachLineWhenTheLibraryDoesNo
   EXPECT_THAT(calls, ElementsAre("socket 2 2 0", "socket 2 2 0"));
 }
 
-TEST_F(SocketStream, WithoutAHostConnectsToNoAddress) {
+TEST_F(SocketStream, WithoutAHostConnectsToTheNoneAddress) {
   startResult = 1;
   connectResult = -1;
   OpenSocketStream stream("127.0.0.1:99");
@@ -196,7 +196,7 @@ TEST_F(SocketStream, WithoutAHostConnectsToNoAddress) {
   EXPECT_EQ(stream.m_bConnected, 0);
 }
 
-TEST_F(SocketStream, TriesAgainForASocketThatCouldNotBeMade) {
+TEST_F(SocketStream, RetriesAfterAFailedSocket) {
   nextSocket = kInvalidSocket;
   OpenSocketStream stream("127.0.0.1");
   stream.Write("lost");
@@ -206,7 +206,7 @@ TEST_F(SocketStream, TriesAgainForASocketThatCouldNotBeMade) {
   EXPECT_THAT(calls, ElementsAre("socket 2 2 0", "parse 127.0.0.1", "connect 5", "send 5 kept"));
 }
 
-TEST_F(SocketStream, IsSilentForeverAfterAFailedConnect) {
+TEST_F(SocketStream, StaysSilentAfterAFailedConnect) {
   connectResult = -1;
   OpenSocketStream stream("127.0.0.1");
   stream.Write("lost");
@@ -218,7 +218,7 @@ TEST_F(SocketStream, IsSilentForeverAfterAFailedConnect) {
   EXPECT_THAT(calls, IsEmpty());
 }
 
-TEST_F(SocketStream, DoesNotNoticeAFailedSend) {
+TEST_F(SocketStream, IgnoresAFailedSend) {
   OpenSocketStream stream("127.0.0.1");
   sendResult = -1;
   stream.Write("lost");
@@ -228,7 +228,7 @@ TEST_F(SocketStream, DoesNotNoticeAFailedSend) {
   EXPECT_THAT(calls, ElementsAre("send 77 sent"));
 }
 
-// On this machine's real network.
+// On the real loopback network.
 
 TEST(SocketStreamOnLoopback, SendsOneDatagramForEachLine) {
   UdpReceiver receiver;
@@ -257,7 +257,7 @@ TEST(SocketStreamOnLoopback, GoesOnWhenNobodyListens) {
   EXPECT_EQ(stream.m_bConnected, 1);
 }
 
-TEST(SocketStreamOnLoopback, DoesNotLookUpAHostName) {
+TEST(SocketStreamOnLoopback, DoesNotResolveAHostName) {
   EXPECT_EQ(platform::sockets.ParseAddress("localhost"), platform::kAddressNone);
   EXPECT_EQ(platform::sockets.ParseAddress("::1"), platform::kAddressNone);
   EXPECT_EQ(platform::sockets.ParseAddress("127.0.0.1:5"), platform::kAddressNone);

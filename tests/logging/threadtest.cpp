@@ -28,8 +28,8 @@ std::string AllFiles(const std::filesystem::path& folder) {
   return text;
 }
 
-// Each thread writes its own letter, at different lengths, and a running number. Each line pauses
-// in the middle, so that only the lock keeps others from interleaving.
+// Each thread writes its own letter in varying lengths and a sequence number. A stream pauses
+// within each line, so only the lock prevents other lines from getting in between.
 TEST(Threads, NeverInterleaveTheirLines) {
   std::atomic<int> begun = 0;
   std::atomic<int> mostBegun = 0;
@@ -76,7 +76,7 @@ TEST(Threads, NeverInterleaveTheirLines) {
   for (const auto& [letter, count] : next) EXPECT_EQ(count, kLines) << letter;
 }
 
-TEST(Threads, ShowEachItsOwnIdentifier) {
+TEST(Threads, ShowTheirOwnIds) {
   tests::TemporaryFolder folder;
   OpenLogger logger;
   ASSERT_EQ(logger.AddStream("Outlook", 15, "File", folder.Entry("log").c_str()), 1);
@@ -88,9 +88,9 @@ TEST(Threads, ShowEachItsOwnIdentifier) {
   EXPECT_NE(first, text.substr(second, text.find(')', second) - second));
 }
 
-// A thread that logs while the configuration is being read sees the registry as it is at that
-// moment: each line either reaches the one stream or none.
-TEST(Threads, MayLogWhileStreamsComeAndGo) {
+// A thread that logs during a reload sees the registry as it is at that moment: an offered line
+// reaches the only stream, any other line reaches none.
+TEST(Threads, MayLogWhileStreamsAreAddedAndRemoved) {
   OpenLogger logger;
   int written = 0;
   platform::ScopedReplacement<platform::diagnostics,
@@ -113,7 +113,7 @@ TEST(Threads, MayLogWhileStreamsComeAndGo) {
   EXPECT_EQ(written, offered);
 }
 
-// Two loggers represent two processes: they share only the file.
+// Two loggers behave like two processes: they share only the file.
 TEST(Threads, OfTwoProcessesAppendToOneFile) {
   tests::TemporaryFolder folder;
   OpenLogger one;

@@ -1,4 +1,4 @@
-// A socket that receives datagrams from this machine.
+// Receives datagrams on this machine.
 #pragma once
 
 #include <cstdint>
@@ -6,7 +6,7 @@
 
 class UdpReceiver {
  public:
-  // Listens on 127.0.0.1 at a free port. Throws std::runtime_error on failure.
+  // Listens on a free port of 127.0.0.1. Throws std::runtime_error on failure.
   UdpReceiver();
   ~UdpReceiver();
 

@@ -1,4 +1,4 @@
-// Conversions with their code units spelled out, on the system's own converter and on ours.
+// Conversions between UTF-8 and UTF-16, with the code units spelled out.
 #include "platform/codepages.h"
 
 #include <gmock/gmock.h>
@@ -36,8 +36,8 @@ std::string Narrow(const Bytes& bytes) {
 
 constexpr char kGuard = '\x5A';
 
-// Both calls of a conversion; the second one has exactly the room that the first one named, and
-// what lies behind that room must stay as it is.
+// Makes both calls of a conversion. The second has exactly the room that the first one returned,
+// and must not write after it.
 Bytes ToUtf8(WideStringView text, std::uint32_t page = kCodePageUtf8) {
   const int size = static_cast<int>(text.size());
   const int length = codepages.WideCharToMultiByte(page, 0, text.data(), size, nullptr, 0);
@@ -97,23 +97,23 @@ TEST(CodePages, EachLengthOfCharacterConvertsBothWays) {
   }
 }
 
-TEST(CodePages, LoneSurrogatesBecomeTheReplacementCharacter) {
+TEST(CodePages, UnpairedSurrogatesBecomeTheReplacementCharacter) {
   const Bytes replacement = {0xEF, 0xBF, 0xBD};
   EXPECT_EQ(ToUtf8(Wide({0xD800})), replacement);
   EXPECT_EQ(ToUtf8(Wide({0xDFFF})), replacement);
   EXPECT_THAT(ToUtf8(Wide({0xD83D, 'a'})), ElementsAre(0xEF, 0xBF, 0xBD, 'a'));
   EXPECT_THAT(ToUtf8(Wide({'a', 0xDE00})), ElementsAre('a', 0xEF, 0xBF, 0xBD));
-  // The wrong way round: two of them.
+  // In the wrong order: two of them.
   EXPECT_THAT(ToUtf8(Wide({0xDE00, 0xD83D})), ElementsAre(0xEF, 0xBF, 0xBD, 0xEF, 0xBF, 0xBD));
-  // The first one is alone, the second one has its partner.
+  // The first one is unpaired, the second isn't.
   EXPECT_THAT(ToUtf8(Wide({0xD83D, 0xD83D, 0xDE00})),
               ElementsAre(0xEF, 0xBF, 0xBD, 0xF0, 0x9F, 0x98, 0x80));
 }
 
 const Bytes kInvalid[] = {
-    {0x80},                    // continuation without a lead
+    {0x80},                    // continuation byte without a lead byte
     {0xBF},                    //
-    {0xC0, 0x80},              // long forms
+    {0xC0, 0x80},              // overlong forms
     {0xC1, 0xBF},              //
     {0xE0, 0x80, 0x80},        //
     {0xE0, 0x9F, 0xBF},        //
@@ -121,20 +121,20 @@ const Bytes kInvalid[] = {
     {0xF0, 0x8F, 0xBF, 0xBF},  //
     {0xED, 0xA0, 0x80},        // surrogates
     {0xED, 0xBF, 0xBF},        //
-    {0xF4, 0x90, 0x80, 0x80},  // beyond the last character
+    {0xF4, 0x90, 0x80, 0x80},  // above U+10FFFF
     {0xF5, 0x80, 0x80, 0x80},  //
     {0xFE},                    // never in UTF-8
     {0xFF},                    //
     {0xC3},                    // cut off
     {0xE2, 0x82},              //
     {0xF0, 0x9F, 0x98},        //
-    {0xC3, 'a'},               // broken off by the next character
+    {0xC3, 'a'},               // ended by the next character
     {0xE2, 0x82, 'a'},         //
     {0xE2, 'a', 0x82},         //
     {0xF0, 0x9F, 0x98, 'a'},   //
 };
 
-TEST(CodePages, InvalidUtf8FailsWhereThatIsAskedFor) {
+TEST(CodePages, InvalidUtf8FailsIfTheFlagIsSet) {
   for (const Bytes& invalid : kInvalid) {
     for (unsigned before = 0; before <= 33; ++before) {
       for (const unsigned behind : {0u, 40u}) {
@@ -156,7 +156,7 @@ TEST(CodePages, InvalidUtf8FailsWhereThatIsAskedFor) {
   }
 }
 
-TEST(CodePages, InvalidUtf8IsReplacedOtherwise) {
+TEST(CodePages, InvalidUtf8IsReplacedWithoutTheFlag) {
   for (const Bytes& invalid : kInvalid) {
     Bytes bytes = {'a', 'b'};
     bytes.insert(bytes.end(), invalid.begin(), invalid.end());
@@ -171,7 +171,7 @@ TEST(CodePages, InvalidUtf8IsReplacedOtherwise) {
   }
 }
 
-TEST(CodePages, NothingToConvertGivesZero) {
+TEST(CodePages, EmptyInputReturnsZero) {
   char narrow[4] = {};
   WideChar wide[4] = {};
   const WideString text(3, WideChar{'a'});
@@ -181,7 +181,7 @@ TEST(CodePages, NothingToConvertGivesZero) {
   }
 }
 
-TEST(CodePages, NegativeSizesGiveZero) {
+TEST(CodePages, NegativeSizesReturnZero) {
   char narrow[8] = {};
   WideChar wide[8] = {};
   const WideChar text[] = {'a', 'b', 'c', 0};
@@ -193,8 +193,8 @@ TEST(CodePages, NegativeSizesGiveZero) {
   }
 }
 
-// Whatever the capacity, not a byte beyond it is touched.
-TEST(CodePages, TooLittleRoomGivesZeroAndStaysInside) {
+// Nothing is written after the capacity, whatever it is.
+TEST(CodePages, TooLittleRoomReturnsZeroAndWritesNothingAfterTheCapacity) {
   for (const Pair& pair : kPairs) {
     for (const unsigned before : {0u, 5u, 30u}) {
       Units units(before, 'x');
@@ -216,7 +216,7 @@ TEST(CodePages, TooLittleRoomGivesZeroAndStaysInside) {
   }
 }
 
-TEST(CodePages, TooLittleRoomForUnitsGivesZeroAndStaysInside) {
+TEST(CodePages, TooLittleRoomForUnitsReturnsZeroAndWritesNothingAfterTheCapacity) {
   for (const Pair& pair : kPairs) {
     for (const unsigned before : {0u, 5u, 30u}) {
       Bytes bytes(before, 'x');
@@ -238,7 +238,7 @@ TEST(CodePages, TooLittleRoomForUnitsGivesZeroAndStaysInside) {
   }
 }
 
-TEST(CodePages, MoreRoomThanNeededGivesTheLength) {
+TEST(CodePages, MoreRoomThanNeededReturnsTheLength) {
   const WideString text = Wide({'a', 0x20AC, 0xD83D, 0xDE00});
   std::string narrow(40, kGuard);
   EXPECT_EQ(codepages.WideCharToMultiByte(kCodePageUtf8, 0, text.data(), 4, narrow.data(), 40), 8);

@@ -1,4 +1,4 @@
-// Automation's strings, variants and calls by table: the system's and the POSIX side's.
+// BSTRs, VARIANTs and calls through a table: the system's and our own for POSIX.
 #include <gtest/gtest.h>
 
 #include <cstddef>
@@ -17,7 +17,7 @@ using platform::Bstr;
 using platform::WideString;
 using platform::WideStringView;
 
-TEST(AutomationString, KeepsItsLengthInFrontAndANulBehind) {
+TEST(AutomationString, HasItsLengthBeforeAndANulAfterTheText) {
   const Bstr text(SysAllocString(QV_WIDE("mail")));
   ASSERT_TRUE(text);
   EXPECT_EQ(text.Length(), 4u);
@@ -28,14 +28,14 @@ TEST(AutomationString, KeepsItsLengthInFrontAndANulBehind) {
   EXPECT_EQ(text.View(), WideStringView(QV_WIDE("mail")));
 }
 
-TEST(AutomationString, MayHoldNuls) {
+TEST(AutomationString, MayContainNuls) {
   const WideString units = {'a', 0, 'b'};
   const Bstr text(SysAllocStringLen(units.data(), 3));
   EXPECT_EQ(text.Length(), 3u);
   EXPECT_EQ(text.View(), units);
 }
 
-TEST(AutomationString, TakesOnlyAsMuchAsIsAskedFor) {
+TEST(AutomationString, CopiesOnlyTheRequestedLength) {
   const Bstr text(SysAllocStringLen(QV_WIDE("attachment"), 6));
   EXPECT_EQ(text.View(), WideStringView(QV_WIDE("attach")));
   EXPECT_EQ(text.Get()[6], 0);
@@ -51,7 +51,7 @@ TEST(AutomationString, EmptyIsNotNull) {
   SysFreeString(nullptr);
 }
 
-TEST(AutomationString, RoomWithoutATextCanBeFilled) {
+TEST(AutomationString, CanBeAllocatedWithoutText) {
   const Bstr text(SysAllocStringLen(nullptr, 1000));
   ASSERT_TRUE(text);
   EXPECT_EQ(text.Length(), 1000u);
@@ -60,7 +60,7 @@ TEST(AutomationString, RoomWithoutATextCanBeFilled) {
   EXPECT_EQ(text.Length(), 1000u);
 }
 
-TEST(AutomationString, WhatCannotBeHadIsNull) {
+TEST(AutomationString, IsNullIfAllocationFails) {
   EXPECT_EQ(SysAllocStringLen(nullptr, 0x7FFFFFFE), nullptr);
 }
 
@@ -69,7 +69,7 @@ TEST(AutomationString, WhatCannotBeHadIsNull) {
 #pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
 #endif
 
-// An object that records its arguments.
+// An object that records its calls.
 struct Recorder : IUnknown {
   HRESULT STDMETHODCALLTYPE QueryInterface(REFIID /*iid*/, void** object) override {
     *object = nullptr;
@@ -145,7 +145,7 @@ HRESULT Call(Recorder* object, std::size_t slot, std::vector<VARIANTARG> argumen
                       types.data(), pointers.data(), result);
 }
 
-TEST(CallByTable, CallsTheSlotAndGivesItsResult) {
+TEST(CallByTable, CallsTheSlotAndReturnsItsResult) {
   Recorder object;
   VARIANT result = {};
   EXPECT_EQ(Call(&object, 3, {}, &result), S_OK);
@@ -154,7 +154,7 @@ TEST(CallByTable, CallsTheSlotAndGivesItsResult) {
   EXPECT_EQ(result.lVal, S_FALSE);
 }
 
-TEST(CallByTable, PassesPointersAndGivesAFailureAsTheResult) {
+TEST(CallByTable, PassesPointersAndReturnsAFailureAsTheResult) {
   Recorder object;
   VARIANT_BOOL cancel = VARIANT_FALSE;
   VARIANT result = {};
@@ -183,7 +183,7 @@ TEST(CallByTable, PassesEightArgumentsInOrder) {
   EXPECT_EQ(result.lVal, S_OK);
 }
 
-TEST(Variant, ClearingFreesWhatItHolds) {
+TEST(Variant, ClearingFreesOwnedContents) {
   Recorder object;
   object.AddRef();
   for (const VARTYPE type : {VT_DISPATCH, VT_UNKNOWN}) {
@@ -199,7 +199,7 @@ TEST(Variant, ClearingFreesWhatItHolds) {
   }
 }
 
-TEST(Variant, ClearingLeavesWhatItOnlyPointsTo) {
+TEST(Variant, ClearingLeavesReferencedContents) {
   Recorder object;
   IUnknown* place = &object;
   VARIANT variant = Pointer(VT_BYREF | VT_UNKNOWN, &place);
@@ -208,7 +208,7 @@ TEST(Variant, ClearingLeavesWhatItOnlyPointsTo) {
   EXPECT_EQ(object.references, 1u);
 }
 
-TEST(Variant, ClearingTakesEmptyPointersAndPlainValues) {
+TEST(Variant, ClearingAcceptsNullPointersAndPlainValues) {
   for (const VARTYPE type :
        {VT_EMPTY, VT_NULL, VT_I2, VT_I4, VT_BOOL, VT_ERROR, VT_BSTR, VT_DISPATCH, VT_UNKNOWN}) {
     VARIANT variant = Pointer(type, nullptr);
@@ -219,7 +219,7 @@ TEST(Variant, ClearingTakesEmptyPointersAndPlainValues) {
   EXPECT_EQ(VariantClear(&text), S_OK);
 }
 
-TEST(Variant, ClearingRefusesATypeThatIsNone) {
+TEST(Variant, ClearingRejectsAnUnknownType) {
   VARIANT variant = {};
   variant.vt = 0x0FF0;
   EXPECT_EQ(VariantClear(&variant), DISP_E_BADVARTYPE);

@@ -52,7 +52,7 @@ class Files : public testing::Test {
 
   static WideString Wide(const std::string& path) { return {path.begin(), path.end()}; }
 
-  // Lists a pattern: names and whether each is a folder.
+  // Lists a pattern: names with the folder bit of their attributes.
   std::map<std::string, bool> List(const std::string& pattern) {
     std::map<std::string, bool> entries;
     FindData entry = {};
@@ -69,7 +69,7 @@ class Files : public testing::Test {
   const std::string m_path = m_folder.Entry("file.txt");
 };
 
-TEST_F(Files, OpeningWhatIsNotThereFails) {
+TEST_F(Files, OpeningAMissingFileFails) {
   EXPECT_EQ(Open(m_path, kGenericRead, kOpenExisting), kInvalidHandle);
   EXPECT_EQ(files.CreateFileW(Wide(m_path).c_str(), kGenericRead, kShareReadWrite, nullptr,
                               kOpenExisting, kFileAttributeNormal),
@@ -77,18 +77,18 @@ TEST_F(Files, OpeningWhatIsNotThereFails) {
   EXPECT_FALSE(std::filesystem::exists(m_path));
 }
 
-TEST_F(Files, AFileInAFolderThatIsNotThereCannotBeCreated) {
+TEST_F(Files, AFileInAMissingFolderCannotBeCreated) {
   EXPECT_EQ(Open(m_folder.Entry("none/file"), kGenericReadWrite, kCreateAlways), kInvalidHandle);
 }
 
-TEST_F(Files, AFolderIsNoFile) {
+TEST_F(Files, AFolderCannotBeOpenedAsAFile) {
   const std::string folder = m_folder.Path().string();
   EXPECT_EQ(Open(folder, kGenericRead, kOpenExisting), kInvalidHandle);
   EXPECT_EQ(Open(folder, kGenericReadWrite, kOpenAlways), kInvalidHandle);
   EXPECT_FALSE(files.DeleteFileA(folder.c_str()));
 }
 
-TEST_F(Files, CreateAlwaysEmptiesWhatWasThere) {
+TEST_F(Files, CreateAlwaysTruncatesAnExistingFile) {
   Put(m_path, "old content");
   const Handle file = Open(m_path, kGenericReadWrite, kCreateAlways);
   ASSERT_NE(file, kInvalidHandle);
@@ -99,7 +99,7 @@ TEST_F(Files, CreateAlwaysEmptiesWhatWasThere) {
   EXPECT_EQ(Content(m_path), "new");
 }
 
-TEST_F(Files, OpenAlwaysKeepsWhatIsThereAndCreatesWhatIsNot) {
+TEST_F(Files, OpenAlwaysKeepsAnExistingFileAndCreatesAMissingOne) {
   Put(m_path, "content");
   for (const std::string& path : {m_path, m_folder.Entry("other")}) {
     const Handle file = Open(path, kGenericReadWrite, kOpenAlways);
@@ -110,7 +110,7 @@ TEST_F(Files, OpenAlwaysKeepsWhatIsThereAndCreatesWhatIsNot) {
   EXPECT_TRUE(std::filesystem::exists(m_folder.Entry("other")));
 }
 
-TEST_F(Files, WideAndNarrowPathsLeadToTheSameFile) {
+TEST_F(Files, WideAndNarrowPathsReferToTheSameFile) {
   const Handle file = files.CreateFileW(Wide(m_path).c_str(), kGenericReadWrite, kShareReadWrite,
                                         nullptr, kCreateAlways, kFileAttributeNormal);
   ASSERT_NE(file, kInvalidHandle);
@@ -130,7 +130,7 @@ TEST_F(Files, ABackslashIsASeparator) {
   EXPECT_TRUE(files.DeleteFileW(Wide(path).c_str()));
 }
 
-TEST_F(Files, ReadingGivesTheBytesAndThenTheEnd) {
+TEST_F(Files, ReadingReturnsTheBytesAndThenTheEnd) {
   Put(m_path, std::string("a\r\n\0\x1A\xFF", 6));
   const Handle file = Open(m_path, kGenericRead, kOpenExisting);
   char buffer[10] = {};
@@ -145,7 +145,7 @@ TEST_F(Files, ReadingGivesTheBytesAndThenTheEnd) {
   handles.CloseHandle(file);
 }
 
-TEST_F(Files, AFileThatIsOpenForReadingCannotBeWritten) {
+TEST_F(Files, AFileOpenForReadingCannotBeWritten) {
   Put(m_path, "content");
   const Handle file = Open(m_path, kGenericRead, kOpenExisting);
   std::uint32_t written = 77;
@@ -168,7 +168,7 @@ TEST_F(Files, ReadersAndWritersShareAFile) {
   handles.CloseHandle(reader);
 }
 
-TEST_F(Files, NoHandleIsToleratedEverywhere) {
+TEST_F(Files, EveryOperationAcceptsNullAndInvalidHandles) {
   for (const Handle handle : {Handle{nullptr}, kInvalidHandle}) {
     char buffer[4] = {};
     std::uint32_t count = 77;
@@ -191,7 +191,7 @@ TEST_F(Files, TheFilePointerMovesFromTheEnd) {
   Put(m_path, "0123456789");
   const Handle file = Open(m_path, kGenericReadWrite, kOpenExisting);
   EXPECT_EQ(files.SetFilePointer(file, 0, nullptr, kFileEnd), 10u);
-  std::int32_t high = -1;  // together with the low half: 3 before the end
+  std::int32_t high = -1;  // with the low half: 3 bytes before the end
   EXPECT_EQ(files.SetFilePointer(file, -3, &high, kFileEnd), 7u);
   EXPECT_EQ(high, 0);
   EXPECT_EQ(files.SetFilePointer(file, -4, nullptr, kFileEnd), 6u);
@@ -202,13 +202,13 @@ TEST_F(Files, TheFilePointerMovesFromTheEnd) {
   handles.CloseHandle(file);
 }
 
-TEST_F(Files, TheFilePointerGoesBeyondFourGibibytes) {
+TEST_F(Files, TheFilePointerMovesPastFourGibibytes) {
   const Handle file = Open(m_path, kGenericReadWrite, kCreateAlways);
   std::int32_t high = 3;
   EXPECT_EQ(files.SetFilePointer(file, static_cast<std::int32_t>(0xFFFFFFFE), &high, kFileEnd),
             0xFFFFFFFEu);
   EXPECT_EQ(high, 3);
-  // A low half of all ones is a valid position.
+  // A low half with all bits set is an ordinary position.
   EXPECT_EQ(files.SetFilePointer(file, -1, &high, kFileEnd), 0xFFFFFFFFu);
   EXPECT_EQ(high, 3);
   handles.CloseHandle(file);
@@ -223,7 +223,7 @@ TEST_F(Files, TheFilePointerDoesNotMoveBeforeTheBeginning) {
   handles.CloseHandle(file);
 }
 
-TEST_F(Files, DeletingTellsWhetherThereWasAFile) {
+TEST_F(Files, DeletingReportsWhetherTheFileExisted) {
   Put(m_path, "");
   EXPECT_TRUE(files.DeleteFileA(m_path.c_str()));
   EXPECT_FALSE(files.DeleteFileA(m_path.c_str()));
@@ -231,7 +231,7 @@ TEST_F(Files, DeletingTellsWhetherThereWasAFile) {
   EXPECT_FALSE(std::filesystem::exists(m_path));
 }
 
-TEST_F(Files, TheSizeOfAFileIsTold) {
+TEST_F(Files, TheSizeOfAFileIsReported) {
   Put(m_path, std::string(70000, 'x'));
   std::uint64_t size = 77;
   EXPECT_TRUE(files.GetFileAttributesExW(Wide(m_path).c_str(), &size));
@@ -252,7 +252,7 @@ TEST_F(Files, NormalAttributesMakeAReadOnlyFileWritable) {
       files.SetFileAttributesW(Wide(m_folder.Entry("none")).c_str(), kFileAttributeNormal));
 }
 
-TEST_F(Files, AListingGivesTheMatchingNamesWithoutTheirFolder) {
+TEST_F(Files, AListingReturnsTheMatchingNamesWithoutTheirFolder) {
   for (const char* const name :
        {"OutlookAttachmentA.txt", "OutlookAttachmentB", "OutlookBody.txt"}) {
     Put(m_folder.Entry(name), "x");
@@ -273,7 +273,7 @@ TEST_F(Files, AListingGivesTheMatchingNamesWithoutTheirFolder) {
               UnorderedElementsAre(Pair("OutlookBody.txt", false)));
 }
 
-TEST_F(Files, AListingOfEverythingHasTheFolderItselfAndItsParent) {
+TEST_F(Files, AListingOfEverythingIncludesTheFolderAndItsParent) {
   Put(m_path, "");
   const auto expected =
       UnorderedElementsAre(Pair(".", true), Pair("..", true), Pair("file.txt", false));
@@ -281,7 +281,7 @@ TEST_F(Files, AListingOfEverythingHasTheFolderItselfAndItsParent) {
   EXPECT_THAT(List(m_folder.Entry("*.*")), expected);
 }
 
-TEST_F(Files, AListingWithoutAMatchFailsAndLeavesTheEntry) {
+TEST_F(Files, AListingWithoutAMatchFailsAndKeepsTheEntry) {
   FindData entry = {};
   entry.dwFileAttributes = 12345;
   entry.cFileName[0] = '!';
@@ -292,7 +292,7 @@ TEST_F(Files, AListingWithoutAMatchFailsAndLeavesTheEntry) {
   EXPECT_EQ(entry.cFileName[0], '!');
 }
 
-TEST_F(Files, AListingEndsOnlyThroughFindClose) {
+TEST_F(Files, OnlyFindCloseEndsAListing) {
   Put(m_path, "");
   FindData entry = {};
   const Handle listing = files.FindFirstFileA(m_folder.Entry("f*").c_str(), &entry);
@@ -303,7 +303,7 @@ TEST_F(Files, AListingEndsOnlyThroughFindClose) {
   EXPECT_TRUE(files.FindClose(listing));
 }
 
-TEST_F(Files, AFileCanBeMadeOpenToEverybody) {
+TEST_F(Files, AFileCanBeCreatedWithAccessForEveryone) {
   platform::SecurityDescriptor* descriptor = nullptr;
   ASSERT_TRUE(platform::security.ConvertStringSecurityDescriptorToSecurityDescriptorW(
       QV_WIDE("D:(A;OICI;GA;;;S-1-1-0)"), &descriptor));
@@ -316,7 +316,7 @@ TEST_F(Files, AFileCanBeMadeOpenToEverybody) {
   platform::security.LocalFree(descriptor);
 }
 
-TEST(Security, WhatIsNoDescriptorIsRefused) {
+TEST(Security, AnInvalidDescriptorIsRejected) {
   int anything = 0;
   for (const platform::WideChar* const text : {QV_WIDE("nonsense"), QV_WIDE("X:(A)")}) {
     auto* descriptor = reinterpret_cast<platform::SecurityDescriptor*>(&anything);

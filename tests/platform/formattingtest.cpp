@@ -24,13 +24,13 @@ class FormattingInLocales : public testing::TestWithParam<const char*> {
   ~FormattingInLocales() override { platform::formatting.FreeLocale(m_locale); }
 };
 
-TEST_P(FormattingInLocales, WritesTextAndGivesItsLength) {
+TEST_P(FormattingInLocales, WritesTextAndReturnsItsLength) {
   char output[32];
   EXPECT_EQ(Format(output, sizeof output, m_locale, "%s %04d %.1f", "a", -12, 2.5), 10);
   EXPECT_STREQ(output, "a -012 2.5");
 }
 
-TEST_P(FormattingInLocales, GivesTheLengthOfATextThatDoesNotFit) {
+TEST_P(FormattingInLocales, ReturnsTheLengthOfATextThatDoesNotFit) {
   char output[] = "before";
   EXPECT_EQ(Format(output, 4, m_locale, "%s", "four"), 4);
   EXPECT_STREQ(output + 4, "re") << "written behind the capacity";
@@ -40,12 +40,12 @@ TEST_P(FormattingInLocales, GivesTheLengthOfATextThatDoesNotFit) {
 
 INSTANTIATE_TEST_SUITE_P(CurrentAndC, FormattingInLocales, testing::Values(nullptr, "C"));
 
-TEST(Formatting, LocaleThatTheSystemDoesNotKnowIsNull) {
+TEST(Formatting, UnknownLocaleIsNull) {
   EXPECT_EQ(platform::formatting.CreateLocale("no such locale"), nullptr);
   platform::formatting.FreeLocale(nullptr);
 }
 
-TEST(Formatting, CallWithALocaleLeavesTheCurrentOneAsItIs) {
+TEST(Formatting, CallWithALocaleKeepsTheCurrentOne) {
   const platform::Locale locale = platform::formatting.CreateLocale("C");
   ASSERT_NE(locale, nullptr);
   char before[16];

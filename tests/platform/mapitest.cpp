@@ -6,7 +6,7 @@
 
 namespace {
 
-TEST(Mapi, AllocatedMemoryIsTheCallers) {
+TEST(Mapi, AllocatedMemoryIsWritable) {
   void* buffer = nullptr;
   ASSERT_EQ(platform::mapi.MAPIAllocateBuffer(sizeof(MAPINAMEID), &buffer), 0);
   ASSERT_NE(buffer, nullptr);
@@ -16,7 +16,7 @@ TEST(Mapi, AllocatedMemoryIsTheCallers) {
   EXPECT_NE(other, buffer);
 }
 
-// Enough of IMAPIProp's table to reach the slot of SetProps, which is the ninth.
+// Enough of IMAPIProp's table to reach SetProps, the ninth slot.
 struct Recorder {
   struct Table {
     void (*others[8])();
@@ -43,7 +43,7 @@ constexpr Recorder::Table kTable = {{}, &Recorder::SetProps};
 TEST(Mapi, OnePropertyIsSetThroughTheObject) {
   Recorder object = {&kTable};
   SPropValue value = {};
-  // The system's function wants a property whose type it can measure.
+  // The system's function must be able to compute the size of the property.
   value.ulPropTag = 0x8001001F;
   OLECHAR text[] = {'x', 0};
   value.Value.lpszW = text;
@@ -53,7 +53,7 @@ TEST(Mapi, OnePropertyIsSetThroughTheObject) {
   EXPECT_EQ(object.values, &value);
 }
 
-TEST(Mapi, AFailureToSetIsHandedOn) {
+TEST(Mapi, AFailureToSetIsReturned) {
   Recorder object = {&kTable, E_ACCESSDENIED};
   SPropValue value = {};
   value.ulPropTag = 0x8001001F;

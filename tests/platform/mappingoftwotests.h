@@ -1,5 +1,4 @@
-// Tests of mappings between two processes. Each system's file that can start a process includes
-// them.
+// Mappings shared by two processes. Each system includes this in the file that starts processes.
 #pragma once
 
 #include "tests/platform/secondprocess.h"
@@ -18,7 +17,7 @@ TEST_F(MappingOfTwo, BothSeeTheSameMemory) {
   WaitUntilThere(words);
   words.Set(kEnd, 1);
   EXPECT_EQ(other.Wait(), kDone);
-  // The name survives the end of the other process.
+  // The other process's end left the name alone.
   const Handle again = Open();
   EXPECT_NE(again, nullptr);
   handles.CloseHandle(again);
@@ -26,14 +25,14 @@ TEST_F(MappingOfTwo, BothSeeTheSameMemory) {
   EXPECT_EQ(Open(), nullptr);
 }
 
-TEST_F(MappingOfTwo, TheOtherCannotMakeTheNameAgain) {
+TEST_F(MappingOfTwo, TheOtherProcessCannotCreateTheNameAgain) {
   const Handle mine = mappings.CreateFileMappingA(kMappingSize, m_name.c_str());
   Process other("make", m_name);
   EXPECT_EQ(other.Wait(), kNoMapping);
   handles.CloseHandle(mine);
 }
 
-TEST_F(MappingOfTwo, TheNameStaysUntilTheOtherCloses) {
+TEST_F(MappingOfTwo, TheNameStaysUntilTheOtherProcessCloses) {
   Process other("make", m_name);
   const Handle mine = OpenWhenThere();
   ASSERT_NE(mine, nullptr);
@@ -47,7 +46,7 @@ TEST_F(MappingOfTwo, TheNameStaysUntilTheOtherCloses) {
   EXPECT_EQ(other.Wait(), kDone);
 }
 
-TEST_F(MappingOfTwo, TheNameGoesWithTheOnlyHoldersDeath) {
+TEST_F(MappingOfTwo, TheNameDisappearsWhenItsOnlyHolderDies) {
   Process other("make", m_name);
   const Handle mine = OpenWhenThere();
   ASSERT_NE(mine, nullptr);
@@ -65,7 +64,7 @@ TEST_F(MappingOfTwo, TheNameGoesWithTheOnlyHoldersDeath) {
   handles.CloseHandle(remade);
 }
 
-TEST_F(MappingOfTwo, TheMakersDeathLeavesItToTheOtherHolder) {
+TEST_F(MappingOfTwo, TheMappingSurvivesItsCreatorWhileAnotherProcessHoldsIt) {
   Process other("make", m_name);
   const Handle mine = OpenWhenThere();
   ASSERT_NE(mine, nullptr);

@@ -1,4 +1,4 @@
-// Named mappings in one process. mappingoftwotests.h has the tests with two.
+// Named mappings within one process. For two processes see mappingoftwotests.h.
 #include "platform/mappings.h"
 
 #include <gtest/gtest.h>
@@ -19,7 +19,7 @@ using platform::kMapRead;
 using platform::kMapReadWrite;
 using platform::mappings;
 
-// A name that no other run uses.
+// A unique name.
 std::string NewName() {
   std::random_device random;
   return "Global\\quorvex" + std::to_string(random()) + "x" + std::to_string(random());
@@ -34,7 +34,7 @@ class Mappings : public testing::Test {
   const std::string m_name = NewName();
 };
 
-TEST_F(Mappings, NothingIsOpenedUnderANameThatNobodyMade) {
+TEST_F(Mappings, AMissingNameCannotBeOpened) {
   EXPECT_EQ(Open(), nullptr);
 }
 
@@ -58,19 +58,19 @@ TEST_F(Mappings, NewMemoryIsZeroAndSharedByAllViews) {
   EXPECT_TRUE(handles.CloseHandle(maker));
 }
 
-TEST_F(Mappings, ANameCannotBeMadeTwice) {
+TEST_F(Mappings, AnExistingNameCannotBeCreatedAgain) {
   const Handle maker = mappings.CreateFileMappingA(4096, m_name.c_str());
   ASSERT_NE(maker, nullptr);
   EXPECT_EQ(mappings.CreateFileMappingA(4096, m_name.c_str()), nullptr);
   EXPECT_EQ(mappings.CreateFileMappingA(64, m_name.c_str()), nullptr);
-  // The failed attempts don't affect the name.
+  // The failed attempts left the name alone.
   const Handle opener = Open();
   EXPECT_NE(opener, nullptr);
   handles.CloseHandle(opener);
   handles.CloseHandle(maker);
 }
 
-TEST_F(Mappings, TheNameGoesWithTheLastHandle) {
+TEST_F(Mappings, TheNameDisappearsWithTheLastHandle) {
   const Handle maker = mappings.CreateFileMappingA(4096, m_name.c_str());
   const Handle second = Open();
   EXPECT_TRUE(handles.CloseHandle(maker));
@@ -81,7 +81,7 @@ TEST_F(Mappings, TheNameGoesWithTheLastHandle) {
   EXPECT_EQ(Open(), nullptr);
 }
 
-TEST_F(Mappings, ANewMappingOfTheNameIsAnotherMemory) {
+TEST_F(Mappings, ANewMappingOfTheNameHasNewMemory) {
   const Handle old = mappings.CreateFileMappingA(4096, m_name.c_str());
   auto* const oldView =
       static_cast<std::uint32_t*>(mappings.MapViewOfFile(old, kMapReadWrite, 0, 0, 4096));
@@ -111,7 +111,7 @@ TEST_F(Mappings, AViewOutlivesTheHandles) {
   EXPECT_TRUE(mappings.UnmapViewOfFile(view));
 }
 
-TEST_F(Mappings, AViewReachesToTheEndOfTheLastPageAndNoFurther) {
+TEST_F(Mappings, AViewEndsWithTheLastPage) {
   const Handle maker = mappings.CreateFileMappingA(5000, m_name.c_str());
   ASSERT_NE(maker, nullptr);
   auto* const view = static_cast<char*>(mappings.MapViewOfFile(maker, kMapReadWrite, 0, 0, 8192));
@@ -125,7 +125,7 @@ TEST_F(Mappings, AViewReachesToTheEndOfTheLastPageAndNoFurther) {
   handles.CloseHandle(maker);
 }
 
-TEST_F(Mappings, WhatIsOpenForReadingIsNotMappedForWriting) {
+TEST_F(Mappings, AMappingOpenForReadingCannotBeMappedForWriting) {
   const Handle maker = mappings.CreateFileMappingA(4096, m_name.c_str());
   const Handle reader = Open(kMapRead);
   ASSERT_NE(reader, nullptr);
@@ -146,7 +146,7 @@ TEST_F(Mappings, NamesThatDifferInOneCharacterAreDifferent) {
   handles.CloseHandle(maker);
 }
 
-TEST_F(Mappings, NoHandleAndNoViewAreTolerated) {
+TEST_F(Mappings, NullHandlesAndViewsAreRejected) {
   EXPECT_EQ(mappings.MapViewOfFile(nullptr, kMapReadWrite, 0, 0, 4096), nullptr);
   EXPECT_EQ(mappings.MapViewOfFile(kInvalidHandle, kMapReadWrite, 0, 0, 4096), nullptr);
   EXPECT_FALSE(mappings.UnmapViewOfFile(nullptr));
@@ -154,7 +154,7 @@ TEST_F(Mappings, NoHandleAndNoViewAreTolerated) {
   EXPECT_FALSE(mappings.UnmapViewOfFile(&variable));
 }
 
-TEST_F(Mappings, AViewEndsOnce) {
+TEST_F(Mappings, AViewCanBeUnmappedOnce) {
   const Handle maker = mappings.CreateFileMappingA(4096, m_name.c_str());
   void* const view = mappings.MapViewOfFile(maker, kMapReadWrite, 0, 0, 4096);
   EXPECT_TRUE(mappings.UnmapViewOfFile(view));
@@ -162,7 +162,7 @@ TEST_F(Mappings, AViewEndsOnce) {
   handles.CloseHandle(maker);
 }
 
-TEST_F(Mappings, WordsCountAtomicallyThroughSeveralViews) {
+TEST_F(Mappings, WordsAreAtomicThroughSeveralViews) {
   constexpr std::uint32_t kRounds = 20000;
   const Handle maker = mappings.CreateFileMappingA(4096, m_name.c_str());
   ASSERT_NE(maker, nullptr);

@@ -18,7 +18,7 @@ using testing::ElementsAre;
 using TickReplacement = ScopedReplacement<clock, &ClockOperations::GetTickCount>;
 using SleepReplacement = ScopedReplacement<clock, &ClockOperations::Sleep>;
 
-TEST(ScopedReplacement, ReplacesOneEntryForTheLengthOfTheScope) {
+TEST(ScopedReplacement, ReplacesOneEntryForAScope) {
   const ClockOperations before = clock;
   {
     const TickReplacement replaced([](auto) { return 0xFFFFFFF0u; });
@@ -29,7 +29,7 @@ TEST(ScopedReplacement, ReplacesOneEntryForTheLengthOfTheScope) {
   EXPECT_EQ(clock.GetTickCount, before.GetTickCount);
 }
 
-TEST(ScopedReplacement, GivesTheArgumentsAndTheOriginal) {
+TEST(ScopedReplacement, PassesTheOriginalAndTheArguments) {
   std::vector<std::uint32_t> slept;
   const auto original = clock.Sleep;
   const SleepReplacement replaced([&](auto previous, std::uint32_t milliseconds) {
@@ -41,7 +41,7 @@ TEST(ScopedReplacement, GivesTheArgumentsAndTheOriginal) {
   EXPECT_THAT(slept, ElementsAre(20u, 0xFFFFFFFFu));
 }
 
-TEST(ScopedReplacement, NestedGuardsCallOutwards) {
+TEST(ScopedReplacement, NestedReplacementsCallOutwards) {
   const TickReplacement outer([](auto) { return 1u; });
   {
     const TickReplacement middle([](auto previous) { return previous() * 10 + 2; });
@@ -55,7 +55,7 @@ TEST(ScopedReplacement, NestedGuardsCallOutwards) {
   EXPECT_EQ(clock.GetTickCount(), 1u);
 }
 
-TEST(ScopedReplacement, ANestedGuardMayPassOnToTheOriginalMoreThanOnce) {
+TEST(ScopedReplacement, ANestedReplacementMayCallTheOriginalTwice) {
   std::uint32_t calls = 0;
   const TickReplacement outer([&](auto) { return ++calls; });
   const TickReplacement inner([](auto previous) { return previous() + previous(); });
@@ -63,7 +63,7 @@ TEST(ScopedReplacement, ANestedGuardMayPassOnToTheOriginalMoreThanOnce) {
   EXPECT_EQ(calls, 2u);
 }
 
-TEST(ScopedReplacement, AnExceptionLeavesTheGuardsInOrder) {
+TEST(ScopedReplacement, AnExceptionEndsReplacementsInOrder) {
   const TickReplacement outer([](auto) -> std::uint32_t { throw 7; });
   {
     const TickReplacement inner([](auto previous) { return previous(); });
@@ -73,7 +73,7 @@ TEST(ScopedReplacement, AnExceptionLeavesTheGuardsInOrder) {
   EXPECT_THROW(clock.GetTickCount(), int);
 }
 
-TEST(ScopedReplacement, GuardsOnDifferentEntriesDoNotKnowEachOther) {
+TEST(ScopedReplacement, ReplacementsOfDifferentEntriesAreIndependent) {
   std::uint32_t now = 100;
   const TickReplacement ticks([&](auto) { return now; });
   const SleepReplacement sleeps([&](auto, std::uint32_t milliseconds) { now += milliseconds; });

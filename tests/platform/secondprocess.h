@@ -1,8 +1,7 @@
-// Tests with two processes: this program starts itself again in one of the roles below.
+// Tests with two processes: this program is started again in one of the roles below.
 //
-// The child takes its role before main, when it finds the environment variable that names it. Each
-// system's folder has its own way to start and end a process and includes the tests from
-// mappingoftwotests.h.
+// The role starts before main when an environment variable names it. Each system has its own way to
+// start and to end a process; the tests are in mappingoftwotests.h.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -21,7 +20,7 @@ namespace tests {
 inline constexpr const char* kRoleVariable = "QUORVEX_TEST_ROLE";
 inline constexpr const char* kNameVariable = "QUORVEX_TEST_MAPPING";
 
-// Words in the test's mapping: the child reports that it is running, the parent that it may end.
+// The words in a test's mapping: the child reports that it runs, the parent lets it end.
 inline constexpr std::size_t kThere = 0;
 inline constexpr std::size_t kEnd = 1;
 inline constexpr std::uint32_t kMappingSize = 4096;
@@ -29,7 +28,7 @@ inline constexpr int kDone = 41;
 inline constexpr int kNoMapping = 42;
 inline constexpr int kNotTold = 43;
 
-// Waits up to a minute until another process makes the condition true.
+// Waits up to a minute for a condition that another process makes true.
 template <typename Condition>
 bool WaitFor(Condition condition) {
   for (int round = 0; round < 6000; ++round) {
@@ -53,7 +52,7 @@ struct Words {
   std::uint32_t* const view;
 };
 
-// The child's part. "make" and "open" say how it gets its handle.
+// The child's role. "make" and "open" say how it gets its handle.
 inline int Play(const std::string& role, const char* name) {
   const platform::Handle mapping =
       role == "make" ? platform::mappings.CreateFileMappingA(kMappingSize, name)
@@ -75,7 +74,7 @@ inline void PlayIfTold() {
   if (role != nullptr && name != nullptr) std::_Exit(Play(role, name));
 }
 
-// A started process. The destructor ends it if it is still running.
+// A started process. The destructor ends it at the latest.
 class Process {
  public:
   Process(const char* role, const std::string& name);
@@ -83,9 +82,9 @@ class Process {
   Process(const Process&) = delete;
   Process& operator=(const Process&) = delete;
 
-  // Kills it, so that it closes nothing.
+  // Kills it, without any clean-up.
   void Kill();
-  // Waits until it ends and returns its exit code.
+  // Waits for its end and returns its exit code.
   int Wait();
 
  private:

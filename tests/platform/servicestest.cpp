@@ -1,4 +1,4 @@
-// Folders, clock, process, timers, sockets and diagnostics: the contract on every system.
+// Folders, clock, process, timers, sockets and diagnostics: what all systems have in common.
 #include <gmock/gmock.h>
 
 #include <cstdint>
@@ -39,7 +39,7 @@ bool IsSeparator(char character) {
   return character == '/' || character == '\\';
 }
 
-TEST(Folders, EachFolderExistsAndItsLengthIsTold) {
+TEST(Folders, EachFolderExistsAndItsLengthIsReturned) {
   for (const NarrowQuestion ask : kNarrowQuestions) {
     char buffer[kMaxPath] = {};
     const std::uint32_t length = ask(buffer, kMaxPath);
@@ -57,7 +57,7 @@ TEST(Folders, OnlyTheTemporaryPathEndsInASeparator) {
   }
 }
 
-TEST(Folders, TooSmallABufferIsToldTheRoomThatIsNeeded) {
+TEST(Folders, TooSmallABufferReturnsTheRequiredSize) {
   for (const NarrowQuestion ask : kNarrowQuestions) {
     char buffer[kMaxPath] = {};
     const std::uint32_t length = ask(buffer, kMaxPath);
@@ -68,7 +68,7 @@ TEST(Folders, TooSmallABufferIsToldTheRoomThatIsNeeded) {
   }
 }
 
-TEST(Folders, TheWideTemporaryPathIsTheNarrowOne) {
+TEST(Folders, WideAndNarrowTemporaryPathsAreEqual) {
   char narrow[kMaxPath] = {};
   WideChar wide[kMaxPath] = {};
   const std::uint32_t length = folders.GetTempPathA(kMaxPath, narrow);
@@ -85,15 +85,15 @@ TEST(Folders, ApplicationDataExistsAndHasNoFinalSeparator) {
   EXPECT_NE(folders.SHGetFolderPathA(0x7F, buffer), 0);
 }
 
-TEST(Clock, TicksGoForwardWhileSleeping) {
+TEST(Clock, TicksAdvanceDuringSleep) {
   const std::uint32_t before = clock.GetTickCount();
   clock.Sleep(50);
-  // Some systems count ticks in steps of 16 ms.
+  // Some systems count ticks in steps of 16 milliseconds.
   EXPECT_GE(clock.GetTickCount() - before, 50u - 16u);
   clock.Sleep(0);
 }
 
-TEST(Clock, TheLocalTimeIsTheRuntimeLibrarys) {
+TEST(Clock, LocalTimeEqualsTheRuntimeLibrarys) {
   const auto seconds = [](const platform::LocalTime& time) {
     std::tm parts = {};
     parts.tm_year = time.year - 1900;
@@ -114,7 +114,7 @@ TEST(Clock, TheLocalTimeIsTheRuntimeLibrarys) {
   EXPECT_LE(time.millisecond, 999);
 }
 
-TEST(Process, ThreadsHaveNumbersOfTheirOwnInOneProcess) {
+TEST(Process, EachThreadHasItsOwnIdInOneProcess) {
   const std::uint32_t mine = process.GetCurrentThreadId();
   const std::uint32_t home = process.GetCurrentProcessId();
   std::uint32_t other = mine;
@@ -130,7 +130,7 @@ TEST(Process, ThreadsHaveNumbersOfTheirOwnInOneProcess) {
   EXPECT_EQ(process.GetCurrentThreadId(), mine);
 }
 
-TEST(Process, TheComputersNameFitsOrIsRefused) {
+TEST(Process, TheComputersNameFitsOrTheCallFails) {
   std::vector<WideChar> buffer(300, WideChar{'#'});
   std::uint32_t size = 300;
   ASSERT_TRUE(process.GetComputerNameW(buffer.data(), &size));
@@ -145,7 +145,7 @@ TEST(Process, TheComputersNameFitsOrIsRefused) {
   EXPECT_FALSE(process.GetComputerNameW(exact.data(), &room));
 }
 
-TEST(Cursor, SettingGivesTheOneBefore) {
+TEST(Cursor, SettingReturnsThePreviousOne) {
   const platform::Cursor wait = ui.LoadCursorW(platform::kWaitCursor);
   ASSERT_NE(wait, nullptr);
   const platform::Cursor before = ui.SetCursor(wait);
@@ -164,7 +164,7 @@ void QV_STDCALL CountFiring(platform::Window window, std::uint32_t message,
   ++s_fired;
 }
 
-TEST(Timer, FiresFromTheMessageLoopUntilItIsEnded) {
+TEST(Timer, FiresFromTheMessageLoopUntilItIsStopped) {
   s_fired = 0;
   s_firedWindow = &s_fired;
   const std::uintptr_t timer = ui.SetTimer(nullptr, 0, 20, &CountFiring);
@@ -181,14 +181,14 @@ TEST(Timer, FiresFromTheMessageLoopUntilItIsEnded) {
   EXPECT_EQ(s_fired, before);
 }
 
-TEST(Timer, AnotherIdentifierDoesNotEndIt) {
+TEST(Timer, AnotherIdentifierDoesNotStopIt) {
   const std::uintptr_t timer = ui.SetTimer(nullptr, 0, 1000, &CountFiring);
   EXPECT_FALSE(ui.KillTimer(ui.GetActiveWindow(), reinterpret_cast<std::uintptr_t>(&timer)));
   EXPECT_FALSE(ui.KillTimer(nullptr, timer + 12345));
   EXPECT_TRUE(ui.KillTimer(nullptr, timer));
 }
 
-TEST(Timer, EachTimerWithoutAWindowHasAnIdentifierOfItsOwn) {
+TEST(Timer, TimersWithoutAWindowHaveDifferentIdentifiers) {
   const std::uintptr_t first = ui.SetTimer(nullptr, 0, 1000, &CountFiring);
   const std::uintptr_t second = ui.SetTimer(nullptr, 0, 1000, &CountFiring);
   EXPECT_NE(first, second);
@@ -205,7 +205,7 @@ TEST(Sockets, DottedAddressesAreInNetworkOrder) {
   }
 }
 
-TEST(Sockets, NoSocketIsTolerated) {
+TEST(Sockets, InvalidSocketsAreRejected) {
   EXPECT_EQ(sockets.WSAStartup(0x0202), 0);
   EXPECT_EQ(sockets.CreateSocket(12345, platform::kSocketDatagram, 0), platform::kInvalidSocket);
   EXPECT_NE(sockets.Connect(platform::kInvalidSocket, {1, 1}), 0);
@@ -213,7 +213,7 @@ TEST(Sockets, NoSocketIsTolerated) {
   EXPECT_NE(sockets.CloseSocket(platform::kInvalidSocket), 0);
 }
 
-TEST(Sockets, SendingWhereNobodyListensGoesOn) {
+TEST(Sockets, SendingWithoutAReceiverDoesNotFail) {
   ASSERT_EQ(sockets.WSAStartup(0x0202), 0);
   const platform::Socket socket =
       sockets.CreateSocket(platform::kAddressFamilyInet, platform::kSocketDatagram, 17);
@@ -224,7 +224,7 @@ TEST(Sockets, SendingWhereNobodyListensGoesOn) {
   EXPECT_EQ(sockets.CloseSocket(socket), 0);
 }
 
-TEST(Diagnostics, TextOfEitherWidthIsTaken) {
+TEST(Diagnostics, AcceptsNarrowAndWideText) {
   platform::diagnostics.OutputDebugStringA("");
   platform::diagnostics.OutputDebugStringW(QV_WIDE(""));
 }

@@ -48,13 +48,13 @@ TEST(TextLines, LastLineCountsWithoutALineEnd) {
   EXPECT_THAT(LinesOf("one\ntwo"), ElementsAre("one", "two"));
 }
 
-TEST(TextLines, EmptyLinesAreLinesButNothingBehindTheLastLineEndIsNone) {
+TEST(TextLines, EmptyLinesCountButNotNothingAfterTheLastLineEnd) {
   EXPECT_THAT(LinesOf("\n\r\n\nx\n\n"), ElementsAre("", "", "", "x", ""));
   EXPECT_THAT(LinesOf("\n"), ElementsAre(""));
   EXPECT_THAT(LinesOf(""), IsEmpty());
 }
 
-TEST(TextLines, OnlyTheCrBeforeAnLfGoes) {
+TEST(TextLines, OnlyTheCrBeforeAnLfIsRemoved) {
   EXPECT_THAT(LinesOf("a\rb\r\r\n\rc\n\r"), ElementsAre("a\rb\r", "\rc", "\r"));
 }
 
@@ -66,7 +66,7 @@ TEST(TextLines, EveryOtherByteStays) {
                           "d"));
 }
 
-TEST(TextLines, LineLongerThanAnyBufferComesWhole) {
+TEST(TextLines, LineLongerThanTheBufferIsReturnedWhole) {
   const std::string longLine(200000, 'x');
   EXPECT_THAT(LinesOf("a\n" + longLine + "\r\n" + longLine), ElementsAre("a", longLine, longLine));
 }
@@ -93,7 +93,7 @@ TEST(TextLines, ManyLinesOverManyReadsComeInOrder) {
   }
 }
 
-TEST(TextLines, FailedReadEndsTheFileButWhatWasReadCounts) {
+TEST(TextLines, FailedReadEndsTheFileAfterTheDataReadBefore) {
   const TextFile file("one\ntwo\nthree\n");
   {
     const tests::BrokenRead broken(6);
@@ -109,7 +109,7 @@ TEST(TextLines, FailedReadEndsTheFileButWhatWasReadCounts) {
   }
 }
 
-TEST(TextLines, EndIsForGood) {
+TEST(TextLines, EndIsPermanent) {
   const TextFile file("one");
   TextLines lines(file.Path().c_str());
   std::string_view line;
@@ -119,7 +119,7 @@ TEST(TextLines, EndIsForGood) {
   EXPECT_FALSE(lines.NextPiece(10, &line));
 }
 
-TEST(TextLines, FailedReadIsNotTriedAgain) {
+TEST(TextLines, FailedReadIsNotRetried) {
   const TextFile file("one\ntwo\n");
   int calls = 0;
   const tests::ReplaceRead onceFailing(
@@ -162,7 +162,7 @@ TEST(TextLines, OpensForReadingSharedWithReadersAndWritersAndClosesAtTheEnd) {
   EXPECT_EQ(files.LastDisposition(), platform::kOpenExisting);
 }
 
-TEST(TextPieces, HoldTheLfThatFits) {
+TEST(TextPieces, IncludeTheLfIfItFits) {
   EXPECT_THAT(PiecesOf("one\ntwo\r\nx", 10), ElementsAre("one\n", "two\n", "x"));
 }
 
@@ -170,12 +170,12 @@ TEST(TextPieces, LongerLineIsCutAndItsRestIsTheNextPiece) {
   EXPECT_THAT(PiecesOf("abcdefgh\nij", 3), ElementsAre("abc", "def", "gh\n", "ij"));
 }
 
-TEST(TextPieces, LineEndBehindTheLimitIsAPieceOfItsOwn) {
+TEST(TextPieces, LineEndAfterTheLimitIsASeparatePiece) {
   EXPECT_THAT(PiecesOf("abc\nd", 4), ElementsAre("abc\n", "d"));
   EXPECT_THAT(PiecesOf("abc\nd", 3), ElementsAre("abc", "\n", "d"));
 }
 
-TEST(TextPieces, CrLfCountsAsTheOneCharacterThatItBecomes) {
+TEST(TextPieces, CrLfCountsAsOneCharacter) {
   EXPECT_THAT(PiecesOf("abc\r\nd", 4), ElementsAre("abc\n", "d"));
   EXPECT_THAT(PiecesOf("abc\r\nd", 3), ElementsAre("abc", "\n", "d"));
   EXPECT_THAT(PiecesOf("\r\n\r\n", 1), ElementsAre("\n", "\n"));
@@ -204,13 +204,13 @@ TEST(TextPieces, AreTheSameHoweverTheBytesArrive) {
   }
 }
 
-TEST(TextPieces, LimitMayBeLargerThanAnyBuffer) {
+TEST(TextPieces, LimitMayExceedTheBuffer) {
   const std::string longLine(100000, 'x');
   EXPECT_THAT(PiecesOf(longLine + "\n" + longLine, 99999),
               ElementsAre(longLine.substr(1), "x\n", longLine.substr(1), "x"));
 }
 
-TEST(TextPieces, MayTakeTurnsWithLines) {
+TEST(TextPieces, MayAlternateWithLines) {
   const TextFile file("abcdef\r\nsecond\nthird");
   TextLines lines(file.Path().c_str());
   std::string_view text;
@@ -224,7 +224,7 @@ TEST(TextPieces, MayTakeTurnsWithLines) {
   EXPECT_EQ(text, "third");
 }
 
-TEST(TextPieces, FailedReadEndsTheFileButWhatWasReadCounts) {
+TEST(TextPieces, FailedReadEndsTheFileAfterTheDataReadBefore) {
   const TextFile file("one\ntwo\n");
   const tests::BrokenRead broken(6);
   TextLines lines(file.Path().c_str());

@@ -19,15 +19,15 @@ TEST(Suggestion, OneLetterMissingWrongOrTooMany) {
   EXPECT_EQ(ClosestTo("boddy", kWords), "body");
 }
 
-TEST(Suggestion, NeighboursExchanged) {
+TEST(Suggestion, SwappedNeighbours) {
   EXPECT_EQ(ClosestTo("bdoy", kWords), "body");
 }
 
-TEST(Suggestion, CaseDoesNotCount) {
+TEST(Suggestion, IgnoresCase) {
   EXPECT_EQ(ClosestTo("SENDER", kWords), "sender");
 }
 
-TEST(Suggestion, NothingForAnotherWord) {
+TEST(Suggestion, NothingForADifferentWord) {
   EXPECT_EQ(ClosestTo("attachment", kWords), "");
   EXPECT_EQ(ClosestTo("", kWords), "");
   EXPECT_EQ(ClosestTo(std::string(100'000, 'x'), kWords), "");

@@ -25,7 +25,7 @@ using ReplaceNarrowing =
 using ReplaceWidening =
     ScopedReplacement<platform::codepages, &platform::CodePageOperations::MultiByteToWideChar>;
 
-// One call that the text functions make to the system.
+// A call of the system's conversion.
 struct Question {
   bool narrowing;
   std::uint32_t codePage;
@@ -37,7 +37,7 @@ struct Question {
   bool operator==(const Question&) const = default;
 };
 
-// Records each call, returns `needed` and fills the buffer with 'x'. Call number `failingCall`,
+// Records each call, fills the output with 'x' and returns `needed`. Call number `failingCall`,
 // counted from 1, returns 0.
 class RecordedSystem {
  public:
@@ -76,14 +76,14 @@ class RecordedSystem {
 constexpr bool kNarrowing = true;
 constexpr bool kWidening = false;
 
-TEST(TextConversion, WideToUtf8AsksForTheLengthAndThenConvertsIntoThatMuch) {
+TEST(TextConversion, WideToUtf8QueriesTheLengthAndThenConvertsIntoThatMuch) {
   const RecordedSystem system(3);
   EXPECT_EQ(WideToUtf8(QV_WIDE("four")), "xxx");
   EXPECT_THAT(system.Questions(), ElementsAre(Question{kNarrowing, 65001, 0, 4, false, 0},
                                               Question{kNarrowing, 65001, 0, 4, true, 3}));
 }
 
-TEST(TextConversion, Utf8ToWideRefusesInvalidInputInBothCalls) {
+TEST(TextConversion, Utf8ToWideRejectsInvalidInputInBothCalls) {
   const RecordedSystem system(3);
   EXPECT_EQ(Utf8ToWide("four"), QV_WIDE("xxx"));
   EXPECT_THAT(system.Questions(), ElementsAre(Question{kWidening, 65001, 8, 4, false, 0},
@@ -97,7 +97,7 @@ TEST(TextConversion, WideToAnsiUsesTheSystemCodePage) {
                                               Question{kNarrowing, 0, 0, 3, true, 2}));
 }
 
-TEST(TextConversion, AnsiToWideUsesTheSystemCodePageAndRefusesInvalidInput) {
+TEST(TextConversion, AnsiToWideUsesTheSystemCodePageAndRejectsInvalidInput) {
   const RecordedSystem system(2);
   EXPECT_EQ(AnsiToWide("abc"), QV_WIDE("xx"));
   EXPECT_THAT(system.Questions(), ElementsAre(Question{kWidening, 0, 8, 3, false, 0},
@@ -133,7 +133,7 @@ TEST(TextConversion, EmptyTextNeedsNoSystemCall) {
   EXPECT_TRUE(system.Questions().empty());
 }
 
-TEST(TextConversion, LengthThatCannotBeToldGivesEmptyTextAndNoSecondCall) {
+TEST(TextConversion, FailedLengthQueryReturnsEmptyTextWithoutASecondCall) {
   {
     const RecordedSystem system(3, 1);
     EXPECT_EQ(WideToUtf8(QV_WIDE("abc")), "");
@@ -146,7 +146,7 @@ TEST(TextConversion, LengthThatCannotBeToldGivesEmptyTextAndNoSecondCall) {
   }
 }
 
-TEST(TextConversion, FailingConversionGivesEmptyTextThoughTheLengthWasTold) {
+TEST(TextConversion, FailedConversionReturnsEmptyTextAfterTheLengthQuery) {
   {
     const RecordedSystem system(3, 2);
     EXPECT_EQ(WideToUtf8(QV_WIDE("abc")), "");
@@ -159,7 +159,7 @@ TEST(TextConversion, FailingConversionGivesEmptyTextThoughTheLengthWasTold) {
   }
 }
 
-TEST(TextConversion, PairsStopWhereTheirFirstHalfFails) {
+TEST(TextConversion, TwoStepConversionsStopWhenTheFirstStepFails) {
   {
     const RecordedSystem system(3, 1);
     EXPECT_EQ(AnsiToUtf8("abc"), "");
@@ -176,12 +176,12 @@ TEST(TextConversion, PairsStopWhereTheirFirstHalfFails) {
 const std::string kUtf8 = "A\xC3\xBC\xE2\x82\xAC\xF0\x9F\x98\x80";
 const WideString kWide = {'A', 0x00FC, 0x20AC, 0xD83D, 0xDE00};
 
-TEST(TextConversion, EveryLengthOfUtf8CrossesBothWays) {
+TEST(TextConversion, EveryLengthOfUtf8ConvertsBothWays) {
   EXPECT_EQ(WideToUtf8(kWide), kUtf8);
   EXPECT_EQ(Utf8ToWide(kUtf8), kWide);
 }
 
-TEST(TextConversion, BoundariesOfTheLengthsCrossBothWays) {
+TEST(TextConversion, BoundariesOfTheLengthsConvertBothWays) {
   const std::vector<std::pair<WideString, std::string>> boundaries = {
       {{0x007F}, "\x7F"},
       {{0x0080}, "\xC2\x80"},
@@ -208,9 +208,9 @@ TEST(TextConversion, EmbeddedNulIsKept) {
   EXPECT_EQ(AnsiToWide(narrow), wide);
 }
 
-TEST(TextConversion, InvalidUtf8AnywhereGivesTheEmptyString) {
+TEST(TextConversion, InvalidUtf8AnywhereReturnsTheEmptyString) {
   const std::vector<std::string> invalid = {
-      "\x80",              // continuation without a lead byte
+      "\x80",              // a continuation without a beginning
       "\xC3",              // cut after the first byte
       "\xE2\x82",          // cut after the second
       "\xF0\x9F\x98",      // cut after the third
@@ -219,7 +219,7 @@ TEST(TextConversion, InvalidUtf8AnywhereGivesTheEmptyString) {
       "\xED\xA0\x80",      // a surrogate
       "\xF4\x90\x80\x80",  // above U+10FFFF
       "\xFF",              // never a byte of UTF-8
-      "\xC3(",             // lead byte without its continuation
+      "\xC3(",             // a beginning without its continuation
   };
   for (const std::string& bad : invalid) {
     EXPECT_EQ(Utf8ToWide(bad), WideString());
@@ -229,7 +229,7 @@ TEST(TextConversion, InvalidUtf8AnywhereGivesTheEmptyString) {
   }
 }
 
-TEST(TextConversion, SurrogateWithoutPartnerBecomesTheReplacementCharacter) {
+TEST(TextConversion, UnpairedSurrogateBecomesTheReplacementCharacter) {
   const std::string replacement = "\xEF\xBF\xBD";
   EXPECT_EQ(WideToUtf8(WideString{0xD83D}), replacement);
   EXPECT_EQ(WideToUtf8(WideString{0xDE00}), replacement);
@@ -237,7 +237,7 @@ TEST(TextConversion, SurrogateWithoutPartnerBecomesTheReplacementCharacter) {
   EXPECT_EQ(WideToUtf8(WideString{0xDE00, 0xD83D}), replacement + replacement);
 }
 
-TEST(TextConversion, LongTextCrossesWhole) {
+TEST(TextConversion, LongTextConvertsWhole) {
   WideString wide;
   std::string narrow;
   for (int repeat = 0; repeat < 50000; ++repeat) {

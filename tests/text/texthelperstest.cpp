@@ -24,7 +24,7 @@ TEST(GuidToString, WritesTheFieldsInCapitalsAndTheBytesInOrder) {
   EXPECT_EQ(GuidToString(guid), "{5E1B7C42-9D3A-4F06-A8C1-3B7E42D09A16}");
 }
 
-TEST(GuidToString, FillsEveryFieldWithZerosInFront) {
+TEST(GuidToString, PadsEveryFieldWithLeadingZeros) {
   const GUID guid = {0xA, 0xB, 0xC, {1, 2, 3, 4, 5, 6, 7, 8}};
   EXPECT_EQ(GuidToString(guid), "{0000000A-000B-000C-0102-030405060708}");
 }
@@ -48,7 +48,7 @@ TEST(SplitString, TextWithoutDelimiterIsTheOneEntry) {
   EXPECT_THAT(Split("a", "longer than the text"), ElementsAre("a"));
 }
 
-TEST(SplitString, PiecesComeInOrderAndReplaceWhatWasThere) {
+TEST(SplitString, PiecesAreInOrderAndReplaceTheOldContents) {
   EXPECT_THAT(Split("one;two;three", ";"), ElementsAre("one", "two", "three"));
 }
 
@@ -66,12 +66,12 @@ TEST(SplitString, OccurrencesAreFoundFromTheLeftAndDoNotOverlap) {
   EXPECT_THAT(Split("1aaa2", "aa"), ElementsAre("1", "a2"));
 }
 
-TEST(SplitString, EmptyDelimiterGivesTheWholeTextEvenIfEmpty) {
+TEST(SplitString, EmptyDelimiterReturnsTheWholeTextEvenIfEmpty) {
   EXPECT_THAT(Split("a;b", ""), ElementsAre("a;b"));
   EXPECT_THAT(Split("", ""), ElementsAre(""));
 }
 
-TEST(SplitString, EmptyTextGivesNothing) {
+TEST(SplitString, EmptyTextHasNoPieces) {
   EXPECT_THAT(Split("", ";"), IsEmpty());
 }
 
@@ -87,7 +87,7 @@ std::vector<WideString> SplitWide(const WideString& text, const WideString& deli
   return pieces;
 }
 
-TEST(SplitWideString, SplitsLikeTheNarrowOneAndReplacesWhatWasThere) {
+TEST(SplitWideString, SplitsLikeTheNarrowOneAndReplacesTheOldContents) {
   EXPECT_THAT(SplitWide(QV_WIDE(";\u00FCber;;\u20AC;"), QV_WIDE(";")),
               ElementsAre(QV_WIDE("\u00FCber"), QV_WIDE("\u20AC")));
   EXPECT_THAT(SplitWide(QV_WIDE("a"), QV_WIDE(";")), ElementsAre(QV_WIDE("a")));
@@ -100,7 +100,7 @@ TEST(SplitWideString, DelimiterMayBeAnyCharacter) {
               ElementsAre(QV_WIDE("a"), QV_WIDE("b")));
 }
 
-// The search works on UTF-8, where half a surrogate pair becomes the replacement character.
+// The search runs over UTF-8, where half a pair is the replacement character.
 TEST(SplitWideString, HalfOfAPairDoesNotSplitThePair) {
   const WideString pair = {'a', 0xD83D, 0xDE00, 'b'};
   EXPECT_THAT(SplitWide(pair, WideString{0xD83D}), ElementsAre(pair));
@@ -140,17 +140,17 @@ TEST(MaskCardNumber, AnyOtherCharacterLeavesTheTextUnchanged) {
   EXPECT_EQ(MaskCardNumber("4111111122223333\xC2\xB2", '*'), "4111111122223333\xC2\xB2");
 }
 
-TEST(MaskCardNumber, TextWithoutDigitsComesBackAsItIs) {
+TEST(MaskCardNumber, TextWithoutDigitsStaysUnchanged) {
   EXPECT_EQ(MaskCardNumber("", '*'), "");
   EXPECT_EQ(MaskCardNumber(" - - ", '*'), " - - ");
 }
 
-TEST(MaskCardNumber, MaskThatIsADigitOrABlankIsTakenLikeAnyOther) {
+TEST(MaskCardNumber, MaskMayBeADigitOrABlank) {
   EXPECT_EQ(MaskCardNumber("1111111111111111", '0'), "1111110000001111");
   EXPECT_EQ(MaskCardNumber("1111 1111 1111 1111", '-'), "1111 11-- ---- 1111");
 }
 
-// Counts invalid-parameter calls and returns instead of raising the runtime's error.
+// Counts invalid-parameter errors and lets the call return.
 class CountedComplaints {
  public:
   int Count() const { return m_count; }
@@ -161,7 +161,7 @@ class CountedComplaints {
       m_guard{[this](auto) { ++m_count; }};
 };
 
-TEST(FormatToBuffer, GivesTheNumberOfCharactersWithoutTheNul) {
+TEST(FormatToBuffer, ReturnsTheNumberOfCharactersWithoutTheNul) {
   const CountedComplaints complaints;
   char buffer[32];
   EXPECT_EQ(FormatToBuffer(buffer, sizeof buffer, "(%05d) %02u:%s", 42, 7u, "x"), 12);
@@ -235,7 +235,7 @@ TEST(FormatToBuffer, MissingBufferSizeOrFormatRaisesTheError) {
 using ReplaceFormat =
     ScopedReplacement<platform::formatting, &platform::FormattingOperations::Format>;
 
-TEST(FormatToBuffer, ArgumentThatCannotBeConvertedGivesTheFailureWithoutTheError) {
+TEST(FormatToBuffer, UnconvertibleArgumentFailsWithoutTheError) {
   const CountedComplaints complaints;
   const ReplaceFormat failing([](auto, char* output, auto...) {
     std::strcpy(output, "half");
@@ -247,7 +247,7 @@ TEST(FormatToBuffer, ArgumentThatCannotBeConvertedGivesTheFailureWithoutTheError
   EXPECT_EQ(complaints.Count(), 0);
 }
 
-TEST(FormatToBufferList, FormatsByTheLocaleThatItIsGiven) {
+TEST(FormatToBufferList, UsesTheGivenLocale) {
   std::vector<platform::Locale> seen;
   const ReplaceFormat recording(
       [&](auto original, char* output, auto size, auto format, auto locale, auto arguments) {

@@ -1,4 +1,4 @@
-// Runs every pattern of the table through PCRE2, on both sides of each boundary.
+// All patterns, run by PCRE2 with values on both sides of each boundary.
 #define PCRE2_CODE_UNIT_WIDTH 8
 #include <gtest/gtest.h>
 #include <pcre2.h>
@@ -25,9 +25,9 @@ struct Free {
   void operator()(pcre2_match_context* context) const { pcre2_match_context_free(context); }
 };
 
-// A compiled pattern, in which "$" matches only at the end of the value, not before a final LF. A
-// value that needs more than kMatchLimit steps doesn't match and fails the test, unless the caller
-// asks for the engine's own result.
+// A compiled pattern. "$" matches only the end of the value, not before a final LF. A value that
+// needs more than kMatchLimit steps counts as no match and fails the test, unless the caller wants
+// the engine's own result.
 class Pattern {
  public:
   explicit Pattern(std::string_view text) : m_text(text) {
@@ -122,7 +122,7 @@ const std::vector<Range> kRanges = {
     {RE_1_600, 1, 600},
 };
 
-TEST(ConfigPatterns, RangesTakeEverySmallNumberInThemAndNoOther) {
+TEST(ConfigPatterns, SmallRangesMatchEveryNumberInThemAndNoOther) {
   for (const Range& range : kRanges) {
     const Pattern compiled(range.pattern);
     for (std::uint64_t number = 0; number <= 12000; ++number) {
@@ -133,7 +133,7 @@ TEST(ConfigPatterns, RangesTakeEverySmallNumberInThemAndNoOther) {
   }
 }
 
-TEST(ConfigPatterns, MediumRangesTakeEveryNumberInThemAndNoOther) {
+TEST(ConfigPatterns, MediumRangesMatchEveryNumberInThemAndNoOther) {
   for (const Range& range : kRanges) {
     if (range.most != 76800 && range.most != 524288) {
       continue;
@@ -146,8 +146,8 @@ TEST(ConfigPatterns, MediumRangesTakeEveryNumberInThemAndNoOther) {
   }
 }
 
-// The alternatives of such a pattern follow the digits of the largest number. So the boundaries
-// between alternatives are at numbers that share its first digits.
+// The alternatives of these patterns follow the digits of the largest number, so the boundaries
+// between them share its first digits.
 TEST(ConfigPatterns, RangesEndAtTheirLargestNumberAtEveryDigit) {
   for (const Range& range : kRanges) {
     const Pattern compiled(range.pattern);
@@ -207,7 +207,7 @@ TEST(ConfigPatterns, FileCountOfAllLayersHasAGapWhereThatOfOneLayerHasNone) {
   ExpectRejected(PatternOf("DECOMPRE_FILE_COUNT"), {"0", "5001"});
 }
 
-TEST(ConfigPatterns, HoursMayBeEmptyBeginWithZerosOrBeTheWord) {
+TEST(ConfigPatterns, HoursMayBeEmptyHaveLeadingZerosOrBeTheWord) {
   const std::string_view pattern = PatternOf("FREQ_WPD_DEVCTRL_VIOLATION");
   EXPECT_EQ(pattern, RE_HOURS_NOREPEAT);
   ExpectAccepted(
@@ -216,7 +216,7 @@ TEST(ConfigPatterns, HoursMayBeEmptyBeginWithZerosOrBeTheWord) {
       pattern, {"8761", "9999", "0000", "0007", "norepeat", "NoRepeat", "NOREPEAT 1", "NOREPEATS"});
 }
 
-TEST(ConfigPatterns, SkipTimeOfHttpFilesTakesALeadingZeroWhereClipboardTimeDoesNot) {
+TEST(ConfigPatterns, SkipTimeOfHttpFilesAllowsALeadingZeroUnlikeClipboardTime) {
   EXPECT_EQ(PatternOf("HTTP_FILE_SKIP_TIME"), RE_0_300);
   EXPECT_EQ(PatternOf("CLIPBOARD_IDLE_TIME"), RE_0_30);
   ExpectAccepted(PatternOf("HTTP_FILE_SKIP_TIME"), {"05", "00", "5", "09"});
@@ -225,7 +225,7 @@ TEST(ConfigPatterns, SkipTimeOfHttpFilesTakesALeadingZeroWhereClipboardTimeDoesN
   ExpectAccepted(PatternOf("CLIPBOARD_IDLE_TIME"), {"5", "0", "30"});
 }
 
-TEST(ConfigPatterns, LargestSizesAndTimesAreTheEnd) {
+TEST(ConfigPatterns, SizesAndTimesEndAtTheirLargestNumber) {
   ExpectAccepted(PatternOf("MAX_FILE_SIZE"), {"1073741824", "1073741823", "0"});
   ExpectRejected(PatternOf("MAX_FILE_SIZE"),
                  {"1073741825", "1073741830", "1073742000", "1073750000", "1080000000",
@@ -244,7 +244,7 @@ TEST(ConfigPatterns, BooleansAreLowerCaseWordsWithBlanksAround) {
   ExpectRejected(PatternOf("ENABLE_CHROME_QUIC"), {"Null", "NULL", "", "nul", "nulll"});
 }
 
-TEST(ConfigPatterns, WordsAreTakenAsTheyAreSpelled) {
+TEST(ConfigPatterns, WordsAreCaseSensitive) {
   ExpectAccepted(RE_V1_V2, {"v1", "v2", " v2 "});
   ExpectRejected(RE_V1_V2, {"v0", "v3", "V1", "v", "v12", "", "1"});
   ExpectAccepted(RE_PIPE_FUNCCALL, {"pipe", "funccall", " pipe "});
@@ -258,7 +258,7 @@ TEST(ConfigPatterns, PathsBeginWithADriveLetter) {
                                "C:\\\\a", "C:\\a\\\\"});
 }
 
-TEST(ConfigPatterns, PathsHoldNoCharacterThatNamesMayNotHave) {
+TEST(ConfigPatterns, PathsContainNoCharacterForbiddenInNames) {
   const Pattern compiled(RE_WIN_PATH);
   for (const char forbidden : "*?\"<>|:"s) {
     EXPECT_FALSE(compiled.Accepts("C:\\a"s + forbidden + "b")) << forbidden;
@@ -270,7 +270,7 @@ TEST(ConfigPatterns, PathsHoldNoCharacterThatNamesMayNotHave) {
   EXPECT_TRUE(compiled.Accepts("C:\\a\x7F"));
 }
 
-TEST(ConfigPatterns, PathsHaveNoWhiteSpaceNextToADividerAndNoneInFront) {
+TEST(ConfigPatterns, PathsHaveNoWhiteSpaceNextToASeparatorOrAtTheStart) {
   ExpectRejected(RE_WIN_PATH, {"C:\\ a", "C:\\a \\b", "C:\\a\\ ", "C: \\a", " C:\\a", "C:\\a \\"});
   ExpectAccepted(RE_WIN_PATH, {"C:\\a b\\c d", "C:\\a "});
 }
@@ -343,23 +343,24 @@ TEST(ConfigPatterns, PipeListHasNamesBetweenPipes) {
   ExpectRejected(RE_PIPE_LIST, {"", "|", "a|", "|a", "a||b", "a | b", "a,b", "a/b", "a b"});
 }
 
-TEST(ConfigPatterns, AddressListTakesAddressesWithPrefixesAndPorts) {
+TEST(ConfigPatterns, AddressListAllowsPrefixesAndPorts) {
   ExpectAccepted(RE_IP_LIST, {"", " ", "10.0.0.1", "10.0.0.0/8", "10.0.0.1,10.0.0.2", "[::1]:80",
                               "fe80::1/64", "10.0.0.1:1", "10.0.0.1:65535", "10.0.0.1:1000-2000",
                               "host", " 10.0.0.1 ", "10.0.0.1:80:443", "[fe80::1]/128"});
 }
 
-TEST(ConfigPatterns, AddressListTakesNoCharacterThatAddressesDoNotHave) {
+TEST(ConfigPatterns, AddressListRejectsOtherCharacters) {
   ExpectRejected(RE_IP_LIST, {"1;2", "1 2", "1*2", "1\\8", "a@b", "(1)", "1|2"});
 }
 
-// An address's groups need no separator, so too many digits for a port or prefix pass as groups.
-TEST(ConfigPatterns, AddressListTakesNumbersBeyondTheLargestPortAndPrefixAsGroups) {
+// The groups of an address need no separator, so surplus digits of a port or prefix match as
+// groups.
+TEST(ConfigPatterns, AddressListMatchesTooLargePortsAndPrefixesAsGroups) {
   ExpectAccepted(RE_IP_LIST, {"1.2.3.4:65536", "1.2.3.4:0", "1.2.3.4/129", "12345", "1.2.3.4,"});
 }
 
-// Callers that run this pattern need a limit.
-TEST(ConfigPatterns, AddressListNeedsALimitOnUnluckyValues) {
+// Programs that run this pattern must expect this.
+TEST(ConfigPatterns, AddressListNeedsAMatchLimit) {
   const Pattern compiled(RE_IP_LIST);
   EXPECT_EQ(compiled.Match(std::string(30, 'a') + "!"), PCRE2_ERROR_MATCHLIMIT);
 }

@@ -1,4 +1,4 @@
-// The runtime's locale on systems that have another name for it.
+// The locale on systems that don't know the name ".UTF8".
 #include <gtest/gtest.h>
 
 #include <clocale>
@@ -7,7 +7,7 @@
 
 namespace {
 
-TEST(Locale, IsUtf8ForAllCategoriesOnceALoggerStands) {
+TEST(Locale, IsUtf8ForAllCategoriesOnceALoggerExists) {
   ASSERT_NE(std::setlocale(LC_ALL, "C"), nullptr);
   const CVRKLogger logger;
   EXPECT_STREQ(std::setlocale(LC_ALL, nullptr), "C.UTF-8");

@@ -1,9 +1,9 @@
-// The add-in's datagrams with a real syslog daemon: Debian's rsyslogd, as a child of the test, with
-// its own settings, port and files. Without it, these tests fail instead of being skipped.
+// Sends the logger's datagrams to a real syslog daemon: Debian's rsyslogd, a child of the test with
+// its own settings, port and files. Without it these tests fail; they are never skipped.
 //
-// The datagrams have no syslog header, so a rule must write %rawmsg%, the whole datagram. rsyslogd
-// removes the final LF. With its default settings it also writes each byte below 0x20 as "#" and
-// three octal digits; other bytes stay as they are, valid UTF-8 or not.
+// The datagrams have no syslog header, so the rules write %rawmsg%. rsyslogd removes the final LF.
+// By default it writes each byte below 0x20 as "#" and three octal digits; other bytes stay, valid
+// UTF-8 or not.
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <signal.h>
@@ -31,16 +31,16 @@ class Rsyslog : public testing::Test {
  protected:
   ~Rsyslog() override { Stop(); }
 
-  // Starts the daemon with these additional global settings and makes the logger send to it.
+  // Starts the daemon with these additional global settings and lets the logger send to it.
   void Start(const std::string& settings) {
     ASSERT_EQ(access(kDaemon, X_OK), 0) << "Debian's package rsyslog is missing";
-    // Another process may take the free port before the daemon does.
+    // Another process may take the free port first.
     for (int attempt = 0; attempt < 5 && !TryStart(settings); ++attempt) Stop();
     ASSERT_NE(m_daemon, 0) << "the daemon doesn't listen:\n" << FileBytes(Entry("errors"));
     ASSERT_EQ(m_logger.AddStream("Outlook", 15, "UDP", m_parameter.c_str()), 1);
   }
 
-  // Returns what the daemon wrote after the first lines, once that ends with `last`.
+  // What the daemon has written after the first lines, as soon as it ends with `last`.
   std::string Received(const std::string& last) {
     std::string text;
     for (int i = 0; i < 2000; ++i) {
@@ -124,7 +124,7 @@ class Rsyslog : public testing::Test {
   pid_t m_daemon = 0;
 };
 
-TEST_F(Rsyslog, WritesEveryLineWholeAsItCame) {
+TEST_F(Rsyslog, WritesEveryLineUnchanged) {
   Start("parser.escapeControlCharactersOnReceive=\"off\"");
   const FixedStamp stamp;
   const std::string longest(2077 - kInfo.size(), 'x');

@@ -1,4 +1,4 @@
-// Counted objects, their factory, their dispatch by type information, and the module.
+// Reference-counted objects, their factory, IDispatch by type information, and the module.
 #include "platform/com/comobject.h"
 
 #include <gmock/gmock.h>
@@ -79,7 +79,7 @@ class ComModuleTest : public testing::Test {
   }
 };
 
-TEST_F(ComModuleTest, GivesNoClassThatItDoesNotHave) {
+TEST_F(ComModuleTest, RefusesUnknownClasses) {
   TestModule module;
   void* object = &module;
   EXPECT_EQ(module.DllGetClassObject(kSampleIid, IID_IClassFactory, &object),
@@ -87,13 +87,13 @@ TEST_F(ComModuleTest, GivesNoClassThatItDoesNotHave) {
   EXPECT_EQ(object, nullptr);
 }
 
-TEST_F(ComModuleTest, NeedsAPlaceForTheClassObject) {
+TEST_F(ComModuleTest, RejectsANullResultPointer) {
   TestModule module;
   EXPECT_EQ(module.DllGetClassObject(kSampleClass, IID_IClassFactory, nullptr),
             static_cast<HRESULT>(0x80004003));
 }
 
-TEST_F(ComModuleTest, AFailedStartRefusesTheProcessAndEveryClass) {
+TEST_F(ComModuleTest, AFailedStartRejectsTheProcessAndEveryClass) {
   ScopedReplacement<platform::moduleImage, &ModuleImageOperations::CreateLock> failing(
       [](auto) -> platform::ModuleLock { return nullptr; });
   TestModule module;
@@ -110,7 +110,7 @@ TEST_F(ComModuleTest, AGoodStartAcceptsTheProcess) {
   EXPECT_TRUE(module.DllMain(nullptr, 1));
 }
 
-TEST_F(ComModuleTest, KeepsOneFactoryForAll) {
+TEST_F(ComModuleTest, KeepsOneFactoryForAllCallers) {
   TestModule module;
   auto* const first = static_cast<IUnknown*>(ClassObject(module));
   auto* const second = static_cast<IUnknown*>(ClassObject(module, IID_IUnknown));
@@ -145,7 +145,7 @@ TEST_F(ComModuleTest, AFactoryWithoutTheInterfaceIsAFailure) {
   EXPECT_EQ(module.GetLockCount(), 0);
 }
 
-TEST_F(ComModuleTest, ACreatorThatGivesNothingLeavesTheClassUnavailable) {
+TEST_F(ComModuleTest, ACreatorThatReturnsNullMakesTheClassUnavailable) {
   TestModule module;
   platform::ObjectMapEntry& entry = TestModule::Objects()[0];
   entry.createClassObject = [](auto, REFIID, void** object) {
@@ -161,7 +161,7 @@ TEST_F(ComModuleTest, ACreatorThatGivesNothingLeavesTheClassUnavailable) {
   EXPECT_EQ(failed, E_OUTOFMEMORY);
 }
 
-// A class object that reports success for every query but returns nothing.
+// A class object that reports success for every query and returns null.
 struct EmptyAnswer final : IUnknown {
   HRESULT STDMETHODCALLTYPE QueryInterface(REFIID, void** object) override {
     *object = nullptr;
@@ -173,7 +173,7 @@ struct EmptyAnswer final : IUnknown {
   ULONG count = 1;
 };
 
-TEST_F(ComModuleTest, AClassObjectThatAnswersWithNothingLeavesTheClassUnavailable) {
+TEST_F(ComModuleTest, AClassObjectThatReturnsNullMakesTheClassUnavailable) {
   static EmptyAnswer empty;
   {
     TestModule module;
@@ -203,7 +203,7 @@ TEST_F(ComModuleTest, ServerLocksCount) {
   EXPECT_EQ(module.DllCanUnloadNow(), S_OK);
 }
 
-TEST_F(ComModuleTest, LockAndUnlockGiveTheNewCount) {
+TEST_F(ComModuleTest, LockAndUnlockReturnTheNewCount) {
   TestModule module;
   EXPECT_EQ(module.Lock(), 1);
   EXPECT_EQ(module.Lock(), 2);
@@ -225,7 +225,7 @@ TEST_F(ComModuleTest, AnObjectKeepsTheModuleLoadedUntilItsLastRelease) {
   EXPECT_EQ(module.DllCanUnloadNow(), S_OK);
 }
 
-TEST_F(ComModuleTest, TheFactoryMakesObjects) {
+TEST_F(ComModuleTest, TheFactoryCreatesObjects) {
   TestModule module;
   auto* const factory = static_cast<IClassFactory*>(ClassObject(module));
   ISample* sample = nullptr;
@@ -237,7 +237,7 @@ TEST_F(ComModuleTest, TheFactoryMakesObjects) {
   factory->Release();
 }
 
-TEST_F(ComModuleTest, TheFactoryRefusesAnOuterUnknown) {
+TEST_F(ComModuleTest, TheFactoryRejectsAnOuterUnknown) {
   TestModule module;
   auto* const factory = static_cast<IClassFactory*>(ClassObject(module));
   void* object = &module;
@@ -253,7 +253,7 @@ TEST_F(ComModuleTest, TheFactoryRefusesAnOuterUnknown) {
   EXPECT_EQ(s_alive, 0);
 }
 
-TEST_F(ComModuleTest, AnObjectWithoutTheInterfaceIsDestroyedAgain) {
+TEST_F(ComModuleTest, AnObjectWithoutTheInterfaceIsDestroyed) {
   TestModule module;
   void* object = &module;
   EXPECT_EQ(Sample::CreateInstance(nullptr, IID_IClassFactory, &object), E_NOINTERFACE);
@@ -262,7 +262,7 @@ TEST_F(ComModuleTest, AnObjectWithoutTheInterfaceIsDestroyedAgain) {
   EXPECT_EQ(module.GetLockCount(), 0);
 }
 
-TEST_F(ComModuleTest, AnObjectAnswersUnknownAndItsInterfaceAndNotDispatch) {
+TEST_F(ComModuleTest, AnObjectSupportsUnknownAndItsInterfaceButNotDispatch) {
   TestModule module;
   IUnknown* sample = nullptr;
   ASSERT_EQ(Sample::CreateInstance(nullptr, IID_IUnknown, reinterpret_cast<void**>(&sample)), S_OK);
@@ -285,7 +285,7 @@ TEST_F(ComModuleTest, AddsTheEmptyAppIdForScripts) {
   EXPECT_TRUE(found->empty());
 }
 
-// A global interface table that only counts its calls.
+// A global interface table that only counts references.
 struct FakeTable final : IGlobalInterfaceTable {
   HRESULT STDMETHODCALLTYPE QueryInterface(REFIID, void**) override { return E_NOINTERFACE; }
   ULONG STDMETHODCALLTYPE AddRef() override { return ++count; }
@@ -304,7 +304,7 @@ struct FakeTable final : IGlobalInterfaceTable {
   ULONG count = 1;
 };
 
-TEST_F(ComModuleTest, MakesTheGlobalInterfaceTableOnceAndGivesItBack) {
+TEST_F(ComModuleTest, CreatesTheGlobalInterfaceTableOnceAndReleasesIt) {
   FakeTable table;
   int made = 0;
   ScopedReplacement<platform::automation, &AutomationOperations::CreateGlobalInterfaceTable> fake(
@@ -331,7 +331,7 @@ TEST_F(ComModuleTest, MakesTheGlobalInterfaceTableOnceAndGivesItBack) {
   EXPECT_EQ(table.count, 0u);
 }
 
-// Type information with the interface's only member.
+// Type information with one member.
 struct FakeInfo final : ITypeInfo {
   HRESULT STDMETHODCALLTYPE QueryInterface(REFIID, void**) override { return E_NOINTERFACE; }
   ULONG STDMETHODCALLTYPE AddRef() override { return ++count; }
@@ -475,7 +475,7 @@ TEST(TypeInfo, IsLoadedOnFirstUseAndKept) {
   EXPECT_EQ(library.info.count, 2u) << "the caller's and the kept one";
 }
 
-TEST(TypeInfo, ChecksIndexAndPlace) {
+TEST(TypeInfo, ChecksIndexAndResultPointer) {
   CComObject<Sample> sample;
   UINT count = 0;
   EXPECT_EQ(sample.GetTypeInfoCount(&count), S_OK);
@@ -486,7 +486,7 @@ TEST(TypeInfo, ChecksIndexAndPlace) {
   EXPECT_EQ(sample.GetTypeInfo(0, 0, nullptr), static_cast<HRESULT>(0x80004003));
 }
 
-TEST(TypeInfo, InvokesTheObjectByItsTable) {
+TEST(TypeInfo, InvokesTheObjectThroughItsTable) {
   FakeLibrary library;
   ScopedReplacement<platform::automation, &AutomationOperations::LoadRegTypeLib> fake(
       [&](auto, REFGUID, WORD, WORD, LCID, ITypeLib** result) -> HRESULT {
@@ -550,8 +550,8 @@ class Registration : public ComModuleTest {
     return S_OK;
   }
 
-  // A thread locale that keeps what it is set to; the system's would replace 0x0800 with the
-  // default's actual number.
+  // The thread's locale. Unlike the system's, it returns the value that was set: Windows replaces
+  // 0x0800 by the real default.
   static constexpr LCID kOwnLocale = 0x0407;
   LCID m_locale = kOwnLocale;
   ScopedReplacement<platform::automation, &AutomationOperations::GetThreadLocale> m_getLocale{
@@ -617,7 +617,7 @@ TEST_F(Registration, RemovesInTheSameOrder) {
   EXPECT_EQ(m_library.count, 0u);
 }
 
-TEST_F(Registration, ThePerUserFlagTakesTheOtherFunctions) {
+TEST_F(Registration, ThePerUserFlagSelectsTheOtherFunctions) {
   TestModule module;
   module.SetPerUser();
   EXPECT_EQ(module.DllRegisterServer(), S_OK);
@@ -659,7 +659,7 @@ TEST_F(Registration, AModuleWithoutAPathFails) {
 using Resource =
     ScopedReplacement<platform::moduleImage, &ModuleImageOperations::FindResourceBytes>;
 
-TEST_F(Registration, ScriptsHaveThePathWithItsQuotesDoubledAndAsItIs) {
+TEST_F(Registration, ScriptsCanUseThePathRawAndWithDoubledQuotes) {
   TestModule module;
   std::string script =
       "HKCR { NoRemove QuorvexTestModule = s '%module%' { val App = s '[%APPID%]' } }";
@@ -685,7 +685,7 @@ TEST_F(Registration, ScriptsHaveThePathWithItsQuotesDoubledAndAsItIs) {
   EXPECT_EQ(module.UpdateRegistryFromResource(101, true), S_OK);
   EXPECT_THAT(values, ElementsAre(platform::WideString(QV_WIDE("C:\\it's here\\a.dll")),
                                   platform::WideString(QV_WIDE("[]"))));
-  // Outside quotes, the raw path is ordinary text; inside, its quote ends the word.
+  // Unquoted, the raw path is ordinary text; in quotes, its own quote ends the word.
   script = "HKCR { Key = s '%MODULE_RAW%' }";
   EXPECT_EQ(module.UpdateRegistryFromResource(101, true), platform::kMalformedRegistryScript);
 }

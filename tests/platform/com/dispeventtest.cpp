@@ -1,4 +1,4 @@
-// Event sinks: identities, the event table, sorting and passing arguments.
+// Event sinks: identities, the event table, order and types of arguments.
 #include "platform/com/dispevent.h"
 
 #include <gmock/gmock.h>
@@ -80,7 +80,7 @@ const platform::EventRow* TestSink::Events() {
   return kRows;
 }
 
-// The sink as the host sees it: an IDispatch.
+// The sink as the host sees it.
 IDispatch* AsDispatch(_IDispEvent& sink) {
   return static_cast<IDispatch*>(sink.EventSink());
 }
@@ -92,8 +92,8 @@ VARIANTARG Number(LONG value) {
   return variant;
 }
 
-// Fires `dispid` with `arguments` in Automation's order, the last declared one first, and `names`
-// for the first of them.
+// Fires `dispid` with `arguments` in Automation's order, last to first; `names` are for the first
+// of them.
 HRESULT Fire(_IDispEvent& sink, DISPID dispid, std::vector<VARIANTARG> arguments = {},
              std::vector<DISPID> names = {}, VARIANT* result = nullptr) {
   DISPPARAMS parameters = {};
@@ -114,7 +114,7 @@ TEST(SinkIdentity, StartsUnsubscribedWithEmptyIds) {
   EXPECT_EQ(sink.m_wMinorVerNum, 0);
 }
 
-TEST(SinkIdentity, FieldsFollowTheTableInTheirOrder) {
+TEST(SinkIdentity, FieldsFollowTheTableInOrder) {
   TestSink sink;
   const auto at = [&](const void* field) {
     return static_cast<const char*>(field) - reinterpret_cast<const char*>(&sink);
@@ -127,7 +127,7 @@ TEST(SinkIdentity, FieldsFollowTheTableInTheirOrder) {
   EXPECT_EQ(at(&sink.m_dwEventCookie), table + 36);
 }
 
-TEST(SinkIdentity, AnswersItsSourceUnknownAndDispatchWithItself) {
+TEST(SinkIdentity, ReturnsItselfForItsSourceUnknownAndDispatch) {
   TestSink sink;
   IUnknown* const host = sink.EventSink();
   for (const IID& iid : {kSourceIid, IID_IUnknown, IID_IDispatch}) {
@@ -137,7 +137,7 @@ TEST(SinkIdentity, AnswersItsSourceUnknownAndDispatchWithItself) {
   }
 }
 
-TEST(SinkIdentity, AnswersTheIdThatWasSetAtRunTime) {
+TEST(SinkIdentity, ReturnsItselfForTheIdSetAtRunTime) {
   TestSink sink;
   sink.m_iid = kOtherIid;
   void* object = nullptr;
@@ -145,21 +145,21 @@ TEST(SinkIdentity, AnswersTheIdThatWasSetAtRunTime) {
   EXPECT_EQ(object, sink.EventSink());
 }
 
-TEST(SinkIdentity, RefusesTheZeroIdThoughItsFieldIsZero) {
+TEST(SinkIdentity, RejectsTheZeroIdThoughItsFieldIsZero) {
   TestSink sink;
   void* object = &sink;
   EXPECT_EQ(sink._LocDEQueryInterface(GUID_NULL, &object), static_cast<HRESULT>(0x80004002));
   EXPECT_EQ(object, nullptr);
 }
 
-TEST(SinkIdentity, RefusesAnyOtherIdAndClearsTheResult) {
+TEST(SinkIdentity, RejectsOtherIdsAndClearsTheResult) {
   TestSink sink;
   void* object = &sink;
   EXPECT_EQ(sink._LocDEQueryInterface(kOtherIid, &object), static_cast<HRESULT>(0x80004002));
   EXPECT_EQ(object, nullptr);
 }
 
-TEST(SinkIdentity, NeedsAPlaceForTheAnswer) {
+TEST(SinkIdentity, RejectsANullResultPointer) {
   TestSink sink;
   EXPECT_EQ(sink._LocDEQueryInterface(kSourceIid, nullptr), static_cast<HRESULT>(0x80004003));
   EXPECT_EQ(sink._LocDEQueryInterface(GUID_NULL, nullptr), static_cast<HRESULT>(0x80004003));
@@ -188,7 +188,7 @@ TEST(SinkIdentity, HasNoTypeInformation) {
   EXPECT_EQ(host->GetIDsOfNames(GUID_NULL, &name, 1, 0, &dispid), notImplemented);
 }
 
-TEST(SinkSubscription, GivesThePlaceOfItsCookieOnlyWhileUnsubscribed) {
+TEST(SinkSubscription, ReturnsThePlaceOfItsCookieOnlyWhileUnsubscribed) {
   TestSink sink;
   DWORD* const place = sink.NewEventCookie();
   EXPECT_EQ(place, &sink.m_dwEventCookie);
@@ -241,7 +241,7 @@ TEST(SinkInvoke, PutsNamedArgumentsWhereTheirNamesSay) {
   EXPECT_THAT(sink.m_calls, ElementsAre("10 30 20", "2 3 1"));
 }
 
-TEST(SinkInvoke, RefusesANamedPlaceBeyondTheArray) {
+TEST(SinkInvoke, RejectsANamedIndexOutsideTheArray) {
   TestSink sink;
   const auto fail = static_cast<HRESULT>(0x80004005);
   EXPECT_EQ(Fire(sink, kNumbers, {Number(1), Number(2), Number(3)}, {8}), fail);
@@ -249,13 +249,13 @@ TEST(SinkInvoke, RefusesANamedPlaceBeyondTheArray) {
   EXPECT_TRUE(sink.m_calls.empty());
 }
 
-TEST(SinkInvoke, ANamedPlaceInTheArrayBehindTheDeclaredOnesIsPassedToNobody) {
+TEST(SinkInvoke, ANamedIndexAfterTheDeclaredParametersIsIgnored) {
   TestSink sink;
   EXPECT_EQ(Fire(sink, kNumbers, {Number(9), Number(3), Number(2), Number(1)}, {7}), S_OK);
   EXPECT_THAT(sink.m_calls, ElementsAre("1 2 3"));
 }
 
-TEST(SinkInvoke, RefusesMoreArgumentsThanTheArrayHolds) {
+TEST(SinkInvoke, RejectsMoreArgumentsThanTheArrayHolds) {
   TestSink sink;
   EXPECT_EQ(Fire(sink, kNumbers, std::vector<VARIANTARG>(9, Number(1))),
             static_cast<HRESULT>(0x80004005));
@@ -263,19 +263,19 @@ TEST(SinkInvoke, RefusesMoreArgumentsThanTheArrayHolds) {
   EXPECT_THAT(sink.m_calls, ElementsAre("1 1 1"));
 }
 
-TEST(SinkInvoke, RefusesAnArgumentWhereNoneIsDeclared) {
+TEST(SinkInvoke, RejectsAnUndeclaredArgument) {
   TestSink sink;
   EXPECT_EQ(Fire(sink, kNothing, {Number(1)}), static_cast<HRESULT>(0x80004005));
   EXPECT_TRUE(sink.m_calls.empty());
 }
 
-TEST(SinkInvoke, RefusesAFormOfMoreThanEightParameters) {
+TEST(SinkInvoke, RejectsAFormWithMoreThanEightParameters) {
   TestSink sink;
   EXPECT_EQ(Fire(sink, kTooMany), static_cast<HRESULT>(0x80004005));
   EXPECT_TRUE(sink.m_calls.empty());
 }
 
-TEST(SinkInvoke, RefusesToCallWithoutADeclaredArgument) {
+TEST(SinkInvoke, RejectsAMissingArgument) {
   TestSink sink;
   EXPECT_EQ(Fire(sink, kNumbers, {Number(1), Number(2)}), DISP_E_BADPARAMCOUNT);
   EXPECT_EQ(AsDispatch(sink)->Invoke(kNumbers, GUID_NULL, 0, DISPATCH_METHOD, nullptr, nullptr,
@@ -284,12 +284,12 @@ TEST(SinkInvoke, RefusesToCallWithoutADeclaredArgument) {
   EXPECT_TRUE(sink.m_calls.empty());
 }
 
-TEST(SinkInvoke, RefusesMoreNamesThanArguments) {
+TEST(SinkInvoke, RejectsMoreNamesThanArguments) {
   TestSink sink;
   EXPECT_EQ(Fire(sink, kNumbers, {Number(1)}, {0, 1, 2}), static_cast<HRESULT>(0x80004005));
 }
 
-TEST(SinkInvoke, NeedsNoParametersForAHandlerWithout) {
+TEST(SinkInvoke, NeedsNoParameterBlockForAHandlerWithoutParameters) {
   TestSink sink;
   EXPECT_EQ(AsDispatch(sink)->Invoke(kNothing, GUID_NULL, 0, DISPATCH_METHOD, nullptr, nullptr,
                                      nullptr, nullptr),
@@ -297,7 +297,7 @@ TEST(SinkInvoke, NeedsNoParametersForAHandlerWithout) {
   EXPECT_THAT(sink.m_calls, ElementsAre("nothing"));
 }
 
-TEST(SinkInvoke, HandsAReferenceThrough) {
+TEST(SinkInvoke, PassesAReference) {
   TestSink sink;
   VARIANT_BOOL flag = VARIANT_FALSE;
   VARIANTARG argument = {};
@@ -307,7 +307,7 @@ TEST(SinkInvoke, HandsAReferenceThrough) {
   EXPECT_EQ(flag, VARIANT_TRUE);
 }
 
-TEST(SinkInvoke, TakesNoValueForAReference) {
+TEST(SinkInvoke, RejectsAValueForAReference) {
   TestSink sink;
   VARIANTARG argument = {};
   argument.vt = VT_BOOL;
@@ -315,7 +315,7 @@ TEST(SinkInvoke, TakesNoValueForAReference) {
   EXPECT_EQ(Fire(sink, kFlag, {argument}), DISP_E_TYPEMISMATCH);
 }
 
-TEST(SinkInvoke, AsksForAFormThatTheRowLacks) {
+TEST(SinkInvoke, AsksTheSinkForAFormThatTheRowLacks) {
   TestSink sink;
   EXPECT_EQ(Fire(sink, kAsked), S_OK);
   EXPECT_TRUE(sink.m_calls.empty());
@@ -325,8 +325,8 @@ TEST(SinkInvoke, AsksForAFormThatTheRowLacks) {
   EXPECT_THAT(sink.m_calls, ElementsAre("nothing"));
 }
 
-// The handler's E_FAIL is ignored; the caller gets the result of the call itself.
-TEST(SinkInvoke, GivesTheResultOfTheCallAndNotTheHandlers) {
+// The handler's E_FAIL is dropped; the caller gets the result of the call itself.
+TEST(SinkInvoke, ReturnsTheResultOfTheCallNotTheHandlers) {
   TestSink sink;
   VARIANT result = Number(7);
   EXPECT_EQ(Fire(sink, kNothing, {}, {}, &result), S_OK);

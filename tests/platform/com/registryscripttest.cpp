@@ -1,4 +1,4 @@
-// Registry scripts: what they write and remove, and which are refused.
+// Registry scripts: what they write, delete and reject.
 #include "platform/com/registryscript.h"
 
 #include <gtest/gtest.h>
@@ -21,7 +21,7 @@ WideString Widen(const std::string& text) {
   return {text.begin(), text.end()};
 }
 
-// Each test uses its own key below the root, because test programs run in parallel.
+// Each test has its own key, because test programs run in parallel.
 class RegistryScript : public testing::Test {
  protected:
   void SetUp() override {
@@ -66,14 +66,14 @@ class RegistryScript : public testing::Test {
   platform::RegistryReplacements m_replacements;
 };
 
-TEST_F(RegistryScript, MakesKeysWithDefaultAndNamedValues) {
+TEST_F(RegistryScript, CreatesKeysWithDefaultAndNamedValues) {
   ASSERT_EQ(Register("Outer = s 'the outer one' { Inner { val Model = s 'Apartment' } }"), S_OK);
   EXPECT_EQ(Value("\\Outer"), "the outer one");
   EXPECT_EQ(Value("\\Outer\\Inner", "Model"), "Apartment");
   EXPECT_EQ(Value("\\Outer\\Inner"), std::nullopt);
 }
 
-TEST_F(RegistryScript, KnowsTheRootByBothNames) {
+TEST_F(RegistryScript, AcceptsBothNamesOfTheRoot) {
   const std::string rest = " { NoRemove %top% { Key } }";
   ASSERT_EQ(platform::RegisterByScript("HKEY_CLASSES_ROOT" + rest, m_replacements), S_OK);
   EXPECT_TRUE(HasKey("\\Key"));
@@ -90,7 +90,7 @@ TEST_F(RegistryScript, ReadsSeveralRoots) {
   EXPECT_TRUE(HasKey("\\Two"));
 }
 
-TEST_F(RegistryScript, KnowsItsWordsInAnyCase) {
+TEST_F(RegistryScript, AcceptsKeywordsInAnyCase) {
   ASSERT_EQ(platform::RegisterByScript("hkcr { noremove %tOp% { FORCEREMOVE Key = S 'x' { VAL Name "
                                        "= s 'y' } } }",
                                        m_replacements),
@@ -99,7 +99,7 @@ TEST_F(RegistryScript, KnowsItsWordsInAnyCase) {
   EXPECT_EQ(Value("\\key", "NAME"), "y");
 }
 
-TEST_F(RegistryScript, PutsReplacementsInWithoutRegardToCase) {
+TEST_F(RegistryScript, InsertsReplacementsIgnoringCase) {
   m_replacements.Add(QV_WIDE("Module"), QV_WIDE("C:\\a folder\\x.dll"));
   m_replacements.Add(QV_WIDE("APPID"), {});
   ASSERT_EQ(Register("Key = s '%MODULE%' { val App = s '<%AppId%>' val Sign = s '100%%' }"), S_OK);
@@ -132,13 +132,13 @@ TEST_F(RegistryScript, ReadsDoubledQuotesAsOne) {
   EXPECT_EQ(Value("\\Key\\a key"), "");
 }
 
-TEST_F(RegistryScript, TakesABracedWordForAName) {
+TEST_F(RegistryScript, AcceptsABracedWordAsAName) {
   ASSERT_EQ(Register("{5E1B7C42-9D3A} = s 'x' { '{' = s 'y' }"), S_OK);
   EXPECT_EQ(Value("\\{5E1B7C42-9D3A}"), "x");
   EXPECT_EQ(Value("\\{5E1B7C42-9D3A}\\{"), "y");
 }
 
-TEST_F(RegistryScript, AnotherRegistrationKeepsWhatElseStandsInAKey) {
+TEST_F(RegistryScript, AnotherRegistrationKeepsOtherValuesOfAKey) {
   ASSERT_EQ(Register("Key { Own }"), S_OK);
   ASSERT_EQ(Register("Key = s 'new' { Other }"), S_OK);
   EXPECT_TRUE(HasKey("\\Key\\Own"));
@@ -155,7 +155,7 @@ TEST_F(RegistryScript, ForceRemoveDeletesAnOlderKeyFirst) {
   EXPECT_TRUE(HasKey("\\Key\\New"));
 }
 
-TEST_F(RegistryScript, RemovalDeletesEveryNamedKeyWithAllItHolds) {
+TEST_F(RegistryScript, RemovalDeletesEveryNamedKeyWithItsContents) {
   const std::string script = "One = s '1' { Inner } ForceRemove Two NoRemove Three { Four }";
   ASSERT_EQ(Register(script), S_OK);
   ASSERT_EQ(Register("One { Foreign }"), S_OK);
@@ -166,14 +166,14 @@ TEST_F(RegistryScript, RemovalDeletesEveryNamedKeyWithAllItHolds) {
   EXPECT_FALSE(HasKey("\\Three\\Four"));
 }
 
-TEST_F(RegistryScript, RemovalLeavesWhatItDoesNotName) {
+TEST_F(RegistryScript, RemovalLeavesOtherKeys) {
   ASSERT_EQ(Register("NoRemove CLSID { Ours Others { Deep } }"), S_OK);
   ASSERT_EQ(Unregister("NoRemove CLSID { Ours }"), S_OK);
   EXPECT_FALSE(HasKey("\\CLSID\\Ours"));
   EXPECT_TRUE(HasKey("\\CLSID\\Others\\Deep"));
 }
 
-TEST_F(RegistryScript, AKeyAboveOneThatStaysStaysToo) {
+TEST_F(RegistryScript, AKeyAboveAKeptOneStaysToo) {
   const std::string script = "Outer { Gone NoRemove Kept }";
   ASSERT_EQ(Register(script), S_OK);
   ASSERT_EQ(Unregister(script), S_OK);
@@ -181,12 +181,12 @@ TEST_F(RegistryScript, AKeyAboveOneThatStaysStaysToo) {
   EXPECT_FALSE(HasKey("\\Outer\\Gone"));
 }
 
-TEST_F(RegistryScript, RemovalOfWhatIsNotThereIsNoFailure) {
+TEST_F(RegistryScript, RemovalOfAMissingKeyIsNoFailure) {
   EXPECT_EQ(Unregister("One { Two } NoRemove Three { Four }"), S_OK);
   EXPECT_FALSE(HasKey("\\One"));
 }
 
-TEST_F(RegistryScript, GivesTheFirstFailureAndStopsThere) {
+TEST_F(RegistryScript, ReturnsTheFirstFailureAndStops) {
   int created = 0;
   platform::ScopedReplacement<platform::registry, &platform::RegistryOperations::CreateKey> failing(
       [&](auto original, RegistryKey parent, const platform::WideChar* name, RegistryKey* key) {
@@ -203,13 +203,13 @@ TEST_F(RegistryScript, GivesTheFirstFailureAndStopsThere) {
   EXPECT_FALSE(HasKey("\\Never"));
 }
 
-TEST_F(RegistryScript, GivesTheFailureOfAValue) {
+TEST_F(RegistryScript, ReturnsTheFailureOfAValue) {
   platform::ScopedReplacement<platform::registry, &platform::RegistryOperations::SetString> failing(
       [](auto, auto...) { return 19; });
   EXPECT_EQ(Register("Key = s 'x'"), static_cast<HRESULT>(0x80070013));
 }
 
-TEST_F(RegistryScript, GivesTheFailureOfADeletion) {
+TEST_F(RegistryScript, ReturnsTheFailureOfADeletion) {
   ASSERT_EQ(Register("Key"), S_OK);
   platform::ScopedReplacement<platform::registry, &platform::RegistryOperations::DeleteTree>
       failing([](auto, auto...) { return 5; });
@@ -217,7 +217,7 @@ TEST_F(RegistryScript, GivesTheFailureOfADeletion) {
   EXPECT_EQ(Unregister("Key"), static_cast<HRESULT>(0x80070005));
 }
 
-TEST_F(RegistryScript, RefusesWhatItCannotUnderstandAndChangesNothing) {
+TEST_F(RegistryScript, RejectsMalformedScriptsAndChangesNothing) {
   const std::string deep = [] {
     std::string text;
     for (int level = 0; level < 100; ++level) text += "k { ";
@@ -230,7 +230,7 @@ TEST_F(RegistryScript, RefusesWhatItCannotUnderstandAndChangesNothing) {
       "Before Key = ",             // no text
       "Before Key = s",            //
       "Before Key = s { }",        //
-      "Before Key = d '1'",        // unknown type
+      "Before Key = d '1'",        // an unknown type
       "Before Key = 'x'",          // no type
       "Before = s 'a' = s 'b'",    // two texts
       "Before val",                // no name
@@ -240,10 +240,10 @@ TEST_F(RegistryScript, RefusesWhatItCannotUnderstandAndChangesNothing) {
       "Before NoRemove",           // nothing to keep
       "Before ForceRemove { }",    //
       "Before 'a\\b'",             // two keys in one name
-      "Before 'open",              // missing closing quote
+      "Before 'open",              // an unpaired quote
       "Before 'a'b",               // a quote in the middle of a word
       "Before %Unknown%",          // no replacement of that name
-      "Before 100%",               // missing second sign
+      "Before 100%",               // an unpaired per cent sign
       "Before Key = s '\x01'",     // no text at all
       "Before Key = s '\xC3\xA4'"  // not ASCII
   };

@@ -1,4 +1,4 @@
-// Our own converter against the C library's, on random text.
+// Our converter compared with the C library's, on random text.
 #include "platform/codepages.h"
 
 #include <gtest/gtest.h>

@@ -15,7 +15,7 @@ int FormatWide(char* output, std::size_t capacity, platform::Locale locale, ...)
   return length;
 }
 
-// The locales that always exist differ only in the encoding of wide arguments.
+// The only difference between locales that are always installed is the encoding of wide arguments.
 TEST(FormattingLocale, DecidesHowWideArgumentsAreWritten) {
   const platform::Locale plain = platform::formatting.CreateLocale("C");
   const platform::Locale utf8 = platform::formatting.CreateLocale("C.UTF-8");

@@ -60,21 +60,20 @@ using platform::kMapReadWrite;
 using tests::kMappingSize;
 using tests::Words;
 
-// One of several processes that constantly create, open and close one name. While this process
-// holds the mapping, opening the name returns the same mapping whatever the others do: what it
-// writes to its own word through one handle, it reads through the other. Returns false if it
-// doesn't.
+// One of many processes that keep creating, opening and closing one name. While it holds the
+// mapping, the name must refer to that mapping: a word written through one handle is read through
+// the other. Returns false if it isn't.
 bool TakePart(const char* name, std::size_t word) {
   for (std::uint32_t round = 1; round <= 4000; ++round) {
     Handle held = platform::mappings.CreateFileMappingA(kMappingSize, name);
     const bool made = held != nullptr;
     if (!made) held = platform::mappings.OpenFileMappingA(kMapReadWrite, false, name);
-    // Some hold it only briefly, so that the name often becomes free.
+    // Some hold the mapping only briefly, so that the name often changes hands.
     if (!made && round % 2 == 0) {
       platform::handles.CloseHandle(held);
       continue;
     }
-    // The others may have closed it between the two calls.
+    // The other process may have closed its mapping in between.
     if (held == nullptr) continue;
     Words(held).Set(word, round);
     const Handle found = platform::mappings.OpenFileMappingA(kMapReadWrite, false, name);
@@ -85,7 +84,7 @@ bool TakePart(const char* name, std::size_t word) {
   return true;
 }
 
-TEST(MappingOfMany, ANameNeverLeadsAwayFromWhatIsHeld) {
+TEST(MappingOfMany, ANameAlwaysRefersToTheHeldMapping) {
   const std::string name = "Global\\crowd" + std::to_string(getpid());
   std::vector<pid_t> children;
   for (std::size_t word = 0; word < 4; ++word) {
@@ -102,7 +101,7 @@ TEST(MappingOfMany, ANameNeverLeadsAwayFromWhatIsHeld) {
   EXPECT_EQ(platform::mappings.OpenFileMappingA(kMapReadWrite, false, name.c_str()), nullptr);
 }
 
-TEST(MappingOfMany, AForkedChildTakesNothingFromItsParent) {
+TEST(MappingOfMany, AForkedChildDoesNotAffectItsParent) {
   const std::string name = "Global\\parent" + std::to_string(getpid());
   const Handle mine = platform::mappings.CreateFileMappingA(kMappingSize, name.c_str());
   ASSERT_NE(mine, nullptr);
@@ -130,7 +129,7 @@ TEST(MappingOfMany, EachRootHasItsOwnNames) {
   const Handle second = platform::mappings.CreateFileMappingA(kMappingSize, name.c_str());
   EXPECT_NE(second, nullptr);
   platform::handles.CloseHandle(second);
-  // The spelling of the folder doesn't matter.
+  // However the path is spelled.
   setenv("QUORVEX_ROOT", "/tmp/../tmp/quorvex-one/", 1);
   const Handle again = platform::mappings.OpenFileMappingA(kMapReadWrite, false, name.c_str());
   EXPECT_NE(again, nullptr);

@@ -12,7 +12,7 @@ void CountComplaint(const wchar_t*, const wchar_t*, const wchar_t*, unsigned, ui
   ++s_complaints;
 }
 
-TEST(InvalidParameter, CallsTheRuntimesHandlerAndReturnsWithIt) {
+TEST(InvalidParameter, CallsTheRuntimesHandlerAndReturns) {
   const _invalid_parameter_handler before = _set_invalid_parameter_handler(&CountComplaint);
   s_complaints = 0;
   platform::diagnostics.InvalidParameter();

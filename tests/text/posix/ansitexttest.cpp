@@ -4,8 +4,8 @@
 
 namespace {
 
-// POSIX has no ANSI code page; UTF-8 takes its place.
-TEST(AnsiText, IsUtf8WhereThereIsNoCodePage) {
+// Without an ANSI code page, UTF-8 takes its place.
+TEST(AnsiText, IsUtf8WithoutACodePage) {
   const std::string text = "\xC3\xBC\xE2\x82\xAC";
   EXPECT_EQ(AnsiToWide(text), (platform::WideString{0x00FC, 0x20AC}));
   EXPECT_EQ(WideToAnsi(platform::WideString{0x00FC, 0x20AC}), text);

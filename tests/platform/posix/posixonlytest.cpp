@@ -1,4 +1,4 @@
-// What only the POSIX side promises, because it simulates a Windows machine.
+// Behaviour that only the POSIX implementation has.
 #include <gmock/gmock.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
@@ -41,7 +41,7 @@ using platform::ui;
 using testing::ElementsAre;
 using testing::Pair;
 
-// Sets an environment variable for the length of a scope; null removes it.
+// Sets a variable for a scope; null removes it.
 class ScopedVariable {
  public:
   ScopedVariable(const char* name, const char* value) : m_name(name) {
@@ -71,7 +71,7 @@ std::string TempPath() {
   return buffer;
 }
 
-TEST(RootFolder, HoldsTheFourFoldersAndIsAskedForEachTime) {
+TEST(RootFolder, ContainsTheFourFoldersAndIsReadOnEachCall) {
   const tests::TemporaryFolder folder;
   const std::string base = std::filesystem::canonical(folder.Path()).string();
   for (const char* const name : {"/one", "/two"}) {
@@ -91,7 +91,7 @@ TEST(RootFolder, HoldsTheFourFoldersAndIsAskedForEachTime) {
   }
 }
 
-TEST(RootFolder, IsAStateFolderOfTheUserOtherwise) {
+TEST(RootFolder, DefaultsToAStateFolderOfTheUser) {
   const tests::TemporaryFolder folder;
   const std::string base = std::filesystem::canonical(folder.Path()).string();
   const ScopedVariable root("QUORVEX_ROOT", nullptr);
@@ -106,7 +106,7 @@ TEST(RootFolder, IsAStateFolderOfTheUserOtherwise) {
   }
 }
 
-TEST(RootFolder, WhatCannotBeMadeGivesNoFolder) {
+TEST(RootFolder, FoldersThatCannotBeCreatedAreFailures) {
   const tests::TemporaryFolder folder;
   std::ofstream(folder.Path() / "file") << "x";
   const ScopedVariable root("QUORVEX_ROOT", (folder.Entry("file") + "/below").c_str());
@@ -117,7 +117,7 @@ TEST(RootFolder, WhatCannotBeMadeGivesNoFolder) {
   EXPECT_NE(folders.SHGetFolderPathA(platform::kFolderAppData, buffer), 0);
 }
 
-TEST(RootFolder, APathTooLongForTheBufferIsRefused) {
+TEST(RootFolder, APathTooLongForTheBufferFails) {
   const tests::TemporaryFolder folder;
   const std::string root =
       folder.Path().string() + "/" + std::string(120, 'a') + "/" + std::string(120, 'b');
@@ -129,7 +129,7 @@ TEST(RootFolder, APathTooLongForTheBufferIsRefused) {
   EXPECT_NE(folders.SHGetFolderPathA(platform::kFolderAppData, buffer), 0);
 }
 
-// Returns the mode of a file opened with or without the descriptor that grants everyone access.
+// The mode of a file that was opened with or without the descriptor for everyone.
 mode_t ModeAfterOpening(const std::string& path, bool everybody) {
   platform::SecurityDescriptor* descriptor = nullptr;
   if (everybody) {
@@ -147,7 +147,7 @@ mode_t ModeAfterOpening(const std::string& path, bool everybody) {
   return status.st_mode & 07777;
 }
 
-TEST(FileModes, TheDescriptorForEverybodyCountsWhereAFileIsMade) {
+TEST(FileModes, TheDescriptorForEveryoneAppliesToNewFiles) {
   const tests::TemporaryFolder folder;
   const mode_t before = umask(077);
   EXPECT_EQ(ModeAfterOpening(folder.Entry("plain"), false), 0600u);
@@ -172,7 +172,7 @@ TEST(FileNames, WideNamesAreUtf8) {
   files.FindClose(listing);
 }
 
-TEST(Handles, AreRefusedOnceTheyAreClosed) {
+TEST(Handles, AreRejectedAfterClosing) {
   const tests::TemporaryFolder folder;
   const Handle file = files.CreateFileA(folder.Entry("file").c_str(), platform::kGenericReadWrite,
                                         platform::kShareReadWrite, nullptr, platform::kCreateAlways,
@@ -184,7 +184,7 @@ TEST(Handles, AreRefusedOnceTheyAreClosed) {
   EXPECT_FALSE(platform::handles.CloseHandle(&anything));
 }
 
-TEST(ProcessNumbers, AreTheKernelsAndAForkedChildsOwn) {
+TEST(ProcessNumbers, AreTheKernelsAlsoInAForkedChild) {
   EXPECT_EQ(platform::process.GetCurrentProcessId(), static_cast<std::uint32_t>(getpid()));
   EXPECT_EQ(platform::process.GetCurrentThreadId(), static_cast<std::uint32_t>(gettid()));
   const pid_t child = fork();
@@ -211,7 +211,7 @@ TEST(DebuggersOutput, IsStandardErrorInUtf8) {
             "de\n");
 }
 
-// A clock that only sleeping advances.
+// A clock that only Sleep advances.
 class StandingClock {
  public:
   explicit StandingClock(std::uint32_t start) : m_now(start) {}
@@ -236,7 +236,7 @@ void RecordAndEnd(platform::Window window, std::uint32_t, std::uintptr_t identif
   ui.KillTimer(window, identifier);
 }
 
-TEST(MessageLoop, FiresEachTimerWhenItFallsDue) {
+TEST(MessageLoop, FiresEachTimerWhenItIsDue) {
   const StandingClock standing(1000);
   s_firings.clear();
   const std::uintptr_t slow = ui.SetTimer(nullptr, 0, 1000, &Record);
@@ -249,7 +249,7 @@ TEST(MessageLoop, FiresEachTimerWhenItFallsDue) {
   ui.KillTimer(nullptr, fast);
 }
 
-TEST(MessageLoop, GoesOverTheWrapOfTheTicks) {
+TEST(MessageLoop, WorksAcrossTheWrapOfTheTicks) {
   const StandingClock standing(0xFFFFFE00);
   s_firings.clear();
   const std::uintptr_t timer = ui.SetTimer(nullptr, 0, 1000, &Record);
@@ -269,7 +269,7 @@ TEST(MessageLoop, FiresALateTimerOnce) {
   ui.KillTimer(nullptr, timer);
 }
 
-TEST(MessageLoop, ATimerMayEndItself) {
+TEST(MessageLoop, ATimerMayStopItself) {
   const StandingClock standing(1000);
   s_firings.clear();
   const std::uintptr_t timer = ui.SetTimer(nullptr, 0, 100, &RecordAndEnd);
@@ -278,7 +278,7 @@ TEST(MessageLoop, ATimerMayEndItself) {
   EXPECT_FALSE(ui.KillTimer(nullptr, timer));
 }
 
-TEST(MessageLoop, SettingATimerAgainStartsItAnew) {
+TEST(MessageLoop, SettingATimerAgainRestartsIt) {
   const StandingClock standing(1000);
   s_firings.clear();
   const std::uintptr_t timer = ui.SetTimer(nullptr, 0, 100, &Record);
@@ -288,7 +288,7 @@ TEST(MessageLoop, SettingATimerAgainStartsItAnew) {
   ui.KillTimer(nullptr, timer);
 }
 
-TEST(Datagrams, ArriveAsTheyWereSent) {
+TEST(Datagrams, ArriveUnchanged) {
   const int receiver = socket(AF_INET, SOCK_DGRAM, 0);
   sockaddr_in address = {};
   address.sin_family = AF_INET;
@@ -314,7 +314,7 @@ TEST(Datagrams, ArriveAsTheyWereSent) {
   close(receiver);
 }
 
-TEST(CallByTable, RefusesWhatItDoesNotKnow) {
+TEST(CallByTable, RejectsUnknownConventionsAndTypes) {
   int calls = 0;
   int* table[1] = {&calls};
   VARIANTARG argument = {};

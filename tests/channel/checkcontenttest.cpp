@@ -1,4 +1,4 @@
-// One question and its answer: the records in real mappings, the waits on the replaced clock.
+// One request and its answer, in real mappings and with waits on the replaced clock.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -42,7 +42,7 @@ int Ask(const std::string& payload, const char* name = nullptr,
                                          type, name);
 }
 
-// The channel's state as a fresh process has it.
+// Resets the channel to the state of a new process.
 class CheckContent : public testing::Test {
  protected:
   CheckContent() {
@@ -169,7 +169,7 @@ TEST_F(CheckContent, SilentAgentIsPolled125TimesThenGivenUpWith5) {
   agent.SetDefault(Reply::Silent());
   LogCapture log;
   EXPECT_EQ(Ask("x"), 1);
-  EXPECT_EQ(agent.Sleeps(), 1 + 124);  // one for the block, one between each two polls
+  EXPECT_EQ(agent.Sleeps(), 1 + 124);  // one for the block, one between polls
   EXPECT_EQ(agent.LastStatus(), 5);
   EXPECT_THAT(log.Lines(), ElementsAre(AnswerLine(1, 0)));
 }
@@ -231,7 +231,7 @@ TEST_F(CheckContent, WithNoAgentItReturns1AtOnce) {
   EXPECT_EQ(ScanEnvelopeEnd(), 1);
   EXPECT_EQ(sleeps, 0);
   EXPECT_THAT(log.Lines(), ElementsAre(kNoMapping, kNoAgent, kNoMapping, kNoAgent));
-  EXPECT_EQ(g_requestSequence, 0);  // no number is spent on a request that was never formed
+  EXPECT_EQ(g_requestSequence, 0);  // a request that was never made uses no number
 }
 
 TEST_F(CheckContent, RingThatCannotBeMappedIsNoAgent) {
@@ -256,7 +256,7 @@ TEST_F(CheckContent, FullRingFailsAtOnceWithTheRingAsItWas) {
   EXPECT_EQ(agent.Sleeps(), 0);
   EXPECT_EQ(agent.Ring()->usedBytes, (1 << 18) - 151);
   EXPECT_EQ(agent.Ring()->writeCursor, 0U);
-  EXPECT_EQ(g_requestSequence, 1);  // the name was formed before the push
+  EXPECT_EQ(g_requestSequence, 1);  // the name is made before the push
 }
 
 TEST_F(CheckContent, RingWithoutCapacityIsAWrongBuffer) {
@@ -362,7 +362,7 @@ TEST_F(CheckContent, LengthThatDoesNotFitIn32BitsAsksForABlockThatCannotBe) {
   ScriptedAgent agent;
   agent.SetDefault(Reply::NoBlock());
   LogCapture log;
-  // The payload is never read: no block of that size can be opened.
+  // The payload is never read, because no block of that size can be opened.
   EXPECT_EQ(GetAgentChannel()->CheckContent("x", 0xFFFFFFFE, 1, "name"), 1);
   EXPECT_EQ(agent.Requests()[0].record.dwBlockLength, 0xFFFFFFFFU);
   EXPECT_THAT(log.Lines(), Each(LoggedLine{kLogErr, "InitializeSharedMemory: wrong parameters!"}));
@@ -380,7 +380,7 @@ TEST_F(CheckContent, EnvelopeEndAndSessionEndAreEmptyItemsOfTypes8And9) {
   EXPECT_EQ(agent.Requests()[1].block.size(), 6U);
 }
 
-// Counts what is opened, unmapped and closed.
+// Counts openings, unmappings and closings.
 class Ledger {
  public:
   Ledger()

@@ -1,4 +1,4 @@
-// What `quorvex ring` prints, to the last character.
+// The exact output of `quorvex ring`.
 #include "tools/ringreport.h"
 
 #include <gmock/gmock.h>

@@ -1,4 +1,4 @@
-// What `quorvex send` shows and writes.
+// The output of `quorvex send`.
 
 #include "tools/sendreport.h"
 
@@ -88,15 +88,15 @@ TEST(OutcomeJson, AFileThatTheAgentDidNotFindHasNoHashAndAnUnansweredRequestNoAn
 TEST(ActionOf, FollowsTheAnswersAsTheGateDoes) {
   std::vector<simulation::agent::JournalRequest> requests = {
       Request(3, "", "", 4), Request(7, "", "", 3), Request(8, "", "", 3)};
-  EXPECT_EQ(ActionOf(requests), 2);  // the sender's and the marker's answers count for nothing
+  EXPECT_EQ(ActionOf(requests), 2);  // the answers to the sender and the envelope are ignored
   requests.push_back(Request(1, "", "", 4));
   requests.push_back(Request(1, "", "", 6));
-  EXPECT_EQ(ActionOf(requests), 1);  // the last stage's, and 6 isn't passed on
+  EXPECT_EQ(ActionOf(requests), 1);  // from the last stage; 6 isn't accepted
   requests.push_back(Request(1, "", "", 7));
   requests.push_back(Request(9, "", "", 4));
   EXPECT_EQ(ActionOf(requests), 7);
   requests.back() = Request(9, "", "", 3);
-  EXPECT_EQ(ActionOf(requests), 3);  // the close has the last word
+  EXPECT_EQ(ActionOf(requests), 3);  // the answer at the close wins
 }
 
 TEST(ActionOf, AnAnswerToTheRecipientsOtherThanGoOnShutsTheContentAndDecidesNothing) {
@@ -164,7 +164,8 @@ TEST(MailReport, SaysInWordsWhyAMailWentUnchecked) {
   EXPECT_THAT(MailReport(shut, {}), EndsWith("the agent did not go on with the recipients\n"));
 }
 
-// The closing request is made whatever the recipients are: nothing at all doesn't speak of them.
+// The add-in sends the closing request even without recipients, so no request at all means
+// something else.
 TEST(MailReport, AnAgentThatTellsOfNoRequestIsNotTakenForAMailWithoutRecipients) {
   MailOutcome outcome = PlainMail();
   outcome.action = 2;

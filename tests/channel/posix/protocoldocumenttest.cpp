@@ -1,4 +1,4 @@
-// The dumps that docs/protocol.md shows are what the add-in really writes.
+// The dumps in docs/protocol.md match what the add-in writes.
 #include <gtest/gtest.h>
 
 #include <cctype>
@@ -18,7 +18,7 @@ using platform::ScopedReplacement;
 using tests::MemoryRing;
 using tests::ScriptedAgent;
 
-// The fenced block of the document that is marked `hexdump <name>`.
+// Returns the document's fenced block marked `hexdump <name>`.
 std::string DocumentedDump(const std::string& name) {
   std::ifstream file(QUORVEX_PROTOCOL_DOCUMENT, std::ios::binary);
   std::ostringstream all;
@@ -54,7 +54,7 @@ std::string Dump(const unsigned char* bytes, std::size_t size, std::size_t offse
   return text;
 }
 
-// The add-in as it stands in the document's example.
+// The add-in in the state of the document's example.
 class ProtocolDocument : public testing::Test {
  protected:
   ProtocolDocument()
@@ -81,7 +81,8 @@ TEST_F(ProtocolDocument, ShowsTheRingAfterThePush) {
   std::string dump;
   bool isRestZero = true;
   agent.onSleep = [&] {
-    if (!dump.empty()) return;  // the first sleep comes between the push and the taking
+    if (!dump.empty())
+      return;  // the first sleep is after the push, before the agent takes the entry
     dump = Dump(reinterpret_cast<const unsigned char*>(agent.Ring()), kShown, 0);
     for (std::size_t i = kShown - 16; i < (1U << 18); ++i) {
       isRestZero = isRestZero && agent.RingData()[i] == 0;

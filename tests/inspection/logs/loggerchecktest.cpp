@@ -1,4 +1,4 @@
-// What the add-in makes of a Logger.cfg, in words.
+// How a Logger.cfg is explained.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -16,7 +16,7 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-// The lines as "number kind module: what", each followed by its warnings as "! warning".
+// Returns the lines as "number kind module: what", each followed by its warnings as "! warning".
 class LoggerCheckTest : public testing::Test {
  protected:
   std::vector<std::string> Check(const std::string& text) {

@@ -1,4 +1,4 @@
-// The story of each mail, from the lines of the add-in's log.
+// What happened to each mail, from the lines of the add-in's log.
 
 #include "inspection/logs/logstory.h"
 
@@ -36,7 +36,7 @@ class LogStoryTest : public testing::Test {
     for (const std::string& message : messages) m_stories.Take(Line(message));
   }
 
-  // The only mail of these lines.
+  // Returns the only mail in these lines.
   MailStory Story(const std::vector<std::string>& messages) {
     Take(messages);
     m_stories.Finish();
@@ -44,7 +44,8 @@ class LogStoryTest : public testing::Test {
     return m_mails.empty() ? MailStory() : m_mails.front();
   }
 
-  // A mail whose requests are all answered with 4, with `subject` in place of that stage's lines.
+  // Returns the lines of a mail whose requests are all answered with 4, with `subject` as that
+  // stage's lines.
   static std::vector<std::string> WithSubject(const std::vector<std::string>& subject) {
     std::vector<std::string> lines = {kNew,          Answer(4), "CheckRecipients returns: 4.",
                                       "Sender: Ada", Answer(4), Answer(4)};

@@ -1,4 +1,4 @@
-// Looking into rings: healthy ones, damaged ones, and what isn't a ring at all.
+// Decoding rings: healthy ones, damaged ones, and files that aren't rings.
 #include "inspection/ring/ringview.h"
 
 #include <gmock/gmock.h>
@@ -23,7 +23,7 @@ using testing::IsEmpty;
 using tests::Bytes;
 using tests::RingCopy;
 
-// "FAULT kind" or "note kind" of each finding.
+// Returns "FAULT kind" or "note kind" for each finding.
 std::vector<std::string> Words(const std::vector<Finding>& findings) {
   std::vector<std::string> words;
   for (const Finding& finding : findings) {

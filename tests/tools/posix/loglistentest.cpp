@@ -1,4 +1,4 @@
-// `quorvex log listen` as a user meets it: the real program, and the add-in's real logger sending.
+// `quorvex log listen` as a user runs it: the real program, with the add-in's logger as the sender.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -27,7 +27,7 @@ using testing::MatchesRegex;
 
 class LogListen : public testing::Test {
  protected:
-  // Starts it on a free port, through a shell that keeps what it says on standard error.
+  // Starts it on a free port, through a shell that saves its standard error.
   void Listen(const std::string& options) {
     const std::string command = std::string("exec '") + QUORVEX_PROGRAM + "' log listen --port 0 " +
                                 options + " 2>'" + ErrorFile() + "'";
@@ -157,7 +157,7 @@ TEST_F(LogListen, BusyPortAndWrongArgumentsAreSetUpErrors) {
   EXPECT_EQ(statusOf("--port " + port), 3);
   EXPECT_EQ(Errors(),
             "quorvex log listen: 127.0.0.1:" + port + ": another program uses this port\n");
-  // An address for examples, which no machine has. (Wine binds to it all the same.)
+  // An address reserved for examples, which no machine has. (Wine binds to it anyway.)
   EXPECT_EQ(statusOf("--port 0 --address 192.0.2.1"), 3);
   EXPECT_EQ(Errors(), "quorvex log listen: 192.0.2.1:0: this machine has no such address\n");
   for (const char* options : {"--port 65536", "--port -1", "--port x", "--level loud", "--count 0",

@@ -1,4 +1,4 @@
-// Receiving datagrams, on this machine's own network, from the add-in's own stream.
+// Receiving datagrams from the add-in's own stream, on this machine's network.
 #include "tools/system/datagramreceiver.h"
 
 #include <gmock/gmock.h>

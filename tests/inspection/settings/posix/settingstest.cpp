@@ -1,4 +1,4 @@
-// The help on settings, and the check of a property file. Here, where there is an engine.
+// The help for settings and the check of a property file, where there is a pattern engine.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -20,7 +20,7 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
 
-// The findings on a file of this text, each "line severity key=value: message".
+// Returns the findings for a file with this text, each as "line severity key=value: message".
 class SettingsCheckTest : public testing::Test {
  protected:
   std::vector<std::string> Check(const std::string& text) {

@@ -7,7 +7,8 @@
 namespace agentkit {
 namespace {
 
-// Entries taken in one step. Open blocks are looked at in between however fast requests come.
+// Limits the entries taken in one Poll, so that open blocks get their turn however fast requests
+// arrive.
 constexpr int kEntriesPerPoll = 64;
 
 }  // namespace
@@ -34,27 +35,27 @@ void Agent::Stop() {
 }
 
 bool Agent::Poll() {
-  bool hasMoved = false;
+  bool hasChanged = false;
   for (int i = 0; i < kEntriesPerPoll; ++i) {
     const TakeResult result = m_ring.Take(&m_entry);
     if (result == TakeResult::kEmpty || result == TakeResult::kPending) {
       break;
     }
-    hasMoved = true;
+    hasChanged = true;
     if (result == TakeResult::kTaken) {
       TakeRecord(m_entry);
     } else if (m_handlers.onOddEntry) {
       m_handlers.onOddEntry(result, m_entry);
     }
   }
-  // Handlers may drop any request meanwhile, so the way goes by ids.
+  // Handlers may drop any request meanwhile, so the loop continues by id.
   for (auto next = m_open.begin(); next != m_open.end();) {
     const RequestId id = next->first;
     const std::shared_ptr<Open> open = next->second;
-    hasMoved = Step(open) || hasMoved;
+    hasChanged = Step(open) || hasChanged;
     next = m_open.upper_bound(id);
   }
-  return hasMoved;
+  return hasChanged;
 }
 
 void Agent::TakeRecord(const std::vector<unsigned char>& bytes) {
@@ -74,7 +75,7 @@ void Agent::TakeRecord(const std::vector<unsigned char>& bytes) {
   request.processId = request.record.dwProcessId;
   request.threadId = request.record.dwThreadId;
   const bool isAccepted = !m_handlers.onRecord || m_handlers.onRecord(request);
-  if (!isAccepted || !open->block.Make(request.record)) {
+  if (!isAccepted || !open->block.Create(request.record)) {
     if (m_handlers.onEnd) {
       m_handlers.onEnd(request, isAccepted ? Ending::kNoBlock : Ending::kRefused);
     }
@@ -84,7 +85,7 @@ void Agent::TakeRecord(const std::vector<unsigned char>& bytes) {
   m_open.emplace(request.id, open);
 }
 
-// Looks at one request's block once. True if it has gone on to another state.
+// Looks at one request's block once. True if its state has changed.
 bool Agent::Step(const std::shared_ptr<Open>& open) {
   const RequestId id = open->request.id;
   const Block::State state = open->block.Look();
@@ -117,14 +118,14 @@ bool Agent::Step(const std::shared_ptr<Open>& open) {
 void Agent::AskHandler(const std::shared_ptr<Open>& open) {
   Request& request = open->request;
   request.isWellFormed = open->block.Read(&request.payload, &request.name);
-  const std::optional<std::int32_t> answer =
+  const std::optional<ActionCode> answer =
       m_handlers.onRequest ? m_handlers.onRequest(request) : channel::kActionGoOn;
   if (answer) {
     Answer(request.id, *answer);  // finds nothing if the handler has dropped the request
   }
 }
 
-bool Agent::Answer(RequestId id, std::int32_t answer) {
+bool Agent::Answer(RequestId id, ActionCode answer) {
   const auto found = m_open.find(id);
   if (found == m_open.end()) {
     return false;

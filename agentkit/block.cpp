@@ -8,7 +8,7 @@
 namespace agentkit {
 namespace {
 
-// The shape of channel::kBlockNameFormat: a fixed beginning and a number of five digits or more.
+// The sequence number at the end of channel::kBlockNameFormat.
 constexpr std::size_t kNumberDigits = 5;
 
 std::atomic_ref<std::int32_t> StatusOf(const SharedView& view) {
@@ -43,7 +43,7 @@ bool IsSound(const ContentRequest& record) {
                      [](char digit) { return digit >= '0' && digit <= '9'; });
 }
 
-bool Block::Make(const ContentRequest& request) {
+bool Block::Create(const ContentRequest& request) {
   Close();
   if (!IsSound(request) || request.dwBlockLength > kLargest ||
       !m_view.Create(std::string(BlockName(request)), request.dwBlockLength)) {
@@ -61,12 +61,12 @@ void Block::Close() {
 }
 
 Block::State Block::Look() {
-  // Acquire: pairs with the exchange by which the add-in stores 1, so that the payload is in place
-  // when the 1 is seen.
+  // Acquire: pairs with the exchange that stores 1, so that the payload is in place once the 1 is
+  // seen.
   const std::int32_t status = StatusOf(m_view).load(std::memory_order_acquire);
   m_isComplete = m_isComplete || status == channel::kStatusWaiting;
   if (m_answer != 0 && status == m_answer) {
-    return State::kAnswered;  // also an answer of 5, which looks like the add-in's
+    return State::kAnswered;  // even an answer of 5, which looks like the add-in's own
   }
   if (status == channel::kStatusGivenUp) {
     return State::kGivenUp;
@@ -84,8 +84,7 @@ bool Block::Read(std::string* payload, std::string* name) const {
   name->clear();
   payload->assign(reinterpret_cast<const char*>(m_view.Data()) + channel::kPayloadOffset,
                   m_length - channel::kPayloadOffset);
-  // All that follows works on the copy: the block may still change under a requester that is not
-  // the add-in.
+  // Works on the copy from here: a requester that isn't the add-in may still change the block.
   const std::size_t nameEnd = payload->size() - 1;
   const std::size_t payloadEnd = payload->rfind('\0', nameEnd - 1);
   if ((*payload)[nameEnd] != '\0' || payloadEnd == std::string::npos) {
@@ -96,13 +95,13 @@ bool Block::Read(std::string* payload, std::string* name) const {
   return true;
 }
 
-bool Block::Answer(std::int32_t answer) {
+bool Block::Answer(ActionCode answer) {
   if (m_answer != 0) {
     return false;
   }
   std::int32_t expected = channel::kStatusWaiting;
-  // Compared with 1: an answer over the 5 of a requester that has given up would never be known
-  // for lost. Release: pairs with the exchange that takes the answer.
+  // Only over a 1: an answer stored over the 5 of a requester that has given up would look as if it
+  // might still be taken. Release: pairs with the exchange that takes the answer.
   if (!StatusOf(m_view).compare_exchange_strong(expected, answer, std::memory_order_acq_rel)) {
     return false;
   }

@@ -11,8 +11,9 @@ namespace {
 constexpr std::uint32_t kLeastCapacity = 256;
 constexpr std::uint32_t kMostCapacity = 1U << 20;
 
-constexpr std::uint32_t kCacheLine = 64;
-constexpr std::uint32_t kFetchedAhead = 4 * channel::kRequestEntrySize;
+// The most that is passed before it is freed. Little of the ring, since a consumer that dies loses
+// track of it until the ring is empty.
+constexpr std::uint32_t kMostPassed = 16 * channel::kRequestEntrySize;
 
 bool IsUsable(std::uint32_t capacity) {
   return capacity >= kLeastCapacity && capacity <= kMostCapacity && std::has_single_bit(capacity);
@@ -42,7 +43,7 @@ OpenResult RingConsumer::Create(const Options& options) {
   }
   m_capacity = options.capacity;
   m_deadWriterMs = options.deadWriterMs;
-  // A writer that comes before this store sees a capacity of 0 and stays away.
+  // Until this store, writers see a capacity of 0 and refuse the ring.
   Shared(Ring()->capacity).store(static_cast<std::int32_t>(m_capacity), std::memory_order_release);
   return OpenResult::kOpened;
 }
@@ -70,6 +71,7 @@ OpenResult RingConsumer::TakeOver(const Options& options) {
 }
 
 void RingConsumer::Close() {
+  FreePassed();
   m_view.Close();
   m_capacity = 0;
   m_position = 0;
@@ -78,8 +80,8 @@ void RingConsumer::Close() {
   m_idleUsed = 0;
 }
 
-// Acquire: pairs with the release store of the length word, so that what is copied out after this
-// is what the writer copied in before it.
+// Acquire: pairs with the release store of the length word, so that the payload is in place once
+// the length is seen.
 std::uint32_t RingConsumer::LoadLength(std::uint32_t position) const {
   unsigned char* const word = DataArea() + (position & (m_capacity - 1));
   return Shared(*reinterpret_cast<std::uint32_t*>(word)).load(std::memory_order_acquire);
@@ -95,71 +97,58 @@ TakeResult RingConsumer::Take(std::vector<unsigned char>* payload) {
   const TakeResult result = IsOpen() ? TakeHead(payload) : TakeResult::kEmpty;
   if (result != TakeResult::kTaken) {
     payload->clear();
+    FreePassed();
   }
   return result;
 }
 
 TakeResult RingConsumer::TakeHead(std::vector<unsigned char>* payload) {
-  // The cursor lies in the word that all writers fight for, so it is read again only when what it
-  // showed the last time is used up or unfinished. It may also have shown less than was taken: a
-  // hostile writer can set it back behind entries that were found beyond an unfinished one.
-  const bool isPassed = m_seenCursor - m_position > m_capacity;
-  if (m_seenCursor == m_position || isPassed || LoadLength(m_position) == 0) {
-    // Relaxed: the cursor only says how far to look; it is the length words that publish.
+  // All writers contend for the cursor's cache line, so this reads it again only when everything up
+  // to the last value is taken or incomplete. The last value may also be behind the position: a
+  // hostile writer can set the cursor back behind entries that were taken out of order.
+  const bool isBehind = m_seenCursor - m_position > m_capacity;
+  if (m_seenCursor == m_position || isBehind || LoadLength(m_position) == 0) {
+    // Relaxed: the cursor only limits the search; the length words publish the entries.
     m_seenCursor = Shared(Ring()->writeCursor).load(std::memory_order_relaxed);
     if (!IsSane(m_seenCursor)) {
-      Mend();
+      Reset();
       return TakeResult::kBroken;
     }
   }
   const std::uint32_t pending = m_seenCursor - m_position;
   if (pending == 0) {
-    return TakeEmpty();
+    return TakeNothing();
   }
   m_idleUsed = 0;
   const std::uint32_t length = LoadLength(m_position);
   if (length == 0) {
-    return TakeBehindHole(pending, payload);
+    return TakePastIncomplete(pending, payload);
   }
   if (length % 4 != 0 || std::uint64_t{length} + sizeof(RingEntry) > pending) {
-    Mend();
+    Reset();
     return TakeResult::kBroken;
   }
-  if (pending > kFetchedAhead) {
-    FetchAhead();
-  }
   CopyOut(m_position, length, payload);
-  FreeHead(length + std::uint32_t{sizeof(RingEntry)});
+  PassHead(length + std::uint32_t{sizeof(RingEntry)});
   if (!m_ahead.empty()) {
-    FreeTakenHeads();
+    PassTakenHeads();
   }
   return TakeResult::kTaken;
 }
 
-// Brings the bytes some entries ahead from the writers' processor while this entry is copied; to be
-// written, since they will be cleared.
-void RingConsumer::FetchAhead() const {
-  constexpr int kForWriting = 1;
-  const unsigned char* const ahead = DataArea() + ((m_position + kFetchedAhead) & (m_capacity - 1));
-  for (std::uint32_t line = 0; line < channel::kRequestEntrySize; line += kCacheLine) {
-    __builtin_prefetch(ahead + line, kForWriting);
-  }
-}
-
-// Nothing is reserved, so what is counted as used belongs to a writer that is between its two
-// additions, now or for ever.
-TakeResult RingConsumer::TakeEmpty() {
-  if (!m_ahead.empty()) {
-    m_ahead.clear();
-  }
+// Nothing is reserved, so a usedBytes above 0 belongs to a writer between its two additions, which
+// is alive or dead.
+TakeResult RingConsumer::TakeNothing() {
+  FreePassed();
+  m_ahead.clear();
   std::int32_t used = Shared(Ring()->usedBytes).load(std::memory_order_relaxed);
   const std::uint32_t now = platform::clock.GetTickCount();
   if (used != m_idleUsed) {
     m_idleUsed = used;
     m_idleSinceTick = now;
   } else if (used != 0 && now - m_idleSinceTick >= m_deadWriterMs) {
-    // The cursor is looked at again, behind the clock: the writer may have gone on since. And the
-    // word is compared, so that a writer that adds just now isn't wiped out.
+    // Reads the cursor again, after the clock: the writer may have continued since. The exchange
+    // compares, so that an addition at this moment isn't lost.
     if (Shared(Ring()->writeCursor).load(std::memory_order_acquire) == m_position) {
       Shared(Ring()->usedBytes).compare_exchange_strong(used, 0, std::memory_order_acq_rel);
     }
@@ -168,19 +157,19 @@ TakeResult RingConsumer::TakeEmpty() {
   return TakeResult::kEmpty;
 }
 
-// The head is unfinished. Entries behind it are looked for at the only distance that the add-in's
-// entries have.
-TakeResult RingConsumer::TakeBehindHole(std::uint32_t pending,
-                                        std::vector<unsigned char>* payload) {
+// The head is incomplete. Looks for later entries at the only distances that entries of the add-in
+// have.
+TakeResult RingConsumer::TakePastIncomplete(std::uint32_t pending,
+                                            std::vector<unsigned char>* payload) {
   const std::uint32_t now = platform::clock.GetTickCount();
   const Ahead& head = m_ahead.try_emplace(m_position, Ahead{false, now}).first->second;
   if (now - head.firstSeenTick >= m_deadWriterMs) {
-    // Its writer may have finished it since it was looked at, before the clock was.
+    // The writer may have completed the entry since the last look, which was before the clock.
     if (LoadLength(m_position) != 0) {
       return TakeResult::kPending;
     }
-    FreeHead(std::min(pending, channel::kRequestEntrySize));
-    FreeTakenHeads();
+    PassHead(std::min(pending, channel::kRequestEntrySize));
+    PassTakenHeads();
     return TakeResult::kSkipped;
   }
   for (std::uint32_t distance = channel::kRequestEntrySize;
@@ -197,7 +186,7 @@ TakeResult RingConsumer::TakeBehindHole(std::uint32_t pending,
       return TakeResult::kTaken;
     }
     if (length != 0) {
-      break;  // somebody else's entry: what lies behind can't be told from here
+      break;  // not an entry of the add-in, so the next one's position is unknown
     }
   }
   return TakeResult::kPending;
@@ -214,14 +203,15 @@ void RingConsumer::CopyOut(std::uint32_t position, std::uint32_t length,
   }
 }
 
-// Gives back the room of the oldest entry. The order of the steps is for whoever takes the ring
-// over after a death between two of them: the length goes before the payload, so an entry that is
-// cleared in part is an unfinished one, and room passed but not given back shows when the ring is
-// empty.
-void RingConsumer::FreeHead(std::uint32_t size) {
+// Clears the oldest entry and moves the position past it. The order matters to a consumer that
+// takes over after a death between two of the steps: the length is cleared before the payload, so
+// that a half-cleared entry is an incomplete one; space that was passed but not freed is found when
+// the ring is empty.
+void RingConsumer::PassHead(std::uint32_t size) {
   const std::uint32_t start = m_position & (m_capacity - 1);
-  // The room is the consumer's own until the subtraction below, so no other thread needs the order.
-  // A death interrupts this one, and the fence keeps the compiler from clearing the payload first.
+  // The space belongs to the consumer until it is freed, so no other thread depends on the order. A
+  // death can interrupt this thread, so the fence keeps the compiler from clearing the payload
+  // first.
   Shared(*reinterpret_cast<std::uint32_t*>(DataArea() + start)).store(0, std::memory_order_relaxed);
   std::atomic_signal_fence(std::memory_order_seq_cst);
   const std::uint32_t first = std::min(size, m_capacity - start);
@@ -232,31 +222,44 @@ void RingConsumer::FreeHead(std::uint32_t size) {
   if (!m_ahead.empty()) {
     m_ahead.erase(m_position);
     if (size != channel::kRequestEntrySize) {
-      m_ahead.clear();  // what was found behind it was found at wrong places
+      m_ahead.clear();  // later entries were assumed at wrong positions
     }
   }
   m_position += size;
   Shared(Ring()->consumerWord).store(m_position, std::memory_order_release);
-  // Release: pairs with the writers' addition, which acquires. A writer that gets this room stores
-  // into it only after the clearing above.
-  Shared(Ring()->usedBytes).fetch_sub(static_cast<std::int32_t>(size), std::memory_order_acq_rel);
-}
-
-void RingConsumer::FreeTakenHeads() {
-  for (auto entry = m_ahead.find(m_position); entry != m_ahead.end() && entry->second.isTaken;
-       entry = m_ahead.find(m_position)) {
-    FreeHead(channel::kRequestEntrySize);
+  m_passed += size;
+  if (m_passed >= std::min(kMostPassed, m_capacity / 4)) {
+    FreePassed();
   }
 }
 
-// Starts again from an empty ring. Requests that lay in it are lost, which costs their senders a
-// wait and no more; a writer at work meanwhile can bring the ring here once more.
-void RingConsumer::Mend() {
+// Entries that were taken out of order, up to the next one that wasn't.
+void RingConsumer::PassTakenHeads() {
+  for (auto entry = m_ahead.find(m_position); entry != m_ahead.end() && entry->second.isTaken;
+       entry = m_ahead.find(m_position)) {
+    PassHead(channel::kRequestEntrySize);
+  }
+}
+
+// Release: pairs with the writers' addition, which acquires. A writer that gets this space stores
+// into it only after it was cleared.
+void RingConsumer::FreePassed() {
+  if (m_passed != 0) {
+    Shared(Ring()->usedBytes)
+        .fetch_sub(static_cast<std::int32_t>(m_passed), std::memory_order_acq_rel);
+    m_passed = 0;
+  }
+}
+
+// Starts again with an empty ring. The requests in it are lost, which costs each requester one
+// wait. A writer that is in the middle of a push may cause another reset.
+void RingConsumer::Reset() {
   const std::uint32_t cursor = Shared(Ring()->writeCursor).load(std::memory_order_relaxed);
   m_ahead.clear();
   std::memset(DataArea(), 0, m_capacity);
   m_position = cursor & ~3U;
   m_seenCursor = m_position;
+  m_passed = 0;
   if (m_position != cursor) {
     Shared(Ring()->writeCursor).store(m_position, std::memory_order_relaxed);
   }

@@ -136,6 +136,16 @@ inline constexpr int kAnswerPolls = 125;
 // The same with the setting use_challenge_response.
 inline constexpr int kChallengePolls = 9250;
 
+// What `sleeps` sleeps take at least and at most, in milliseconds. With Windows' default timer a
+// sleep ends at one of the ticks, which are 15.625 ms apart: one of 20 ms takes up to 31.25 ms. On
+// a busy machine sleeps take longer still.
+constexpr std::uint32_t ShortestWaitMs(int sleeps) {
+  return static_cast<std::uint32_t>(sleeps) * kPollMs;
+}
+constexpr std::uint32_t LongestWaitMs(int sleeps) {
+  return static_cast<std::uint32_t>(sleeps) * 125 / 4;
+}
+
 // ---- Sizes
 
 // The ring's data area is 2 to this power.

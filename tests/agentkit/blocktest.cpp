@@ -48,7 +48,7 @@ class BlockTest : public testing::Test {
  protected:
   // Brings a block to where it can be read.
   void MakeAndFill(HandRequester& requester) {
-    ASSERT_TRUE(m_block.Make(requester.record));
+    ASSERT_TRUE(m_block.Create(requester.record));
     ASSERT_TRUE(requester.OpenBlock());
     requester.Fill();
     EXPECT_EQ(requester.Exchange(), 0);
@@ -60,7 +60,7 @@ class BlockTest : public testing::Test {
 
 TEST_F(BlockTest, GoesFromFillingToWaitingToAnsweredToTaken) {
   HandRequester requester("payload", "name", 1);
-  ASSERT_TRUE(m_block.Make(requester.record));
+  ASSERT_TRUE(m_block.Create(requester.record));
   EXPECT_EQ(m_block.Look(), State::kFilling);
   ASSERT_TRUE(requester.OpenBlock());
   requester.Fill();
@@ -106,7 +106,7 @@ TEST_F(BlockTest, AnswerThatTheGiveUpOverwritesIsKnownForLost) {
 
 TEST_F(BlockTest, AnswerBeforeTheBlockIsCompleteIsRefused) {
   HandRequester requester("", "", 1);
-  ASSERT_TRUE(m_block.Make(requester.record));
+  ASSERT_TRUE(m_block.Create(requester.record));
   EXPECT_FALSE(m_block.Answer(4));
 }
 
@@ -169,7 +169,7 @@ TEST_F(BlockTest, BlockWithoutItsNulsIsReadWholeAndReported) {
   const auto read = [this](const std::string& content, int sequence, std::string* payload) {
     // The content is all that stands behind the status word.
     HandRequester requester(std::string(content.size() - 2, '.'), "", sequence);
-    EXPECT_TRUE(m_block.Make(requester.record));
+    EXPECT_TRUE(m_block.Create(requester.record));
     agentkit::SharedView view;
     EXPECT_TRUE(view.Open(requester.record.szBlockName, requester.record.dwBlockLength));
     std::memcpy(view.Data() + 4, content.data(), content.size());
@@ -191,13 +191,13 @@ TEST_F(BlockTest, BlockWithoutItsNulsIsReadWholeAndReported) {
 
 TEST_F(BlockTest, NameInUseAndOversizedBlockAreRefused) {
   HandRequester requester("x", "", 1);
-  ASSERT_TRUE(m_block.Make(requester.record));
+  ASSERT_TRUE(m_block.Create(requester.record));
   Block second;
-  EXPECT_FALSE(second.Make(requester.record));
+  EXPECT_FALSE(second.Create(requester.record));
   EXPECT_FALSE(second.IsOpen());
-  EXPECT_FALSE(second.Make(MakeRecord(Block::kLargest + 1, 2)));
+  EXPECT_FALSE(second.Create(MakeRecord(Block::kLargest + 1, 2)));
   m_block.Close();
-  EXPECT_TRUE(second.Make(requester.record));
+  EXPECT_TRUE(second.Create(requester.record));
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-// The ring's reader: what it takes, frees, skips and mends.
+// The ring's consumer: what it takes, frees, skips and resets.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -82,24 +82,47 @@ TEST_F(RingConsumerTest, EmptyOrClosedRingGivesNothing) {
   EXPECT_EQ(Take(), TakeResult::kEmpty);
 }
 
-TEST_F(RingConsumerTest, TakenEntryIsClearedAndItsRoomGivenBack) {
+TEST_F(RingConsumerTest, TakenEntriesAreClearedAtOnceAndFreedTogether) {
   ASSERT_EQ(m_ring.Create({}), OpenResult::kOpened);
   HandWriter writer;
   ASSERT_TRUE(writer.Push(Pattern(1)));
   ASSERT_TRUE(writer.Push(Pattern(2)));
   EXPECT_EQ(TakeOne(), Pattern(1));
-  EXPECT_EQ(writer.Header()->usedBytes, 152);
+  EXPECT_EQ(writer.Header()->usedBytes, 304);
   EXPECT_EQ(writer.Header()->consumerWord, 152U);
   EXPECT_EQ(TakeOne(), Pattern(2));
-  EXPECT_EQ(writer.Header()->usedBytes, 0);
+  EXPECT_EQ(writer.Header()->usedBytes, 304);
   EXPECT_EQ(writer.Header()->consumerWord, 304U);
   EXPECT_EQ(writer.Header()->writeCursor, 304U);
   EXPECT_TRUE(writer.IsDataAreaClear());
   EXPECT_EQ(Take(), TakeResult::kEmpty);
+  EXPECT_EQ(writer.Header()->usedBytes, 0);
 }
 
-// 256 KiB is no multiple of 152: in each lap the entries lie elsewhere, and length words lie where
-// payloads were.
+// However many requests arrive, writers don't wait long for the space of those that were taken.
+TEST_F(RingConsumerTest, NoMoreThanSixteenTakenEntriesAreKeptFromTheWriters) {
+  ASSERT_EQ(m_ring.Create({}), OpenResult::kOpened);
+  HandWriter writer;
+  for (std::uint32_t i = 0; i < 40; ++i) ASSERT_TRUE(writer.Push(Pattern(i)));
+  for (std::uint32_t i = 0; i < 40; ++i) {
+    EXPECT_EQ(TakeOne(), Pattern(i));
+    const std::int32_t untaken = 152 * static_cast<std::int32_t>(39 - i);
+    EXPECT_LT(writer.Header()->usedBytes - untaken, 16 * 152) << i;
+  }
+  EXPECT_EQ(writer.Header()->usedBytes, 152 * 8);
+}
+
+TEST_F(RingConsumerTest, ClosingFreesWhatWasTaken) {
+  ASSERT_EQ(m_ring.Create({}), OpenResult::kOpened);
+  HandWriter writer;
+  ASSERT_TRUE(writer.Push(Pattern(1)));
+  EXPECT_EQ(TakeOne(), Pattern(1));
+  m_ring.Close();
+  EXPECT_EQ(writer.Header()->usedBytes, 0);
+}
+
+// 256 KiB isn't a multiple of 152: in each lap the entries start elsewhere, and length words are
+// where payloads were.
 TEST_F(RingConsumerTest, OldPayloadsAreNeverTakenForLengthWords) {
   ASSERT_EQ(m_ring.Create({}), OpenResult::kOpened);
   HandWriter writer;
@@ -111,19 +134,19 @@ TEST_F(RingConsumerTest, OldPayloadsAreNeverTakenForLengthWords) {
   }
 }
 
-// The reader passes such a cursor when the entry in front is completed; a length word that stands
-// there must not be believed.
-TEST_F(RingConsumerTest, CursorSetBackBehindTakenEntriesHasTheRingMended) {
+// The consumer passes such a cursor when the entry before it is completed, and must not believe a
+// length word there.
+TEST_F(RingConsumerTest, CursorSetBackBehindTakenEntriesResetsTheRing) {
   ASSERT_EQ(m_ring.Create({}), OpenResult::kOpened);
   HandWriter writer;
-  const std::uint32_t hole = writer.Reserve(148);
+  const std::uint32_t incomplete = writer.Reserve(148);
   ASSERT_TRUE(writer.Push(Pattern(1)));
   ASSERT_TRUE(writer.Push(Pattern(2)));
   EXPECT_EQ(TakeOne(), Pattern(1));
   EXPECT_EQ(TakeOne(), Pattern(2));
   writer.Header()->writeCursor = 152;
   EXPECT_EQ(Take(), TakeResult::kPending);
-  writer.Complete(hole, Pattern(3));
+  writer.Complete(incomplete, Pattern(3));
   const std::uint32_t length = 0x7FFFFFFC;
   std::memcpy(writer.Data() + 456, &length, 4);
   EXPECT_EQ(TakeOne(), Pattern(3));
@@ -167,12 +190,14 @@ TEST_F(RingConsumerTest, EntryCompletedOutOfOrderIsTakenAtOnceAndFreedInOrder) {
   writer.Complete(third, Pattern(3));
   EXPECT_EQ(TakeOne(), Pattern(3));
   EXPECT_EQ(Take(), TakeResult::kPending) << "taken once, not twice";
-  EXPECT_EQ(writer.Header()->usedBytes, 456) << "room is given back in order";
+  EXPECT_EQ(writer.Header()->usedBytes, 456) << "space is freed in order";
   writer.Complete(first, Pattern(1));
   EXPECT_EQ(TakeOne(), Pattern(1));
+  EXPECT_EQ(Take(), TakeResult::kPending);
   EXPECT_EQ(writer.Header()->usedBytes, 304);
   writer.Complete(second, Pattern(2));
   EXPECT_EQ(TakeOne(), Pattern(2));
+  EXPECT_EQ(Take(), TakeResult::kEmpty);
   EXPECT_EQ(writer.Header()->usedBytes, 0);
   EXPECT_EQ(writer.Header()->consumerWord, 456U);
   EXPECT_TRUE(writer.IsDataAreaClear());
@@ -183,7 +208,7 @@ TEST_F(RingConsumerTest, EntryOfADeadWriterIsSkippedAfterTheWaitAndNotBefore) {
   HandWriter writer;
   writer.Reserve(148);
   ASSERT_TRUE(writer.Push(Pattern(2)));
-  EXPECT_EQ(TakeOne(), Pattern(2)) << "the living don't wait for the dead";
+  EXPECT_EQ(TakeOne(), Pattern(2)) << "later entries don't wait for a dead writer's";
   m_clock.now += 9'999;
   EXPECT_EQ(Take(), TakeResult::kPending);
   EXPECT_EQ(writer.Header()->usedBytes, 304);
@@ -208,7 +233,7 @@ TEST_F(RingConsumerTest, HalfWrittenEntryOfADeadWriterIsClearedAway) {
   EXPECT_TRUE(writer.IsDataAreaClear());
 }
 
-TEST_F(RingConsumerTest, SeveralDeadWritersCostOneWaitAndKeepTheLivingInOrder) {
+TEST_F(RingConsumerTest, SeveralDeadWritersCostOneWaitAndOtherEntriesStayInOrder) {
   ASSERT_EQ(m_ring.Create({.deadWriterMs = 100}), OpenResult::kOpened);
   HandWriter writer;
   writer.Reserve(148);
@@ -226,7 +251,7 @@ TEST_F(RingConsumerTest, SeveralDeadWritersCostOneWaitAndKeepTheLivingInOrder) {
   EXPECT_EQ(m_ring.Position(), writer.Header()->writeCursor);
 }
 
-TEST_F(RingConsumerTest, RoomOfAWriterThatDiedBetweenItsAdditionsIsTakenBack) {
+TEST_F(RingConsumerTest, SpaceOfAWriterThatDiedBetweenItsAdditionsIsFreed) {
   ASSERT_EQ(m_ring.Create({.deadWriterMs = 100}), OpenResult::kOpened);
   HandWriter writer;
   writer.Header()->usedBytes += 152;
@@ -239,7 +264,7 @@ TEST_F(RingConsumerTest, RoomOfAWriterThatDiedBetweenItsAdditionsIsTakenBack) {
   EXPECT_EQ(writer.Header()->usedBytes, 0);
 }
 
-// The writer goes on after the consumer has looked at its entry, and before it looks at the clock.
+// The writer continues after the consumer has looked at its entry and before it looks at the clock.
 TEST_F(RingConsumerTest, EntryThatIsCompletedAsItsTimeRunsOutIsNotSkipped) {
   ASSERT_EQ(m_ring.Create({.deadWriterMs = 100}), OpenResult::kOpened);
   HandWriter writer;
@@ -255,10 +280,11 @@ TEST_F(RingConsumerTest, EntryThatIsCompletedAsItsTimeRunsOutIsNotSkipped) {
     EXPECT_EQ(Take(), TakeResult::kPending);
   }
   EXPECT_EQ(TakeOne(), Pattern(1));
+  EXPECT_EQ(Take(), TakeResult::kEmpty);
   EXPECT_EQ(writer.Header()->usedBytes, 0);
 }
 
-TEST_F(RingConsumerTest, RoomThatIsReservedAsItsTimeRunsOutIsNotTakenBack) {
+TEST_F(RingConsumerTest, SpaceThatIsReservedAsItsTimeRunsOutIsNotFreed) {
   ASSERT_EQ(m_ring.Create({.deadWriterMs = 100}), OpenResult::kOpened);
   HandWriter writer;
   writer.Header()->usedBytes += 152;
@@ -275,23 +301,24 @@ TEST_F(RingConsumerTest, RoomThatIsReservedAsItsTimeRunsOutIsNotTakenBack) {
   EXPECT_EQ(writer.Header()->usedBytes, 152);
   writer.Complete(0, Pattern(1));
   EXPECT_EQ(TakeOne(), Pattern(1));
+  EXPECT_EQ(Take(), TakeResult::kEmpty);
   EXPECT_EQ(writer.Header()->usedBytes, 0);
 }
 
-TEST_F(RingConsumerTest, RoomOfALivingWriterIsNotTakenBack) {
+TEST_F(RingConsumerTest, SpaceOfALiveWriterIsNotFreed) {
   ASSERT_EQ(m_ring.Create({.deadWriterMs = 100}), OpenResult::kOpened);
   HandWriter writer;
   writer.Header()->usedBytes += 152;
   EXPECT_EQ(Take(), TakeResult::kEmpty);
   m_clock.now += 60;
-  writer.Header()->usedBytes += 152;  // somebody is at work: the wait begins again
+  writer.Header()->usedBytes += 152;  // a writer is active: the wait starts again
   EXPECT_EQ(Take(), TakeResult::kEmpty);
   m_clock.now += 60;
   EXPECT_EQ(Take(), TakeResult::kEmpty);
   EXPECT_EQ(writer.Header()->usedBytes, 304);
 }
 
-TEST_F(RingConsumerTest, ContradictingHeaderIsMendedAndTheNextEntryComesThrough) {
+TEST_F(RingConsumerTest, ContradictingHeaderIsResetAndTheNextEntryArrives) {
   struct Case {
     const char* what;
     void (*spoil)(RingHeader*);
@@ -319,7 +346,7 @@ TEST_F(RingConsumerTest, ContradictingHeaderIsMendedAndTheNextEntryComesThrough)
   }
 }
 
-TEST_F(RingConsumerTest, ImpossibleLengthWordIsMended) {
+TEST_F(RingConsumerTest, ImpossibleLengthWordResetsTheRing) {
   for (const std::uint32_t length : {1U, 3U, 150U, 152U, 0x40000000U, 0xFFFFFFFCU, 0xFFFFFFFFU}) {
     m_ring.Close();
     ASSERT_EQ(m_ring.Create({}), OpenResult::kOpened);
@@ -333,7 +360,7 @@ TEST_F(RingConsumerTest, ImpossibleLengthWordIsMended) {
   }
 }
 
-TEST_F(RingConsumerTest, TakenOverRingGoesOnWhereTheLastConsumerStood) {
+TEST_F(RingConsumerTest, TakeOverContinuesWhereTheLastConsumerStopped) {
   ASSERT_EQ(m_ring.Create({}), OpenResult::kOpened);
   HandWriter writer;  // keeps the ring alive, as a requester does
   for (std::uint32_t i = 0; i < 3; ++i) ASSERT_TRUE(writer.Push(Pattern(i)));
@@ -348,6 +375,7 @@ TEST_F(RingConsumerTest, TakenOverRingGoesOnWhereTheLastConsumerStood) {
   EXPECT_EQ(payload, Pattern(1));
   EXPECT_EQ(next.Take(&payload), TakeResult::kTaken);
   EXPECT_EQ(payload, Pattern(2));
+  EXPECT_EQ(next.Take(&payload), TakeResult::kEmpty);
   EXPECT_EQ(writer.Header()->usedBytes, 0);
 }
 
@@ -365,10 +393,11 @@ TEST_F(RingConsumerTest, CursorPast2To32IsFollowed) {
     EXPECT_EQ(TakeOne(), Pattern(i));
   }
   EXPECT_EQ(m_ring.Position(), 352U);
+  EXPECT_EQ(Take(), TakeResult::kEmpty);
   EXPECT_EQ(writer.Header()->usedBytes, 0);
 }
 
-TEST_F(RingConsumerTest, RingThatCannotBeGoneOnWithIsNotTakenOver) {
+TEST_F(RingConsumerTest, ContradictingRingIsNotTakenOver) {
   EXPECT_EQ(m_ring.TakeOver({}), OpenResult::kUnusable) << "there is none";
   ASSERT_EQ(m_ring.Create({}), OpenResult::kOpened);
   HandWriter writer;
@@ -389,7 +418,7 @@ TEST_F(RingConsumerTest, RingThatCannotBeGoneOnWithIsNotTakenOver) {
   EXPECT_EQ(takeOver(1 << 18, 1 << 18, 0), OpenResult::kOpened);
 }
 
-// A consumer that dies between two of the steps of freeing an entry.
+// The consumer died between clearing an entry and moving past it.
 TEST_F(RingConsumerTest, EntryClearedButNotPassedByADeadConsumerIsSkippedByTheNext) {
   ASSERT_EQ(m_ring.Create({.deadWriterMs = 50}), OpenResult::kOpened);
   HandWriter writer;

@@ -234,9 +234,9 @@ TEST_F(Death, AWriterAtAnyInstructionOfItsPush) {
   }
 }
 
-// The agent's side: the next agent takes the ring over. What the dead one has read may come once
-// more or be gone with it; nothing else is lost, and nothing is torn.
-TEST_F(Death, AConsumerAtAnyInstructionOfItsTake) {
+// The agent's side: the next agent takes the ring over. An entry that the dead one has read may
+// arrive again or be lost; nothing else is lost, and nothing is torn.
+TEST_F(Death, AConsumerAtAnyInstructionOfTakingAndFreeing) {
   const Bytes first = Pattern(1);
   const Bytes second = Pattern(100);
   for (const std::uint32_t position : {0U, kArea - 100}) {
@@ -253,7 +253,10 @@ TEST_F(Death, AConsumerAtAnyInstructionOfItsTake) {
     RingConsumer dying;
     Bytes payload(sizeof(ContentRequest));
     const auto prepare = [&] { dying.TakeOver({}); };
-    const auto work = [&] { dying.Take(&payload); };
+    const auto work = [&] {
+      dying.Take(&payload);
+      dying.Close();
+    };
     const auto fill = [&] {
       MakeRing(position);
       ASSERT_TRUE(Push(first));

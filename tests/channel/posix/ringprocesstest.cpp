@@ -164,10 +164,10 @@ TEST(RingAcrossProcesses, WriterKilledAnywhereLeavesARingThatServesTheNext) {
     ScopedReplacement<platform::clock, &platform::ClockOperations::Sleep> sleep(
         [&](auto, auto) { agent.Poll(); });
     EXPECT_EQ(ScanEnvelopeEnd(), 4) << "at once, though the dead one's entry may be unfinished";
-    ticks += 10'000;
+    ticks += 15'000;
     while (agent.Poll()) {
     }
-    ticks += 10'000;
+    ticks += 15'000;
     agent.Poll();
     EXPECT_EQ(agent.Ring().Header()->usedBytes, 0) << round;
     EXPECT_EQ(agent.Ring().Header()->writeCursor, agent.Ring().Position()) << round;

@@ -99,7 +99,7 @@ class MortalAgent {
       ContentRequest record{};
       std::memcpy(&record, payload.data(), sizeof(record));
       agentkit::Block block;
-      if (!block.Make(record)) return;
+      if (!block.Create(record)) return;
       reach(Step::kBeforeFilling);
       Report(kBlockIsThere);
       while (block.Look() != agentkit::Block::State::kWaiting) usleep(50);

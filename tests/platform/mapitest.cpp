@@ -17,13 +17,13 @@ TEST(Mapi, AllocatedMemoryIsWritable) {
 }
 
 // Enough of IMAPIProp's table to reach SetProps, the ninth slot.
-struct Recorder {
+struct RecordingMessage {
   struct Table {
     void (*others[8])();
-    HRESULT(STDMETHODCALLTYPE* setProps)(Recorder*, ULONG, SPropValue*, void*);
+    HRESULT(STDMETHODCALLTYPE* setProps)(RecordingMessage*, ULONG, SPropValue*, void*);
   };
 
-  static HRESULT STDMETHODCALLTYPE SetProps(Recorder* self, ULONG count, SPropValue* values,
+  static HRESULT STDMETHODCALLTYPE SetProps(RecordingMessage* self, ULONG count, SPropValue* values,
                                             void* /*problems*/) {
     ++self->calls;
     self->count = count;
@@ -38,10 +38,10 @@ struct Recorder {
   SPropValue* values = nullptr;
 };
 
-constexpr Recorder::Table kTable = {{}, &Recorder::SetProps};
+constexpr RecordingMessage::Table kTable = {{}, &RecordingMessage::SetProps};
 
 TEST(Mapi, OnePropertyIsSetThroughTheObject) {
-  Recorder object = {&kTable};
+  RecordingMessage object = {&kTable};
   SPropValue value = {};
   // The system's function must be able to compute the size of the property.
   value.ulPropTag = 0x8001001F;
@@ -54,7 +54,7 @@ TEST(Mapi, OnePropertyIsSetThroughTheObject) {
 }
 
 TEST(Mapi, AFailureToSetIsReturned) {
-  Recorder object = {&kTable, E_ACCESSDENIED};
+  RecordingMessage object = {&kTable, E_ACCESSDENIED};
   SPropValue value = {};
   value.ulPropTag = 0x8001001F;
   OLECHAR text[] = {'x', 0};

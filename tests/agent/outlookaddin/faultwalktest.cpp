@@ -8,6 +8,7 @@
 #include "agent/outlookaddin/dlpaddinconnect.h"
 #include "agent/outlookaddin/eventconnection.h"
 #include "tests/agent/outlookaddin/gatefixture.h"
+#include "tests/support/cancel.h"
 #include "text/textconversion.h"
 
 namespace tests {
@@ -19,12 +20,9 @@ using simulation::host::HostInspector;
 using simulation::host::HostMailItem;
 using simulation::host::SimulatedHost;
 
-// The value of Cancel before a Send. It is neither of the two values that mean something.
-constexpr VARIANT_BOOL kUntouched = 5;
-
 struct Sent {
   std::string mail;
-  VARIANT_BOOL cancel = kUntouched;
+  VARIANT_BOOL cancel = kNotSet;
   simulation::host::FiredResults returned;
   bool blocked = false;  // the agent blocked one of the requests
   bool raised = false;
@@ -236,7 +234,7 @@ void FaultWalk::Send(SimulatedHost& host, HostMailItem* item, Session& session) 
   Sent sent;
   sent.mail = m_sending;
   try {
-    const simulation::host::SendOutcome outcome = host.Send(*item, kUntouched);
+    const simulation::host::SendOutcome outcome = host.Send(*item, kNotSet);
     sent.cancel = outcome.cancel;
     sent.returned = outcome.returned;
   } catch (const _com_error& error) {
@@ -335,7 +333,7 @@ void FaultWalk::CheckSession(const Session& clean, const Session& session, std::
   ASSERT_EQ(session.faultsGiven, 1U);
   ASSERT_EQ(session.sent.size(), clean.sent.size());
   for (const Sent& sent : session.sent) {
-    EXPECT_EQ(sent.cancel, sent.blocked ? 1 : kUntouched) << sent.mail;
+    EXPECT_EQ(sent.cancel, sent.blocked ? 1 : kNotSet) << sent.mail;
     for (const HRESULT returned : sent.returned) EXPECT_EQ(returned, S_OK) << sent.mail;
     // Only a failed identity query comes out as an exception.
     if (sent.raised) {
@@ -374,7 +372,7 @@ TEST_P(FaultWalk, EveryCallOfASessionMayFail) {
   const Session clean = Run();
   ASSERT_EQ(clean.header, "The message is sensitive");
   for (const Sent& sent : clean.sent) {
-    EXPECT_EQ(sent.cancel, sent.mail == "Blocked" ? 1 : kUntouched) << sent.mail;
+    EXPECT_EQ(sent.cancel, sent.mail == "Blocked" ? 1 : kNotSet) << sent.mail;
     EXPECT_EQ(sent.returned.size(), 1U) << sent.mail;
   }
   // Left on purpose: by the explorer's two sinks, by sinks without an owner, by an item that is no

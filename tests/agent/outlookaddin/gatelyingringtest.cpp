@@ -7,6 +7,7 @@
 
 #include "platform/mappings.h"
 #include "tests/agent/outlookaddin/gatefixture.h"
+#include "tests/support/cancel.h"
 
 namespace tests {
 namespace {
@@ -16,7 +17,6 @@ constexpr std::uint32_t kView = kArea + std::uint32_t{channel::kRingOverhead};
 // Far more than the add-in maps, so that writes after the end of its view show.
 constexpr std::uint32_t kMapped = 4 * kArea;
 constexpr unsigned char kUntouched = 0xEE;
-constexpr VARIANT_BOOL kNotSet = 5;
 
 // The mapping of an agent that writes any header and never consumes an entry.
 class LyingRing {

@@ -31,8 +31,8 @@ constexpr const char* kBodyBlock =
 constexpr const char* kCloseTag =
     R"("requests":[{"type":9,"answer":7,"wait_ms":20}],"tag":{"name":"X","value":"y"})";
 
-std::string Line(const std::string& name, const std::string& outcome, const std::string& more = "",
-                 const std::string& checked = "yes") {
+std::string RecordLine(const std::string& name, const std::string& outcome,
+                       const std::string& more = "", const std::string& checked = "yes") {
   return R"({"mail":")" + name + R"(","outcome":")" + outcome + R"(","checked":")" + checked +
          "\"" + (more.empty() ? "" : "," + more) + "}\n";
 }
@@ -63,8 +63,8 @@ struct Compared {
 };
 
 TEST(Comparison, OfEqualRunsHasNoChange) {
-  const std::string run =
-      Line("a", "sent") + Line("b", "blocked", kBodyBlock) + Line("c", "tagged", kCloseTag);
+  const std::string run = RecordLine("a", "sent") + RecordLine("b", "blocked", kBodyBlock) +
+                          RecordLine("c", "tagged", kCloseTag);
   const Compared compared(run, run);
   EXPECT_THAT(compared.differences, IsEmpty());
   EXPECT_FALSE(compared.comparison.AnyChange());
@@ -74,7 +74,7 @@ TEST(Comparison, OfEqualRunsHasNoChange) {
 }
 
 TEST(Comparison, NamesTheRequestAndTheRuleThatChangedAVerdict) {
-  const Compared compared(Line("a", "sent"), Line("a", "blocked", kBodyBlock));
+  const Compared compared(RecordLine("a", "sent"), RecordLine("a", "blocked", kBodyBlock));
   EXPECT_THAT(
       compared.differences,
       ElementsAre(
@@ -88,21 +88,22 @@ TEST(Comparison, NamesTheRequestAndTheRuleThatChangedAVerdict) {
 }
 
 TEST(Comparison, PairsByNameWhateverTheOrder) {
-  const Compared compared(Line("a", "sent") + Line("b", "blocked") + Line("c", "sent"),
-                          Line("c", "sent") + Line("a", "sent") + Line("b", "blocked"));
+  const Compared compared(
+      RecordLine("a", "sent") + RecordLine("b", "blocked") + RecordLine("c", "sent"),
+      RecordLine("c", "sent") + RecordLine("a", "sent") + RecordLine("b", "blocked"));
   EXPECT_FALSE(compared.comparison.AnyChange());
 }
 
 TEST(Comparison, TakesAnotherTagForAnotherVerdict) {
-  const Compared compared(Line("a", "tagged", R"("tag":{"name":"X","value":"low"})"),
-                          Line("a", "tagged", R"("tag":{"name":"X","value":"high"})"));
+  const Compared compared(RecordLine("a", "tagged", R"("tag":{"name":"X","value":"low"})"),
+                          RecordLine("a", "tagged", R"("tag":{"name":"X","value":"high"})"));
   EXPECT_EQ(compared.comparison.Count(Change::kVerdict), 1u);
 }
 
 TEST(Comparison, SaysWhenAMailIsNoLongerChecked) {
   const Compared compared(
-      Line("a", "sent"),
-      Line("a", "sent", R"("reasons":["no agent was there","the ring was full"])", "no"));
+      RecordLine("a", "sent"),
+      RecordLine("a", "sent", R"("reasons":["no agent was there","the ring was full"])", "no"));
   ASSERT_EQ(compared.differences.size(), 1u);
   EXPECT_EQ(compared.comparison.Count(Change::kChecked), 1u);
   EXPECT_THAT(compared.differences[0],
@@ -111,16 +112,16 @@ TEST(Comparison, SaysWhenAMailIsNoLongerChecked) {
 
 TEST(Comparison, TakesKnownAndUnknownForDifferent) {
   const std::string old = R"({"mail":"a","outcome":"sent"})";
-  EXPECT_TRUE(Compared(old, Line("a", "sent")).comparison.AnyChange());
-  EXPECT_TRUE(Compared(Line("a", "sent"), old).comparison.AnyChange());
+  EXPECT_TRUE(Compared(old, RecordLine("a", "sent")).comparison.AnyChange());
+  EXPECT_TRUE(Compared(RecordLine("a", "sent"), old).comparison.AnyChange());
   const Compared both(old, old);
   EXPECT_FALSE(both.comparison.AnyChange());
   EXPECT_EQ(both.comparison.UnknownInBoth(), 1u);
 }
 
 TEST(Comparison, SaysWhatOnlyOneRunHas) {
-  const Compared compared(Line("gone", "sent") + Line("both", "sent"),
-                          Line("new", "blocked") + Line("both", "sent"));
+  const Compared compared(RecordLine("gone", "sent") + RecordLine("both", "sent"),
+                          RecordLine("new", "blocked") + RecordLine("both", "sent"));
   ASSERT_EQ(compared.differences.size(), 2u);
   EXPECT_THAT(compared.differences[0],
               HasSubstr(R"({"mail":"new","occurrence":1,"change":"only after","before":null)"));
@@ -132,30 +133,31 @@ TEST(Comparison, SaysWhatOnlyOneRunHas) {
 }
 
 TEST(Comparison, PairsANameThatComesAgainInItsOrder) {
-  const Compared compared(Line("a", "sent") + Line("a", "blocked") + Line("a", "sent"),
-                          Line("a", "sent") + Line("a", "sent"));
+  const Compared compared(
+      RecordLine("a", "sent") + RecordLine("a", "blocked") + RecordLine("a", "sent"),
+      RecordLine("a", "sent") + RecordLine("a", "sent"));
   ASSERT_EQ(compared.differences.size(), 2u);
   EXPECT_THAT(compared.differences[0], HasSubstr(R"("occurrence":2,"change":"verdict")"));
   EXPECT_THAT(compared.differences[1], HasSubstr(R"("occurrence":3,"change":"only before")"));
   EXPECT_EQ(compared.comparison.RepeatedBefore(), 2u);
   EXPECT_EQ(compared.comparison.RepeatedAfter(), 1u);
-  const Compared more(Line("a", "sent"), Line("a", "sent") + Line("a", "sent"));
+  const Compared more(RecordLine("a", "sent"), RecordLine("a", "sent") + RecordLine("a", "sent"));
   ASSERT_EQ(more.differences.size(), 1u);
   EXPECT_THAT(more.differences[0], HasSubstr(R"("occurrence":2,"change":"only after")"));
-  const Compared onlyAfter("", Line("a", "sent") + Line("a", "sent"));
+  const Compared onlyAfter("", RecordLine("a", "sent") + RecordLine("a", "sent"));
   EXPECT_THAT(onlyAfter.differences[1], HasSubstr(R"("occurrence":2,"change":"only after")"));
 }
 
 TEST(Comparison, CountsAnotherRuleWithTheSameVerdictAsNoChange) {
   const Compared compared(
-      Line("a", "blocked", kBodyBlock),
-      Line("a", "blocked", R"("requests":[{"type":9,"answer":3,"rule":"other"}])"));
+      RecordLine("a", "blocked", kBodyBlock),
+      RecordLine("a", "blocked", R"("requests":[{"type":9,"answer":3,"rule":"other"}])"));
   EXPECT_FALSE(compared.comparison.AnyChange());
   EXPECT_EQ(compared.comparison.OtherCause(), 1u);
 }
 
 TEST(Comparison, SaysWhyAMailCanNoLongerBeRead) {
-  const Compared compared(Line("a", "sent"), R"({"mail":"a","error":"Permission denied"})");
+  const Compared compared(RecordLine("a", "sent"), R"({"mail":"a","error":"Permission denied"})");
   ASSERT_EQ(compared.differences.size(), 1u);
   EXPECT_THAT(
       compared.differences[0],
@@ -163,8 +165,8 @@ TEST(Comparison, SaysWhyAMailCanNoLongerBeRead) {
 }
 
 TEST(Comparison, HasTheWaitsOfBothRuns) {
-  const Compared compared(Line("a", "blocked", std::string(kBodyBlock) + R"(,"ms":50)"),
-                          Line("a", "tagged", std::string(kCloseTag) + R"(,"ms":30)"));
+  const Compared compared(RecordLine("a", "blocked", std::string(kBodyBlock) + R"(,"ms":50)"),
+                          RecordLine("a", "tagged", std::string(kCloseTag) + R"(,"ms":30)"));
   EXPECT_EQ(compared.comparison.RequestsBefore().Percentile(50), 400);
   EXPECT_EQ(compared.comparison.RequestsAfter().Percentile(50), 200);
   EXPECT_EQ(compared.comparison.MailsBefore().Percentile(99), 500);
@@ -190,10 +192,11 @@ TEST(Waits, PercentileIsTheSmallestTimeThatEnoughDoNotExceed) {
 TEST(Totals, AddUpEachMailOnce) {
   Totals totals;
   const std::string lines =
-      Line("a", "sent") + Line("b", "blocked", kBodyBlock) + Line("c", "blocked", kBodyBlock) +
-      Line("d", "tagged", kCloseTag) + Line("e", "sent", R"("reasons":["x","y"])", "part") +
-      Line("f", "sent", R"("reasons":["x"])", "no") + R"({"mail":"g","outcome":"sent"})" + "\n" +
-      R"({"mail":"h","error":"bad"})" + "\n";
+      RecordLine("a", "sent") + RecordLine("b", "blocked", kBodyBlock) +
+      RecordLine("c", "blocked", kBodyBlock) + RecordLine("d", "tagged", kCloseTag) +
+      RecordLine("e", "sent", R"("reasons":["x","y"])", "part") +
+      RecordLine("f", "sent", R"("reasons":["x"])", "no") + R"({"mail":"g","outcome":"sent"})" +
+      "\n" + R"({"mail":"h","error":"bad"})" + "\n";
   Compared::Read(lines, [&totals](const RecordedMail& mail) { totals.Take(mail); });
   EXPECT_EQ(totals.Mails(), 8u);
   EXPECT_EQ(totals.Of(Outcome::kSent), 4u);

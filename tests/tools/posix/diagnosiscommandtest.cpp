@@ -19,7 +19,7 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
 
-struct RunResult {
+struct DiagnosisRun {
   int status = -1;
   std::string output;
   std::string errors;
@@ -34,7 +34,7 @@ class DiagnosisCommand : public testing::Test {
   }
 
   // In the folder of the files, so that messages show their bare names.
-  RunResult Run(const std::string& arguments) const {
+  DiagnosisRun Run(const std::string& arguments) const {
     const std::string command = "cd '" + m_folder.Path().string() + "' && '" + QUORVEX_PROGRAM +
                                 "' " + arguments + " >out 2>err </dev/null";
     const int status = std::system(command.c_str());
@@ -56,7 +56,7 @@ class DiagnosisCommand : public testing::Test {
 };
 
 TEST_F(DiagnosisCommand, KeysListsAllSettings) {
-  const RunResult plain = Run("config keys");
+  const DiagnosisRun plain = Run("config keys");
   EXPECT_EQ(plain.status, 0);
   EXPECT_THAT(plain.output, HasSubstr("seconds_to_remember_inputs                 0 to 3600\n"));
   ExpectPlainAndNarrow(plain.output);
@@ -64,7 +64,7 @@ TEST_F(DiagnosisCommand, KeysListsAllSettings) {
 }
 
 TEST_F(DiagnosisCommand, ShowTellsOneSettingWithExamples) {
-  const RunResult run = Run("config show dialogs_timeout");
+  const DiagnosisRun run = Run("config show dialogs_timeout");
   EXPECT_EQ(run.status, 0);
   EXPECT_EQ(run.output,
             "Key           dialogs_timeout\n"
@@ -81,14 +81,14 @@ TEST_F(DiagnosisCommand, ShowTellsOneSettingWithExamples) {
 }
 
 TEST_F(DiagnosisCommand, ShowOfAnUnknownKeySuggestsOne) {
-  const RunResult run = Run("config show hide_m");
+  const DiagnosisRun run = Run("config show hide_m");
   EXPECT_EQ(run.status, 3);
   EXPECT_EQ(run.errors, "quorvex config show: unknown key \"hide_m\"; did you mean \"hide_me\"?\n");
 }
 
 TEST_F(DiagnosisCommand, ConfigCheckTellsFileLineKeyAndWhatIsAccepted) {
   Write("vrk.pro", "hide_me=true\r\ndialogs_timeout = 4\r\n");
-  const RunResult run = Run("config check vrk.pro");
+  const DiagnosisRun run = Run("config check vrk.pro");
   EXPECT_EQ(run.status, 1);
   EXPECT_EQ(run.output,
             "vrk.pro:2: error: dialogs_timeout = 4: not accepted; accepted is: 5 to 180\n"
@@ -102,14 +102,14 @@ TEST_F(DiagnosisCommand, ConfigCheckTellsFileLineKeyAndWhatIsAccepted) {
 
 TEST_F(DiagnosisCommand, ConfigCheckOfAGoodFileIsClean) {
   Write("vrk.pro", "hide_me=true\n");
-  const RunResult run = Run("config check vrk.pro");
+  const DiagnosisRun run = Run("config check vrk.pro");
   EXPECT_EQ(run.status, 0);
   EXPECT_EQ(run.output, "vrk.pro: 1 known setting in 1 line, nothing to fix\n");
 }
 
 TEST_F(DiagnosisCommand, FilesThatAreNotThereAreSetUpErrors) {
   for (const std::string command : {"config check", "log check", "log explain"}) {
-    const RunResult run = Run(command + " none");
+    const DiagnosisRun run = Run(command + " none");
     EXPECT_EQ(run.status, 3);
     EXPECT_EQ(run.errors, "quorvex " + command + ": none: there is no such file\n");
     EXPECT_THAT(run.output, IsEmpty());
@@ -120,7 +120,7 @@ TEST_F(DiagnosisCommand, FilesThatAreNotThereAreSetUpErrors) {
 
 TEST_F(DiagnosisCommand, LogCheckTellsEachLine) {
   Write("Logger.cfg", "Outlook 15 Dbg\nOutlook 0 Dbg\n");
-  const RunResult run = Run("log check Logger.cfg");
+  const DiagnosisRun run = Run("log check Logger.cfg");
   EXPECT_EQ(run.status, 1);
   EXPECT_EQ(run.output,
             "Logger.cfg:1: stream: Outlook: Info, Warn, Err, Crit to the debugger\n"
@@ -151,7 +151,7 @@ TEST_F(DiagnosisCommand, LogExplainReadsARingInTheOrderOfTime) {
   Write("a_1.log", earlier +
                        "MailItem 0x0000000000000001 is not checked, continue CheckMail ... "
                        "\r\n");
-  const RunResult run = Run("log explain a_0.log a_1.log");
+  const DiagnosisRun run = Run("log explain a_0.log a_1.log");
   EXPECT_EQ(run.status, 1);
   EXPECT_EQ(run.output,
             "12/31/2026 23:59:59.999 thread 00001 0x0000000000000001\n"
@@ -169,7 +169,7 @@ TEST_F(DiagnosisCommand, LogExplainReadsARingInTheOrderOfTime) {
 
 TEST_F(DiagnosisCommand, LogExplainSaysThatAFileIsBinary) {
   Write("x.log", std::string("a\n\0b", 4));
-  const RunResult run = Run("log explain x.log");
+  const DiagnosisRun run = Run("log explain x.log");
   EXPECT_EQ(run.status, 2);
   EXPECT_EQ(run.errors, "quorvex log explain: x.log:2: a NUL byte: this is no text file\n");
 }
@@ -177,7 +177,7 @@ TEST_F(DiagnosisCommand, LogExplainSaysThatAFileIsBinary) {
 TEST_F(DiagnosisCommand, HelpShowsExamplesAndFitsATerminal) {
   for (const std::string command :
        {"config keys", "config show", "config check", "log check", "log explain"}) {
-    const RunResult run = Run(command + " --help");
+    const DiagnosisRun run = Run(command + " --help");
     EXPECT_EQ(run.status, 0);
     EXPECT_THAT(run.output, HasSubstr("Examples:\n  quorvex " + command));
     ExpectPlainAndNarrow(run.output);

@@ -11,6 +11,7 @@
 
 #include "agentkit/agentkit.h"
 #include "tests/agent/outlookaddin/gatefixture.h"
+#include "tests/support/cancel.h"
 
 namespace tests {
 namespace {
@@ -25,7 +26,6 @@ enum class Step {
   kBetweenRequests  // the add-in has read the answer
 };
 
-constexpr VARIANT_BOOL kNotSet = 5;
 constexpr int kNever = 1000;
 // Recipients, sender, envelope, subject, body, attachment, close.
 constexpr int kRequests = 7;

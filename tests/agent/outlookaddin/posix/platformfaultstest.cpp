@@ -20,13 +20,13 @@
 #include "platform/mapi.h"
 #include "simulation/host/simulatedhost.h"
 #include "tests/agent/outlookaddin/posix/operationfaults.h"
+#include "tests/support/cancel.h"
 #include "tests/support/scriptedagent.h"
 #include "tests/support/temporaryfolder.h"
 
 namespace tests {
 namespace {
 
-constexpr VARIANT_BOOL kNotSet = 5;
 // If an operation is called more often, the test picks that many calls.
 constexpr int kMostCalls = 40;
 

@@ -135,7 +135,7 @@ TEST_F(Library, ItsTypeLibraryHoldsConnectAndNothingElse) {
   EXPECT_EQ(attributes->wMajorVerNum, 1);
   EXPECT_EQ(attributes->wMinorVerNum, 0);
   EXPECT_EQ(attributes->lcid, 0x409u);
-  EXPECT_EQ(attributes->syskind, SYS_WIN64);
+  EXPECT_EQ(attributes->syskind, sizeof(void*) == 8 ? SYS_WIN64 : SYS_WIN32);
   library->ReleaseTLibAttr(attributes);
   Bstr name;
   Bstr help;
@@ -241,7 +241,8 @@ TEST_F(LibraryRegistration, RegistersTheTypeLibrary) {
   ASSERT_EQ(Call("DllRegisterServer"), S_OK);
   const std::string key = "TypeLib\\{C27A40E9-16F8-4B5D-8E33-91D5F0A7C264}\\1.0";
   EXPECT_EQ(RegistryValue(key, ""), "Quorvex 1.0 Type Library");
-  EXPECT_EQ(RegistryValue(key + "\\409\\win64", ""), Narrow(LibraryPath()));
+  const std::string system = sizeof(void*) == 8 ? "win64" : "win32";
+  EXPECT_EQ(RegistryValue(key + "\\409\\" + system, ""), Narrow(LibraryPath()));
 }
 
 TEST_F(LibraryRegistration, RemovalLeavesTheKeyOfAllClassesAndNothingOfItsOwn) {

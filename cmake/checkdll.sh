@@ -1,10 +1,10 @@
 #!/usr/bin/env bash
-# checkdll.sh DLL: looks at a built DlpAddIn.dll from outside, as the system's loader will, and
-# prints each thing that is not as it has to be. Exit status 0 only when there is none.
+# checkdll.sh DLL: inspects a built DlpAddIn.dll from outside, as the system's loader will, and prints
+# each thing that is wrong. Exit status 0 only when nothing is.
 #
 # Exports by name and ordinal (undecorated in the 32-bit library too), imports (the system's own
 # libraries, of MAPI32 the ordinals 13 and 136 and nothing else), the loader's protections, the
-# table of settings, size.
+# table of settings, size, no path of the machine that built it, and in the 32-bit library no SSE.
 set -u
 dll=${1:?usage: checkdll.sh DLL}
 objdump=${OBJDUMP:-x86_64-w64-mingw32-objdump}
@@ -53,11 +53,22 @@ protections="DYNAMIC_BASE NX_COMPAT"
 for protection in $protections; do
   grep -q "^[[:space:]]*$protection\$" <<<"$headers" || wrong "lacks $protection"
 done
-# Without relocations no address is chosen by the system.
+# Without relocations the system can't choose the address.
 "$objdump" -h "$dll" | grep -q '\.reloc' || wrong "has no relocations"
 
-# Built with the library though nothing in it asks, so a linker is tempted to leave it out.
+# Part of the library though nothing in it refers to it, so a linker could leave it out.
 grep -qa 'INET_REPO_CLEAR_INTERVA' "$dll" || wrong "lacks the table of settings"
+
+# -ffile-prefix-map keeps the source folder out of __FILE__.
+top=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+paths=$(LC_ALL=C grep -aobF "$top/" "$dll" | head -n 3)
+[ -z "$paths" ] || wrong "contains paths of the build folder: $paths"
+
+# A 32-bit caller aligns the stack to 4 bytes, SSE's moves need 16. Without SSE nothing can go wrong.
+if [ "$bits" = 32 ]; then
+  sse=$("$objdump" -d --no-show-raw-insn "$dll" | grep -cE '%xmm[0-7]')
+  [ "$sse" = 0 ] || wrong "has $sse instructions of SSE"
+fi
 
 stripped=$(mktemp) || exit 1
 "${objdump/objdump/strip}" -s -o "$stripped" "$dll" || wrong "can't be stripped"

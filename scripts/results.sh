@@ -1,34 +1,54 @@
-# Sourced by ./test: running tests and counting what they say.
+# Sourced by ./test: runs tests and counts their results.
 #
 # check NAME COMMAND...      one check: passed if the command ends with 0
 # gtest NAME COMMAND...      a GoogleTest program: each of its tests counts
+# skipped NAME WHY           a check that this machine can't make
+# failed NAME                counts a failure that the caller has already described
+# at_once FUNCTION...        runs functions side by side and shows the output of each when it is complete
 # finish                     the summary; its last line is the total
 
-results_passed=0
-results_failed=0
-results_skipped=0
-results_failures=()
 results_logs="$top/build/logs"
+# A line for each result, "passed 12" or "failed 1 NAME", in a file because functions that run side
+# by side are processes of their own.
+results_counted="$results_logs/results"
 mkdir -p "$results_logs"
+: >"$results_counted"
+
+count() { printf '%s\n' "$*" >>"$results_counted"; }
 
 check() {
   local name=$1 log="$results_logs/check-${1//[^A-Za-z0-9._-]/-}.log"
   shift
   if "$@" >"$log" 2>&1 </dev/null; then
-    results_passed=$((results_passed + 1))
+    count passed 1
     printf '  ok      %s\n' "$name"
   else
-    results_failed=$((results_failed + 1))
-    results_failures+=("$name")
+    failed "$name"
     printf '  FAILED  %s\n' "$name"
     tail -n 40 "$log" | sed 's/^/          /'
   fi
 }
 
-# skipped NAME WHY: a check that can't be made here.
+failed() { count failed 1 "$1"; }
+
 skipped() {
-  results_skipped=$((results_skipped + 1))
+  count skipped 1
   printf '  skipped %s: %s\n' "$1" "$2"
+}
+
+at_once() {
+  local run processes=() i
+  for run in "$@"; do
+    "$run" >"$results_logs/at-once-$run.log" 2>&1 </dev/null &
+    processes+=($!)
+  done
+  i=0
+  for run in "$@"; do
+    # A function that ends before its own last line hasn't counted everything.
+    wait "${processes[i]}" || failed "$run ended early"
+    cat "$results_logs/at-once-$run.log"
+    i=$((i + 1))
+  done
 }
 
 # The number in a line of GoogleTest's report, 0 if the line isn't there.
@@ -45,7 +65,7 @@ gtest() {
 
 gtest_log() { echo "$results_logs/test-${1//[^A-Za-z0-9._-]/-}.log"; }
 
-# The two halves of gtest, for running several programs at once: only the second one counts.
+# The two halves of gtest, to run several programs at once: only the second one counts.
 run_gtest() {
   local log status=0
   log=$(gtest_log "$1")
@@ -67,7 +87,7 @@ report_gtest() {
   failed=$(report_count '  FAILED  ' "$log")
   skipped=$(report_count '  SKIPPED ' "$log")
   if [ -z "$ran" ] || { [ "$status" -ne 0 ] && [ "$failed" -eq 0 ]; }; then
-    # It ended before its report, or for a reason that the report doesn't tell.
+    # It ended before its report, or for a reason that the report doesn't show.
     failed=$((failed + 1))
     printf '  FAILED  %s (ended with %d, no clean report)\n' "$name" "$status"
     tail -n 40 "$log" | sed 's/^/          /'
@@ -82,20 +102,20 @@ report_gtest() {
   fi
   [ "$skipped" -gt 0 ] && grep -A 2 -E '^\[ RUN' "$log" | grep -B 1 -A 1 -i 'skipped' | head -n 20 |
     sed 's/^/          /'
-  [ "$failed" -gt 0 ] && results_failures+=("$name")
-  results_passed=$((results_passed + passed))
-  results_failed=$((results_failed + failed))
-  results_skipped=$((results_skipped + skipped))
+  count passed "$passed"
+  if [ "$failed" -gt 0 ]; then count failed "$failed" "$name"; fi
+  if [ "$skipped" -gt 0 ]; then count skipped "$skipped"; fi
 }
 
 finish() {
-  local name
   echo
-  for name in ${results_failures+"${results_failures[@]}"}; do echo "failed: $name"; done
-  if [ "$results_skipped" -gt 0 ]; then
-    echo "$results_passed passed, $results_failed failed, $results_skipped skipped"
-  else
-    echo "$results_passed passed, $results_failed failed"
-  fi
-  [ "$results_failed" -eq 0 ]
+  sed -n 's/^failed [0-9]* /failed: /p' "$results_counted"
+  awk '
+    { sum[$1] += $2 }
+    END {
+      printf "%d passed, %d failed", sum["passed"], sum["failed"]
+      if (sum["skipped"]) printf ", %d skipped", sum["skipped"]
+      print ""
+      exit sum["failed"] > 0 || sum["passed"] == 0
+    }' "$results_counted"
 }

@@ -1,4 +1,4 @@
-# The native build and its tests, on every compiler and under every sanitizer.
+# The native build and its tests, with each compiler and each sanitizer.
 
 # run_programs PRESET [ENVIRONMENT...]: every test program of a native build, as many at once as
 # there are processors.
@@ -19,8 +19,7 @@ run_programs() {
 # build_or_fail PRESET [TARGET...]: a failed build is a failed check, not the end of the run.
 build_or_fail() {
   build "$@" && return 0
-  results_failed=$((results_failed + 1))
-  results_failures+=("the build of $1")
+  failed "the build of $1"
   return 1
 }
 
@@ -36,16 +35,17 @@ test_clang() {
 }
 
 test_sanitizers() {
-  if build_or_fail asan; then
-    echo "Address and undefined behaviour sanitizers"
-    run_programs asan ASAN_OPTIONS=detect_stack_use_after_return=1 UBSAN_OPTIONS=print_stacktrace=1 \
-      LSAN_OPTIONS="suppressions=$top/scripts/leftonpurpose.supp:print_suppressions=0"
-  fi
-  if build_or_fail tsan test_channel test_logging; then
-    echo "Thread sanitizer"
-    gtest "tsan test_channel" "$top/build/tsan/test_channel"
-    gtest "tsan test_logging" "$top/build/tsan/test_logging"
-  fi
+  build_or_fail asan || return
+  echo "Address and undefined-behaviour sanitizers"
+  run_programs asan ASAN_OPTIONS=detect_stack_use_after_return=1 UBSAN_OPTIONS=print_stacktrace=1 \
+    LSAN_OPTIONS="suppressions=$top/scripts/leftonpurpose.supp:print_suppressions=0"
+}
+
+test_threads() {
+  build_or_fail tsan test_channel test_logging || return
+  echo "Thread sanitizer"
+  gtest "tsan test_channel" "$top/build/tsan/test_channel"
+  gtest "tsan test_logging" "$top/build/tsan/test_logging"
 }
 
 test_bits32() {

@@ -20,6 +20,20 @@ test_soak() {
   check "2000 random mails under asan" "$top/build/asan/soak" --mails 2000
   check "an agent that doesn't keep to the rules is found" \
     soak_finds "the tag is missing" --mails 200 --seed 1 --rules "$rules"
-  check "memory that isn't given back is found" \
+  check "memory that isn't freed is found" \
     soak_finds "heap bytes: grown by 2..... behind" --mails 200 --seed 1 --keep 2000
+  unset ASAN_OPTIONS LSAN_OPTIONS
+  if build_or_fail win64 soak && build_or_fail win32 soak; then at_once soak_64 soak_32; fi
+}
+
+soak_64() {
+  use_wine || { failed "starting Wine"; return 0; }
+  check "1000 random mails, 64-bit, under Wine" wine_within 1800 "$top/build/win64/soak.exe" --mails 1000
+}
+
+soak_32() {
+  local name="1000 random mails, 32-bit, under Wine"
+  have_wine32 || { skipped "$name" "$wine32_unavailable"; return 0; }
+  use_wine32 || { failed "starting 32-bit Wine"; return 0; }
+  check "$name" wine_within 1800 "$top/build/win32/soak.exe" --mails 1000
 }

@@ -1,31 +1,31 @@
-# The Windows builds: the 64-bit one runs under Wine, the 32-bit one is built and inspected.
+# Both Windows builds under Wine: the tests, the library from outside, and the installers.
+
+windows_test_seconds=1200 # for one test program
 
 # The library from outside: exports, imports, protections, size.
 check_dll() {
   OBJDUMP="$2-w64-mingw32-objdump" "$top/cmake/checkdll.sh" "$top/build/$1/DlpAddIn.dll"
 }
 
-# road PROGRAM... -- MAIL...: sends the mails and leaves of the result what doesn't depend on the
-# machine: of the paths that the agent was given only the file's name, and no times.
-road() {
-  local program=()
-  while [ "$1" != -- ]; do program+=("$1"); shift; done
-  shift
-  "${program[@]}" send --json --rules samples/rules.toml "$@" | tr -d '\r' | jq -S '{
+# normalized: the JSON of quorvex send without what depends on the machine: times, and the folders
+# of the paths that the agent received.
+normalized() {
+  tr -d '\r' | jq -S '{
     mail: (.mail | sub(".*[/\\\\]"; "") | sub("[.](eml|json)$"; "")), outcome, cancel, tag,
     requests: [.requests[] | .payload |= if . == null then . else
       sub(".*[/\\\\](?<leaf>[^/\\\\]+)$"; .leaf) | sub("(?<begin>Attachment)[.][0-9]+$"; .begin)
       end]}'
 }
 
-# The sample mails the whole way on both systems: natively, and imported and sent by quorvex.exe
-# through the real library, which has to come to the same.
-check_same_road() {
-  local work="$results_logs/road" profile signatures mail
+# check_same_as_native PRESET: the sample mails natively, and imported and sent by quorvex.exe through
+# the real library. Both must have the same results.
+check_same_as_native() {
+  local work="$results_logs/mails-$1" profile signatures mail
   rm -rf "$work" && mkdir -p "$work" || return 1
   cd "$top" || return 1
   cp -R samples/root "$work/root" || return 1
-  QUORVEX_ROOT="$work/root" road build/native/quorvex -- samples/*.eml >"$work/native"
+  QUORVEX_ROOT="$work/root" build/native/quorvex send --json --rules samples/rules.toml samples/*.eml |
+    normalized >"$work/native"
   for mail in samples/*.eml; do
     build/native/quorvex import "$mail" --output "$work/$(basename "$mail" .eml).json" || return 1
   done
@@ -35,7 +35,8 @@ check_same_road() {
   mkdir -p "$profile" "$signatures"
   cp samples/root/windows/system32/zbagent/vrk.pro "$profile/"
   cp -R samples/root/appdata/Microsoft/Signatures/. "$signatures/"
-  road timeout 300 wine build/win64/quorvex.exe -- "$work"/*.json >"$work/wine"
+  wine_within 300 "build/$1/quorvex.exe" send --json --rules samples/rules.toml "$work"/*.json |
+    normalized >"$work/wine"
   rm -rf "$profile" "$signatures"
 
   [ "$(grep -c '"outcome"' "$work/native")" = "$(ls samples/*.eml | wc -l)" ] || {
@@ -45,27 +46,46 @@ check_same_road() {
   diff "$work/native" "$work/wine"
 }
 
-# One of the library's resources is made by a program that runs under Wine, so Wine comes before
-# the builds.
-test_windows() {
-  if ! use_wine; then
-    results_failed=$((results_failed + 1))
-    results_failures+=("starting Wine")
-    return
-  fi
-  if build_or_fail win64; then
-    echo "Windows, 64-bit, under Wine"
-    check "win64 DlpAddIn.dll from outside" check_dll win64 x86_64
-    local program
-    for program in "$top"/build/win64/test_*.exe; do
-      [ -f "$program" ] && gtest "win64 $(basename "$program" .exe)" wine "$program"
-    done
-    check "win64 quorvex.exe send comes to what the native one does" check_same_road
-  fi
-  # What it has of its own is the library; its tests could not run here.
-  if build_or_fail win32 DlpAddIn quorvex; then
-    echo "Windows, 32-bit"
-    check "win32 DlpAddIn.dll from outside" check_dll win32 i686
-  fi
+# run_windows_tests PRESET: under the Wine in use.
+run_windows_tests() {
+  local program
+  for program in "$top/build/$1"/test_*.exe; do
+    [ -f "$program" ] &&
+      gtest "$1 $(basename "$program" .exe)" wine_within "$windows_test_seconds" "$program"
+  done
+  check "$1 quorvex.exe sends the samples with the native one's results" check_same_as_native "$1"
   wineserver -k 2>/dev/null
+  return 0
+}
+
+windows_64() {
+  echo "Windows, 64-bit, under Wine"
+  check "win64 DlpAddIn.dll from outside" check_dll win64 x86_64
+  use_wine || { failed "starting Wine"; return 0; }
+  run_windows_tests win64
+}
+
+windows_32() {
+  local program
+  echo "Windows, 32-bit, under Wine"
+  check "win32 DlpAddIn.dll from outside" check_dll win32 i686
+  if have_wine32; then
+    use_wine32 || { failed "starting 32-bit Wine"; return 0; }
+    run_windows_tests win32
+  else
+    for program in "$top"/build/win32/test_*.exe; do
+      skipped "win32 $(basename "$program" .exe)" "$wine32_unavailable"
+    done
+    skipped "win32 quorvex.exe sends the samples" "$wine32_unavailable"
+  fi
+}
+
+# The three use Wine folders, and so Wine servers, of their own; their programs mostly wait.
+test_windows() {
+  # One of the library's resources is made by a program that runs under Wine, so Wine comes before
+  # the builds.
+  (use_wine) || { failed "starting Wine"; return; }
+  build_or_fail win64 && build_or_fail win32 || return
+  have_wine32 || echo "No 32-bit Wine: $wine32_unavailable"
+  at_once windows_64 windows_32 test_packaging
 }

@@ -1,5 +1,4 @@
-# How every target of this project is built: language level, warnings, sanitizers, where the
-# programs go.
+# Options for every target: language level, warnings, sanitizers, output folder.
 option(QUORVEX_BENCH "Build the benchmarks" OFF)
 option(QUORVEX_FUZZ "Build the fuzzers (clang)" OFF)
 option(QUORVEX_PORTABLE_ONLY "Build only what needs no library besides the C++ standard's" OFF)
@@ -59,7 +58,7 @@ if(QUORVEX_COVERAGE)
   add_link_options(--coverage)
 endif()
 
-# Our own code's warnings, on every target of ours and on nobody else's.
+# Warnings for our own targets only.
 add_library(quorvex_options INTERFACE)
 target_include_directories(quorvex_options INTERFACE "${PROJECT_SOURCE_DIR}")
 target_compile_options(quorvex_options INTERFACE

@@ -1,6 +1,6 @@
 # Sourced by ./run, ./test and bench/run.sh: installs what is missing from Debian's packages.
 #
-# need_packages GROUP...: says what it installs, does nothing when all of it is there.
+# need_packages GROUP...: lists the packages that it installs; does nothing if all are installed.
 
 packages_native="g++ cmake ninja-build pkg-config ccache libgmime-3.0-dev libxml2-dev libcli11-dev
   nlohmann-json3-dev rapidjson-dev libtomlplusplus-dev libpcre2-dev libfmt-dev libutfcpp-dev
@@ -36,7 +36,7 @@ need_packages() {
     as_root=(sudo)
   fi
   echo "Installing Debian packages: ${missing[*]}"
-  # The lists first: on a new machine they may be empty or old.
+  # Updates the package lists first, which may be empty or old on a new machine.
   "${as_root[@]}" apt-get update -qq >/dev/null || return 1
   "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
     apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null

@@ -4,12 +4,12 @@
 # gtest NAME COMMAND...      a GoogleTest program: each of its tests counts
 # skipped NAME WHY           a check that this machine can't make
 # failed NAME                counts a failure that the caller has already described
-# at_once FUNCTION...        runs functions side by side and shows the output of each when it is complete
+# at_once FUNCTION...        runs functions in parallel and shows the output of each when it is complete
 # finish                     the summary; its last line is the total
 
 results_logs="$top/build/logs"
-# A line for each result, "passed 12" or "failed 1 NAME", in a file because functions that run side
-# by side are processes of their own.
+# One line for each result, "passed 12" or "failed 1 NAME". It is a file because functions that run in
+# parallel are separate processes.
 results_counted="$results_logs/results"
 mkdir -p "$results_logs"
 : >"$results_counted"

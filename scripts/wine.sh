@@ -7,7 +7,7 @@
 
 use_wine() {
   export WINEDEBUG=-all WINEPREFIX="${1:-$top/build/wine}"
-  # No wizard for a browser engine or a runtime that nothing here needs.
+  # Suppresses the wizards that would install a browser engine or a runtime, which nothing here needs.
   export WINEDLLOVERRIDES="mscoree,mshtml="
   [ -f "$WINEPREFIX/system.reg" ] && return 0
   mkdir -p "$WINEPREFIX" "$top/build/logs"

@@ -5,9 +5,8 @@
 # use_wine32 [FOLDER]  what use_wine is for 64 bits. From here on wine, winepath, wineboot, wineserver
 #                      and wine_within are those of the root, so call it in a subshell.
 #
-# The root is in the user's cache, so a fresh clone finds it. Mounts are made in a mount namespace of
-# the one command that needs them and end with it: the root never has a mount that somebody outside,
-# or an rm, could fall over.
+# The root is in the user's cache, so a fresh clone finds it. Mounts exist only in the mount namespace of
+# the command that needs them, so other processes never see one, and neither does an rm.
 
 wine32_release=bookworm
 wine32_root="${XDG_CACHE_HOME:-$HOME/.cache}/quorvex/wine32-$wine32_release"

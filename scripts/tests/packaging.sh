@@ -1,25 +1,25 @@
-# The installers: what is in them, and under Wine what they put on a machine and take away again.
-# A Wine of 64 bits installs both, as a 64-bit Windows does; a 32-bit one runs what it installs.
+# The installers: their contents, and under Wine what they install and remove. 64-bit Wine installs both,
+# as 64-bit Windows does; 32-bit Wine also runs the 32-bit library.
 
 packaging_folder="$top/build/packaging"
 installed_64='C:\Program Files\Quorvex Mail Add-in\'
 installed_32='C:\Program Files (x86)\Quorvex Mail Add-in\'
 
-# A machine of its own, new: no registration that a test made is there.
+# A new machine, without registrations from other tests.
 start_packaging_wine() {
   rm -f "$packaging_folder"/*.registry "$packaging_folder"/*.files
   rm -rf "$top/build/wine-packaging" && use_wine "$top/build/wine-packaging"
 }
 
-# msi ARGUMENT...: Windows Installer without a window. Its result 1603 arrives here as 67.
+# msi ARGUMENT...: runs Windows Installer silently. Its result 1603 becomes exit status 67.
 msi() { (cd "$packaging_folder" && wine msiexec "$@" /qn); }
 
-# Wine's own library of standard types and its three interfaces: it registers them again, otherwise
-# than at its start, as soon as a program loads a library that refers to them.
+# Wine's library of standard types and its three interfaces. Wine registers them again, with other values
+# than at its start, when a program loads a library that refers to them.
 wines_own='\\(typelib\\\{00020430-0000-0000-c000-000000000046\}|interface\\\{(4ef6100a-af88-11d0-9846-00c04fc29993|7bf80981-bf32-101a-8bbb-00aa00300cab|bef6e003-a874-101a-8bba-00aa00300cab)\})'
 
-# state NAME: the registry as lines "key|name=value" and the files, in build/packaging/NAME.*. What
-# the system keeps about its devices changes by itself and isn't looked at.
+# state NAME: writes the registry, as lines "key|name=value", and the list of files to
+# build/packaging/NAME.*. Leaves out what the system keeps about its devices, which changes by itself.
 state() {
   local root
   for root in 'HKEY_LOCAL_MACHINE\Software' 'HKEY_CURRENT_USER'; do
@@ -29,14 +29,14 @@ state() {
   done | sed -e ':a' -e '/\\$/{N;s/\\\n *//;ba' -e '}' | registry_lines | grep -vE "$wines_own" |
     LC_ALL=C sort \
     >"$packaging_folder/$1.registry"
-  # The signature folder that the end-to-end test makes stays: the library keeps it open.
+  # The signature folder that the end-to-end test creates stays, because the library keeps it open.
   (cd "$WINEPREFIX/drive_c" && find . ! -path './users/*/Temp/*' ! -path '*/Microsoft/Signatures*') |
     LC_ALL=C sort \
     >"$packaging_folder/$1.files"
 }
 
-# A .reg file's lines as "key|name=value", and "key|" for the key itself. Keys and names have no
-# case in Windows; "Typelib" is Wine's own spelling.
+# Converts a .reg file to lines "key|name=value", and "key|" for the key itself, in lower case: Windows
+# ignores case in keys and names, and Wine writes "Typelib".
 registry_lines() {
   awk '
     /^\[/ { key = tolower(substr($0, 2, length($0) - 2)); print key "|"; next }
@@ -48,15 +48,15 @@ registry_lines() {
     }'
 }
 
-# new_in NAME BEFORE: what NAME has and BEFORE hasn't.
+# new_in NAME BEFORE: prints the lines that NAME has and BEFORE doesn't.
 new_in() {
   LC_ALL=C comm -13 "$packaging_folder/$2.registry" "$packaging_folder/$1.registry"
 }
 
-# Without the 32-bit view, which Wine's type library functions write too.
+# Removes the 32-bit view, which Wine's type library functions also write.
 view_64() { grep -v '\\wow6432node\\'; }
 
-# msi_rows ARCH BITS FOLDER COMPONENT: the package's registry rows in the form of registry_lines.
+# msi_rows ARCH BITS FOLDER COMPONENT: prints the package's registry rows like registry_lines.
 msi_rows() {
   msiinfo export "$packaging_folder/DlpAddIn-$1.msi" Registry | tr -d '\r' |
     awk -F '\t' -v bits="$2" -v folder="${3//\\/\\\\}" -v component="$4" '
@@ -80,14 +80,14 @@ msi_rows() {
       }' | registry_lines | LC_ALL=C sort -u
 }
 
-# The keys on the way to one that has a row, which come and go with it.
+# Removes the parents of keys that have a row; they are created and removed with it.
 without_parents() { grep -vE '\|$|^$' || true; }
 
-# Whether a key of that name is among the lines; reads them all, or their writer would fail.
+# Succeeds if the lines contain a key of that name. Reads all lines, or their writer would fail.
 has_key() { grep "\\\\$1|\$" >/dev/null; }
 
-# What the library's own registration writes, as if the library lay where it is installed. Of the
-# type library's flags Wine counts in that it lies on a disk (8); Windows doesn't.
+# Prints what the library's own registration writes, as if it were registered where it is installed. Wine
+# includes the flag for a library on a disk (8) in the type library's flags; Windows doesn't.
 registered_rows() {
   local here
   here=$(winepath -w "$top/build/win64")
@@ -100,7 +100,7 @@ registered_rows() {
 
 check_built() {
   "$top/packaging/windows/build.sh" || return 1
-  # The next version, with a library that says so of itself.
+  # The next version, with a library whose version block says so.
   local version offset next="$packaging_folder/next"
   version=$(sed -nE 's/^project\(.* VERSION ([0-9.]+).*/\1/p' "$top/CMakeLists.txt")
   rm -rf "$next" && mkdir -p "$next" || return 1
@@ -116,12 +116,12 @@ check_built() {
     [ "$(msi_file_version "$next/DlpAddIn-x64.msi")" = "$next_version.0" ]
 }
 
-# What Windows Installer will compare with the file on the disk.
+# Prints the version that Windows Installer compares with the file on the disk.
 msi_file_version() {
   msiinfo export "$1" File | tr -d '\r' | awk -F '\t' '$1 == "DlpAddInDll" { print $5 }'
 }
 
-# The 64-bit library registers itself; the rows of both packages have to say the same.
+# Compares what the 64-bit library registers with the rows of both packages.
 check_same_registration() {
   local library
   library=$(winepath -w "$top/build/win64/DlpAddIn.dll")
@@ -131,7 +131,7 @@ check_same_registration() {
   registered_rows | without_parents >"$packaging_folder/registered.rows"
   msi_rows x64 64 "$installed_64" AddIn | without_parents | grep -v '\\outlook\\addins\\' |
     diff "$packaging_folder/registered.rows" - || return 1
-  # A key without a value, which only its own row makes.
+  # A key without a value exists only if it has its own row.
   registered_rows | has_key programmable &&
     msi_rows x64 64 "$installed_64" AddIn | has_key programmable || return 1
   cmp "$top/build/win64/agent/outlookaddin/dlpaddin.rgs" \
@@ -140,7 +140,7 @@ check_same_registration() {
     <(msi_rows x86 32 "$installed_64" AddIn)
 }
 
-# installed_rows BEFORE AFTER: what an installation wrote, without Windows Installer's own books.
+# installed_rows BEFORE AFTER: prints what an installation wrote, without Windows Installer's own records.
 installed_rows() {
   new_in "$2" "$1" |
     grep -vE '^hkey_local_machine\\software\\(wow6432node\\)?(classes\\installer|microsoft\\windows\\currentversion\\(installer|uninstall))(\\|\|)'
@@ -167,7 +167,7 @@ ROW
     diff <(installed_rows installed unkept) /dev/null
 }
 
-# products STATE VERSION: exactly one of ours is in the list of programs, of that version.
+# products STATE VERSION: succeeds if the list of programs has our product exactly once, in that version.
 products() {
   local list="$packaging_folder/$1.registry" uninstall='currentversion\\uninstall\\'
   [ "$(grep -c "$uninstall.*|displayname=\"Quorvex mail add-in\"" "$list")" = 1 ] &&
@@ -201,7 +201,7 @@ check_bits_replace_each_other() {
   [ ! -e "$WINEPREFIX/drive_c/Program Files/Quorvex Mail Add-in" ] || return 1
   cmp "$WINEPREFIX/drive_c/Program Files (x86)/Quorvex Mail Add-in/DlpAddIn.dll" \
     "$top/build/win32/DlpAddIn.dll" || return 1
-  # The class and Outlook's key stand in the 32-bit view, where a 32-bit Outlook looks.
+  # The class and Outlook's key are in the 32-bit view, where 32-bit Outlook looks.
   local view='hkey_local_machine\software\wow6432node'
   grep -qxF "$view\\microsoft\\office\\outlook\\addins\\quorvex.connect|loadbehavior=dword:00000003" \
     "$packaging_folder/other.registry" &&
@@ -210,8 +210,8 @@ check_bits_replace_each_other() {
     msi /i next/DlpAddIn-x64.msi && state back && products back "$next_version"
 }
 
-# The keys that Wine's installer makes for its books at the first installation, empty, and the
-# folder of its copies. Wine has empty keys of 32-bit classes, which go with the last one in them.
+# Empty keys that Wine's installer creates at the first installation. Wine also has empty keys of 32-bit
+# classes, which disappear with the last class.
 installers_own='hkey_local_machine\software\classes\installer|
 hkey_local_machine\software\classes\installer\features|
 hkey_local_machine\software\classes\installer\products|
@@ -235,7 +235,7 @@ check_removed() {
   diff "$packaging_folder/before.files" <(grep -vx './windows/Installer' "$packaging_folder/removed.files")
 }
 
-# import NAME: a .reg file into the registry.
+# import NAME: imports a .reg file.
 import() { (cd "$packaging_folder" && wine regedit /S "$1"); }
 
 check_reg_files() {
@@ -244,7 +244,7 @@ check_reg_files() {
     <({ msi_rows x64 64 "$installed_64" AddIn; msi_rows x64 64 "$installed_64" KeepEnabled; } |
       without_parents | LC_ALL=C sort) || return 1
   new_in imported removed | has_key programmable || return 1
-  # The policy is the user's, and stays.
+  # The policy belongs to the user and stays.
   import DlpAddIn-x64-remove.reg && state unimported || return 1
   diff <(new_in unimported removed | without_parents) \
     <(msi_rows x64 64 "$installed_64" KeepEnabled | without_parents) || return 1
@@ -252,7 +252,7 @@ check_reg_files() {
     <(tr -d '\r' <"$packaging_folder/DlpAddIn-x86.reg" | registry_lines)
 }
 
-# In a 32-bit Windows there is one folder of programs and one view of the registry.
+# 32-bit Windows has one program folder and one registry view.
 check_installed_32() {
   local addin='hkey_local_machine\software\microsoft\office\outlook\addins\quorvex.connect'
   state before32 && msi /i DlpAddIn-x86.msi && state installed32 || return 1
@@ -288,16 +288,16 @@ test_packaging() {
     failed "starting Wine for the installers"
     return 0
   fi
-  check "they write what the library's registration writes" check_same_registration
-  check "a silent installation puts the library and its rows there" check_installed
+  check "the packages write what the library's registration writes" check_same_registration
+  check "a silent installation installs the library and its registry values" check_installed
   QUORVEX_INSTALLED="${installed_64}DlpAddIn.dll" gtest "the installed library end to end" \
     wine_within 600 "$top/build/win64/test_endtoend.exe" --gtest_filter=-Registration.*
-  check "the policy comes and goes only when asked for" check_policy_when_asked_for
+  check "the policy is written and removed only on request" check_policy_when_asked_for
   check "a newer version replaces an older one" check_newer_replaces
   check "an older version is refused" check_older_is_refused
   check "32 and 64 bits replace each other" check_bits_replace_each_other
   check "removal leaves nothing" check_removed
-  check "the .reg files write the same and take it back" check_reg_files
+  check "the .reg files write and remove the same" check_reg_files
   wineserver -k 2>/dev/null
   if have_wine32; then
     packaging_32

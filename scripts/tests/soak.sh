@@ -1,6 +1,6 @@
-# Many random mails through one process, with an agent that misbehaves: verdicts and growth.
+# Sends many random mails through one process, with an agent that misbehaves. Checks verdicts and memory.
 
-# soak_finds TEXT ARGUMENT...: the soak has to end with 1 and say so.
+# soak_finds TEXT ARGUMENT...: the soak test must exit with 1 and print TEXT.
 soak_finds() {
   local text=$1 output status=0
   shift
@@ -18,9 +18,9 @@ test_soak() {
   local rules="$results_logs/otherrules.toml"
   sed "s/TAG-BODY/ANOTHER-WORD/" "$top/tests/soak/rules.toml" >"$rules"
   check "2000 random mails under asan" "$top/build/asan/soak" --mails 2000
-  check "an agent that doesn't keep to the rules is found" \
+  check "finds an agent that doesn't follow the rules" \
     soak_finds "the tag is missing" --mails 200 --seed 1 --rules "$rules"
-  check "memory that isn't freed is found" \
+  check "finds memory that isn't freed" \
     soak_finds "heap bytes: grown by 2..... behind" --mails 200 --seed 1 --keep 2000
   unset ASAN_OPTIONS LSAN_OPTIONS
   if build_or_fail win64 soak && build_or_fail win32 soak; then at_once soak_64 soak_32; fi

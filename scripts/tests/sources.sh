@@ -29,8 +29,8 @@ check_format() {
   (cd "$top" && source_files '*.h' '*.cpp' | xargs clang-format-14 --dry-run -Werror)
 }
 
-# No system header and no test for a system above platform/. Tests, benchmarks and fuzzers may know
-# what they run on.
+# No system header and no test for a system above platform/. Tests, benchmarks and fuzzers may have
+# them.
 check_platform() {
   local found
   found=$(cd "$top" && source_files '*.h' '*.cpp' |

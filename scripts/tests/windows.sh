@@ -80,7 +80,7 @@ windows_32() {
   fi
 }
 
-# The three use Wine folders, and so Wine servers, of their own; their programs mostly wait.
+# Each of the three has its own Wine folder, and so its own Wine server. Their programs mostly wait.
 test_windows() {
   # One of the library's resources is made by a program that runs under Wine, so Wine comes before
   # the builds.

@@ -39,9 +39,9 @@ class Samples {
   std::vector<double> m_values;
 };
 
-// The table that a program prints. With the arguments "--json FILE" it also goes to FILE, one object a
-// line: name; median, low and high in milliseconds; count, such as the requests in one measurement;
-// remark.
+// The table that a program prints. With the arguments "--json FILE" it also goes to FILE, one
+// object a line: name; median, low and high in milliseconds; count, such as the requests in one
+// measurement; remark.
 class Table {
  public:
   Table(int argc, char** argv) {

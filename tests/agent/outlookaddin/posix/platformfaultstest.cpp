@@ -156,8 +156,8 @@ class PlatformFaults : public testing::Test {
   std::uint32_t m_tick = 0;
   platform::ScopedReplacement<platform::clock, &platform::ClockOperations::GetTickCount> m_clock{
       [this](auto) { return m_tick; }};
-  // A log line's stamp is formatted anew when the time changes, so the time stands still: all sessions
-  // make the same calls.
+  // A log line's stamp is formatted anew when the time changes, so the time stands still: all
+  // sessions make the same calls.
   platform::ScopedReplacement<platform::clock, &platform::ClockOperations::GetLocalTime> m_time{
       [](auto, platform::LocalTime* time) { *time = {}; }};
 };

@@ -1,5 +1,5 @@
-// The property file. The first two bytes say how the file is read (in pieces, to a failure); the
-// rest is the file. What ProfileReader finds is held against a reading that goes byte by byte.
+// The property file. The first two bytes say how the file is read (size of each read, where it
+// fails); the rest is the file. ProfileReader's result is compared with a byte-by-byte reading.
 #include <map>
 #include <string>
 #include <string_view>
@@ -30,7 +30,7 @@ std::string Decoded(std::string_view text) {
   return result;
 }
 
-// Whether the character at each place opens a pair, held against a walk over all pairs.
+// Compares IsEscapeAt for each character with a walk over all pairs.
 void CheckPairs(std::string_view text) {
   std::size_t next = 0;
   for (std::size_t i = 0; i < text.size(); ++i) {
@@ -84,16 +84,16 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   file.Set(content.View(), piece == 0 ? content.View().size() : piece, failsBehind);
 
   ProfileMap found = Wanted();
-  Require(ProfileReader("vrk.pro", found), "a file that opens is read");
+  Require(ProfileReader("vrk.pro", found), "a file that can be opened is read");
   Require(file.OpenHandles() == 0, "the file is closed");
   ProfileMap expected = Wanted();
   ReadByteByByte(content.View().substr(0, failsBehind), &expected);
-  Require(found == expected, "the values are those of a reading byte by byte");
+  Require(found == expected, "the values match a byte-by-byte reading");
 
   ProfileMap nothing;
   Require(!ProfileReader("vrk.pro", nothing) && nothing.empty(), "no key wanted, nothing read");
   CheckPairs(content.View().substr(0, 200));
   const std::string decoded = UnescapeValue(content.View());
-  Require(decoded == Decoded(content.View()), "one decoder agrees with the other");
+  Require(decoded == Decoded(content.View()), "both decoders agree");
   return 0;
 }

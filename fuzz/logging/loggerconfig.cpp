@@ -1,6 +1,6 @@
-// Logger.cfg. The first byte says in what pieces the file is read; the rest is the file. The
-// streams that the logger has afterwards, its result and the file names that it notes are held
-// against a reading by fgets' and sscanf's own rules.
+// Logger.cfg. The first byte gives the size of each read; the rest is the file. The logger's
+// streams, its result and the file names that it records are compared with a reading by the rules
+// of fgets and sscanf.
 #include <iconv.h>
 
 #include <map>
@@ -21,7 +21,7 @@ class OpenLogger : public CVRKLogger {
  public:
   const std::set<platform::WideString>& LogFiles() const { return m_logFiles; }
 
-  // Modules and their streams' types and masks, newest first.
+  // The modules and their streams' types and masks, newest first.
   std::vector<std::string> Streams() const {
     std::vector<std::string> streams;
     for (const CModuleLogInfo* info = m_pModules.load(); info != nullptr; info = info->m_pNext) {
@@ -42,7 +42,7 @@ std::string Lower(std::string_view text) {
   return result;
 }
 
-// Empty for what is no UTF-8.
+// Empty if the text isn't UTF-8.
 platform::WideString Widened(std::string_view text) {
   static const iconv_t converter = iconv_open("UTF-16LE", "UTF-8");
   platform::WideString wide(text.size() + 1, u'\0');
@@ -56,11 +56,11 @@ platform::WideString Widened(std::string_view text) {
   return wide;
 }
 
-// What a reading of the file comes to.
+// The expected result of reading the file.
 struct Reading {
   int result = 1;
   std::vector<std::string> modules;                          // in the order of their first stream
-  std::map<std::string, std::vector<std::string>> byModule;  // by the name in small letters
+  std::map<std::string, std::vector<std::string>> byModule;  // by the lower-case name
   std::set<platform::WideString> files;
 };
 
@@ -156,7 +156,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const Reading expected = ReadByRules(content.View());
   Require(logger.LoadConfigFile("Logger.cfg") == expected.result, "the result of the reading");
   Require(logger.Streams() == StreamsOf(expected), "the streams, newest first");
-  Require(logger.LogFiles() == expected.files, "the noted files");
+  Require(logger.LogFiles() == expected.files, "the recorded files");
   Require(file.OpenHandles() == 0, "the file is closed");
   for (const std::string& name : expected.modules) {
     Require(logger.Log(name.c_str(), kLogErr, "%s", "a line") == 1, "a module with streams logs");

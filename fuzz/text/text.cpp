@@ -1,9 +1,9 @@
-// The conversions between UTF-16 and UTF-8, with iconv as the judge: what iconv takes for valid
-// comes out the same; invalid UTF-8 gives the empty text; a surrogate without its partner becomes
-// U+FFFD. The small helpers for text are held against plain versions of themselves.
+// The conversions between UTF-16 and UTF-8, compared with iconv: valid text converts to the same
+// result, invalid UTF-8 to the empty text, and a lone surrogate to U+FFFD. The text helpers are
+// compared with simple versions of themselves.
 //
-// The first byte says what follows: bytes, UTF-16 units, a text to be split, a card number, or
-// characters to be put together, nearly all of them valid, since a text with many faults shows no
+// The first byte says what follows: bytes, UTF-16 units, a text to split, a card number, or
+// characters to combine. Nearly all of these are valid, because a text with many errors hides each
 // single one.
 #include <iconv.h>
 
@@ -22,7 +22,7 @@ using fuzzing::Require;
 using platform::WideString;
 using platform::WideStringView;
 
-// Nothing for what iconv refuses.
+// Empty if iconv refuses the text.
 std::optional<std::string> Converted(iconv_t converter, std::string_view text) {
   std::string result(3 * text.size() + 4, '\0');
   char* from = const_cast<char*>(text.data());
@@ -52,10 +52,10 @@ void CheckUtf8(std::string_view bytes) {
   static const iconv_t toWide = iconv_open("UTF-16LE", "UTF-8");
   const std::optional<std::string> expected = Converted(toWide, bytes);
   const WideString wide = Utf8ToWide(bytes);
-  Require(BytesOf(wide) == expected.value_or(std::string()), "UTF-8 to wide as iconv has it");
-  Require(AnsiToWide(bytes) == wide, "UTF-8 stands for the ANSI code page");
+  Require(BytesOf(wide) == expected.value_or(std::string()), "UTF-8 converts to wide as in iconv");
+  Require(AnsiToWide(bytes) == wide, "the ANSI code page is UTF-8");
   if (!expected) return;
-  Require(WideToUtf8(wide) == bytes, "valid UTF-8 comes back as it was");
+  Require(WideToUtf8(wide) == bytes, "valid UTF-8 survives the round trip");
   Require(Utf8ToAnsi(bytes) == bytes && AnsiToUtf8(bytes) == bytes, "both narrow forms are UTF-8");
 }
 
@@ -73,12 +73,12 @@ void CheckWide(std::string_view bytes) {
   }
   const std::string narrow = WideToUtf8(wide);
   const std::optional<std::string> expected = Converted(toUtf8, BytesOf(mended));
-  Require(expected && narrow == *expected, "wide to UTF-8 as iconv has it");
-  Require(Utf8ToWide(narrow) == mended, "what is valid comes back as it was");
-  Require(WideToAnsi(wide) == narrow, "UTF-8 stands for the ANSI code page");
+  Require(expected && narrow == *expected, "wide converts to UTF-8 as in iconv");
+  Require(Utf8ToWide(narrow) == mended, "valid text survives the round trip");
+  Require(WideToAnsi(wide) == narrow, "the ANSI code page is UTF-8");
 }
 
-// The form of `length` bytes for any number, also for one that it may not be used for.
+// Encodes any number in `length` bytes, even where UTF-8 doesn't allow that length.
 void AppendForm(std::uint32_t number, int length, std::string* text) {
   constexpr int kLeads[] = {0, 0, 0xC0, 0xE0, 0xF0};
   for (int i = length - 1; i >= 0; --i) {
@@ -167,7 +167,7 @@ void CheckCardNumber(std::string_view text) {
     const bool isDigit = text[i] >= '0' && text[i] <= '9';
     seen += isDigit ? 1 : 0;
     const bool isHidden = !isOther && digits >= 14 && isDigit && seen > 6 && seen + 4 <= digits;
-    Require(masked[i] == (isHidden ? '*' : text[i]), "the middle digits are hidden, and only they");
+    Require(masked[i] == (isHidden ? '*' : text[i]), "exactly the middle digits are hidden");
   }
 }
 

@@ -1,6 +1,6 @@
-// A saved ring that may be anything. The first byte cuts the input into two looks at the same ring.
-// What is decoded lies inside the copy and adds up, each finding has its words, and both reports
-// can be read: the JSON one by a JSON reader, the other one on a terminal of 80 columns.
+// A saved ring of arbitrary bytes. The first byte splits the input into two copies of the same
+// ring. All decoded entries are inside the copy and add up, each finding has a text, the JSON
+// report parses, and the text report fits into 80 columns.
 #include <nlohmann/json.hpp>
 #include <string>
 #include <string_view>
@@ -21,7 +21,7 @@ void CheckEntries(const inspection::ring::Snapshot& now) {
   const auto capacity = static_cast<std::uint32_t>(now.header.capacity);
   std::uint32_t position = now.start;
   for (const inspection::ring::Entry& entry : now.entries) {
-    Require(entry.position == position, "entries lie back to back");
+    Require(entry.position == position, "entries are back to back");
     Require(entry.offset == position % capacity, "an entry's place");
     Require(entry.size >= 4 && entry.size <= now.pending, "an entry's size");
     Require(entry.size <= now.pending - (position - now.start), "no entry passes the cursor");
@@ -29,7 +29,7 @@ void CheckEntries(const inspection::ring::Snapshot& now) {
     Require(entry.begin.size() <= 16, "the first bytes of a payload");
     position += entry.size;
   }
-  Require(now.dirtyFreeBytes <= capacity - now.pending, "free room is what isn't pending");
+  Require(now.dirtyFreeBytes <= capacity - now.pending, "free space is what isn't pending");
 }
 
 void CheckText(const std::string& text) {
@@ -44,7 +44,7 @@ void CheckText(const std::string& text) {
 inspection::ring::Snapshot Look(const inspection::ring::Bytes& bytes,
                                 const inspection::ring::Snapshot* before) {
   const inspection::ring::Snapshot now = inspection::ring::Decode(bytes);
-  Require(now.hasHeader == (bytes.size() >= 16), "a header where there is room for one");
+  Require(now.hasHeader == (bytes.size() >= 16), "a header if there are enough bytes");
   if (now.unreadable.empty()) CheckEntries(now);
   const auto findings = inspection::ring::Diagnose(now, before, 500);
   for (const inspection::ring::Finding& finding : findings) {

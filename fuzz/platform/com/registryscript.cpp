@@ -1,7 +1,7 @@
 // The registry script. The first byte says at which operation the registry fails (0: never); the
-// rest is the script. A script is either refused with the registry untouched, or makes exactly the
-// keys and values that it names; unregistering takes away all but what is to stay; every key that
-// was opened is closed again, whatever fails.
+// rest is the script. A script is either refused without touching the registry, or creates exactly
+// the keys and values that it names. Unregistering removes everything except what must stay. Every
+// opened key is closed, whatever fails.
 #include <map>
 #include <set>
 #include <string>
@@ -33,14 +33,14 @@ WideString Lower(WideStringView text) {
 }
 
 struct Key {
-  std::map<WideString, Key> keys;  // by the name in small letters
+  std::map<WideString, Key> keys;  // by the lower-case name
   std::map<WideString, WideString> values;
 
   friend bool operator==(const Key&, const Key&) = default;
 };
 
-// A registry of one input, and its operations in the place of the system's. A key may be deleted
-// while it is open, so handles name paths.
+// An in-memory registry that replaces the system's. A key may be deleted while it is open, so a
+// handle is a path.
 class Registry {
  public:
   void Reset(int failsAt) {
@@ -124,7 +124,7 @@ class Registry {
       [this](auto, auto key, auto name, auto value) { return Set(key, name, value); }};
 };
 
-// What the script comes to in an empty registry.
+// What the script creates in an empty registry.
 void Make(const std::vector<RegistryScriptKey>& keys, Key* parent) {
   for (const RegistryScriptKey& key : keys) {
     Require(!key.name.empty() && key.name.find(u'\\') == WideString::npos, "one key's own name");
@@ -182,17 +182,17 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   Require(registered == (hasFailed ? static_cast<HRESULT>(0x80070000U | kFailure) : 0),
           "the first failure is the result");
   if (hasFailed) {
-    Require(registry.Calls() == failsAt, "nothing is tried behind the first failure");
+    Require(registry.Calls() == failsAt, "nothing is tried after the first failure");
     return 0;
   }
   Key expected;
   Make(keys, &expected);
-  Require(registry.Root() == expected, "the keys and values that the script names, and no others");
+  Require(registry.Root() == expected, "exactly the keys and values that the script names");
   registry.Reset(0);
   platform::RegisterByScript(script.View(), replacements);
-  Require(platform::UnregisterByScript(script.View(), replacements) == 0, "it can be taken away");
+  Require(platform::UnregisterByScript(script.View(), replacements) == 0, "unregistering succeeds");
   Require(registry.OpenKeys() == 0, "every opened key is closed");
   Unmake(keys, &expected);
-  Require(registry.Root() == expected, "what is to stay, and nothing else");
+  Require(registry.Root() == expected, "exactly what must stay");
   return 0;
 }

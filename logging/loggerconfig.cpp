@@ -125,7 +125,7 @@ int CVRKLogger::LoadModuleConfig(const char* module) {
   const std::string path = DefaultConfigPath();
   if (path.empty()) return 0;
   {
-    const std::lock_guard lock(m_cs);
+    const std::lock_guard lock(*m_cs);
     if (FindModule(module) != nullptr) return 1;
   }
   return LoadModuleConfigFile(path.c_str(), module);

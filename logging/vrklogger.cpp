@@ -71,7 +71,8 @@ CVRKLogger::CVRKLogger() {
 }
 
 CVRKLogger::~CVRKLogger() {
-  delete m_pModules.load();
+  m_cs.reset();
+  delete m_pModules.exchange(nullptr);
 }
 
 int CVRKLogger::Log(const char* module, int level, const char* format, ...) {
@@ -86,7 +87,7 @@ int CVRKLogger::Log(const char* module, int level, const char* format, ...) {
 int CVRKLogger::LogV(const char* module, int level, const char* format, std::va_list arguments) {
   if (m_pModules.load(std::memory_order_relaxed) == nullptr) return 0;
   if (IsEmptyText(module) || level == 0 || IsEmptyText(format)) return 0;
-  const std::lock_guard lock(m_cs);
+  const std::lock_guard lock(*m_cs);
   const CModuleLogInfo* const info = FindModule(module);
   if (info == nullptr || info->m_pStreams == nullptr) return 0;
   FormatLine(module, level, format, arguments);
@@ -115,7 +116,7 @@ void CVRKLogger::FormatLine(const char* module, int level, const char* format,
 int CVRKLogger::LogRaw(const char* module, int level, const char* text) {
   const CModuleLogInfo* const info = FindModule(module);
   if (info == nullptr || info->m_pStreams == nullptr) return 0;
-  const std::lock_guard lock(m_cs);
+  const std::lock_guard lock(*m_cs);
   Offer(*info, level, text);
   return 1;
 }
@@ -126,7 +127,7 @@ int CVRKLogger::AddStream(const char* module, int mask, const char* type, const 
   if (stream == nullptr) return 0;
   auto wrapper = std::make_unique<CModuleStreamWrapper>(std::move(stream),
                                                         static_cast<std::uint32_t>(mask), type);
-  const std::lock_guard lock(m_cs);
+  const std::lock_guard lock(*m_cs);
   CModuleLogInfo* info = FindModule(module);
   if (info == nullptr) {
     info = new CModuleLogInfo(module);
@@ -156,7 +157,7 @@ bool CVRKLogger::IsModuleLogged(const char* module) const {
 int CVRKLogger::SetStreamEnabled(const char* module, const char* type, std::int32_t enabled) {
   const CModuleLogInfo* const info = FindModule(module);
   if (info == nullptr || type == nullptr) return 0;
-  const std::lock_guard lock(m_cs);
+  const std::lock_guard lock(*m_cs);
   int found = 0;
   for (CModuleStreamWrapper* wrapper = info->m_pStreams; wrapper != nullptr;
        wrapper = wrapper->m_pNext) {
@@ -171,7 +172,7 @@ int CVRKLogger::GetStreamState(const char* module, const char* type, std::uint32
                                std::int32_t* enabled) {
   const CModuleLogInfo* const info = FindModule(module);
   if (info == nullptr || type == nullptr) return 0;
-  const std::lock_guard lock(m_cs);
+  const std::lock_guard lock(*m_cs);
   std::uint32_t allMasks = 0;
   const CModuleStreamWrapper* last = nullptr;
   for (const CModuleStreamWrapper* wrapper = info->m_pStreams; wrapper != nullptr;
@@ -187,7 +188,7 @@ int CVRKLogger::GetStreamState(const char* module, const char* type, std::uint32
 }
 
 void CVRKLogger::RemoveAllModules() {
-  const std::lock_guard lock(m_cs);
+  const std::lock_guard lock(*m_cs);
   delete m_pModules.exchange(nullptr);
 }
 

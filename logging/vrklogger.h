@@ -6,7 +6,9 @@
 #include <cstddef>
 #include <cstdint>
 #include <mutex>
+#include <optional>
 #include <set>
+#include <utility>
 
 #include "logging/linestamp.h"
 #include "platform/widetext.h"
@@ -35,9 +37,10 @@ inline constexpr const char* kLogModule = "Outlook";
 // NUL-terminated; null counts as empty.
 //
 // Any thread may log. One lock covers lookup, formatting and streams, so lines never interleave and
-// a slow stream delays all. Lock order: this lock, then a file stream's mutex. Streams must not
-// log. Operations that read without the lock are safe only while no other thread changes the
-// registry; the add-in fills it once, before its first line.
+// a slow stream delays all. The thread that holds it may log again; the line of a stream that logs
+// is replaced for the streams after it. Lock order: this lock, then a file stream's mutex.
+// Operations that read without the lock are safe only while no other thread changes the registry;
+// the add-in fills it once, before its first line.
 class CVRKLogger {
  public:
   // Creates an empty registry, reads the computer's name and sets the runtime's locale to UTF-8.
@@ -119,7 +122,9 @@ class CVRKLogger {
 
   // Written under the lock only. Atomic because the check for an empty registry doesn't lock.
   std::atomic<CModuleLogInfo*> m_pModules = nullptr;
-  std::mutex m_cs;
+  // The same thread may lock it again, so that a stream whose work leads to another line doesn't
+  // hang. Optional, because it is destroyed before the modules.
+  std::optional<std::recursive_mutex> m_cs{std::in_place};
   char m_szLine[kLineSize] = {};
   platform::WideChar m_wszComputerName[16] = {};
   // The file parameters from configuration files. Nothing here reads them.

@@ -21,7 +21,7 @@ struct SocketAddress {
 struct SocketOperations {
   // Starts the socket library; `version` is 0x0202. Returns 0 on success. May be called repeatedly.
   int (*WSAStartup)(std::uint16_t version);
-  // Returns kInvalidSocket on failure.
+  // Returns kInvalidSocket on failure. Child processes don't inherit the socket.
   Socket (*CreateSocket)(int family, int type, int protocol);
   // Returns a dotted IPv4 address in network order, or kAddressNone. Doesn't resolve names.
   std::uint32_t (*ParseAddress)(const char* text);

@@ -14,7 +14,12 @@ int WSAStartup(std::uint16_t version) {
 }
 
 Socket CreateSocket(int family, int type, int protocol) {
-  return ::socket(family, type, protocol);
+  const SOCKET made = ::socket(family, type, protocol);
+  // Unlike other handles, sockets are inheritable by default.
+  if (made != INVALID_SOCKET) {
+    SetHandleInformation(reinterpret_cast<HANDLE>(made), HANDLE_FLAG_INHERIT, 0);
+  }
+  return made;
 }
 
 std::uint32_t ParseAddress(const char* text) {

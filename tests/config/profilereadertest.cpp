@@ -12,6 +12,7 @@
 
 #include "platform/handles.h"
 #include "tests/support/filereads.h"
+#include "tests/support/seed.h"
 #include "tests/support/textfile.h"
 
 namespace {
@@ -329,8 +330,8 @@ void ReadTheLongWay(std::string content, ProfileMap& wanted) {
 }
 
 TEST(ProfileReader, RandomFilesReadLikeAReferenceReader) {
-  const unsigned seed = std::random_device()();
-  SCOPED_TRACE("seed " + std::to_string(seed));
+  const unsigned seed = tests::Seed();
+  SCOPED_TRACE(tests::HowToRepeat(seed));
   std::mt19937 random(seed);
   const std::string alphabet = "aaAbB==\n\n\r\r  \t\\n\0"s;
   const ProfileMap defaults = {{"", "e"},     {"a", "1"},   {"ab", "2"},   {"b", "3"},
@@ -467,8 +468,8 @@ TEST(UnescapeValue, LongTextOfBackslashesIsHalvedInLinearTime) {
 }
 
 TEST(UnescapeValue, DecodesExactlyWhereIsEscapeAtIsTrue) {
-  const unsigned seed = std::random_device()();
-  SCOPED_TRACE("seed " + std::to_string(seed));
+  const unsigned seed = tests::Seed();
+  SCOPED_TRACE(tests::HowToRepeat(seed));
   std::mt19937 random(seed);
   const std::string alphabet = "\\\\\\nt,x";
   for (int round = 0; round < 5000; ++round) {

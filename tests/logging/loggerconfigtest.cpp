@@ -13,6 +13,7 @@
 #include "tests/logging/loggingtest.h"
 #include "tests/logging/udpreceiver.h"
 #include "tests/support/temporaryfolder.h"
+#include "tests/support/textfile.h"
 
 namespace {
 
@@ -203,14 +204,20 @@ TEST_F(Config, CutsALineAt291CharactersAndReadsTheRestAsALine) {
   EXPECT_THAT(Streams("ther"), ElementsAre("Dbg 7"));
 }
 
-TEST_F(Config, CountsTheLineEndAmongThe291Characters) {
-  // 290 characters and LF fit; the comment behind them stays one.
-  const std::string line = "Outlook 15 Dbg" + std::string(276, ' ');
-  ASSERT_EQ(line.size(), 290U);
-  EXPECT_EQ(Load(line + "\r\n;\n"), 1);
-  // With one more, the line end alone is the rest: a line without a module.
-  EXPECT_EQ(Load(line + " \n;\n"), 1);
-  EXPECT_THAT(Streams("Outlook"), ElementsAre("Dbg 15"));
+TEST(ConfigLines, CountTheLineEndAmongThe291Characters) {
+  const std::string fitting(290, 'x');
+  const tests::TextFile file(fitting + "\n" + fitting + "\r\n" + fitting + "y\nz");
+  logging::ConfigLines lines(file.Path().c_str());
+  const auto next = [&lines] {
+    std::string_view line;
+    return lines.Next(&line) ? std::string(line) : "no line";
+  };
+  EXPECT_EQ(next(), fitting + "\n");
+  EXPECT_EQ(next(), fitting + "\n") << "CR LF counts as one character";
+  EXPECT_EQ(next(), fitting + "y");
+  EXPECT_EQ(next(), "\n") << "the rest of a line that is one character too long";
+  EXPECT_EQ(next(), "z");
+  EXPECT_EQ(next(), "no line");
 }
 
 TEST_F(Config, EndsALineAtANul) {

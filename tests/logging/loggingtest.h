@@ -18,6 +18,7 @@
 class OpenLogger : public CVRKLogger {
  public:
   using CVRKLogger::kLineSize;
+  using CVRKLogger::m_cs;
   using CVRKLogger::m_logFiles;
   using CVRKLogger::m_szLine;
   using CVRKLogger::m_wszComputerName;

@@ -48,9 +48,24 @@ TEST(EmptyRegistry, IgnoresLinesWithoutReadingTheClock) {
   EXPECT_EQ(stamp.asked, 0);
 }
 
-TEST(EmptyRegistry, IsWhatTheModuleStartsWith) {
-  EXPECT_EQ(g_logger.Log(kLogModule, kLogCrit, "x"), 0);
-  EXPECT_FALSE(g_logger.IsModuleLogged(kLogModule));
+// What the module's logger has before the first test, which may add streams.
+class StartOfProgram : public testing::Environment {
+ public:
+  void SetUp() override {
+    result = g_logger.Log(kLogModule, kLogCrit, "x");
+    module = g_logger.FindModule(kLogModule);
+  }
+
+  int result = -1;
+  const CModuleLogInfo* module = nullptr;
+};
+
+auto* const g_start =
+    static_cast<StartOfProgram*>(testing::AddGlobalTestEnvironment(new StartOfProgram));
+
+TEST(EmptyRegistry, IsTheStateAtTheStartOfTheProgram) {
+  EXPECT_EQ(g_start->result, 0);
+  EXPECT_EQ(g_start->module, nullptr);
 }
 
 class Registry : public testing::Test {
@@ -328,6 +343,67 @@ TEST_F(Registry, DeletesLongChainsWithoutRecursion) {
   }
   delete head;
   EXPECT_EQ(logger.FindModule("Outlook"), nullptr);
+}
+
+// Logs a line of its own for the first line that it gets.
+class LoggingStream : public CBaseStream {
+ public:
+  LoggingStream(OpenLogger* logger, std::vector<std::string>* lines)
+      : m_logger(logger), m_lines(lines) {}
+
+  void Write(const char* text) override {
+    m_lines->emplace_back(text);
+    if (m_lines->size() > 1) return;
+    EXPECT_EQ(m_logger->Log("Outlook", kLogCrit, "inner"), 1);
+  }
+
+ private:
+  OpenLogger* m_logger;
+  std::vector<std::string>* m_lines;
+};
+
+TEST_F(Registry, LetsTheThreadThatHoldsTheLockLogAgain) {
+  ASSERT_EQ(logger.AddStream("Outlook", 15, "Dbg", nullptr), 1);
+  std::vector<std::string> lines;
+  CModuleStreamWrapper* const wrapper = logger.FindModule("Outlook")->m_pStreams;
+  delete wrapper->m_pStream;
+  wrapper->m_pStream = new LoggingStream(&logger, &lines);
+  EXPECT_EQ(logger.Log("Outlook", kLogErr, "outer"), 1);
+  EXPECT_THAT(lines, ElementsAre(Line("Outlook> Err : outer"), Line("Outlook> Crit: inner")));
+}
+
+// Reports what still exists when the logger deletes it.
+class LastStream : public CBaseStream {
+ public:
+  LastStream(const OpenLogger& logger, bool* hasLock, std::size_t* files)
+      : m_lock(&logger.m_cs), m_set(&logger.m_logFiles), m_hasLock(hasLock), m_files(files) {}
+  ~LastStream() override {
+    *m_hasLock = m_lock->has_value();
+    *m_files = m_set->size();
+  }
+
+  void Write(const char* /*text*/) override {}
+
+ private:
+  const std::optional<std::recursive_mutex>* m_lock;
+  const std::set<platform::WideString>* m_set;
+  bool* m_hasLock;
+  std::size_t* m_files;
+};
+
+TEST_F(Registry, IsDeletedAfterTheLockAndBeforeTheFileSet) {
+  bool hasLock = true;
+  std::size_t files = 0;
+  {
+    OpenLogger other;
+    ASSERT_EQ(other.AddStream("Outlook", 15, "Dbg", nullptr), 1);
+    other.m_logFiles.insert(QV_WIDE("file"));
+    CModuleStreamWrapper* const wrapper = other.FindModule("Outlook")->m_pStreams;
+    delete wrapper->m_pStream;
+    wrapper->m_pStream = new LastStream(other, &hasLock, &files);
+  }
+  EXPECT_FALSE(hasLock);
+  EXPECT_EQ(files, 1U);
 }
 
 TEST_F(Registry, KeepsLoggingWhenAnotherStreamFails) {

@@ -6,8 +6,9 @@
 
 class UdpReceiver {
  public:
-  // Listens on a free port of 127.0.0.1. Throws std::runtime_error on failure.
-  UdpReceiver();
+  // Listens on this port of 127.0.0.1, by default on a free one. Throws std::runtime_error on
+  // failure.
+  explicit UdpReceiver(std::uint16_t port = 0);
   ~UdpReceiver();
 
   UdpReceiver(const UdpReceiver&) = delete;

@@ -8,13 +8,14 @@
 
 #include <stdexcept>
 
-UdpReceiver::UdpReceiver() {
+UdpReceiver::UdpReceiver(std::uint16_t port) {
   const int receiver = socket(AF_INET, SOCK_DGRAM, 0);
   if (receiver < 0) throw std::runtime_error("socket");
   m_socket = static_cast<std::uintptr_t>(receiver);
   sockaddr_in address{};
   address.sin_family = AF_INET;
   address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  address.sin_port = htons(port);
   socklen_t size = sizeof address;
   auto* const general = reinterpret_cast<sockaddr*>(&address);
   if (bind(receiver, general, size) != 0 || getsockname(receiver, general, &size) != 0) {

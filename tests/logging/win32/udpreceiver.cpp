@@ -4,7 +4,7 @@
 
 #include <stdexcept>
 
-UdpReceiver::UdpReceiver() {
+UdpReceiver::UdpReceiver(std::uint16_t port) {
   WSADATA data{};
   if (WSAStartup(MAKEWORD(2, 2), &data) != 0) throw std::runtime_error("WSAStartup");
   const SOCKET receiver = socket(AF_INET, SOCK_DGRAM, 0);
@@ -13,6 +13,7 @@ UdpReceiver::UdpReceiver() {
   sockaddr_in address{};
   address.sin_family = AF_INET;
   address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  address.sin_port = htons(port);
   int size = sizeof address;
   auto* const general = reinterpret_cast<sockaddr*>(&address);
   if (bind(receiver, general, size) != 0 || getsockname(receiver, general, &size) != 0) {

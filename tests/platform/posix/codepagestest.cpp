@@ -10,6 +10,8 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/seed.h"
+
 namespace {
 
 using platform::codepages;
@@ -120,8 +122,8 @@ class RandomText {
 constexpr int kRounds = 20000;
 
 TEST(CodePagesAgainstTheCLibrary, ValidTextConvertsTheSameBothWays) {
-  const unsigned seed = std::random_device{}();
-  SCOPED_TRACE(testing::Message() << "seed " << seed);
+  const unsigned seed = tests::Seed();
+  SCOPED_TRACE(tests::HowToRepeat(seed));
   RandomText random(seed);
   Converter toUtf8("UTF-8", "UTF-16LE");
   for (int round = 0; round < kRounds; ++round) {
@@ -162,8 +164,8 @@ std::u16string ReplacedByTheCLibrary(Converter& toUtf16, const std::string& byte
 }
 
 TEST(CodePagesAgainstTheCLibrary, MutatedBytesFailOrAreReplacedTheSame) {
-  const unsigned seed = std::random_device{}();
-  SCOPED_TRACE(testing::Message() << "seed " << seed);
+  const unsigned seed = tests::Seed();
+  SCOPED_TRACE(tests::HowToRepeat(seed));
   RandomText random(seed);
   Converter toUtf16("UTF-16LE", "UTF-8");
   int invalid = 0;
@@ -219,8 +221,8 @@ TEST(CodePagesAgainstTheCLibrary, EveryStartOfASequenceIsJudgedTheSame) {
 }
 
 TEST(CodePagesAgainstTheCLibrary, StraySurrogatesAreReplacedOneByOne) {
-  const unsigned seed = std::random_device{}();
-  SCOPED_TRACE(testing::Message() << "seed " << seed);
+  const unsigned seed = tests::Seed();
+  SCOPED_TRACE(tests::HowToRepeat(seed));
   RandomText random(seed);
   Converter toUtf8("UTF-8", "UTF-16LE");
   for (int round = 0; round < kRounds; ++round) {

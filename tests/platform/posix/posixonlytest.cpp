@@ -1,4 +1,5 @@
 // Behaviour that only the POSIX implementation has.
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
@@ -286,6 +287,14 @@ TEST(MessageLoop, SettingATimerAgainRestartsIt) {
   ui.RunMessageLoop(350);
   EXPECT_THAT(s_firings, ElementsAre(Pair(timer, 1300u)));
   ui.KillTimer(nullptr, timer);
+}
+
+TEST(Sockets, AreNotInheritedByChildProcesses) {
+  const platform::Socket made =
+      platform::sockets.CreateSocket(platform::kAddressFamilyInet, platform::kSocketDatagram, 0);
+  ASSERT_NE(made, platform::kInvalidSocket);
+  EXPECT_NE(fcntl(static_cast<int>(made), F_GETFD) & FD_CLOEXEC, 0);
+  platform::sockets.CloseSocket(made);
 }
 
 TEST(Datagrams, ArriveUnchanged) {

@@ -134,6 +134,20 @@ check_links() {
   return $status
 }
 
+# docs/reliability.md names tests as evidence, and tests get renamed.
+check_test_names() {
+  local name status=0 names
+  mapfile -t names < <(grep -oE '`[A-Z][A-Za-z0-9]+\.[A-Z][A-Za-z0-9]+`' "$top/docs/reliability.md" |
+    tr -d '`' | sort -u)
+  [ ${#names[@]} -gt 0 ] || return 1
+  for name in "${names[@]}"; do
+    git -C "$top" grep -qE "TEST(_F|_P)?\\(${name%.*}, *${name#*.}\\)" -- tests && continue
+    echo "docs/reliability.md: there is no test $name"
+    status=1
+  done
+  return $status
+}
+
 # Code hosts show pictures without running scripts or fetching files.
 check_pictures() {
   local pictures
@@ -173,4 +187,5 @@ test_documents() {
     test "$before" = "$(git -C "$top" status --porcelain)"
   check "pictures need nothing from outside" check_pictures
   check "links in the documents are valid" check_links
+  check "the tests that docs/reliability.md names exist" check_test_names
 }

@@ -58,6 +58,7 @@ struct Command {
   std::vector<Option> options = {};
   std::function<int()> run = {};  // returns the exit status; empty if there are subcommands
   std::vector<Command> subcommands = {};
+  std::string version = {};  // what --version prints; empty for a command without this option
 };
 
 Command AgentCommand();

@@ -113,6 +113,10 @@ int RunCommandLine(const Command& program, std::vector<std::string> arguments) {
   app.formatter(std::make_shared<HelpText>());
   // On Windows too, a word that begins with "/" is a path.
   app.allow_windows_style_options(false);
+  if (!program.version.empty()) {
+    app.set_version_flag("--version", program.name + " " + program.version,
+                         "Print the version and exit");
+  }
   int status = kStatusDone;
   Describe(app, program, program.name, &status);
   // The parser takes the arguments from the last to the first.

@@ -25,7 +25,8 @@ int main(int argc, char** argv) {
             "  quorvex agent --help                       everything about one subcommand",
         .subcommands = {tools::SendCommand(), tools::AgentCommand(), tools::ConformCommand(),
                         tools::ImportCommand(), tools::ConfigCommand(), tools::LogCommand(),
-                        tools::RingCommand()}};
+                        tools::RingCommand()},
+        .version = QUORVEX_VERSION};
     return tools::RunCommandLine(program, tools::system::CommandLineArguments(argc, argv));
   } catch (const std::exception& wrong) {
     std::fprintf(stderr, "quorvex: %s\n", wrong.what());

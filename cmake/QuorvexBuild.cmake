@@ -32,8 +32,10 @@ if(QUORVEX_CCACHE)
 endif()
 
 if(WIN32)
-  # What leaves this project contains no path of the machine that built it.
-  add_compile_options("-ffile-prefix-map=${PROJECT_SOURCE_DIR}/=")
+  # What leaves this project contains neither a path of the machine that built it nor the time. -g1 is
+  # enough for a stack trace.
+  add_compile_options("-ffile-prefix-map=${PROJECT_SOURCE_DIR}/=" -g1)
+  add_link_options(-Wl,--no-insert-timestamp)
   add_compile_definitions(UNICODE _UNICODE _WIN32_WINNT=0x0601)
   add_link_options(-static -Wl,--dynamicbase -Wl,--nxcompat)
   if(CMAKE_SIZEOF_VOID_P EQUAL 8)

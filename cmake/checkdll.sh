@@ -64,10 +64,17 @@ top=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 paths=$(LC_ALL=C grep -aobF "$top/" "$dll" | head -n 3)
 [ -z "$paths" ] || wrong "contains paths of the build folder: $paths"
 
-# A 32-bit caller aligns the stack to 4 bytes, SSE's moves need 16. Without SSE nothing can go wrong.
+# A 32-bit caller aligns the stack to 4 bytes, SSE's moves need 16. Without SSE nothing can go wrong. The
+# unwind information says where the functions are; between them is data, which a disassembler takes for code.
 if [ "$bits" = 32 ]; then
-  sse=$("$objdump" -d --no-show-raw-insn "$dll" | grep -cE '%xmm[0-7]')
-  [ "$sse" = 0 ] || wrong "has $sse instructions of SSE"
+  functions=$("$objdump" --dwarf=frames "$dll" 2>/dev/null |
+    sed -nE 's/.* FDE .* pc=([0-9a-f]{8})\.\.([0-9a-f]{8})$/\1 \2/p' | LC_ALL=C sort)
+  [ "$(wc -l <<<"$functions")" -gt 500 ] || wrong "has unwind information for too few functions"
+  sse=$("$objdump" -d --no-show-raw-insn "$dll" | sed -nE 's/^ *([0-9a-f]{8}):.*%xmm[0-7].*/\1/p' |
+    awk -v functions="$functions" '
+      BEGIN { count = split(functions, range, /[ \n]/) }
+      { for (i = 1; i < count; i += 2) if ($1 "" >= range[i] "" && $1 "" < range[i + 1] "") { print; next } }')
+  [ -z "$sse" ] || wrong "has SSE instructions, the first at $(head -n 1 <<<"$sse")"
 fi
 
 stripped=$(mktemp) || exit 1

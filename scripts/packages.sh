@@ -11,7 +11,7 @@ packages_sanitize="libclang-rt-14-dev"
 packages_bits32="g++-multilib googletest"
 packages_windows="g++-mingw-w64-x86-64-posix g++-mingw-w64-i686-posix mingw-w64-tools googletest
   wine wine64 libwine libwine-dev debootstrap"
-packages_packaging="wixl msitools"
+packages_packaging="wixl msitools faketime osslsigncode openssl dpkg-dev python3-markdown"
 packages_bench="libbenchmark-dev libinih-dev libspdlog-dev libboost-dev
   libconcurrentqueue-dev python3 gnuplot-nox"
 packages_model="spin gcc"

@@ -2,9 +2,15 @@
 # Builds both installers and the .reg files from the built libraries:
 #
 #   packaging/windows/build.sh [--version X.Y.Z] [--dll64 FILE] [--dll32 FILE] [--output FOLDER]
+#                              [--help-link URL] [--contact TEXT]
 #
 # The defaults are the version in CMakeLists.txt, build/win64/DlpAddIn.dll, build/win32/DlpAddIn.dll
-# and build/packaging. A failure leaves no incomplete output file. Needs wixl and msitools.
+# and build/packaging. The list of programs shows the help link and the contact. Refuses a library of
+# the wrong bitness, and a signed library together with an unsigned one. A failure leaves no incomplete
+# output file. Needs wixl, msitools and faketime.
+#
+# The same input gives the same bytes: the product code follows from version and bitness, the package
+# code from the contents, and all times are SOURCE_DATE_EPOCH, by default the time of the last commit.
 #
 #   DlpAddIn-x64.msi, DlpAddIn-x86.msi       for 64-bit and for 32-bit Outlook
 #   DlpAddIn-x64.reg, DlpAddIn-x86.reg       the same registry values, for scripted installs
@@ -28,10 +34,12 @@ version=$(sed -nE 's/^project\(.* VERSION ([0-9.]+).*/\1/p' "$top/CMakeLists.txt
 dll_x64="$top/build/win64/DlpAddIn.dll"
 dll_x86="$top/build/win32/DlpAddIn.dll"
 output="$top/build/packaging"
+help_link=""
+contact=""
 while [ $# -gt 0 ]; do
   case $1 in
     -h | --help) usage; exit 0 ;;
-    --version | --dll64 | --dll32 | --output) [ $# -ge 2 ] || { usage >&2; exit 3; } ;;
+    --version | --dll64 | --dll32 | --output | --help-link | --contact) [ $# -ge 2 ] || { usage >&2; exit 3; } ;;
     *) usage >&2; exit 3 ;;
   esac
   case $1 in
@@ -39,13 +47,39 @@ while [ $# -gt 0 ]; do
     --dll64) dll_x64=$2 ;;
     --dll32) dll_x86=$2 ;;
     --output) output=$2 ;;
+    --help-link) help_link=$2 ;;
+    --contact) contact=$2 ;;
   esac
   shift 2
 done
 [[ $version =~ ^[0-9]{1,3}\.[0-9]{1,3}\.[0-9]{1,5}$ ]] || fail "'$version' is not a version X.Y.Z"
-for tool in wixl msibuild; do
-  command -v "$tool" >/dev/null || fail "$tool is missing (Debian's packages wixl and msitools)"
+for tool in wixl msibuild faketime; do
+  command -v "$tool" >/dev/null || fail "$tool is missing (Debian's packages wixl, msitools and faketime)"
 done
+epoch=${SOURCE_DATE_EPOCH:-$(git -C "$top" log -1 --format=%ct)}
+
+# number OFFSET BYTES FILE: an unsigned number of FILE, little-endian.
+number() { od -An -tu"$2" -j "$1" -N "$2" "$3" | tr -d ' '; }
+
+# bits_of DLL and signature_size DLL: from the library's headers.
+bits_of() {
+  case $(number $(($(number 60 4 "$1") + 4)) 2 "$1") in
+    34404) echo 64 ;;
+    332) echo 32 ;;
+    *) fail "$1 is neither a 64-bit nor a 32-bit library" ;;
+  esac
+}
+signature_size() {
+  local directories=$(($(number 60 4 "$1") + 24 + 96))
+  [ "$(bits_of "$1")" = 32 ] || directories=$((directories + 16))
+  number $((directories + 4 * 8 + 4)) 4 "$1"
+}
+
+# guid TEXT: an identifier that follows from the text.
+guid() {
+  sha1sum <<<"$1" | tr a-f A-F |
+    sed -E 's/^(.{8})(.{4}).(.{3}).(.{3})(.{12}).*/{\1-\2-5\3-A\4-\5}/'
+}
 
 # Reads an identity from addinids.h, the only place that defines it.
 identity() {
@@ -95,7 +129,7 @@ add_keys() {
   local number=0 key
   while IFS='|' read -r _ key _; do
     number=$((number + 1))
-    msibuild "$1" -q "INSERT INTO \`Registry\` (\`Registry\`, \`Root\`, \`Key\`, \`Name\`, \
+    at_epoch msibuild "$1" -q "INSERT INTO \`Registry\` (\`Registry\`, \`Root\`, \`Key\`, \`Name\`, \
 \`Component_\`) VALUES ('key$number', 0, '$key', '*', 'AddIn')"
   done < <(rows class "$2" '' '' | awk -F '|' '$4 == "key"')
 }
@@ -109,33 +143,53 @@ file_version() {
   echo "$major.$minor.$patch.$revision"
 }
 
+# property NAME VALUE: as a wixl element.
+property() {
+  local value
+  value=$(sed 's/&/\&amp;/g; s/</\&lt;/g; s/"/\&quot;/g' <<<"$2")
+  printf '<Property Id="%s" Value="%s"/>\n' "$1" "$value"
+}
+
+# A fixed clock for the tools that write the time into the package.
+at_epoch() { TZ=UTC faketime -f "$(date -u -d "@$epoch" '+%Y-%m-%d %H:%M:%S')" "$@"; }
+
 # make_msi ARCH BITS DLL PROGRAMFILES WIN64 ADDIN KEEP
 make_msi() {
-  local arch=$1 bits=$2 dll=$3 work="$scratch/$1" part own
-  [ -f "$dll" ] || fail "$dll is not there: build the preset win$bits first"
+  local arch=$1 bits=$2 dll=$3 work="$scratch/$1" part own wrong
   own=$(file_version "$dll")
   mkdir -p "$work"
-  sed -e "s|@VERSION@|$version|g; s|@UPGRADE@|$upgrade_code|g; s|@BITS@|$bits|g" \
+  wrong='CLICKTORUN="x86" OR (NOT CLICKTORUN AND OUTLOOK32="x86" AND NOT OUTLOOK64="x64")'
+  [ "$bits" = 64 ] || wrong='CLICKTORUN="x64" OR (NOT CLICKTORUN AND OUTLOOK64="x64" AND NOT OUTLOOK32="x86")'
+  sed -e "s|@PRODUCT@|$(guid "$upgrade_code $version $arch")|; s|@WRONG@|$wrong|" -e "s|@VERSION@|$version|g; s|@UPGRADE@|$upgrade_code|g; s|@BITS@|$bits|g" \
     -e "s|@PROGRAMFILES@|$4|; s|@WIN64@|$5|; s|@ADDIN@|$6|; s|@KEEP@|$7|" \
     "$here/addin.wxs.in" >"$work/addin.wxs"
   for part in class load keep; do
     wix_rows "$part" "$bits" >"$work/$part"
     sed -i -e "/<!-- rows $part -->/{r $work/$part" -e 'd}' "$work/addin.wxs"
   done
+  if [ -n "$help_link" ]; then property ARPHELPLINK "$help_link"; fi >"$work/arp"
+  if [ -n "$contact" ]; then property ARPCONTACT "$contact"; fi >>"$work/arp"
+  sed -i -e "/<!-- arp -->/{r $work/arp" -e 'd}' "$work/addin.wxs"
   # wixl accepts only relative file names.
   cp "$dll" "$work/DlpAddIn.dll"
-  (cd "$work" && wixl --arch "$arch" --output out.msi addin.wxs)
+  touch -d "@$epoch" "$work/DlpAddIn.dll"
+  (cd "$work" && at_epoch wixl --arch "$arch" --output out.msi addin.wxs)
   add_keys "$work/out.msi" "$bits"
   # wixl doesn't read the library's version. Without a version, Windows Installer would never replace
   # an older library on the disk.
-  msibuild "$work/out.msi" -q "UPDATE \`File\` SET \`Version\` = '$own', \
+  at_epoch msibuild "$work/out.msi" -q "UPDATE \`File\` SET \`Version\` = '$own', \
 \`Language\` = '1033' WHERE \`File\` = 'DlpAddInDll'"
   # An upgrade also removes the same version (wixl drops IncludeMaximum) and keeps the choice of
   # features.
-  msibuild "$work/out.msi" -q "DELETE FROM \`Upgrade\` WHERE \`ActionProperty\` = 'OLDERFOUND'"
-  msibuild "$work/out.msi" -q "INSERT INTO \`Upgrade\` (\`UpgradeCode\`, \`VersionMin\`, \
+  at_epoch msibuild "$work/out.msi" -q "DELETE FROM \`Upgrade\` WHERE \`ActionProperty\` = 'OLDERFOUND'"
+  at_epoch msibuild "$work/out.msi" -q "INSERT INTO \`Upgrade\` (\`UpgradeCode\`, \`VersionMin\`, \
 \`VersionMax\`, \`Attributes\`, \`ActionProperty\`) \
 VALUES ('$upgrade_code', '0.0.0', '$version', $((1 + 256 + 512)), 'OLDERFOUND')"
+  at_epoch msibuild "$work/out.msi" -q "UPDATE \`Property\` SET \
+\`Value\` = 'OLDERFOUND;NEWERFOUND;IGNOREOUTLOOKBITNESS' WHERE \`Property\` = 'SecureCustomProperties'"
+  at_epoch msibuild "$work/out.msi" -s "Quorvex mail add-in for $bits-bit Outlook" Quorvex \
+    "$(msiinfo suminfo "$work/out.msi" | sed -n 's/^Template: //p')" \
+    "$(guid "$(cat "$work/addin.wxs"; sha256sum <"$dll")")"
   mv "$work/out.msi" "$output/DlpAddIn-$arch.msi"
 }
 
@@ -195,6 +249,13 @@ mkdir -p "$output"
 output=$(cd "$output" && pwd)
 scratch=$(mktemp -d "$output/work.XXXXXX")
 trap 'rm -rf "$scratch"' EXIT
+for bits in 64 32; do
+  dll=$([ $bits = 64 ] && echo "$dll_x64" || echo "$dll_x86")
+  [ -f "$dll" ] || fail "$dll is not there: build the preset win$bits first"
+  [ "$(bits_of "$dll")" = $bits ] || fail "$dll isn't a $bits-bit library"
+done
+[ $(($(signature_size "$dll_x64") > 0)) = $(($(signature_size "$dll_x86") > 0)) ] ||
+  fail "only one of the two libraries is signed"
 make_msi x64 64 "$dll_x64" ProgramFiles64Folder yes "$addin_x64" "$keep_x64"
 make_msi x86 32 "$dll_x86" ProgramFilesFolder no "$addin_x86" "$keep_x86"
 make_reg x64 64

@@ -170,7 +170,7 @@ ROW
 # products STATE VERSION: succeeds if the list of programs has our product exactly once, in that version.
 products() {
   local list="$packaging_folder/$1.registry" uninstall='currentversion\\uninstall\\'
-  [ "$(grep -c "$uninstall.*|displayname=\"Quorvex mail add-in\"" "$list")" = 1 ] &&
+  [ "$(grep -c "$uninstall.*|displayname=\"Quorvex mail add-in ([36][24]-bit)\"" "$list")" = 1 ] &&
     [ "$(grep -c "$uninstall.*|displayversion=\"$2\"" "$list")" = 1 ] &&
     [ "$(grep -cE '^hkey_local_machine\\software\\classes\\installer\\products\\[^\\]*\|$' "$list")" = 1 ]
 }
@@ -227,7 +227,7 @@ hkey_local_machine\software\wow6432node\microsoft\windows\currentversion\uninsta
 
 check_removed() {
   local product
-  product=$(sed -nE 's/^.*uninstall\\(\{[-0-9a-f]+\})\|displayname="Quorvex mail add-in"$/\1/p' \
+  product=$(sed -nE 's/^.*uninstall\\(\{[-0-9a-f]+\})\|displayname="Quorvex mail add-in \([36][24]-bit\)"$/\1/p' \
     "$packaging_folder/back.registry")
   msi /x "$product" && state removed || return 1
   diff <(grep -vxF "$installers_own" "$packaging_folder/before.registry") \
@@ -284,6 +284,10 @@ test_packaging() {
   echo "Installers"
   local next_version="" WINEDEBUG WINEPREFIX WINEDLLOVERRIDES
   check "the installers are built" check_built
+  check "the same input gives the same packages" check_same_bytes
+  check "build.sh refuses libraries that don't fit" check_refusals
+  check "signatures are valid, and only for the signed bytes" check_signature
+  check "every file states the same version" check_versions
   if ! start_packaging_wine; then
     failed "starting Wine for the installers"
     return 0
@@ -298,6 +302,8 @@ test_packaging() {
   check "32 and 64 bits replace each other" check_bits_replace_each_other
   check "removal leaves nothing" check_removed
   check "the .reg files write and remove the same" check_reg_files
+  check "a package for the other bitness of Outlook is refused" check_wrong_bitness_is_refused
+  check "a repair restores the library" check_repair
   wineserver -k 2>/dev/null
   if have_wine32; then
     packaging_32

@@ -1,0 +1,97 @@
+# More checks of the installers, which packaging.sh runs: what build.sh accepts and makes, versions,
+# and on which machines a package installs.
+
+# Under Wine: 32-bit Outlook by Click-to-Run, then by Windows Installer, then Outlooks of both bitnesses.
+check_wrong_bitness_is_refused() {
+  local software='HKLM\Software\Microsoft\Office' status=0
+  wine reg add "$software\\ClickToRun\\Configuration" /v Platform /d x86 /reg:64 /f || return 1
+  msi /i DlpAddIn-x64.msi || status=$?
+  [ "$status" = 67 ] || { echo "msiexec ended with $status"; return 1; }
+  msi /i DlpAddIn-x64.msi IGNOREOUTLOOKBITNESS=1 && msi /x DlpAddIn-x64.msi || return 1
+  msi /i DlpAddIn-x86.msi && msi /x DlpAddIn-x86.msi || return 1
+  wine reg delete "$software\\ClickToRun" /reg:64 /f || return 1
+
+  wine reg add "$software\\16.0\\Outlook" /v Bitness /d x86 /reg:32 /f || return 1
+  ! msi /i DlpAddIn-x64.msi || { echo "installed next to a 32-bit Outlook"; return 1; }
+  wine reg add "$software\\16.0\\Outlook" /v Bitness /d x64 /reg:64 /f || return 1
+  msi /i DlpAddIn-x64.msi && msi /x DlpAddIn-x64.msi || return 1
+  wine reg delete "$software\\16.0\\Outlook" /v Bitness /reg:32 /f || return 1
+  ! msi /i DlpAddIn-x86.msi || { echo "installed next to a 64-bit Outlook"; return 1; }
+  wine reg delete "$software\\16.0" /reg:64 /f
+}
+
+# A repair restores a missing file. Wine repairs by product code only.
+check_repair() {
+  local product library="$WINEPREFIX/drive_c/Program Files/Quorvex Mail Add-in/DlpAddIn.dll"
+  product=$(msiinfo export "$packaging_folder/DlpAddIn-x64.msi" Property | tr -d '\r' |
+    sed -n 's/^ProductCode\t//p')
+  msi /i DlpAddIn-x64.msi && rm "$library" && msi /fa "$product" || return 1
+  cmp "$library" "$top/build/win64/DlpAddIn.dll" && msi /x DlpAddIn-x64.msi && [ ! -e "$library" ]
+}
+
+check_same_bytes() {
+  local arch
+  rm -rf "$packaging_folder/again"
+  # Another second, so that a time in the package would show.
+  sleep 2
+  "$top/packaging/windows/build.sh" --output "$packaging_folder/again" || return 1
+  for arch in x64 x86; do
+    cmp "$packaging_folder/DlpAddIn-$arch.msi" "$packaging_folder/again/DlpAddIn-$arch.msi" || return 1
+  done
+}
+
+# build_refuses TEXT OPTION...: build.sh fails and says why.
+build_refuses() {
+  local text=$1 output
+  shift
+  output=$("$top/packaging/windows/build.sh" --output "$packaging_folder/refused" "$@" 2>&1) &&
+    { echo "built with $*"; return 1; }
+  grep -qF "$text" <<<"$output" || { echo "$output"; return 1; }
+}
+
+# make_certificate FOLDER: a certificate that nobody trusts.
+make_certificate() {
+  echo word >"$1/test.pass" &&
+    openssl req -x509 -newkey rsa:2048 -nodes -days 2 -subj "/CN=Test of the build" \
+      -addext extendedKeyUsage=codeSigning -keyout "$1/test.key" -out "$1/test.pem" &&
+    openssl pkcs12 -export -inkey "$1/test.key" -in "$1/test.pem" -passout "file:$1/test.pass" \
+      -out "$1/test.pfx"
+}
+
+check_refusals() {
+  build_refuses "isn't a 64-bit library" --dll64 "$top/build/win32/DlpAddIn.dll" || return 1
+  build_refuses "isn't a 32-bit library" --dll32 "$top/build/win64/DlpAddIn.dll" || return 1
+  make_certificate "$packaging_folder" || return 1
+  "$top/packaging/sign" "$packaging_folder/test.pfx" "$packaging_folder/test.pass" \
+    "$top/build/win64/DlpAddIn.dll" "$packaging_folder/signed.dll" || return 1
+  build_refuses "only one of the two libraries is signed" --dll64 "$packaging_folder/signed.dll"
+}
+
+# A signature that is valid until a byte of the file changes.
+check_signature() {
+  local signed="$packaging_folder/signed.msi"
+  "$top/packaging/sign" "$packaging_folder/test.pfx" "$packaging_folder/test.pass" \
+    "$packaging_folder/DlpAddIn-x64.msi" "$signed" || return 1
+  osslsigncode verify -CAfile "$packaging_folder/test.pem" -in "$packaging_folder/signed.dll" || return 1
+  printf '\377\376' | dd of="$packaging_folder/signed.dll" bs=1 seek=5000 conv=notrunc status=none
+  ! osslsigncode verify -CAfile "$packaging_folder/test.pem" -in "$packaging_folder/signed.dll"
+}
+
+# Everything that states the version states the one in CMakeLists.txt. The type library isn't part of it:
+# it has a version of its own, 1.0, which registrations refer to.
+check_versions() {
+  local version package library wide
+  version=$(sed -nE 's/^project\(.* VERSION ([0-9.]+).*/\1/p' "$top/CMakeLists.txt")
+  [ "$("$top/build/native/quorvex" --version)" = "quorvex $version" ] || return 1
+  # The library's resource has it as UTF-16, after the name and padding.
+  wide=$(sed 's/./&\\x00/g; s/[.]/[.]/g' <<<"$version")
+  for package in x64:64 x86:32; do
+    library="$top/build/win${package#*:}/DlpAddIn.dll"
+    package="$packaging_folder/DlpAddIn-${package%:*}.msi"
+    msiinfo export "$package" Property | tr -d '\r' | grep -qx "ProductVersion.$version" ||
+      { echo "$package: another product version"; return 1; }
+    msiinfo export "$package" File | grep -qF "$version.0" || { echo "$package: another file"; return 1; }
+    LC_ALL=C grep -qaP "P\x00r\x00o\x00d\x00u\x00c\x00t\x00V\x00e\x00r\x00s\x00i\x00o\x00n\x00(\x00)+$wide\x00\x00" \
+      "$library" || { echo "$library: another version in the resource"; return 1; }
+  done
+}

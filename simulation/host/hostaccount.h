@@ -13,7 +13,7 @@ class HostSession final : public HostDispatch<HostSession, _NameSpace> {
  public:
   static constexpr std::string_view kHostClass = "_NameSpace";
 
-  // With no name there is no user.
+  // Without a name there is no user.
   HostSession(HostCorePointer core, HostAddressBookPointer book,
               const std::optional<std::string>& userName);
 

@@ -14,14 +14,14 @@ class HostAttachment final : public HostDispatch<HostAttachment, Attachment> {
  public:
   static constexpr std::string_view kHostClass = "Attachment";
 
-  // `attachment` points into a mail that it keeps alive.
+  // `attachment` keeps the mail alive that it points into.
   HostAttachment(HostCorePointer core, std::shared_ptr<const mail::MailAttachment> attachment);
 
   HRESULT STDMETHODCALLTYPE get_FileName(BSTR* name) override;
   HRESULT STDMETHODCALLTYPE get_PathName(BSTR* path) override;
   HRESULT STDMETHODCALLTYPE get_Type(LONG* type) override;
-  // Writes the content to a new file at `path`, which is read up to its NUL: callers give a plain
-  // buffer too. E_ACCESSDENIED when the file can't be made, E_FAIL when it can't be written whole.
+  // Writes the content to a new file at `path`, which is read up to its NUL, so a plain buffer
+  // works as well as a BSTR. E_ACCESSDENIED if the file can't be created, E_FAIL if writing fails.
   HRESULT STDMETHODCALLTYPE SaveAsFile(BSTR path) override;
   std::string Label() const override;
 
@@ -45,7 +45,7 @@ class HostAttachments final : public HostDispatch<HostAttachments, Attachments> 
  private:
   std::shared_ptr<const mail::MailModel> m_mail;
   std::string m_owner;
-  std::vector<HostRef<HostAttachment>> m_attachments;  // made when first asked for
+  std::vector<HostRef<HostAttachment>> m_attachments;  // created on first use
 };
 
 }  // namespace simulation::host

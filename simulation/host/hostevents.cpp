@@ -5,10 +5,10 @@
 namespace simulation::host {
 namespace {
 
-// Invoke's reserved id.
+// Invoke's reserved parameter.
 constexpr IID kNoInterface = {};
 
-// Holds a sink for the length of one call: the handler may unsubscribe it.
+// Keeps a sink alive during one call, since the handler may unsubscribe it.
 class HeldSink {
  public:
   explicit HeldSink(IDispatch* sink) : m_sink(sink) { m_sink->AddRef(); }
@@ -94,10 +94,10 @@ FiredResults HostConnectionPoint::Fire(DISPID dispid, std::initializer_list<VARI
   parameters.rgvarg = reversed.empty() ? nullptr : reversed.data();
   parameters.cArgs = static_cast<UINT>(reversed.size());
 
-  const HostRef<HostConnectionPoint> self(this);  // a sink may end the source
+  const HostRef<HostConnectionPoint> self(this);  // a sink may release the source's last reference
   FiredResults results;
-  // Handlers subscribe and unsubscribe: those that were connected at the start are called, as far
-  // as they still are when their turn comes.
+  // Handlers may subscribe and unsubscribe. Call those that were connected at the start and still
+  // are when their turn comes.
   const std::vector<Connection> connected = m_connections;
   for (const Connection& connection : connected) {
     const bool still =

@@ -13,8 +13,8 @@ namespace simulation::host {
 struct HostEventInterface {
   std::string_view name;
   const IID* iid;
-  HostCallId advise;
-  HostCallId unadvise;
+  std::string_view advise;
+  std::string_view unadvise;
 };
 
 inline constexpr HostEventInterface kExplorerEvents = {
@@ -29,12 +29,12 @@ inline constexpr HostEventInterface kInspectorEvents = {
 inline constexpr HostEventInterface kItemEvents = {"ItemEvents", &outlookaddin::IID_ItemEvents,
                                                    "ItemEvents::Advise", "ItemEvents::Unadvise"};
 
-// What the sinks' Invoke returned, in the order in which they had subscribed.
+// What each sink's Invoke returned, in the order of subscription.
 using FiredResults = std::vector<HRESULT>;
 
-// The one connection point of a source. It holds the reference that asking the sink for its event
-// interface gave, until Unadvise or until the source goes. The source holds it; it may outlive the
-// source if somebody else holds it too, and then connects nobody any more.
+// A source's only connection point. It holds a reference to each sink's event interface until
+// Unadvise or until the source is destroyed. The source holds the connection point. If the add-in
+// holds it too, it outlives the source and then refuses to connect sinks.
 class HostConnectionPoint final : public HostObject<HostConnectionPoint, IConnectionPoint> {
  public:
   static constexpr std::string_view kHostClass = "IConnectionPoint";
@@ -46,25 +46,25 @@ class HostConnectionPoint final : public HostObject<HostConnectionPoint, IConnec
   HRESULT STDMETHODCALLTYPE GetConnectionInterface(IID* iid) override;
   HRESULT STDMETHODCALLTYPE
   GetConnectionPointContainer(IConnectionPointContainer** container) override;
-  // A sink without the event interface gives CONNECT_E_CANNOTCONNECT. Cookies count from 1.
+  // CONNECT_E_CANNOTCONNECT for a sink without the event interface. Cookies count from 1.
   HRESULT STDMETHODCALLTYPE Advise(IUnknown* sink, DWORD* cookie) override;
-  // CONNECT_E_NOCONNECTION for a cookie that isn't connected.
+  // CONNECT_E_NOCONNECTION for an unknown cookie.
   HRESULT STDMETHODCALLTYPE Unadvise(DWORD cookie) override;
   HRESULT STDMETHODCALLTYPE EnumConnections(IEnumConnections** connections) override;
   std::string Label() const override;
 
-  // Calls Invoke on every sink that is connected when its turn comes, with the arguments in the
-  // order in which the event declares them. What a sink throws passes through.
+  // Calls Invoke on every sink that is still connected when its turn comes. `arguments` are in the
+  // order of the event's declaration. A sink's exceptions pass through.
   FiredResults Fire(DISPID dispid, std::initializer_list<VARIANTARG> arguments);
 
   // How many sinks are connected.
   std::size_t Connected() const { return m_connections.size(); }
 
-  // The source goes: lets every sink go.
+  // The source is being destroyed: releases every sink.
   void Close();
 
-  // Somebody was kept from unsubscribing, and his sink may be gone by the time that the source
-  // goes: from here on Close leaves the sinks alone.
+  // A fault has kept the add-in from unsubscribing, so its sink may be freed before the source is.
+  // From now on Close doesn't touch the sinks.
   void LoseTrack() { m_lostTrack = true; }
 
  private:
@@ -75,13 +75,13 @@ class HostConnectionPoint final : public HostObject<HostConnectionPoint, IConnec
 
   const HostEventInterface& m_events;
   std::string m_source;
-  IConnectionPointContainer* m_container;  // not held; null once the source is gone
+  IConnectionPointContainer* m_container;  // no reference; null once the source is gone
   std::vector<Connection> m_connections;
   DWORD m_lastCookie = 0;
   bool m_lostTrack = false;
 };
 
-// A host object that fires one event interface. `Object` has kHostClass and kFindCall.
+// A host object that fires one event interface. `Object` defines kHostClass and kFindCall.
 template <typename Object, typename First>
 class HostEventSource : public HostDispatch<Object, First, IConnectionPointContainer> {
   using Base = HostDispatch<Object, First, IConnectionPointContainer>;
@@ -111,7 +111,8 @@ class HostEventSource : public HostDispatch<Object, First, IConnectionPointConta
 
   // Fires any event of the source's event interface.
   FiredResults Fire(DISPID dispid, std::initializer_list<VARIANTARG> arguments) {
-    const HostRef<HostConnectionPoint> point = m_point;  // a sink may end the source
+    const HostRef<HostConnectionPoint> point =
+        m_point;  // a sink may release the source's last reference
     return point->Fire(dispid, arguments);
   }
   std::size_t Connected() const { return m_point->Connected(); }
@@ -127,7 +128,7 @@ class HostEventSource : public HostDispatch<Object, First, IConnectionPointConta
   HostRef<HostConnectionPoint> m_point;
 };
 
-// An event's argument: an object, or a flag that the sink may change.
+// An argument of an event: an object, or a flag that the sink may change.
 VARIANTARG ObjectArgument(IDispatch* object);
 VARIANTARG FlagArgument(VARIANT_BOOL* flag);
 

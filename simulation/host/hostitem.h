@@ -1,10 +1,10 @@
-// The items that windows show: mails, and things that aren't mails.
+// The items that windows show: mails, and items that aren't mails.
 //
-// A HostMailItem can be used by itself, without windows:
+// A HostMailItem also works alone, without windows:
 //
 //   simulation::host::SimulatedHost host;
 //   simulation::host::HostMailItem& mail = host.CreateMail(model);
-//   mail.AddRef();                       // the reference that the sink will own
+//   mail.AddRef();                       // the sink takes this reference over
 //   DlpMailEvent sink(&mail);            // a HostMailItem is a _MailItem
 #pragma once
 
@@ -23,36 +23,36 @@
 
 namespace simulation::host {
 
-// What firing Send gave.
+// The result of firing Send.
 struct SendOutcome {
-  VARIANT_BOOL cancel;    // as the sinks left it
+  VARIANT_BOOL cancel;    // as the last sink left it
   FiredResults returned;  // what each sink's Invoke returned
   bool Cancelled() const { return cancel != VARIANT_FALSE; }
 };
 
-// A mail being written. It holds its collections, its account, its session and its MAPI object from
-// the first time that each is asked for to its own end: each getter gives the same object every
-// time. A self-containing list in the model is the maker's to take apart again (clear `members`):
-// the model's entries hold each other.
+// A mail being written. It creates its collections, its account, its session and its MAPI object on
+// first use and keeps them, so each getter always returns the same object. If the model has a
+// distribution list that contains itself, its creator must clear that list's `members` in the end,
+// since such entries keep each other alive.
 class HostMailItem final : public HostEventSource<HostMailItem, _MailItem> {
  public:
   static constexpr std::string_view kHostClass = "_MailItem";
-  static constexpr HostCallId kFindCall = "_MailItem::FindConnectionPoint";
+  static constexpr std::string_view kFindCall = "_MailItem::FindConnectionPoint";
 
   HostMailItem(HostCorePointer core, mail::MailModel model);
   ~HostMailItem() override;
 
   const mail::MailModel& Model() const { return *m_model; }
-  // What the user has changed since. The item stays the same, the objects below it are new;
-  // properties that were set stay.
+  // The user has edited the mail. The item stays the same object and keeps the named properties;
+  // the objects below it are created anew.
   void SetModel(mail::MailModel model);
 
-  // The named properties that were set on the mail, and the value of the first one with that name
-  // in PS_INTERNET_HEADERS.
+  // The named properties that the add-in set on the mail, and the value of the first one with that
+  // name in PS_INTERNET_HEADERS.
   std::vector<HostNamedProperty> NamedProperties() const;
   std::optional<std::string> Header(const std::string& name) const;
 
-  // Fires Send with the flag as it stands before.
+  // Fires Send with `cancel` as the flag's initial value.
   SendOutcome FireSend(VARIANT_BOOL cancel = VARIANT_FALSE);
 
   HRESULT STDMETHODCALLTYPE get_Session(_NameSpace** session) override;
@@ -81,7 +81,7 @@ class HostMailItem final : public HostEventSource<HostMailItem, _MailItem> {
   HostRef<HostMessage> m_message;
 };
 
-// An item that is no mail: it has no interface but IDispatch.
+// An item that isn't a mail: it has no interface except IDispatch.
 class HostOtherItem final : public HostDispatch<HostOtherItem, IDispatch> {
  public:
   static constexpr std::string_view kHostClass = "OtherItem";

@@ -66,7 +66,7 @@ std::vector<std::string> HostLedger::Surprises() const {
     std::size_t at = 0;
     while (at < m_expected.size() && !line.label.starts_with(m_expected[at].labelBeginning)) ++at;
     if (at == m_expected.size()) {
-      surprises.push_back(Describe(line) + ", expected by nobody");
+      surprises.push_back(Describe(line) + ", not expected");
     } else {
       found[at] += line.Outstanding();
     }
@@ -77,7 +77,7 @@ std::vector<std::string> HostLedger::Surprises() const {
                         " outstanding, expected " + std::to_string(m_expected[at].references));
   }
   for (const std::string& label : m_overReleases) {
-    surprises.push_back(label + ": released by somebody who held no reference");
+    surprises.push_back(label + ": released without a reference");
   }
   return surprises;
 }

@@ -12,7 +12,7 @@ constexpr ULONG kTypeError = 0x000A;
 constexpr ULONG kTypeMask = 0xFFFF;
 constexpr HRESULT kWarnErrorsReturned = 0x00040380;
 
-// The id of a name; 0 if it has none and isn't to get one.
+// The id of a name; 0 if it has none and `create` is false.
 ULONG FindId(HostCore& core, const GUID& propertySet, platform::WideStringView name, bool create) {
   auto& names = core.propertyNames;
   const auto found = std::find_if(names.begin(), names.end(), [&](const HostPropertyName& each) {

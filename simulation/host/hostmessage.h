@@ -1,4 +1,4 @@
-// The MAPI object behind a mail: named properties can be given ids and set on it, nothing else.
+// A mail's MAPI object. It supports ids for named properties and setting them, nothing else.
 #pragma once
 
 #include <map>
@@ -10,11 +10,11 @@
 
 namespace simulation::host {
 
-// One named property that was set on a mail. Texts are UTF-8.
+// One named property of a mail. Texts are UTF-8.
 struct HostNamedProperty {
   GUID propertySet;
   std::string name;
-  ULONG tag;  // as it was set: id and type
+  ULONG tag;  // id and type
   std::string value;
 };
 
@@ -24,21 +24,22 @@ class HostMessage final : public HostObject<HostMessage, IMessage> {
 
   HostMessage(HostCorePointer core, std::string owner);
 
-  // Properties in the order of their tags. A property set anew has its last value.
+  // In the order of their tags, each with its latest value.
   std::vector<HostNamedProperty> NamedProperties() const;
 
-  // Takes names of the kind MNID_STRING. Gives tags with the type PT_UNSPECIFIED. An unknown name
-  // gets an id with MAPI_CREATE; without, its tag is PT_ERROR and the result
-  // MAPI_W_ERRORS_RETURNED. The array lives as long as this object: its callers are known not to
-  // free it.
+  // Takes names of the kind MNID_STRING and returns tags with the type PT_UNSPECIFIED. MAPI_CREATE
+  // gives an unknown name an id; without that flag its tag is PT_ERROR and the result is
+  // MAPI_W_ERRORS_RETURNED. The array lives as long as this object, because the add-in doesn't free
+  // it.
   HRESULT STDMETHODCALLTYPE GetIDsFromNames(ULONG count, LPMAPINAMEID* names, ULONG flags,
                                             LPSPropTagArray* tags) override;
-  // Takes values of the type PT_UNICODE; another gives E_INVALIDARG and sets nothing.
+  // Takes values of the type PT_UNICODE. With any other type it sets nothing and returns
+  // E_INVALIDARG.
   HRESULT STDMETHODCALLTYPE SetProps(ULONG count, LPSPropValue values,
                                      LPSPropProblemArray* problems) override;
   std::string Label() const override;
 
-  // The rest of the interface: traps.
+  // The rest of the interface, which must not be called: these end the process.
   HRESULT STDMETHODCALLTYPE GetLastError(HRESULT, ULONG, LPMAPIERROR*) override;
   HRESULT STDMETHODCALLTYPE SaveChanges(ULONG) override;
   HRESULT STDMETHODCALLTYPE GetProps(LPSPropTagArray, ULONG, ULONG*, LPSPropValue*) override;

@@ -2,15 +2,13 @@
 
 namespace simulation::host {
 
-HRESULT GiveWideText(HostCore& core, platform::WideStringView text, BSTR* place) {
+HRESULT GiveWideText(platform::WideStringView text, BSTR* place) {
   *place = SysAllocStringLen(text.data(), static_cast<UINT>(text.size()));
-  if (*place == nullptr) return E_OUTOFMEMORY;
-  core.ledger.CountString();
-  return S_OK;
+  return *place != nullptr ? S_OK : E_OUTOFMEMORY;
 }
 
-// Gives what is left after it. The host's own references can't be dropped from outside: that would
-// be a mistake of the add-in that the ledger tells of.
+// Returns how many references are left. The add-in can't release the host's own references: the
+// ledger records the attempt as an over-release.
 ULONG HostObjectBase::DropReference() {
   if (m_references == m_hostReferences) {
     m_core->ledger.NoteOverRelease(Label());

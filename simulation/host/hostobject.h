@@ -1,5 +1,5 @@
-// What every object of the simulated host is built on: reference counting with a ledger, identity
-// queries answered from the list of its interfaces, and calls that go through the journal.
+// The base of every object of the simulated host: reference counts in a ledger, QueryInterface for
+// a list of interfaces, and calls that go through the journal.
 //
 // An object is a class derived from HostObject, or from HostDispatch if its interface is dual:
 //
@@ -12,7 +12,8 @@
 //     std::string Label() const override { ... }
 //   };
 //
-// It is made with HostRef<HostThing>::Make(core, ...) and lives as long as somebody holds it.
+// Create it with HostRef<HostThing>::Make(core, ...). It lives until its last reference is
+// released.
 #pragma once
 
 #include <cstdio>
@@ -39,13 +40,13 @@ struct HostPropertyName {
   platform::WideString name;
 };
 
-// What the objects of one host share. It lives as long as the last of them.
+// Shared by all objects of one host. Lives as long as the last of them.
 struct HostCore {
   HostLedger ledger;
   HostCalls calls;
   std::string versionText;
-  // The number in front of the version text's first dot; 0 if there is none, which counts as the
-  // newest version.
+  // The number before the version text's first dot. 0 if there is no number, which means the newest
+  // version.
   int majorVersion = 0;
   // The message store's table of named properties: the one at index n has the id 0x8000 + n.
   std::vector<HostPropertyName> propertyNames;
@@ -53,7 +54,7 @@ struct HostCore {
 
 using HostCorePointer = std::shared_ptr<HostCore>;
 
-// A member that nobody has any business calling was called.
+// Ends the process: the add-in called a member that it has no reason to call.
 [[noreturn]] inline void Trap(std::string_view hostClass, std::string_view member) {
   std::fprintf(stderr, "simulated host: %.*s::%.*s must not be called\n",
                static_cast<int>(hostClass.size()), hostClass.data(),
@@ -61,21 +62,21 @@ using HostCorePointer = std::shared_ptr<HostCore>;
   std::abort();
 }
 
-// Gives a fresh string with the whole text. The caller owns it.
-HRESULT GiveWideText(HostCore& core, platform::WideStringView text, BSTR* place);
+// Returns a new string with the whole text in `place`. The caller frees it.
+HRESULT GiveWideText(platform::WideStringView text, BSTR* place);
 
-// The counts and the ledger entry. Objects begin with no reference: HostRef takes the first.
+// Reference counts and the ledger entry. A new object has no reference; HostRef takes the first.
 class HostObjectBase {
  public:
   HostObjectBase(const HostObjectBase&) = delete;
   HostObjectBase& operator=(const HostObjectBase&) = delete;
 
-  // The interface, and what tells this object from its like. Readable, not unique.
+  // The interface, and something to recognise this object by. Readable, not unique.
   virtual std::string Label() const = 0;
 
   ULONG References() const { return m_references; }
   ULONG HostReferences() const { return m_hostReferences; }
-  // The references that were given away and not yet released.
+  // The references that the add-in got and hasn't released.
   ULONG Outstanding() const { return m_references - m_hostReferences; }
 
  protected:
@@ -90,36 +91,37 @@ class HostObjectBase {
   ULONG TakeReference() { return ++m_references; }
   ULONG DropReference();
 
-  // For members that came with a later version of the host: on an older one their slot isn't there.
+  // For members that a later version of the host added. Ends the process on an older version, which
+  // doesn't have that slot.
   void NeedVersion(int version, std::string_view hostClass, std::string_view member) const {
     if (m_core->majorVersion != 0 && m_core->majorVersion < version) Trap(hostClass, member);
   }
 
-  // The way of every call that gives one result through `place`: journal, fault, work. A null place
-  // gives E_POINTER.
+  // Answers a call that returns one value through `place`: notes it in the journal, applies a
+  // fault, does the work. A null `place` gives E_POINTER.
   template <typename Out, typename Work>
-  HRESULT Answer(HostCallId call, Out* place, Work work) {
-    const std::optional<HRESULT> fault = m_core->calls.Enter(call);
+  HRESULT Answer(std::string_view call, Out* place, Work work) {
+    const std::optional<HostFault> fault = m_core->calls.Enter(call);
     if (place == nullptr) return E_POINTER;
-    // A number keeps what the caller had put there when the call fails, a pointer doesn't.
-    if (std::is_pointer_v<Out> || fault == S_OK) *place = Out{};
-    if (fault && *fault <= 0) return *fault;
+    // A failing call leaves a number as the caller had it, and sets a pointer to null.
+    if (std::is_pointer_v<Out> || (fault && fault->result == S_OK)) *place = Out{};
+    if (fault && !fault->DoesTheWork()) return fault->result;
     const HRESULT result = work();
-    return fault ? *fault : result;
+    return fault ? fault->result : result;
   }
 
-  // The same for a call with no result to give.
+  // The same for a call that returns nothing but its result.
   template <typename Work>
-  HRESULT Answer(HostCallId call, Work work) {
-    const std::optional<HRESULT> fault = m_core->calls.Enter(call);
-    if (fault && *fault <= 0) return *fault;
+  HRESULT Answer(std::string_view call, Work work) {
+    const std::optional<HostFault> fault = m_core->calls.Enter(call);
+    if (fault && !fault->DoesTheWork()) return fault->result;
     const HRESULT result = work();
-    return fault ? *fault : result;
+    return fault ? fault->result : result;
   }
 
-  // Gives a text; an absent one is null.
-  HRESULT GiveText(const std::optional<platform::WideString>& text, BSTR* place) const {
-    return text ? GiveWideText(*m_core, *text, place) : S_OK;
+  // Returns a text through `place`; null if it is absent.
+  static HRESULT GiveText(const std::optional<platform::WideString>& text, BSTR* place) {
+    return text ? GiveWideText(*text, place) : S_OK;
   }
 
  private:
@@ -143,7 +145,7 @@ class HostObjectBase {
   HostObjectBase* m_next = nullptr;
 };
 
-// A reference of the host's own.
+// One of the host's own references.
 template <typename Object>
 class HostRef {
  public:
@@ -169,7 +171,7 @@ class HostRef {
   Object& operator*() const { return *m_object; }
   explicit operator bool() const { return m_object != nullptr; }
 
-  // Hands a reference to the add-in through `place`.
+  // Returns a reference to the add-in through `place`.
   template <typename Interface>
   HRESULT Give(Interface** place) const {
     if (m_object == nullptr) return S_OK;
@@ -186,13 +188,15 @@ class HostRef {
   Object* m_object = nullptr;
 };
 
-// The name and the id of each interface that an object can be asked for.
+// An interface's name and id, for QueryInterface.
 struct HostInterface {
   std::string_view name;
   const IID* iid;
 };
 template <typename Interface>
 inline constexpr HostInterface kHostInterface = {};
+template <>
+inline constexpr HostInterface kHostInterface<IUnknown> = {"IUnknown", &IID_IUnknown};
 template <>
 inline constexpr HostInterface kHostInterface<IDispatch> = {"IDispatch", &IID_IDispatch};
 template <>
@@ -247,75 +251,55 @@ template <>
 inline constexpr HostInterface kHostInterface<Attachment> = {"Attachment",
                                                              &outlookaddin::IID_Attachment};
 
-// An object that has `Interfaces` and IUnknown. Its identity is the first one's. IDispatch in front
-// of a dual interface is not listed: HostDispatch adds it.
+// An object with IUnknown and the interfaces listed. Its identity is the first one's. If that is a
+// dual interface it also answers for IDispatch.
 template <typename Object, typename First, typename... Others>
 class HostObject : public First, public Others..., public HostObjectBase {
  public:
   HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override {
-    if (IsEqualGUID(iid, IID_IUnknown)) {
-      constexpr HostCallId kCall = QueryCall("IUnknown");
-      return GiveInterface<First>(kCall, object);
-    }
+    HRESULT result = E_NOINTERFACE;
+    bool found = TryInterface<First>(kHostInterface<IUnknown>, iid, object, &result);
     if constexpr (std::is_base_of_v<IDispatch, First>) {
-      if (IsEqualGUID(iid, IID_IDispatch)) {
-        constexpr HostCallId kCall = QueryCall("IDispatch");
-        return GiveInterface<First>(kCall, object);
-      }
+      found = found || TryInterface<First>(kHostInterface<IDispatch>, iid, object, &result);
     }
     if constexpr (std::is_base_of_v<IMAPIProp, First>) {
-      if (IsEqualGUID(iid, kIidMapiProp)) {
-        constexpr HostCallId kCall = QueryCall("IMAPIProp");
-        return GiveInterface<First>(kCall, object);
-      }
+      found = found || TryInterface<First>(kHostInterface<IMAPIProp>, iid, object, &result);
     }
-    HRESULT result = E_NOINTERFACE;
-    const bool found = (TryInterface<First>(iid, object, &result) || ... ||
-                        TryInterface<Others>(iid, object, &result));
+    found = found || TryInterface<First>(kHostInterface<First>, iid, object, &result);
+    found = found ||
+            (TryInterface<Others>(kHostInterface<Others>, iid, object, &result) || ... || false);
     if (found) return result;
-    constexpr HostCallId kCall = QueryCall("other");
-    return Answer(kCall, object, [] { return E_NOINTERFACE; });
+    return Answer(QueryCall("other"), object, [] { return E_NOINTERFACE; });
   }
   ULONG STDMETHODCALLTYPE AddRef() override { return TakeReference(); }
   ULONG STDMETHODCALLTYPE Release() override { return DropReference(); }
 
-  // What asking for IUnknown gives, without a reference: an object with several interfaces is an
-  // IUnknown several times over.
+  // The object's identity, the same pointer that QueryInterface(IUnknown) returns, without a new
+  // reference. A cast would be ambiguous, since each interface has its own IUnknown.
   IUnknown* Identity() { return static_cast<First*>(this); }
 
  protected:
   using HostObjectBase::HostObjectBase;
 
  private:
-  // The names are looked up while compiling.
-  static constexpr HostCallId QueryCall(std::string_view asked) {
-    return {Object::kHostClass, "::QueryInterface(", asked, ")"};
+  static std::string QueryCall(std::string_view asked) {
+    return std::string(Object::kHostClass).append("::QueryInterface(").append(asked).append(")");
   }
 
+  // If `iid` is `asked`'s, answers with this object as an `Interface`.
   template <typename Interface>
-  HRESULT GiveInterface(HostCallId call, void** object) {
-    return Answer(call, object, [&] {
+  bool TryInterface(const HostInterface& asked, REFIID iid, void** object, HRESULT* result) {
+    if (!IsEqualGUID(iid, *asked.iid)) return false;
+    *result = Answer(QueryCall(asked.name), object, [&] {
       TakeReference();
       *object = static_cast<Interface*>(this);
       return S_OK;
     });
-  }
-
-  template <typename Interface>
-  bool TryInterface(REFIID iid, void** object, HRESULT* result) {
-    // An object that is nothing but an IDispatch was answered before.
-    if constexpr (!std::is_same_v<Interface, IDispatch>) {
-      if (IsEqualGUID(iid, *kHostInterface<Interface>.iid)) {
-        constexpr HostCallId kCall = QueryCall(kHostInterface<Interface>.name);
-        *result = GiveInterface<Interface>(kCall, object);
-        return true;
-      }
-    }
-    return false;
+    return true;
   }
 };
 
-// The same for a dual interface. The add-in calls members by their slots, never by name or number.
+// The same for a dual interface. The add-in calls members through their slots, never by name or id.
 template <typename Object, typename First, typename... Others>
 class HostDispatch : public HostObject<Object, First, Others...> {
  public:
@@ -337,8 +321,8 @@ class HostDispatch : public HostObject<Object, First, Others...> {
   using HostObject<Object, First, Others...>::HostObject;
 };
 
-// The place that a collection's index names, counted from 0. Collections take a VT_I4 counted from
-// 1 and nothing else.
+// Converts a collection's index, a VT_I4 that counts from 1, into a position that counts from 0.
+// Any other type is DISP_E_TYPEMISMATCH, any other number DISP_E_BADINDEX.
 HRESULT ReadIndex(const VARIANT& index, std::size_t count, std::size_t* place);
 
 }  // namespace simulation::host

@@ -99,7 +99,7 @@ HRESULT HostRecipient::get_AddressEntry(AddressEntry** entry) {
 }
 
 HRESULT HostRecipient::get_Name(BSTR* name) {
-  return Answer("Recipient::get_Name", name, [&] { return GiveWideText(Core(), m_name, name); });
+  return Answer("Recipient::get_Name", name, [&] { return GiveWideText(m_name, name); });
 }
 
 std::string HostRecipient::Label() const {

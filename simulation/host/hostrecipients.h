@@ -1,4 +1,4 @@
-// Who a mail goes to: recipients, and the address entries behind them.
+// A mail's recipients and their address entries.
 #pragma once
 
 #include <map>
@@ -13,8 +13,8 @@ namespace simulation::host {
 
 class HostAddressEntry;
 
-// The address entries of one mail: one object for one mail::MailAddressEntry, however it is
-// reached, so that identity can be relied on for as long as the mail is open.
+// The address entries of one mail: one object for each mail::MailAddressEntry, no matter how the
+// add-in reached it, so its identity is stable while the mail is open.
 class HostAddressBook : public std::enable_shared_from_this<HostAddressBook> {
  public:
   explicit HostAddressBook(HostCorePointer core) : m_core(std::move(core)) {}
@@ -22,7 +22,7 @@ class HostAddressBook : public std::enable_shared_from_this<HostAddressBook> {
   // Null for a null entry.
   HostRef<HostAddressEntry> Find(const std::shared_ptr<mail::MailAddressEntry>& entry);
 
-  // The mail goes. What is asked for from here on is made anew each time.
+  // The mail is being destroyed. From now on Find creates a new object each time.
   void Close();
 
  private:
@@ -43,8 +43,7 @@ class HostAddressEntry final : public HostDispatch<HostAddressEntry, AddressEntr
   HRESULT STDMETHODCALLTYPE get_Address(BSTR* address) override;
   HRESULT STDMETHODCALLTYPE get_DisplayType(LONG* type) override;
   HRESULT STDMETHODCALLTYPE get_ID(BSTR* id) override;
-  // A collection of the caller's own, with a position of its own; null for an entry that is no
-  // list.
+  // A new collection with its own position for each caller; null if the entry isn't a list.
   HRESULT STDMETHODCALLTYPE get_Members(AddressEntries** members) override;
   std::string Label() const override;
 
@@ -55,7 +54,7 @@ class HostAddressEntry final : public HostDispatch<HostAddressEntry, AddressEntr
   std::optional<platform::WideString> m_id;
 };
 
-// The members of a list, walked from the first on. Behind the last one comes null.
+// Walks the members of a list. After the last one it returns null.
 class HostAddressEntries final : public HostDispatch<HostAddressEntries, AddressEntries> {
  public:
   static constexpr std::string_view kHostClass = "AddressEntries";
@@ -97,7 +96,7 @@ class HostRecipients final : public HostDispatch<HostRecipients, Recipients> {
  public:
   static constexpr std::string_view kHostClass = "Recipients";
 
-  // Label of the mail that they belong to.
+  // `owner` is the mail's label.
   HostRecipients(HostCorePointer core, HostAddressBookPointer book,
                  std::shared_ptr<const mail::MailModel> mail, std::string owner);
 
@@ -109,7 +108,7 @@ class HostRecipients final : public HostDispatch<HostRecipients, Recipients> {
   HostAddressBookPointer m_book;
   std::shared_ptr<const mail::MailModel> m_mail;
   std::string m_owner;
-  std::vector<HostRef<HostRecipient>> m_recipients;  // made when first asked for
+  std::vector<HostRef<HostRecipient>> m_recipients;  // created on first use
 };
 
 }  // namespace simulation::host

@@ -12,7 +12,7 @@ void RemoveWindow(std::vector<HostRef<Window>>& open, const Window& window) {
   const auto found = std::find_if(
       open.begin(), open.end(), [&](const HostRef<Window>& each) { return each.Get() == &window; });
   if (found == open.end()) return;
-  const HostRef<Window> last = *found;  // the window goes when it is in the list no more
+  const HostRef<Window> last = *found;  // keeps the window alive until it is out of the list
   open.erase(found);
 }
 
@@ -38,7 +38,7 @@ HRESULT HostInspector::get_CurrentItem(IDispatch** item) {
 
 HRESULT HostInspector::get_Caption(BSTR* caption) {
   return Answer("_Inspector::get_Caption", caption,
-                [&] { return GiveWideText(Core(), m_wideCaption, caption); });
+                [&] { return GiveWideText(m_wideCaption, caption); });
 }
 
 std::string HostInspector::Label() const {
@@ -122,7 +122,7 @@ HostApplication::HostApplication(HostCorePointer core)
 
 HRESULT HostApplication::get_Version(BSTR* version) {
   return Answer("_Application::get_Version", version,
-                [&] { return GiveWideText(Core(), m_version, version); });
+                [&] { return GiveWideText(m_version, version); });
 }
 
 HRESULT HostApplication::get_Explorers(_Explorers** explorers) {

@@ -11,20 +11,20 @@
 
 namespace simulation::host {
 
-// A window of its own for one item. It holds the item.
+// A window that shows one item. It holds the item.
 class HostInspector final : public HostEventSource<HostInspector, _Inspector> {
  public:
   static constexpr std::string_view kHostClass = "_Inspector";
-  static constexpr HostCallId kFindCall = "_Inspector::FindConnectionPoint";
+  static constexpr std::string_view kFindCall = "_Inspector::FindConnectionPoint";
 
-  // One of the two items is null. The caption is UTF-8.
+  // Exactly one of the two items is null. The caption is UTF-8.
   HostInspector(HostCorePointer core, std::string caption, HostRef<HostMailItem> mail,
                 HostRef<HostOtherItem> other);
 
   // The mail that it shows, or null.
   HostMailItem* Mail() const { return m_mail.Get(); }
   const std::string& Caption() const { return m_caption; }
-  // The user has typed another subject.
+  // The user has changed the subject.
   void SetCaption(std::string caption);
 
   FiredResults FireClose() { return Fire(outlookaddin::kDispidInspectorClose, {}); }
@@ -43,7 +43,7 @@ class HostInspector final : public HostEventSource<HostInspector, _Inspector> {
 class HostInspectors final : public HostEventSource<HostInspectors, _Inspectors> {
  public:
   static constexpr std::string_view kHostClass = "_Inspectors";
-  static constexpr HostCallId kFindCall = "_Inspectors::FindConnectionPoint";
+  static constexpr std::string_view kFindCall = "_Inspectors::FindConnectionPoint";
 
   explicit HostInspectors(HostCorePointer core);
 
@@ -67,9 +67,9 @@ class HostInspectors final : public HostEventSource<HostInspectors, _Inspectors>
 class HostExplorer final : public HostEventSource<HostExplorer, _Explorer> {
  public:
   static constexpr std::string_view kHostClass = "_Explorer";
-  static constexpr HostCallId kFindCall = "_Explorer::FindConnectionPoint";
+  static constexpr std::string_view kFindCall = "_Explorer::FindConnectionPoint";
 
-  // `number` tells it from others in its label.
+  // `number` distinguishes explorers in their labels.
   HostExplorer(HostCorePointer core, int number);
 
   HostMailItem* InlineResponse() const { return m_response.Get(); }
@@ -126,7 +126,7 @@ class HostApplication final : public HostDispatch<HostApplication, _Application>
   HostRef<HostInspectors> m_inspectors;
 };
 
-// What stands for the add-in in the host's list of add-ins.
+// The add-in's entry in the host's list of add-ins.
 class HostAddInEntry final : public HostDispatch<HostAddInEntry, IDispatch> {
  public:
   static constexpr std::string_view kHostClass = "COMAddIn";

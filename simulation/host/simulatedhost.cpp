@@ -13,8 +13,8 @@ HostCorePointer MakeCore(std::string version) {
   return core;
 }
 
-// What outlived its host: held on to here, so that a leak checker takes it for reachable. The
-// ledger is what tells of it, and tells it better.
+// Keeps objects that outlive their host reachable, so that a leak checker doesn't report them. The
+// ledger reports them better.
 void KeepReachable(const HostCorePointer& core) {
   static auto& kept = *new std::vector<HostCorePointer>;
   if (!core->ledger.Alive().empty()) kept.push_back(core);

@@ -1,5 +1,5 @@
-// A mail host in miniature: application, windows and mails that an add-in can be connected to, the
-// real events, real reference counts.
+// A miniature mail host to connect an add-in to: application, windows and mails, with real events
+// and real reference counts.
 //
 //   simulation::host::SimulatedHost host("16.0.0.1234");
 //   host.OpenExplorer();
@@ -8,24 +8,22 @@
 //   const simulation::host::SendOutcome sent = host.Send(*window.Mail());   // fires Send
 //   host.CloseInspector(window);                                  // fires Close
 //   host.Disconnect();
-//   std::fputs(host.Ledger().Report().c_str(), stderr);           // what the add-in has left
+//   std::fputs(host.Ledger().Report().c_str(), stderr);           // what the add-in still holds
 //
-// Nothing here needs the real host or a running COM: the objects are plain C++ behind the host's
-// vtables, so the same host serves natively and, on Windows, an add-in that came from a class
-// factory.
+// It needs neither Outlook nor a running COM: the objects are plain C++ with the host's vtables.
+// The same code runs natively and, on Windows, with an add-in that a class factory created.
 //
-// Who holds what: the host holds its application object, which holds its collections, which hold
-// the open windows; a window holds its item, an item everything below it. These are the host's own
-// references, which the ledger tells from those that were given away. What a function here gives
-// as a C++ reference stays valid for as long as the host holds it: a window until it is closed, a
-// mail until its window is closed or, for one made by CreateMail, until ReleaseMail.
+// Ownership: the host holds its application object, which holds its collections, which hold the
+// open windows. A window holds its item, and an item holds everything below it. The ledger counts
+// these references apart from the add-in's. A C++ reference that a function here returns is valid
+// for as long as the host holds the object: a window until it is closed, a mail until its window is
+// closed or, after CreateMail, until ReleaseMail.
 //
-// At the end the host fires nothing, closes its windows and gives back all that it holds. Objects
-// that an add-in still holds live on, stay usable, and stay in the ledger: keep it with
-// SharedLedger to ask afterwards.
+// The destructor closes the windows without firing events and releases everything the host holds.
+// Objects that the add-in still holds stay usable and stay in the ledger; use SharedLedger to look
+// at it afterwards.
 //
-// Everything belongs to one thread, the host's main thread. Exceptions that a sink throws pass
-// through to the caller.
+// For use on one thread, the host's main thread. A sink's exceptions pass through to the caller.
 #pragma once
 
 #include <memory>
@@ -41,14 +39,14 @@
 
 namespace simulation::host {
 
-// Whether the host tells of a new window, or leaves the add-in to find it.
+// Whether the host fires NewInspector for a new window, or leaves it to the add-in to find it.
 enum class Announce { kYes, kNo };
 
 class SimulatedHost {
  public:
-  // The version text is what the application gives. Members that came with a later version than
-  // the number in front of its first dot are traps; a text without such a number counts as the
-  // newest version.
+  // `version` is the text that the application returns. The number before its first dot decides
+  // which members exist: calling one that came with a later version ends the process. A text
+  // without such a number means the newest version.
   explicit SimulatedHost(std::string version = "16.0.0.1234");
   ~SimulatedHost();
   SimulatedHost(const SimulatedHost&) = delete;
@@ -62,14 +60,14 @@ class SimulatedHost {
   HostAddInEntry& AddInEntry() const { return *m_addInEntry; }
 
   // Connects an add-in as at start-up: takes a reference to it and calls OnConnection,
-  // OnAddInsUpdate and OnStartupComplete. Gives what OnConnection returned; on failure the add-in
-  // is let go. E_UNEXPECTED while one is connected, E_POINTER for null.
+  // OnAddInsUpdate and OnStartupComplete. Returns OnConnection's result, and releases the add-in if
+  // that is a failure. E_UNEXPECTED if an add-in is connected already, E_POINTER for null.
   HRESULT Connect(_IDTExtensibility2* addIn, ext_ConnectMode mode = ext_cm_Startup);
-  // Calls OnBeginShutdown (if the host shuts down) and OnDisconnection and gives the reference
-  // back. Gives what OnDisconnection returned; E_UNEXPECTED if none is connected.
+  // Calls OnBeginShutdown (if the host shuts down) and OnDisconnection, and releases the add-in.
+  // Returns OnDisconnection's result; E_UNEXPECTED if no add-in is connected.
   HRESULT Disconnect(ext_DisconnectMode mode = ext_dm_HostShutdown);
 
-  // Explorers. Opening one fires nothing that an add-in here listens to.
+  // Explorers. Opening one fires no event that this add-in subscribes to.
   HostExplorer& OpenExplorer();
   void CloseExplorer(HostExplorer& explorer);
 
@@ -77,22 +75,22 @@ class SimulatedHost {
   HostInspector& OpenInspector(mail::MailModel model, Announce announce = Announce::kYes);
   HostInspector& OpenInspector(HostMailItem& mail, std::string caption,
                                Announce announce = Announce::kYes);
-  // Opens a window on an item that is no mail.
+  // Opens a window on an item that isn't a mail.
   HostInspector& OpenOtherInspector(std::string caption, Announce announce = Announce::kYes);
-  // Fires Close and lets the window go, and with it its item.
+  // Fires Close and releases the window and its item.
   void CloseInspector(HostInspector& inspector);
 
-  // Begins a reply inside an explorer, which holds the item, and fires InlineResponse.
+  // Starts a reply inside an explorer, which holds the item, and fires InlineResponse.
   HostMailItem& BeginInlineResponse(HostExplorer& explorer, mail::MailModel model);
-  // The reply is sent or dropped: the explorer lets the item go. Nothing is fired.
+  // The reply was sent or discarded: the explorer releases the item. Fires nothing.
   void EndInlineResponse(HostExplorer& explorer);
 
-  // A mail without a window, held until ReleaseMail or the end of the host.
+  // Creates a mail without a window. The host holds it until ReleaseMail or its own end.
   HostMailItem& CreateMail(mail::MailModel model);
   void ReleaseMail(HostMailItem& mail);
 
-  // The user presses Send. What happens to the window is the caller's: a mail that isn't cancelled
-  // would be closed with it.
+  // The user presses Send. Leaves the window open; a real host would close it unless the add-in
+  // cancels.
   SendOutcome Send(HostMailItem& mail, VARIANT_BOOL cancel = VARIANT_FALSE) {
     return mail.FireSend(cancel);
   }

@@ -100,9 +100,9 @@ TEST(HostEvents, SendWithoutSinkLeavesTheFlag) {
   EXPECT_EQ(VARIANT_TRUE, host.Send(mail, VARIANT_TRUE).cancel);
 }
 
-TEST(HostEvents, SendTellsWhatEachSinkReturned) {
-  RecordingSink first(outlookaddin::IID_ItemEvents);
-  RecordingSink second(outlookaddin::IID_ItemEvents);
+TEST(HostEvents, SendReportsWhatEachSinkReturned) {
+  RecordingSink first(outlook::IID_ItemEvents);
+  RecordingSink second(outlook::IID_ItemEvents);
   SimulatedHost host;
   HostMailItem& mail = host.CreateMail(MailWithSubject("Send"));
   first.result = E_FAIL;
@@ -170,7 +170,7 @@ TEST(HostEvents, SinkWithoutTheEventInterfaceIsRefused) {
   EXPECT_EQ(1u, sink.References());
 }
 
-TEST(HostEvents, SourceHasNoPointForAnotherInterface) {
+TEST(HostEvents, SourceHasNoConnectionPointForAnotherInterface) {
   SimulatedHost host;
   HostMailItem& mail = host.CreateMail(MailWithSubject("Other"));
   ComPtr<IConnectionPointContainer> container;
@@ -181,7 +181,7 @@ TEST(HostEvents, SourceHasNoPointForAnotherInterface) {
   EXPECT_FALSE(point);
 }
 
-// Unsubscribes another sink, and itself, while it is called.
+// Unsubscribes another sink and itself during a call.
 class UnsubscribingSink final : public RecordingSink {
  public:
   UnsubscribingSink() : RecordingSink(outlookaddin::IID_ItemEvents) {}
@@ -216,8 +216,8 @@ TEST(HostEvents, SinkMayUnsubscribeItselfAndOthersWhileCalled) {
   EXPECT_EQ(1u, second.References());
 }
 
-TEST(HostEvents, SourceLetsItsSinksGoAtItsEnd) {
-  RecordingSink sink(outlookaddin::IID_InspectorEvents);
+TEST(HostEvents, SourceReleasesItsSinksAtItsEnd) {
+  RecordingSink sink(outlook::IID_InspectorEvents);
   SimulatedHost host;
   HostInspector& window = host.OpenInspector(MailWithSubject("End"));
   Subscribe(window.Identity(), outlookaddin::IID_InspectorEvents, &sink);
@@ -226,7 +226,7 @@ TEST(HostEvents, SourceLetsItsSinksGoAtItsEnd) {
   EXPECT_EQ(1u, sink.References());
 }
 
-// A sink without a count of its own may be gone by then.
+// A sink without a reference count may be freed already.
 TEST(HostEvents, SourceLeavesSinksAloneAfterAFailedUnsubscription) {
   for (const char* const call : {"ItemEvents::Unadvise", "_MailItem::FindConnectionPoint",
                                  "_MailItem::QueryInterface(IConnectionPointContainer)"}) {
@@ -248,8 +248,8 @@ TEST(HostEvents, SourceLeavesSinksAloneAfterAFailedUnsubscription) {
   }
 }
 
-TEST(HostEvents, PointOutlivesItsSourceAndConnectsNobody) {
-  RecordingSink sink(outlookaddin::IID_ItemEvents);
+TEST(HostEvents, ConnectionPointOutlivesItsSourceAndThenRefusesSinks) {
+  RecordingSink sink(outlook::IID_ItemEvents);
   SimulatedHost host;
   HostMailItem& mail = host.CreateMail(MailWithSubject("Gone"));
   const ComPtr<IConnectionPoint> point = FindPoint(mail.Identity(), outlookaddin::IID_ItemEvents);

@@ -70,7 +70,7 @@ TEST(HostMailItem, TextIsWideAndKeepsNuls) {
             platform::WideString(text.View()));
 }
 
-TEST(HostMailItem, EachTextIsTheCallersOwn) {
+TEST(HostMailItem, EachTextIsANewOne) {
   SimulatedHost host;
   HostMailItem& mail = host.CreateMail(MailWithSubject("Twice"));
   Bstr first;
@@ -100,7 +100,7 @@ TEST(HostMailItem, IdentityIsTheSameThroughEveryInterface) {
   EXPECT_EQ(2u, mail.Outstanding());
 }
 
-TEST(HostMailItem, ReleaseGivesTheCountThatIsLeft) {
+TEST(HostMailItem, ReleaseReturnsTheRemainingCount) {
   SimulatedHost host;
   HostMailItem& mail = host.CreateMail(MailWithSubject("Count"));
   EXPECT_EQ(2u, mail.AddRef());
@@ -151,7 +151,7 @@ TEST(HostMailItem, RecipientWithoutEntryGivesNull) {
   EXPECT_FALSE(entry);
 }
 
-TEST(HostMailItem, OneEntryBehindSeveralRecipientsHasOneIdentity) {
+TEST(HostMailItem, RecipientsWithOneEntryShareItsIdentity) {
   SimulatedHost host;
   const auto shared = Person("shared@example.org");
   mail::MailModel model;
@@ -169,7 +169,7 @@ TEST(HostMailItem, OneEntryBehindSeveralRecipientsHasOneIdentity) {
   EXPECT_EQ(IdentityOf(first.Get()), IdentityOf(member.Get()));
 }
 
-TEST(HostMailItem, ListThatHoldsItselfGivesItself) {
+TEST(HostMailItem, ListMayContainItself) {
   SimulatedHost host;
   const auto list = PersonalList("circle", {});
   list->members = {Person("a@example.org"), list};
@@ -187,7 +187,7 @@ TEST(HostMailItem, ListThatHoldsItselfGivesItself) {
   list->members.clear();
 }
 
-TEST(HostMailItem, EachWalkOverAListHasItsOwnPlace) {
+TEST(HostMailItem, EachWalkOverAListHasItsOwnPosition) {
   SimulatedHost host;
   mail::MailModel model;
   model.recipients.push_back(
@@ -217,7 +217,7 @@ TEST(HostMailItem, PersonHasNoMembers) {
   EXPECT_FALSE(members);
 }
 
-TEST(HostMailItem, EntriesGoWithTheMail) {
+TEST(HostMailItem, EntriesAreReleasedWithTheMail) {
   SimulatedHost host;
   mail::MailModel model;
   const auto inner = PersonalList("inner", {Person("a@example.org")});
@@ -227,7 +227,7 @@ TEST(HostMailItem, EntriesGoWithTheMail) {
   ComPtr<AddressEntries> members;
   EntryAt(mail, 1)->get_Members(members.Put());
   host.ReleaseMail(mail);
-  // A walk that outlives its mail still works.
+  // The collection still works after its mail is gone.
   {
     ComPtr<AddressEntry> entry;
     EXPECT_EQ(S_OK, members->GetFirst(entry.Put()));
@@ -287,7 +287,7 @@ TEST(HostMailItem, AttachmentMayLackItsNames) {
   EXPECT_EQ(6, type);
 }
 
-TEST(HostMailItem, NewModelKeepsTheItemAndReplacesWhatIsBelow) {
+TEST(HostMailItem, NewModelKeepsTheItemAndReplacesItsObjects) {
   SimulatedHost host;
   HostMailItem& mail = host.CreateMail(MailWithSubject("Before"));
   ComPtr<Recipients> before;
@@ -307,7 +307,7 @@ TEST(HostMailItem, NewModelKeepsTheItemAndReplacesWhatIsBelow) {
   EXPECT_EQ(0, count);
 }
 
-TEST(HostMailItem, OtherItemIsNoMail) {
+TEST(HostMailItem, OtherItemIsNotAMail) {
   SimulatedHost host;
   HostInspector& window = host.OpenOtherInspector("Appointment");
   EXPECT_EQ(nullptr, window.Mail());
@@ -335,7 +335,7 @@ class HostSaving : public testing::Test {
     mail::MailModel model;
     model.attachments.push_back({1, "a", std::nullopt, content});
     platform::WideString wide = Utf8ToWide(path.string());
-    // A plain buffer with more behind its NUL: there is no length in front of it.
+    // A plain buffer without a length prefix, and with more text after the NUL.
     wide.append({0, 'x', 'y'});
     return AttachmentAt(m_host.CreateMail(model), 1)->SaveAsFile(wide.data());
   }
@@ -355,13 +355,13 @@ TEST_F(HostSaving, WritesTheContent) {
   EXPECT_EQ(content, Content(m_folder / "copy"));
 }
 
-TEST_F(HostSaving, ReplacesWhatWasThere) {
+TEST_F(HostSaving, ReplacesAnExistingFile) {
   EXPECT_EQ(S_OK, Save("a longer content", m_folder / "copy"));
   EXPECT_EQ(S_OK, Save("short", m_folder / "copy"));
   EXPECT_EQ("short", Content(m_folder / "copy"));
 }
 
-TEST_F(HostSaving, EmptyContentMakesAnEmptyFile) {
+TEST_F(HostSaving, EmptyContentCreatesAnEmptyFile) {
   EXPECT_EQ(S_OK, Save("", m_folder / "copy"));
   EXPECT_TRUE(std::filesystem::exists(m_folder / "copy"));
   EXPECT_EQ("", Content(m_folder / "copy"));
@@ -377,7 +377,7 @@ TEST_F(HostSaving, ShortWritesAreContinued) {
   EXPECT_EQ("0123456789", Content(m_folder / "copy"));
 }
 
-TEST_F(HostSaving, FailsWhereNoFileCanBeMade) {
+TEST_F(HostSaving, FailsIfTheFileCannotBeCreated) {
   EXPECT_EQ(E_ACCESSDENIED, Save("content", m_folder / "missing" / "copy"));
 }
 
@@ -405,7 +405,7 @@ class HostProperties : public testing::Test {
     platform::QueryFor(object.Get(), kIidMessage, &m_message);
   }
 
-  // The tag of one name; `*result` is what the call returned.
+  // The tag of a name; `*result` becomes the call's result.
   ULONG TagOf(IMAPIProp* object, platform::WideString name, ULONG flags, HRESULT* result) {
     GUID propertySet = kPsInternetHeaders;
     MAPINAMEID wanted = {};

@@ -1,5 +1,5 @@
-// Every member that the add-in calls, called by the number of its slot on an interface that was
-// asked for by the number of its id, as a binary caller would.
+// Calls every member that the add-in uses through its slot number, on an interface requested by its
+// numeric id, as a binary caller does.
 #include <gtest/gtest.h>
 
 #include "platform/files.h"
@@ -34,7 +34,7 @@ mail::MailModel FullMail() {
 
 class HostSlots : public testing::Test {
  protected:
-  // The object's interface with that id, kept until the test ends.
+  // The object's interface with that id, held until the test ends.
   void* Ask(IUnknown* object, ULONG firstOfId) {
     void* found = nullptr;
     EXPECT_EQ(S_OK, object->QueryInterface(IdEnding(firstOfId), &found)) << std::hex << firstOfId;
@@ -54,7 +54,7 @@ class HostSlots : public testing::Test {
     return number;
   }
 
-  // What a slot gives, asked for the interface with that id.
+  // What the getter in a slot returns, queried for the interface with that id.
   void* ObjectFrom(void* object, std::size_t slot, ULONG firstOfId) {
     return AskGiven(firstOfId, [&](IUnknown** place) { return CallSlot(object, slot, place); });
   }
@@ -176,8 +176,8 @@ TEST_F(HostSlots, MailGivesItsMapiObject) {
   EXPECT_EQ(message, properties);
 }
 
-// The members that every interface shares (slots 7 to 10) are none of the add-in's business, but
-// for the mail's session.
+// The add-in calls none of the members that every interface shares (slots 7 to 10), except the
+// mail's session.
 TEST_F(HostSlots, EventInterfacesHaveTheirNumbers) {
   EXPECT_TRUE(IsEqualGUID(IdEnding(0x00063079), outlookaddin::IID_InspectorsEvents));
   EXPECT_TRUE(IsEqualGUID(IdEnding(0x0006307D), outlookaddin::IID_InspectorEvents));
@@ -186,7 +186,7 @@ TEST_F(HostSlots, EventInterfacesHaveTheirNumbers) {
 }
 
 TEST_F(HostSlots, AddInContractHasItsSlots) {
-  // An add-in's table is called by the host: each slot is reached under its own number.
+  // The host calls the add-in's vtable: each method is in its slot.
   struct Numbered final : _IDTExtensibility2 {
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID, void**) override { return 0; }
     ULONG STDMETHODCALLTYPE AddRef() override { return 1; }

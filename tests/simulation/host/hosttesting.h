@@ -1,5 +1,5 @@
-// What the tests of the simulated host share: owners for what it gives, a sink and an add-in that
-// write down how they were called.
+// Shared by the tests of the simulated host: smart pointers for its results, and a sink that
+// records its calls.
 #pragma once
 
 #include <string>
@@ -23,7 +23,7 @@ inline VARIANT Index(LONG number) {
   return index;
 }
 
-// A getter's text in UTF-8; "(null)" for none.
+// A getter's text in UTF-8; "(null)" for null.
 inline std::string Text(const platform::Bstr& text) {
   return text ? WideToUtf8(text.View()) : "(null)";
 }
@@ -36,8 +36,8 @@ HRESULT CallSlot(void* object, std::size_t slot, Arguments... arguments) {
   return reinterpret_cast<Function>(table[slot])(object, arguments...);
 }
 
-// Writes down the events that it was called with and counts its references. Like every sink it has
-// to outlive its source or to unsubscribe: declare it in front of the host.
+// Records the events that it receives and counts its references. Like every sink it has to outlive
+// its source or unsubscribe: declare it before the host.
 class RecordingSink : public IDispatch {
  public:
   explicit RecordingSink(const IID& eventInterface) : m_eventInterface(eventInterface) {}
@@ -46,7 +46,7 @@ class RecordingSink : public IDispatch {
     DISPID dispid;
     bool noInterface;
     WORD flags;
-    std::vector<VARIANTARG> arguments;  // as passed: the last one first
+    std::vector<VARIANTARG> arguments;  // in the order they were passed: last one first
     UINT namedArguments;
   };
 
@@ -88,7 +88,7 @@ class RecordingSink : public IDispatch {
   ULONG m_references = 1;
 };
 
-// Asks a source for the connection point of an event interface, as an add-in does.
+// Gets a source's connection point for an event interface, as an add-in does.
 inline platform::ComPtr<IConnectionPoint> FindPoint(IUnknown* source, const IID& events) {
   platform::ComPtr<IConnectionPointContainer> container;
   platform::QueryFor(source, IID_IConnectionPointContainer, &container);
@@ -97,7 +97,7 @@ inline platform::ComPtr<IConnectionPoint> FindPoint(IUnknown* source, const IID&
   return point;
 }
 
-// Subscribes a sink; gives the cookie, 0 on failure.
+// Subscribes a sink and returns the cookie; 0 on failure.
 inline DWORD Subscribe(IUnknown* source, const IID& events, IUnknown* sink) {
   const platform::ComPtr<IConnectionPoint> point = FindPoint(source, events);
   DWORD cookie = 0;

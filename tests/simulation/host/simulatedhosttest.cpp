@@ -11,7 +11,7 @@ using platform::ComPtr;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-// Writes down the calls of the add-in contract.
+// Records the calls of the add-in interface.
 class RecordingAddIn final : public _IDTExtensibility2 {
  public:
   std::vector<std::string> calls;
@@ -89,11 +89,11 @@ TEST(SimulatedHost, ConnectsAnAddInByHand) {
   host.Disconnect(ext_dm_UserClosed);
   EXPECT_THAT(addIn.calls, ElementsAre("OnConnection", "OnAddInsUpdate", "OnDisconnection"));
   EXPECT_EQ(1, addIn.mode);
-  // The same add-in may come back.
+  // The same add-in can be connected again.
   EXPECT_EQ(S_OK, host.Connect(&addIn));
 }
 
-TEST(SimulatedHost, LetsAnAddInGoThatFailsToConnect) {
+TEST(SimulatedHost, ReleasesAnAddInThatFailsToConnect) {
   SimulatedHost host;
   RecordingAddIn addIn;
   addIn.connectResult = E_FAIL;
@@ -103,7 +103,7 @@ TEST(SimulatedHost, LetsAnAddInGoThatFailsToConnect) {
   EXPECT_EQ(E_POINTER, host.Connect(nullptr));
 }
 
-TEST(SimulatedHost, LetsTheAddInGoAtItsEnd) {
+TEST(SimulatedHost, ReleasesTheAddInAtItsEnd) {
   RecordingAddIn addIn;
   {
     SimulatedHost host;
@@ -112,7 +112,7 @@ TEST(SimulatedHost, LetsTheAddInGoAtItsEnd) {
   EXPECT_EQ(1u, addIn.References());
 }
 
-TEST(SimulatedHost, ClosedWindowLeavesTheCollectionAndLetsItsItemGo) {
+TEST(SimulatedHost, ClosedWindowLeavesTheCollectionAndReleasesItsItem) {
   SimulatedHost host;
   HostInspector& first = host.OpenInspector(MailWithSubject("First"));
   host.OpenInspector(MailWithSubject("Second"));
@@ -131,7 +131,7 @@ TEST(SimulatedHost, ClosedWindowLeavesTheCollectionAndLetsItsItemGo) {
   EXPECT_THAT(mails, ElementsAre("_MailItem \"Second\""));
 }
 
-TEST(SimulatedHost, CaptionIsMadeOfTheSubjectAndCanChange) {
+TEST(SimulatedHost, CaptionComesFromTheSubjectAndCanChange) {
   SimulatedHost host;
   HostInspector& window = host.OpenInspector(MailWithSubject("Hello"));
   EXPECT_EQ("Hello - Message", window.Caption());
@@ -163,7 +163,7 @@ TEST(SimulatedHost, ClosedExplorerLeavesTheCollection) {
   EXPECT_EQ(static_cast<_Explorer*>(&second), left.Get());
 }
 
-TEST(SimulatedHost, EndsWithNothingAliveWhenNobodyHoldsAnything) {
+TEST(SimulatedHost, EndsWithNothingAliveWithoutOutstandingReferences) {
   std::shared_ptr<HostLedger> ledger;
   {
     SimulatedHost host;

@@ -1,4 +1,4 @@
-// What must stop the process: members that the add-in has no business calling.
+// Members that the add-in must not call: they end the process.
 #include <gtest/gtest.h>
 
 #include "simulation/host/simulatedhost.h"

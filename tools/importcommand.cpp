@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "simulation/mail/mailjson.h"
+#include "simulation/mail/mailreader.h"
 #include "tools/command.h"
-#include "tools/mailinput.h"
 
 namespace tools {
 
@@ -38,7 +38,8 @@ int RunImport(const ImportOptions& options) {
   int status = kStatusDone;
   for (const std::string& mail : options.mails) {
     try {
-      if (!WriteTo(options.output, simulation::mail::MailToJson(ReadMail(mail)))) {
+      if (!WriteTo(options.output,
+                   simulation::mail::MailToJson(simulation::mail::ReadMailFile(mail)))) {
         throw CommandError((options.output.empty() ? "the output" : options.output) +
                            ": can't be written");
       }

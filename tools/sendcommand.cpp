@@ -11,10 +11,10 @@
 
 #include "platform/clock.h"
 #include "platform/scopedreplacement.h"
+#include "simulation/mail/mailreader.h"
 #include "tools/agentprocess.h"
 #include "tools/command.h"
 #include "tools/logtail.h"
-#include "tools/mailinput.h"
 #include "tools/mailroad.h"
 #include "tools/sendreport.h"
 #include "tools/system/stopsignal.h"
@@ -60,7 +60,7 @@ class ProgressBar {
 MailOutcome SendOne(MailRoad& road, const std::string& path) {
   MailOutcome unreadable;
   try {
-    return road.Send(path, ReadMail(path));
+    return road.Send(path, simulation::mail::ReadMailFile(path));
   } catch (const std::exception& error) {
     unreadable.mail = path;
     unreadable.error = error.what();
@@ -131,8 +131,9 @@ Command SendCommand() {
           "the add-in or the agent can't be started.",
       .options = {{.name = "MAIL",
                    .target = &options->mails,
-                   .help = ReadsMailFiles() ? "Mail files (.eml), or mails in JSON"
-                                            : "Mails in JSON, made by `quorvex import`",
+                   .help = simulation::mail::kReadsInternetMessages
+                               ? "Mail files (.eml), or mails in JSON"
+                               : "Mails in JSON, made by `quorvex import`",
                    .required = true},
                   {.name = "--rules",
                    .target = &options->rules,

@@ -6,10 +6,11 @@
 
 namespace simulation::mail {
 
-// `header` with each encoded word in base64 ("=?charset?B?...?=") written as the same word in
-// quoted form. The mail library joins neighbouring words of one charset before it decodes them and
-// loses all that follows a word whose base64 ends in padding, which is how most programs write
-// long subjects; the quoted form has no such state. Text that only looks like a word stays.
+// Returns `header` with each base64 encoded word ("=?charset?B?...?=") rewritten in quoted form.
+// The mail library joins neighbouring words of one charset before it decodes them and drops
+// everything after a word whose base64 ends in padding, which is how most programs write long
+// subjects. Quoted words don't have this problem. Text that only looks like an encoded word doesn't
+// change.
 std::string WithQuotedWords(std::string_view header);
 
 }  // namespace simulation::mail

@@ -5,8 +5,8 @@
 
 namespace simulation::mail {
 
-// What a reader sees of `html` (UTF-8): text with its white space folded, a line for each block,
-// LF line ends, scripts and styles left out. Broken markup is read as a browser would.
+// The text that a reader of `html` (UTF-8) sees: white space folded, a line for each block, LF line
+// ends, no scripts or styles. Broken markup is read as a browser reads it.
 std::string TextOfHtml(const std::string& html);
 
 }  // namespace simulation::mail

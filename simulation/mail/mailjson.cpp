@@ -60,7 +60,7 @@ std::optional<std::string> OptionalText(const Json& object, const char* key) {
 
 using EntryPointer = std::shared_ptr<MailAddressEntry>;
 
-// Numbers each entry once, in the order in which the walk meets them, circles included.
+// Numbers each entry once, in the order of the walk. Lists may contain themselves.
 class EntryNumbers {
  public:
   std::size_t NumberOf(const EntryPointer& entry) {
@@ -107,7 +107,7 @@ std::vector<EntryPointer> EntriesFromJson(const Json& list) {
 
 MailModel FromDocument(const Json& document) {
   if (document.value("quorvex_mail", 0) != 1) {
-    throw std::runtime_error("\"quorvex_mail\" is not 1: this is no mail in JSON");
+    throw std::runtime_error("\"quorvex_mail\" is not 1: this is not a mail in JSON");
   }
   MailModel mail;
   mail.source = document.value("source", "");
@@ -168,7 +168,7 @@ MailModel MailFromJson(std::string_view json) {
   } catch (const Json::exception& error) {
     throw std::runtime_error(error.what());
   } catch (const std::out_of_range&) {
-    throw std::runtime_error("an entry is named that the list of entries doesn't have");
+    throw std::runtime_error("an index is outside \"entries\"");
   }
 }
 

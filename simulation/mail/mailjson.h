@@ -1,4 +1,4 @@
-// A mail as JSON: what `quorvex import` writes and `quorvex send` reads where no mail library is.
+// A mail as JSON: what `quorvex import` writes, and what `quorvex send` reads everywhere.
 //
 // The document is one object:
 //   {"quorvex_mail": 1, "source": "...", "subject": "..." or null, "body": ..., "html": ...,
@@ -6,7 +6,7 @@
 //    "entries": [{"address": "..." or null, "display_type": 0, "id": ..., "members": [1, 2]}],
 //    "recipients": [{"name": "...", "entry": 0 or null}],
 //    "attachments": [{"type": 1, "file_name": ..., "path_name": ..., "content": "base64"}]}
-// `entry` and `members` are positions in `entries`, so that one entry may stand in many places.
+// `entry` and `members` are indices into `entries`, so that one entry can be used in many places.
 #pragma once
 
 #include <string>
@@ -16,14 +16,13 @@
 
 namespace simulation::mail {
 
-// The document for `mail`, indented, ended by LF.
+// Returns the document for `mail`, indented, with an LF at its end.
 std::string MailToJson(const MailModel& mail);
 
 // Reads such a document. Raises std::runtime_error with what is wrong and where.
 MailModel MailFromJson(std::string_view json);
 
-// True if the text looks like such a document and not like a mail: its first character behind
-// white space is "{".
+// True if `text` begins with "{" after any white space, as such a document does and no mail does.
 bool LooksLikeMailJson(std::string_view text);
 
 }  // namespace simulation::mail

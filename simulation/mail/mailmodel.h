@@ -1,7 +1,7 @@
-// One mail as plain data: what the readers of mail files make and the simulated host shows.
+// One mail as plain data: the readers of mail files make it, the simulated host shows it.
 //
-// All text is UTF-8. An absent optional is a property that the host gives as null; an empty one is
-// a property that is there and empty.
+// All text is UTF-8. The host returns null for an absent optional, and an empty text for an empty
+// one.
 #pragma once
 
 #include <cstdint>
@@ -12,9 +12,9 @@
 
 namespace simulation::mail {
 
-// What stands behind a recipient: somebody with an address, or a personal distribution list (type
-// 5, no address, members). The same object may stand behind several recipients and in several
-// lists, itself included: identity counts.
+// The address entry of a recipient: either an address, or a personal distribution list (type 5,
+// with members instead of an address). Several recipients and several lists may share one entry,
+// and a list may contain itself: identity counts.
 struct MailAddressEntry {
   std::optional<std::string> address;
   std::int32_t displayType = 0;   // OlDisplayType
@@ -35,7 +35,7 @@ struct MailAttachment {
 };
 
 struct MailModel {
-  std::string source;                     // where it was read from, for messages
+  std::string source;                     // where it was read from, for messages to the user
   std::vector<MailRecipient> recipients;  // To, then Cc, then Bcc
   std::optional<std::string> subject;
   std::optional<std::string> body;      // plain form, CR LF line ends

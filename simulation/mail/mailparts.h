@@ -1,20 +1,25 @@
 // Sorting the parts of a mail into its two bodies and its attachments.
 #pragma once
 
-#include <gmime/gmime.h>
+#include <string>
 
 #include "simulation/mail/mailmodel.h"
 
+// GMime's, without its headers.
+struct _GMimeObject;
+
 namespace simulation::mail {
 
-// Walks the parts of `root` in their order and puts what it finds into `mail`: the first plain and
-// the first HTML text that is no attachment become the bodies (a further plain text without a file
-// name, such as a mailing list's footer, goes behind the body), all else becomes an attachment.
-// Line ends of the bodies stay as they are in the mail; `lineEnds` says which an embedded message
-// was written with, since the library forgets them.
-void SortParts(GMimeObject* root, GMimeNewLineFormat lineEnds, MailModel& mail);
+// Which line ends an embedded message is written with. The library doesn't remember them.
+enum class LineEnds { kLf, kCrLf };
 
-// Text that GMime gave, as valid UTF-8; null gives the empty string.
+// Walks the parts of `root` in order and adds them to `mail`. The first plain text and the first
+// HTML that aren't attachments become the bodies. A later plain text without a file name, such as a
+// mailing list's footer, is appended to the body. Every other part becomes an attachment. The
+// bodies keep the line ends they have in the mail.
+void SortParts(_GMimeObject* root, LineEnds lineEnds, MailModel& mail);
+
+// Text from GMime as valid UTF-8; null becomes the empty string.
 std::string ValidUtf8(const char* text);
 
 }  // namespace simulation::mail

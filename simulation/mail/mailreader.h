@@ -1,14 +1,15 @@
-// Reading a mail file (.eml) into the plain data that the simulated host shows.
+// Reading mail files into the plain data that the simulated host shows.
 //
 // Recipients come in the order To, Cc, Bcc, each with its bare address; a group in a header becomes
 // a personal distribution list. The subject is decoded and unfolded. The body is the mail's plain
-// form, with CR LF line ends, made from the HTML where the mail has no plain form. Everything else
-// is an attachment: with its decoded bytes under its decoded file name, an embedded message as that
-// message's bytes. Text in any charset comes out as UTF-8.
+// text with CR LF line ends, made from the HTML if the mail has no plain text. Everything else is
+// an attachment: its decoded bytes under its decoded file name, and an embedded message as that
+// message's bytes. All text becomes UTF-8, whatever its charset was.
 #pragma once
 
 #include <stdexcept>
 #include <string>
+#include <string_view>
 
 #include "simulation/mail/mailmodel.h"
 
@@ -20,9 +21,20 @@ class MailError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-// Reads the mail in the file at `path` (UTF-8). Raises MailError for a file that can't be read and
-// for one that isn't a mail: a file with none of the headers by which mails are known. What is
-// merely broken inside a mail is read as far as it goes. Not for use by two threads at once.
+// Reads the file at `path` (UTF-8) once and returns the mail in it: an internet message (.eml), or
+// the JSON that `quorvex import` writes. Raises MailError if the file can't be read or isn't a
+// mail. Damage inside a mail is no error: what can be read is read. For one thread at a time.
 MailModel ReadMailFile(const std::string& path);
+
+// The same for the bytes of such a file.
+MailModel ReadMail(std::string_view bytes);
+
+// True where internet messages can be read. The Windows build has no library for them and reads
+// JSON only.
+extern const bool kReadsInternetMessages;
+
+// Reads an internet message: headers, an empty line, a body. It has to begin with a header line,
+// and otherwise MailError says that it isn't a mail. For one thread at a time.
+MailModel ReadInternetMessage(std::string_view bytes);
 
 }  // namespace simulation::mail

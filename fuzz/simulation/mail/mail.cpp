@@ -1,9 +1,5 @@
 // The mail reader. The input is a mail file. The result is valid UTF-8 where required, has the form
 // that the simulated host expects, and survives the round trip through JSON.
-#include <fcntl.h>
-#include <sys/mman.h>
-#include <unistd.h>
-
 #include <string>
 #include <string_view>
 
@@ -17,24 +13,6 @@ namespace {
 using fuzzing::Require;
 using simulation::mail::MailAddressEntry;
 using simulation::mail::MailModel;
-
-// A file in memory, with a path that any library can open.
-class PathInMemory {
- public:
-  PathInMemory()
-      : m_file(memfd_create("mail", 0)), m_path("/proc/self/fd/" + std::to_string(m_file)) {}
-
-  const std::string& Put(const std::uint8_t* data, std::size_t size) {
-    Require(
-        ftruncate(m_file, 0) == 0 && pwrite(m_file, data, size, 0) == static_cast<ssize_t>(size),
-        "a file in memory can be written");
-    return m_path;
-  }
-
- private:
-  int m_file;
-  std::string m_path;
-};
 
 void CheckText(const std::string& text) {
   Require(text.empty() || !Utf8ToWide(text).empty(), "text is valid UTF-8");
@@ -57,7 +35,7 @@ void CheckMail(const MailModel& mail) {
                            &mail.accountUserName, &mail.accountSenderName}) {
     CheckText(text->value_or(""));
   }
-  Require(mail.body.has_value(), "a mail has a body, be it empty");
+  Require(mail.body.has_value(), "a mail has a body, even an empty one");
   for (std::size_t at = mail.body->find('\n'); at != std::string::npos;
        at = mail.body->find('\n', at + 1)) {
     Require(at > 0 && (*mail.body)[at - 1] == '\r', "the body's lines end with CR LF");
@@ -71,10 +49,9 @@ void CheckMail(const MailModel& mail) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  static PathInMemory file;
   MailModel mail;
   try {
-    mail = simulation::mail::ReadMailFile(file.Put(data, size));
+    mail = simulation::mail::ReadMail({reinterpret_cast<const char*>(data), size});
   } catch (const simulation::mail::MailError& error) {
     Require(*error.what() != '\0', "a mail that can't be read has a reason");
     return 0;

@@ -3,23 +3,22 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
-#include <fstream>
-#include <string_view>
+#include <string>
 
 namespace simulation::mail {
 
 namespace {
 
-// Those that the library takes apart by itself.
+// The headers that the library parses as addresses.
 constexpr std::array<std::string_view, 6> kAddressHeaders = {"to",   "cc",     "bcc",
                                                              "from", "sender", "reply-to"};
-// A name is longer than none of these by more than blanks before its ":".
+// Longer than any of these with blanks before its ":".
 constexpr std::size_t kLongestName = 64;
 
-// Goes through a mail byte by byte; nothing but a header's name is kept.
+// Takes a mail byte by byte and keeps nothing but the current header's name.
 class HeaderWalk {
  public:
-  // True from the byte on at which a header has too many groups.
+  // True as soon as a header has too many groups.
   bool Take(char byte) {
     if (byte == '\n') {
       m_atLineStart = true;
@@ -27,7 +26,7 @@ class HeaderWalk {
     }
     if (m_atLineStart) {
       m_atLineStart = false;
-      // Every other line goes on with its header.
+      // A line that begins with white space continues its header.
       if (byte != ' ' && byte != '\t') {
         m_inName = true;
         m_inAddresses = false;
@@ -63,19 +62,9 @@ class HeaderWalk {
 
 }  // namespace
 
-bool MayOpenTooManyGroups(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
+bool MayOpenTooManyGroups(std::string_view mail) {
   HeaderWalk walk;
-  std::array<char, 65'536> piece;
-  do {
-    file.read(piece.data(), piece.size());
-    const auto* const end = piece.data() + file.gcount();
-    if (std::any_of(static_cast<const char*>(piece.data()), end,
-                    [&walk](char byte) { return walk.Take(byte); })) {
-      return true;
-    }
-  } while (file);
-  return false;
+  return std::any_of(mail.begin(), mail.end(), [&walk](char byte) { return walk.Take(byte); });
 }
 
 }  // namespace simulation::mail

@@ -16,13 +16,13 @@ std::string Quoted(std::string_view bytes) {
   return text;
 }
 
-// The bytes behind a word's base64; nothing if another character stands in it.
+// The bytes that a word's base64 encodes; absent if it contains another character.
 std::optional<std::string> Base64Bytes(std::string_view text) {
   if (text.find_first_not_of("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/=") !=
       std::string_view::npos) {
     return std::nullopt;
   }
-  // Some writers leave padding out.
+  // Some writers omit the padding.
   std::string padded(text.substr(0, text.find('=')));
   padded.append((4 - padded.size() % 4) % 4, '=');
   gsize size = 0;

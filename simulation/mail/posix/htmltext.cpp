@@ -10,7 +10,7 @@ namespace simulation::mail {
 
 namespace {
 
-// Elements that begin and end a line of their own.
+// Elements that get lines of their own.
 constexpr std::array<std::string_view, 20> kBlocks = {
     "address", "blockquote", "center", "dd", "div", "dl", "dt", "form", "h1", "h2",
     "h3",      "h4",         "h5",     "h6", "li",  "ol", "p",  "pre",  "tr", "ul"};

@@ -1,6 +1,7 @@
 #include "simulation/mail/mailparts.h"
 
 #include <fmt/format.h>
+#include <gmime/gmime.h>
 
 #include <memory>
 #include <string_view>
@@ -42,7 +43,7 @@ std::string MessageBytes(GMimeMessage* message, GMimeNewLineFormat lineEnds) {
   return BytesOf(memory.get());
 }
 
-// What a host that was given no name makes up: a running number and an ending by the type.
+// The name that Outlook makes up for an attachment without one: a number, and an extension by type.
 std::string MadeUpName(GMimeObject* object, std::size_t number) {
   GMimeContentType* const type = g_mime_object_get_content_type(object);
   std::string_view ending = "dat";
@@ -55,7 +56,7 @@ std::string MadeUpName(GMimeObject* object, std::size_t number) {
   return fmt::format("ATT{:05}.{}", number, ending);
 }
 
-// The file name that a part's headers give it, decoded; empty if they give none.
+// The decoded file name in a part's headers; empty if there is none.
 std::string FileNameOf(GMimePart* part) {
   GMimeHeader* const header = g_mime_header_list_get_header(
       g_mime_object_get_header_list(GMIME_OBJECT(part)), "Content-Disposition");
@@ -77,7 +78,10 @@ bool IsAttachment(GMimeObject* object) {
 
 class PartSorter {
  public:
-  PartSorter(MailModel& mail, GMimeNewLineFormat lineEnds) : m_mail(mail), m_lineEnds(lineEnds) {}
+  PartSorter(MailModel& mail, LineEnds lineEnds)
+      : m_mail(mail),
+        m_lineEnds(lineEnds == LineEnds::kCrLf ? GMIME_NEWLINE_FORMAT_DOS
+                                               : GMIME_NEWLINE_FORMAT_UNIX) {}
 
   void Sort(GMimeObject* object) {
     if (GMIME_IS_MULTIPART(object)) {
@@ -145,7 +149,7 @@ class PartSorter {
 
 }  // namespace
 
-void SortParts(GMimeObject* root, GMimeNewLineFormat lineEnds, MailModel& mail) {
+void SortParts(GMimeObject* root, LineEnds lineEnds, MailModel& mail) {
   PartSorter(mail, lineEnds).Sort(root);
 }
 

@@ -3,9 +3,6 @@
 #include <fmt/format.h>
 #include <gmime/gmime.h>
 
-#include <array>
-#include <filesystem>
-#include <fstream>
 #include <memory>
 
 #include "simulation/mail/addressgroups.h"
@@ -24,16 +21,11 @@ struct FreeOptions {
   void operator()(GMimeParserOptions* options) const { g_mime_parser_options_free(options); }
 };
 
-// A file is a mail if it has at least one of these.
-constexpr std::array kMailHeaders = {"From",         "To",          "Cc",         "Bcc",
-                                     "Subject",      "Date",        "Message-ID", "Received",
-                                     "Content-Type", "MIME-Version"};
-
 std::unique_ptr<GMimeParserOptions, FreeOptions> LenientOptions() {
   static const bool started = (g_mime_init(), true);
   static_cast<void>(started);
   std::unique_ptr<GMimeParserOptions, FreeOptions> options(g_mime_parser_options_new());
-  // Headers of eight bits without a declared charset: UTF-8 if they are that, otherwise Latin.
+  // Eight-bit headers without a declared charset: UTF-8 if valid, otherwise Latin.
   const char* const charsets[] = {"utf-8", "windows-1252", nullptr};
   g_mime_parser_options_set_fallback_charsets(options.get(), const_cast<const char**>(charsets));
   return options;
@@ -69,7 +61,7 @@ std::shared_ptr<MailAddressEntry> EntryOf(InternetAddress* address) {
   return entry;
 }
 
-// All headers of that name, as they stand in the mail.
+// The raw values of all headers with that name.
 std::vector<std::string> RawHeaders(GMimeMessage* message, std::string_view name) {
   std::vector<std::string> values;
   GMimeHeaderList* const headers = g_mime_object_get_header_list(GMIME_OBJECT(message));
@@ -85,7 +77,7 @@ std::vector<std::string> RawHeaders(GMimeMessage* message, std::string_view name
   return values;
 }
 
-// Calls `take` for each address in all headers of that name.
+// Calls `take` for each address in all headers with that name.
 template <typename Take>
 void ForEachAddress(GMimeMessage* message, std::string_view name, Take take) {
   const auto options = LenientOptions();
@@ -107,7 +99,7 @@ void ReadRecipients(GMimeMessage* message, MailModel& mail) {
 
 void ReadSender(GMimeMessage* message, MailModel& mail) {
   ForEachAddress(message, "From", [&mail](InternetAddress* address) {
-    if (mail.senderName) return;  // the first author is the one who sends
+    if (mail.senderName) return;  // the first author is the sender
     mail.senderName = NameOf(address);
     mail.accountSenderName = mail.senderName;
     if (INTERNET_ADDRESS_IS_MAILBOX(address)) {
@@ -119,7 +111,7 @@ void ReadSender(GMimeMessage* message, MailModel& mail) {
 
 void ReadSubject(GMimeMessage* message, MailModel& mail) {
   const auto headers = RawHeaders(message, "Subject");
-  // A header that is there and empty is an empty subject; one that is missing is none.
+  // An empty header is an empty subject; a missing one is no subject.
   if (headers.empty()) return;
   const auto options = LenientOptions();
   const std::unique_ptr<char, decltype(&g_free)> unfolded(
@@ -141,32 +133,35 @@ std::string WithCrLf(const std::string& text) {
   return result;
 }
 
-// The line ends that the file was written with, judged by its first line.
-GMimeNewLineFormat LineEndsOf(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  std::string line;
-  std::getline(file, line);
-  return line.ends_with('\r') ? GMIME_NEWLINE_FORMAT_DOS : GMIME_NEWLINE_FORMAT_UNIX;
+// The line ends of the whole mail, judged by its first line.
+LineEnds LineEndsOf(std::string_view bytes) {
+  const std::size_t end = bytes.find('\n');
+  const bool crLf = end != std::string_view::npos && end != 0 && bytes[end - 1] == '\r';
+  return crLf ? LineEnds::kCrLf : LineEnds::kLf;
 }
 
-bool IsMail(GMimeMessage* message) {
-  for (const char* const name : kMailHeaders) {
-    if (g_mime_object_get_header(GMIME_OBJECT(message), name) != nullptr) return true;
-  }
-  return false;
+// Drops what some programs put before the first header: a byte order mark, and the "From " line
+// that a mail has inside a mailbox.
+void DropPreamble(std::string_view* bytes) {
+  if (bytes->starts_with("\xEF\xBB\xBF")) bytes->remove_prefix(3);
+  if (!bytes->starts_with("From ") && !bytes->starts_with(">From ")) return;
+  const std::size_t end = bytes->find('\n');
+  bytes->remove_prefix(end == std::string_view::npos ? bytes->size() : end + 1);
 }
 
-std::unique_ptr<GMimeMessage, Unref> Parse(const std::string& path) {
+// True for a header's name, any white space, and ":". Older mails put white space before the ":".
+bool BeginsWithHeaderLine(std::string_view bytes) {
+  std::size_t at = 0;
+  while (at < bytes.size() && bytes[at] > ' ' && bytes[at] < '\x7F' && bytes[at] != ':') ++at;
+  if (at == 0) return false;
+  while (at < bytes.size() && (bytes[at] == ' ' || bytes[at] == '\t')) ++at;
+  return at < bytes.size() && bytes[at] == ':';
+}
+
+std::unique_ptr<GMimeMessage, Unref> Parse(std::string_view bytes) {
   const auto options = LenientOptions();
-  GError* error = nullptr;
   const std::unique_ptr<GMimeStream, Unref> stream(
-      g_mime_stream_file_open(path.c_str(), "rb", &error));
-  if (!stream) {
-    // The code is an errno; the library's own message would repeat the path.
-    const std::string reason = error != nullptr ? g_strerror(error->code) : "it can't be opened";
-    g_clear_error(&error);
-    throw MailError(reason);
-  }
+      g_mime_stream_mem_new_with_buffer(bytes.data(), bytes.size()));
   const std::unique_ptr<GMimeParser, Unref> parser(g_mime_parser_new_with_stream(stream.get()));
   return std::unique_ptr<GMimeMessage, Unref>(
       g_mime_parser_construct_message(parser.get(), options.get()));
@@ -174,26 +169,23 @@ std::unique_ptr<GMimeMessage, Unref> Parse(const std::string& path) {
 
 }  // namespace
 
-MailModel ReadMailFile(const std::string& path) {
-  std::error_code error;
-  const auto status = std::filesystem::status(path, error);
-  if (std::filesystem::is_directory(status)) throw MailError("it is a folder, not a mail");
-  if (std::filesystem::is_regular_file(status) && std::filesystem::file_size(path, error) == 0) {
-    throw MailError("the file is empty");
+const bool kReadsInternetMessages = true;
+
+MailModel ReadInternetMessage(std::string_view bytes) {
+  DropPreamble(&bytes);
+  if (!BeginsWithHeaderLine(bytes)) {
+    throw MailError("it is not a mail: it doesn't begin with a header line");
   }
-  if (MayOpenTooManyGroups(path)) throw MailError("an address header has groups beyond counting");
-  const auto message = Parse(path);
-  if (!message || !IsMail(message.get())) {
-    throw MailError("it is not a mail: there is no mail header in it");
-  }
+  if (MayOpenTooManyGroups(bytes)) throw MailError("an address header has too many groups");
+  const auto message = Parse(bytes);
+  if (!message) throw MailError("the mail library can't read it");
 
   MailModel mail;
-  mail.source = path;
   ReadRecipients(message.get(), mail);
   ReadSender(message.get(), mail);
   ReadSubject(message.get(), mail);
   if (GMimeObject* const root = g_mime_message_get_mime_part(message.get())) {
-    SortParts(root, LineEndsOf(path), mail);
+    SortParts(root, LineEndsOf(bytes), mail);
   }
   if (!mail.body) mail.body = mail.htmlBody ? TextOfHtml(*mail.htmlBody) : std::string();
   mail.body = WithCrLf(*mail.body);

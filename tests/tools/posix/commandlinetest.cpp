@@ -158,7 +158,7 @@ TEST_F(CommandLine, AnUnreadableMailHasItsOwnLineTheOthersGoOnAndTheStatusIsTwo)
   const auto lines = Lines(run.output);
   ASSERT_EQ(lines.size(), 4U);
   EXPECT_EQ(lines[0],
-            Json({{"mail", text}, {"error", "it is not a mail: there is no mail header in it"}}));
+            Json({{"mail", text}, {"error", "it is not a mail: it doesn't begin with a header line"}}));
   EXPECT_EQ(lines[1], Json({{"mail", "missing.eml"}, {"error", "No such file or directory"}}));
   EXPECT_EQ(lines[2]["error"], "it is a folder, not a mail");
   EXPECT_EQ(lines[3]["outcome"], "sent");

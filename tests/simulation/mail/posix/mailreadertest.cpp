@@ -1,4 +1,4 @@
-// Real shapes of mail, written out here byte by byte, through the mail reader.
+// The mail reader, with mails of many shapes written out byte by byte.
 
 #include "simulation/mail/mailreader.h"
 
@@ -22,37 +22,28 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-class MailReader : public testing::Test {
- protected:
-  ~MailReader() override { std::filesystem::remove(m_path); }
+MailModel Read(const std::string& bytes) {
+  return ReadMail(bytes);
+}
 
-  MailModel Read(const std::string& bytes) {
-    std::ofstream(m_path, std::ios::binary) << bytes;
-    return ReadMailFile(m_path);
+std::string ErrorOf(const std::string& bytes) {
+  try {
+    ReadMail(bytes);
+  } catch (const MailError& error) {
+    return error.what();
   }
+  return "";
+}
 
-  std::string ErrorOf(const std::string& bytes) {
-    try {
-      Read(bytes);
-    } catch (const MailError& error) {
-      return error.what();
-    }
-    return "";
+std::vector<std::string> AddressesOf(const MailModel& mail) {
+  std::vector<std::string> addresses;
+  for (const MailRecipient& recipient : mail.recipients) {
+    addresses.push_back(recipient.entry->address.value_or("(list)"));
   }
+  return addresses;
+}
 
-  static std::vector<std::string> AddressesOf(const MailModel& mail) {
-    std::vector<std::string> addresses;
-    for (const MailRecipient& recipient : mail.recipients) {
-      addresses.push_back(recipient.entry->address.value_or("(list)"));
-    }
-    return addresses;
-  }
-
-  const std::string m_path = std::filesystem::temp_directory_path() /
-                             ("mailreadertest." + std::to_string(::getpid()) + ".eml");
-};
-
-TEST_F(MailReader, RecipientsComeAsToThenCcThenBccWithBareAddresses) {
+TEST(MailReader, RecipientsComeAsToThenCcThenBccWithBareAddresses) {
   const MailModel mail = Read(
       "Bcc: <d@x.test>\r\nCc: Carl <c@x.test>\r\nTo: \"B, A\" <a@x.test>, b@x.test\r\n"
       "Subject: s\r\n\r\nbody");
@@ -61,7 +52,7 @@ TEST_F(MailReader, RecipientsComeAsToThenCcThenBccWithBareAddresses) {
   EXPECT_EQ(mail.recipients[1].name, "b@x.test");
 }
 
-TEST_F(MailReader, AGroupBecomesAPersonalDistributionList) {
+TEST(MailReader, AGroupBecomesAPersonalDistributionList) {
   const MailModel mail = Read("To: Crew: a@x.test, Bea <b@x.test>;, c@x.test\r\n\r\n");
   ASSERT_EQ(mail.recipients.size(), 2U);
   const MailAddressEntry& list = *mail.recipients[0].entry;
@@ -74,7 +65,7 @@ TEST_F(MailReader, AGroupBecomesAPersonalDistributionList) {
   EXPECT_EQ(list.members[1]->address, "b@x.test");
 }
 
-TEST_F(MailReader, AFoldedSubjectInSeveralPaddedBase64WordsComesOutWhole) {
+TEST(MailReader, AFoldedSubjectInSeveralPaddedBase64WordsComesOutWhole) {
   // "Grüße " and "aus Köln": both words end in padding.
   const MailModel mail = Read(
       "To: a@x.test\r\nSubject: =?utf-8?B?R3LDvMOfZSA=?=\r\n =?utf-8?B?YXVzIEvDtmxu?=\r\n"
@@ -84,19 +75,19 @@ TEST_F(MailReader, AFoldedSubjectInSeveralPaddedBase64WordsComesOutWhole) {
             "e aus K\xC3\xB6ln !");
 }
 
-TEST_F(MailReader, AMissingSubjectIsNoneAndAnEmptyOneIsEmpty) {
+TEST(MailReader, AMissingSubjectIsNoneAndAnEmptyOneIsEmpty) {
   EXPECT_EQ(Read("To: a@x.test\r\n\r\n").subject, std::nullopt);
   EXPECT_EQ(Read("To: a@x.test\r\nSubject:\r\n\r\n").subject, "");
 }
 
-TEST_F(MailReader, TheSenderIsTheFirstAuthorsNameOrElseAddress) {
+TEST(MailReader, TheSenderIsTheFirstAuthorsNameOrElseAddress) {
   const MailModel named = Read("From: =?koi8-r?B?68/SwQ==?= <k@x.test>, other@x.test\r\n\r\n");
   EXPECT_EQ(named.senderName, "\xD0\x9A\xD0\xBE\xD1\x80\xD0\xB0");  // Kora in Cyrillic
   EXPECT_EQ(named.accountUserName, "k@x.test");
   EXPECT_EQ(Read("From: k@x.test\r\n\r\n").senderName, "k@x.test");
 }
 
-TEST_F(MailReader, BodyTextIsUtf8WithCrLfEndsWhateverTheMailHas) {
+TEST(MailReader, BodyTextIsUtf8WithCrLfEndsWhateverTheMailHas) {
   const MailModel mail = Read(
       "To: a@x.test\nContent-Type: text/plain; charset=iso-8859-1\n"
       "Content-Transfer-Encoding: quoted-printable\n\nZ=FCrich\nzwei=\ndrei\n");
@@ -104,7 +95,7 @@ TEST_F(MailReader, BodyTextIsUtf8WithCrLfEndsWhateverTheMailHas) {
   EXPECT_EQ(mail.htmlBody, std::nullopt);
 }
 
-TEST_F(MailReader, AMailOfHtmlAloneGetsItsBodyFromTheHtml) {
+TEST(MailReader, AMailOfHtmlAloneGetsItsBodyFromTheHtml) {
   const MailModel mail = Read(
       "To: a@x.test\r\nContent-Type: text/html; charset=utf-8\r\n\r\n"
       "<p>One &amp; <b>two</b></p><script>var x</script><p>three<br>four</p>");
@@ -112,7 +103,7 @@ TEST_F(MailReader, AMailOfHtmlAloneGetsItsBodyFromTheHtml) {
   EXPECT_THAT(*mail.htmlBody, HasSubstr("<b>two</b>"));
 }
 
-TEST_F(MailReader, PlainAndHtmlAreTheBodiesAndAnInlineImageIsAnAttachment) {
+TEST(MailReader, PlainAndHtmlAreTheBodiesAndAnInlineImageIsAnAttachment) {
   const MailModel mail = Read(
       "To: a@x.test\r\nContent-Type: multipart/related; boundary=R\r\n\r\n"
       "--R\r\nContent-Type: multipart/alternative; boundary=A\r\n\r\n"
@@ -128,7 +119,7 @@ TEST_F(MailReader, PlainAndHtmlAreTheBodiesAndAnInlineImageIsAnAttachment) {
   EXPECT_EQ(mail.attachments[0].content, "\x89PNG");
 }
 
-TEST_F(MailReader, AttachmentsKeepTheirBytesAndTheirDecodedNames) {
+TEST(MailReader, AttachmentsKeepTheirBytesAndTheirDecodedNames) {
   const MailModel mail = Read(
       "To: a@x.test\r\nContent-Type: multipart/mixed; boundary=M\r\n\r\n"
       "--M\r\nContent-Type: text/plain\r\n\r\nbody\r\n"
@@ -149,7 +140,7 @@ TEST_F(MailReader, AttachmentsKeepTheirBytesAndTheirDecodedNames) {
   EXPECT_EQ(mail.attachments[2].fileName, "ATT00003.gif");
 }
 
-TEST_F(MailReader, AnEmbeddedMessageIsAnItemWithThatMessagesBytes) {
+TEST(MailReader, AnEmbeddedMessageIsAnItemWithThatMessagesBytes) {
   const std::string inner =
       "From: b@x.test\r\nSubject:  Two  blanks\r\nX-Odd:value\r\n\r\ninner\r\n";
   const MailModel mail = Read(
@@ -162,14 +153,32 @@ TEST_F(MailReader, AnEmbeddedMessageIsAnItemWithThatMessagesBytes) {
   EXPECT_EQ(mail.attachments[0].content, inner);
 }
 
-TEST_F(MailReader, WhatIsNoMailIsSaidToBeNone) {
+TEST(MailReader, SaysWhenTheBytesAreNotAMail) {
+  const std::string reason = "it is not a mail: it doesn't begin with a header line";
   EXPECT_EQ(ErrorOf(""), "the file is empty");
-  EXPECT_EQ(ErrorOf("just some text\nof two lines\n"),
-            "it is not a mail: there is no mail header in it");
+  EXPECT_EQ(ErrorOf("just some text\nof two lines\n"), reason);
   EXPECT_EQ(ErrorOf(std::string("\x7F"
                                 "ELF\0\0\x01",
                                 7)),
-            "it is not a mail: there is no mail header in it");
+            reason);
+  EXPECT_EQ(ErrorOf(": no name\n\n"), reason);
+  EXPECT_EQ(ErrorOf("From somebody\njust some text\n"), reason);
+}
+
+TEST(MailReader, AnyHeaderLineBeginsAMail) {
+  EXPECT_EQ(Read("Content-Type: text/plain\n\nbody").body, "body");
+  EXPECT_EQ(Read("X-Odd:\n\nbody").body, "body");
+  EXPECT_EQ(Read("Subject : s\n\nbody").subject, "s");
+}
+
+TEST(MailReader, AByteOrderMarkBeforeTheHeadersIsDropped) {
+  EXPECT_EQ(Read("\xEF\xBB\xBFSubject: s\n\nbody").subject, "s");
+}
+
+TEST(MailReader, AMailboxLineBeforeTheHeadersIsDropped) {
+  const MailModel mail = Read("From a@x.test Mon May  2 16:07:05 2005\nSubject: s\n\nbody");
+  EXPECT_EQ(mail.subject, "s");
+  EXPECT_EQ(mail.body, "body");
 }
 
 std::string Nested(std::size_t groups) {
@@ -178,9 +187,9 @@ std::string Nested(std::size_t groups) {
   return header + "a@x.test" + std::string(groups, ';') + "\r\n";
 }
 
-// The library follows them by calling itself.
-TEST_F(MailReader, GroupsWithoutNumberAreAnErrorAndDoNotExhaustTheStack) {
-  const std::string reason = "an address header has groups beyond counting";
+// The library reads them by recursion.
+TEST(MailReader, TooManyGroupsAreAnErrorAndDoNotExhaustTheStack) {
+  const std::string reason = "an address header has too many groups";
   EXPECT_EQ(ErrorOf(Nested(200'000) + "Subject: s\r\n\r\nbody"), reason);
   EXPECT_EQ(ErrorOf("Subject: s\r\nContent-Type: message/rfc822\r\n\r\ncC " +
                     Nested(200'000).substr(2) + "\r\nbody"),
@@ -188,7 +197,7 @@ TEST_F(MailReader, GroupsWithoutNumberAreAnErrorAndDoNotExhaustTheStack) {
   EXPECT_EQ(ErrorOf(Nested(1001) + "\r\nbody"), reason);
 }
 
-TEST_F(MailReader, NestedGroupsAreReadAsListsWithinLists) {
+TEST(MailReader, NestedGroupsAreReadAsListsWithinLists) {
   const MailModel mail = Read("Subject: s\r\n" + Nested(1000) + "\r\nbody");
   ASSERT_EQ(mail.recipients.size(), 1U);
   const MailAddressEntry* entry = mail.recipients[0].entry.get();
@@ -198,8 +207,8 @@ TEST_F(MailReader, NestedGroupsAreReadAsListsWithinLists) {
   EXPECT_EQ(entry->address, "a@x.test");
 }
 
-// Many colons that are no address header's.
-TEST_F(MailReader, ColonsElsewhereAreNoGroups) {
+// Many colons outside address headers.
+TEST(MailReader, ColonsElsewhereAreNotGroups) {
   const std::string colons(5000, ':');
   const MailModel mail = Read("Subject: " + colons + "\r\nTo: a@x.test\r\nX-To: " + colons +
                               "\r\n\r\n" + colons + "\r\nTo the end: " + colons);
@@ -207,37 +216,45 @@ TEST_F(MailReader, ColonsElsewhereAreNoGroups) {
   EXPECT_THAT(AddressesOf(mail), ElementsAre("a@x.test"));
 }
 
-TEST_F(MailReader, AMissingFileAndAFolderAreErrorsOfTheirOwn) {
-  EXPECT_THROW(
-      {
-        try {
-          ReadMailFile("/nonexistent/mail.eml");
-        } catch (const MailError& error) {
-          EXPECT_THAT(error.what(), HasSubstr("No such file"));
-          throw;
-        }
-      },
-      MailError);
-  EXPECT_THROW(
-      {
-        try {
-          ReadMailFile(std::filesystem::temp_directory_path());
-        } catch (const MailError& error) {
-          EXPECT_STREQ(error.what(), "it is a folder, not a mail");
-          throw;
-        }
-      },
-      MailError);
+std::string FileErrorOf(const std::string& path) {
+  try {
+    ReadMailFile(path);
+  } catch (const MailError& error) {
+    return error.what();
+  }
+  return "";
 }
 
-TEST_F(MailReader, AMailGoesThroughJsonAndBackUnchanged) {
+TEST(MailFile, SaysWhyAFileCantBeRead) {
+  const std::string folder = std::filesystem::temp_directory_path();
+  EXPECT_EQ(FileErrorOf("/nonexistent/mail.eml"), "No such file or directory");
+  EXPECT_EQ(FileErrorOf(folder), "it is a folder, not a mail");
+}
+
+TEST(MailFile, IsReadWithItsPathAsSource) {
+  const std::string path = std::filesystem::temp_directory_path() /
+                           ("mailreadertest." + std::to_string(::getpid()) + ".eml");
+  std::ofstream(path, std::ios::binary) << "Subject: s\n\n" << std::string(200'000, 'x');
+  const MailModel mail = ReadMailFile(path);
+  std::filesystem::remove(path);
+  EXPECT_EQ(mail.source, path);
+  EXPECT_EQ(mail.subject, "s");
+  EXPECT_EQ(mail.body, std::string(200'000, 'x'));
+}
+
+TEST(MailFile, ReadsJsonToo) {
+  EXPECT_EQ(Read(" {\"quorvex_mail\": 1, \"subject\": \"s\"}").subject, "s");
+  EXPECT_THAT(ErrorOf("{}"), HasSubstr("not a mail in JSON"));
+}
+
+TEST(MailReader, AMailGoesThroughJsonAndBackUnchanged) {
   MailModel mail = Read(
       "From: S <s@x.test>\r\nTo: L: a@x.test;\r\nSubject: x\r\n"
       "Content-Type: multipart/mixed; boundary=M\r\n\r\n"
       "--M\r\nContent-Type: text/plain\r\n\r\nbody\r\n"
       "--M\r\nContent-Type: application/x; name=f\r\nContent-Transfer-Encoding: base64\r\n\r\n"
       "AP8=\r\n--M--\r\n");
-  // A list that holds itself, as no mail can say it.
+  // A list that contains itself, which no mail file can express.
   mail.recipients[0].entry->members.push_back(mail.recipients[0].entry);
   const MailModel back = MailFromJson(MailToJson(mail));
   EXPECT_EQ(back.subject, "x");
@@ -250,12 +267,12 @@ TEST_F(MailReader, AMailGoesThroughJsonAndBackUnchanged) {
   ASSERT_EQ(list->members.size(), 2U);
   EXPECT_EQ(list->members[0]->address, "a@x.test");
   EXPECT_EQ(list->members[1], list);
-  // Circles of shared pointers are broken by hand.
+  // Break the cycle of shared pointers.
   list->members.clear();
   mail.recipients[0].entry->members.clear();
 }
 
-TEST(MailJson, WhatIsNoMailSaysWhy) {
+TEST(MailJson, RefusesOtherDocuments) {
   EXPECT_THROW(MailFromJson("{\"quorvex_mail\": 1, \"recipients\": [{\"entry\": 3}]}"),
                std::runtime_error);
   EXPECT_THROW(MailFromJson("{}"), std::runtime_error);
@@ -272,7 +289,7 @@ TEST(EncodedWords, OnlyBase64WordsAreRewritten) {
   EXPECT_EQ(WithQuotedWords("=?a?B?!!?="), "=?a?B?!!?=");
 }
 
-TEST(HtmlText, FoldsWhiteSpaceAndLeavesOutWhatIsNotSeen) {
+TEST(HtmlText, FoldsWhiteSpaceAndOmitsInvisibleParts) {
   EXPECT_EQ(TextOfHtml("<title>t</title><style>p{}</style><div> a \n b </div>c"), "a b\nc\n");
   EXPECT_EQ(TextOfHtml(""), "");
   EXPECT_EQ(TextOfHtml("<p>un<b>closed"), "unclosed\n");

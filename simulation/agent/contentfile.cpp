@@ -12,7 +12,7 @@
 namespace simulation::agent {
 namespace {
 
-// Empty when `path` is no valid UTF-8.
+// Empty if `path` isn't valid UTF-8.
 platform::WideString WidePath(const std::string& path) {
   constexpr auto kLongest = static_cast<std::size_t>(std::numeric_limits<int>::max());
   if (path.empty() || path.size() > kLongest) return {};
@@ -28,7 +28,7 @@ platform::WideString WidePath(const std::string& path) {
 }
 
 platform::Handle OpenForReading(const std::string& path) {
-  // A NUL would cut the path short and open another file than the one that is named.
+  // A NUL would truncate the path and open a different file.
   if (path.empty() || path.find('\0') != std::string::npos) return platform::kInvalidHandle;
   const platform::WideString wide = WidePath(path);
   platform::Handle file = platform::kInvalidHandle;

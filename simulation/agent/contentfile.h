@@ -1,4 +1,4 @@
-// Reading a file that a request points to.
+// Reading a file whose path came in a request.
 #pragma once
 
 #include <cstdint>
@@ -8,14 +8,14 @@
 namespace simulation::agent {
 
 struct ContentFile {
-  std::uint64_t bytes = 0;  // the file's size, as it was read
-  std::string sha256;       // of all its bytes, 64 lower-case hexadecimal digits
-  std::string head;         // its bytes up to the limit that was asked for
+  std::uint64_t bytes = 0;  // the file's size
+  std::string sha256;       // of all bytes, 64 lower-case hexadecimal digits
+  std::string head;         // its first bytes, up to the caller's limit
 };
 
-// Reads the file at `path` through platform::files, so "\" is a separator on every system. The path
-// is tried as UTF-8 and then as text in the system's ANSI code page: the add-in sends either.
-// Absent when it can't be opened, or when reading fails before the end. Any size; only `headLimit`
+// Reads the file at `path` through platform::files, so "\" is a separator on every system. Tries
+// the path as UTF-8 first, then in the system's ANSI code page, since the add-in sends both. Absent
+// if the file can't be opened or read to its end. The file may have any size: only `headLimit`
 // bytes are kept in memory.
 std::optional<ContentFile> ReadContentFile(const std::string& path, std::uint64_t headLimit);
 

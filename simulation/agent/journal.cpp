@@ -14,7 +14,7 @@
 namespace simulation::agent {
 namespace {
 
-// Keeps the fields in the order in which they are put in.
+// Keeps the fields in the order of insertion.
 using Json = nlohmann::ordered_json;
 
 constexpr std::uint32_t kFileBegin = 0;
@@ -28,7 +28,7 @@ Json OrNull(const std::optional<Value>& value) {
   return value ? Json(*value) : Json(nullptr);
 }
 
-// A field that is absent, null or of another kind leaves `*target` as it is.
+// Leaves `*target` alone if the field is absent, null or of another type.
 template <typename Target>
 void Read(const Json& line, const char* key, Target* target) {
   const auto found = line.find(key);
@@ -70,7 +70,7 @@ platform::ScopedHandle Open(const std::string& path, std::uint32_t access,
                                   disposition, platform::kFileAttributeNormal));
 }
 
-// Positions as the platform takes them: a low and a high half.
+// The platform takes a position in two halves.
 std::uint64_t Seek(const platform::ScopedHandle& file, std::uint64_t position,
                    std::uint32_t method) {
   auto high = static_cast<std::int32_t>(position >> 32);
@@ -135,7 +135,7 @@ JournalWriter::JournalWriter(std::string path)
 JournalWriter::~JournalWriter() {
   if (!IsOpen()) return;
   m_file.Close();
-  // A reader that is just looking keeps the file from being deleted on some systems.
+  // On Windows the file can't be deleted while a reader has it open.
   for (int tries = 0; tries < 20 && !platform::files.DeleteFileA(m_path.c_str()); ++tries) {
     platform::clock.Sleep(5);
   }
@@ -197,7 +197,7 @@ void JournalReader::ReadNewLines() {
   platform::ScopedHandle file = Open(m_path, platform::kGenericRead, platform::kOpenExisting);
   if (!file.IsOpen()) return;
   if (Seek(file, 0, platform::kFileEnd) < m_offset) {
-    // Another agent has begun the journal anew.
+    // Another agent has started a new journal.
     m_offset = 0;
     m_unfinished.clear();
   }

@@ -1,17 +1,17 @@
-// The simulated agent's journal: a file in which each request and its outcome is one line of JSON,
-// so that another process can tell afterwards what the agent saw and what it answered.
+// The simulated agent's journal: a file with one line of JSON for each request and one for each
+// outcome, so that another process can read what the agent saw and answered.
 //
-// A request's line is in the file before its answer is stored, so whoever got an answer finds it.
+// The agent writes a request's line before it stores the answer, so a sender that got an answer
+// finds the line in the file.
 //
 //   {"event": "request", "id": 7, "time": "2026-03-01T12:00:00.123", "pid": 1, "tid": 2,
 //    "block": "Global\\...", "type": 3, "stage": "recipients", "payload": "...", "name": "...",
 //    "answer": 4 or null, "because": "rule 1" or "", "content_sha256": ..., "content_bytes": ...}
 //   {"event": "outcome", "id": 7, "outcome": "taken", "waited_ms": 12}
 //
-// `payload` and `name` are text: U+FFFD stands for each byte that isn't UTF-8. `payload` is null
-// where the block was refused and so never read. `answer` is null where none is given.
-// `content_sha256` and `content_bytes` are there for item type 1 only, and null when the agent
-// found no file.
+// `payload` and `name` are text, with U+FFFD for each byte that isn't UTF-8. `payload` is null if
+// the agent refused the block and so never read it. `answer` is null if there is none. Only item
+// type 1 has `content_sha256` and `content_bytes`, which are null if the agent found no file.
 #pragma once
 
 #include <cstdint>
@@ -25,9 +25,9 @@
 namespace simulation::agent {
 
 // What became of a request.
-inline constexpr std::string_view kOutcomeTaken = "taken";       // the answer was taken
+inline constexpr std::string_view kOutcomeTaken = "taken";       // the add-in took the answer
 inline constexpr std::string_view kOutcomeGivenUp = "given up";  // the add-in stopped waiting
-inline constexpr std::string_view kOutcomeRefused = "refused";   // the block wasn't made
+inline constexpr std::string_view kOutcomeRefused = "refused";  // the agent didn't create the block
 
 struct JournalRequest {
   std::uint64_t id = 0;  // counts the requests of one agent, from 1
@@ -44,9 +44,9 @@ struct JournalRequest {
   std::optional<std::string> contentSha256;
   std::optional<std::uint64_t> contentBytes;
 
-  // Filled in by the line of the outcome; empty until it came.
+  // From the outcome's line; empty until that has been read.
   std::string outcome;
-  std::uint32_t waitedMs = 0;  // from the request's arrival at the agent
+  std::uint32_t waitedMs = 0;  // since the request reached the agent
 };
 
 // The request's line, without its line end.
@@ -55,17 +55,16 @@ std::string JournalLine(const JournalRequest& request);
 // The outcome's line, without its line end.
 std::string OutcomeLine(std::uint64_t id, std::string_view outcome, std::uint32_t waitedMs);
 
-// This moment as `time` has it.
+// The current local time, formatted like `JournalRequest::time`.
 std::string JournalTime();
 
-// Where the journal of a machine's agent lies: "QuorvexAgent.journal" in the temporary directory.
+// The path of this machine's journal: "QuorvexAgent.journal" in the temporary directory.
 std::string JournalPath();
 
-// Writes a journal. Every line is handed to the file in one piece, so a reader never sees half of
-// one. For one thread.
+// Writes a journal, each line with a single write. For use on one thread.
 class JournalWriter {
  public:
-  // Begins the file anew. See IsOpen.
+  // Creates the file, or empties an existing one. See IsOpen for failure.
   explicit JournalWriter(std::string path);
   // Removes the file.
   ~JournalWriter();
@@ -75,7 +74,7 @@ class JournalWriter {
 
   bool IsOpen() const;
 
-  // A write that fails is lost: the journal is there to be looked at, and the agent goes on.
+  // A line that can't be written is lost: the agent works without its journal.
   void WriteRequest(const JournalRequest& request);
   void WriteOutcome(std::uint64_t id, std::string_view outcome, std::uint32_t waitedMs);
 
@@ -86,16 +85,16 @@ class JournalWriter {
   platform::ScopedHandle m_file;
 };
 
-// Reads a journal while it is written. For one thread.
+// Reads a journal while an agent writes it. For use on one thread.
 class JournalReader {
  public:
-  // Lines that are already there are of no interest. The file need not exist yet.
+  // Skips the lines that are already in the file. The file need not exist yet.
   explicit JournalReader(std::string path);
 
-  // The requests of one sender from where the last call left off up to its closing request
-  // (type 9), in the order of their ids. Waits until the closing request and every outcome is
-  // there, but no longer than `milliseconds` on platform::clock; then gives what there is.
-  // A `threadId` of 0 stands for any thread of the process.
+  // The sender's next requests up to and including its closing request (type 9), in the order of
+  // their ids. Waits for the closing request and for every outcome, at most `milliseconds` on
+  // platform::clock, and then returns what it has. A `threadId` of 0 means any thread of the
+  // process.
   std::vector<JournalRequest> TakeMail(std::uint32_t processId, std::uint32_t threadId,
                                        std::uint32_t milliseconds);
 

@@ -10,10 +10,10 @@
 namespace simulation::agent {
 namespace {
 
-// A sender that was silent for longer has gone: no request waits longer than some three minutes.
+// A sender that is silent for longer is gone: no request waits longer than about three minutes.
 constexpr std::uint32_t kSessionLife = 10 * 60 * 1000;
 
-// The parts of a set of conditions, one bit each.
+// The conditions in a set, one bit each.
 enum : std::uint32_t {
   kRecipientsMet = 1,
   kRecipientsAllMet = 2,
@@ -36,7 +36,7 @@ std::uint32_t Asked(const Conditions& conditions) {
   return asked;
 }
 
-// Searches one text for patterns and remarks on those that are given up on.
+// Searches a text for patterns and adds a remark for each one that takes too long.
 class Searcher {
  public:
   explicit Searcher(std::vector<std::string>* remarks) : m_remarks(remarks) {}
@@ -53,7 +53,7 @@ class Searcher {
     return false;
   }
 
-  // An empty list asks nothing.
+  // True for an empty list.
   bool Fulfils(const PatternList& patterns, std::string_view text) const {
     return patterns.empty() || AnyMatches(patterns, text);
   }
@@ -211,7 +211,7 @@ void Judge::TakeEnvelope(const ItemRequest& request, Stage stage, Session* sessi
   }
 }
 
-// The content isn't kept, so whatever is asked about it is found out now.
+// The content isn't kept, so all conditions about it are checked now.
 void Judge::TakeFile(const ItemRequest& request, Session* session, Ruling* ruling) {
   ruling->file = ReadContentFile(request.payload, kSearchedBytes);
   if (!ruling->file) return;
@@ -257,7 +257,7 @@ bool Judge::Holds(const Session& session, std::size_t index) const {
   return (session.met[index] & asked) == asked;
 }
 
-// Counts each fault that fits, up to the one whose turn it is.
+// Counts each fault that applies, up to the first whose turn it is.
 const Fault* Judge::FaultFor(const Session& session, StageSet stages, bool refusing) {
   for (std::size_t i = 0; i < m_rules.faults.size(); ++i) {
     const Fault& fault = m_rules.faults[i];
@@ -274,8 +274,8 @@ const Fault* Judge::FaultFor(const Session& session, StageSet stages, bool refus
   return nullptr;
 }
 
-// The first rule that holds decides. One that answers at the stage does so once and is content with
-// "go on" afterwards, which leaves the add-in with the stage's answer.
+// The first rule that holds decides. A rule that doesn't wait for the closing request gives its
+// answer once and answers "go on" afterwards; the add-in keeps the first one.
 void Judge::ApplyRules(Session* session, Ruling* ruling) const {
   ruling->answer = channel::kActionGoOn;
   for (std::size_t i = 0; i < m_rules.rules.size(); ++i) {

@@ -1,9 +1,9 @@
-// What the simulated agent knows of each mail, and what it answers.
+// What the simulated agent knows about each mail, and what it answers.
 //
-// There is one session per sender, that is per thread of a process, from its first request to the
-// closing one: the add-in checks one mail after the other on a thread. A request with recipients
-// also begins a session anew, as the add-in sends it first: a session that is still open then lost
-// its closing request.
+// There is one session for each sender (a thread of a process), from its first request to the
+// closing one: a thread checks one mail after the other. A request with recipients also starts a
+// new session, since it is a mail's first request: an open session has then lost its closing
+// request.
 #pragma once
 
 #include <compare>
@@ -27,7 +27,7 @@ struct Sender {
   friend auto operator<=>(const Sender&, const Sender&) = default;
 };
 
-// One item of a mail, as it stands in its block.
+// One item of a mail, as it is in its block.
 struct ItemRequest {
   Sender sender;
   std::uint32_t itemType = 0;
@@ -41,7 +41,7 @@ struct SeenAttachment {
   std::string sha256;
 };
 
-// What came so far of one mail. Texts are valid UTF-8, with U+FFFD for bytes that weren't.
+// What has arrived of one mail. Texts are valid UTF-8, with U+FFFD for invalid bytes.
 struct SeenMail {
   std::vector<std::string> recipients;
   std::optional<std::string> sender;
@@ -53,41 +53,41 @@ struct SeenMail {
 // The agent's decision on one request.
 struct Ruling {
   Stage stage = Stage::kUnknown;
-  std::optional<std::int32_t> answer;  // absent: none is given
+  std::optional<std::int32_t> answer;  // absent: the agent doesn't answer
   std::uint32_t late = 0;              // milliseconds to wait before the answer is stored
-  bool crash = false;                  // end the process instead
-  std::string because;                 // the rule or the fault that spoke; empty: none did
-  std::optional<ContentFile> file;     // of a file, if it was found; `head` is empty
-  std::vector<std::string> remarks;    // patterns that were given up on, in words
+  bool crash = false;                  // end the process instead of answering
+  std::string because;                 // the rule or fault that decided; empty for none
+  std::optional<ContentFile> file;     // the file, if there is one; `head` is empty
+  std::vector<std::string> remarks;    // patterns that took too long, in words
 };
 
-// The three kinds of file are told apart by the item's name, which for subject and body is the
-// file's own name too.
+// The item's name distinguishes the three kinds of file. Subject and body have the name of their
+// temporary file.
 Stage StageOf(std::uint32_t itemType, std::string_view payload, std::string_view name);
 
-// What stands behind the last "\" or "/".
+// The part after the last "\" or "/".
 std::string_view LeafOf(std::string_view path);
 
-// The addresses of a payload of recipients: each ended by a NUL, an empty one included. A last one
-// without its NUL counts.
+// The addresses in a payload of recipients. Each one ends with a NUL, which the last one may lack.
+// Addresses may be empty.
 std::vector<std::string> SplitRecipients(std::string_view payload);
 
 class Judge {
  public:
-  // How much of a file's beginning the patterns get to see.
+  // Patterns search only this much of a file's beginning.
   static constexpr std::uint64_t kSearchedBytes = std::uint64_t{16} << 20;
 
   explicit Judge(RuleSet rules);
 
-  // Whether the block for a request of that type is to be refused, which is asked before anything
-  // else of the request is known. `*because` is then the fault's name. A refused closing request
-  // ends the session as well.
+  // True if a fault refuses the block for a request of that type. Nothing else of the request is
+  // known yet. `*because` becomes the fault's name. Refusing a closing request ends the session
+  // too.
   bool RefusesBlock(const Sender& sender, std::uint32_t itemType, std::string* because);
 
-  // Takes the request into its sender's session, reads the file that it points to, and rules.
+  // Adds the request to its sender's session, reads the file it names, and decides.
   Ruling Decide(const ItemRequest& request);
 
-  // The session of `sender`; null when none is open. Valid until the next call of Decide.
+  // The sender's mail; null if it has no open session. Valid until the next call of Decide.
   const SeenMail* MailOf(const Sender& sender) const;
 
   std::size_t OpenSessions() const { return m_sessions.size(); }
@@ -95,8 +95,8 @@ class Judge {
  private:
   struct Session {
     SeenMail mail;
-    std::vector<std::uint32_t> met;  // for each set of conditions, what of it is fulfilled
-    std::vector<bool> spoken;        // for each rule, whether its answer was given
+    std::vector<std::uint32_t> met;  // for each set of conditions: which of them are met
+    std::vector<bool> spoken;        // for each rule: whether it has given its answer
     std::uint32_t lastTick = 0;
   };
   struct FaultCount {

@@ -9,10 +9,12 @@ namespace simulation::agent {
 namespace {
 
 constexpr std::uint32_t kMillisecondsPerSearch = 1000;
-// The library's engine remembers much for each character of the text that it is given, so a long
-// line goes to it in pieces that overlap. What is longer than the overlap may be missed there.
-constexpr std::size_t kPiece = 16 * 1024;
-constexpr std::size_t kOverlap = 1024;
+// The library's engine uses much memory for each character of its text and, in the worst case, time
+// that grows with the square of the length, and it can't be interrupted. So it gets a long line in
+// overlapping pieces, small enough that the worst one takes about a second on a slow machine (16 KB
+// took over 100 s in a 32-bit build). A match longer than the overlap may be missed.
+constexpr std::size_t kPiece = 2048;
+constexpr std::size_t kOverlap = 512;
 
 constexpr std::string_view kIgnoreCase = "(?i)";
 
@@ -30,8 +32,7 @@ Pattern::~Pattern() = default;
 
 std::optional<Pattern> Pattern::Compile(std::string_view text, PatternError* error) {
   std::string_view body = text;
-  // The polynomial engine takes time in proportion to the text and doesn't recurse into it; its
-  // price is that it knows no back-references.
+  // The polynomial engine doesn't backtrack or recurse; in exchange it has no back-references.
   auto flags = std::regex::ECMAScript | std::regex_constants::__polynomial;
   if (body.starts_with(kIgnoreCase)) {
     body.remove_prefix(kIgnoreCase.size());

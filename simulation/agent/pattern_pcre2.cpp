@@ -11,10 +11,10 @@
 namespace simulation::agent {
 namespace {
 
-// Steps and memory of the engine at one starting place.
+// The engine's limits for one starting position.
 constexpr std::uint32_t kMatchLimit = 5'000'000;
 constexpr std::uint32_t kHeapLimitKilobytes = 64 * 1024;
-// A search as a whole.
+// The limit for a whole search.
 constexpr std::uint32_t kMillisecondsPerSearch = 1000;
 
 struct FreeMatchData {
@@ -30,7 +30,7 @@ using CompileContext = std::unique_ptr<pcre2_compile_context, FreeCompileContext
 using MatchData = std::unique_ptr<pcre2_match_data, FreeMatchData>;
 using MatchContext = std::unique_ptr<pcre2_match_context, FreeMatchContext>;
 
-// The next place behind `position` at which a character begins.
+// The first position from `position` on where a character begins.
 std::size_t CharacterAt(std::string_view text, std::size_t position) {
   while (position < text.size() && (static_cast<unsigned char>(text[position]) & 0xC0) == 0x80) {
     ++position;
@@ -38,7 +38,7 @@ std::size_t CharacterAt(std::string_view text, std::size_t position) {
   return position;
 }
 
-// Never null, which the library takes for a mistake.
+// Never null, which the library rejects.
 PCRE2_SPTR Units(std::string_view text) {
   return reinterpret_cast<PCRE2_SPTR>(text.empty() ? "" : text.data());
 }
@@ -88,8 +88,8 @@ PatternResult Pattern::Search(std::string_view text) const {
   pcre2_set_match_limit(context.get(), kMatchLimit);
   pcre2_set_heap_limit(context.get(), kHeapLimitKilobytes);
 
-  // The engine's limits count anew at each starting place, so a long text is searched a window of
-  // starting places at a time, with a look at the clock in between.
+  // The engine's limits apply to each starting position separately. To limit the whole search, try
+  // the starting positions in windows and check the clock after each one.
   const std::uint32_t began = platform::clock.GetTickCount();
   std::size_t window =
       std::clamp<std::size_t>((std::size_t{1} << 26) / (text.size() + 1), 1, 65536);

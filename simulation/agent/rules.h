@@ -1,6 +1,6 @@
-// What the simulated agent was told to answer: the contents of a rules file.
+// The contents of a rules file: what the simulated agent answers.
 //
-// samples/rules.toml is the manual of the file's language; the names here follow it.
+// samples/rules.toml documents the format; the names here follow it.
 #pragma once
 
 #include <cstdint>
@@ -14,8 +14,8 @@
 
 namespace simulation::agent {
 
-// What a request of the add-in is about. The three kinds of file all come as the same type of item
-// and are told apart by the item's name, so they are known only once the block is read.
+// What a request is about. The three kinds of file have the same item type and differ in the item's
+// name, which is known only after the block has been read.
 enum class Stage : std::uint8_t {
   kRecipients,
   kSender,
@@ -56,10 +56,10 @@ inline constexpr StageSet kAllFiles =
     StageBit(Stage::kSubject) | StageBit(Stage::kBody) | StageBit(Stage::kAttachment);
 inline constexpr StageSet kAllStages = StageBit(Stage::kUnknown) * 2 - 1;
 
-// Patterns of which one has to match. An empty list asks nothing.
+// One of the patterns has to match. An empty list is no condition.
 using PatternList = std::vector<Pattern>;
 
-// What one single attachment has to fulfil, all of it.
+// Conditions that a single attachment has to meet together.
 struct AttachmentCondition {
   PatternList name;
   PatternList content;
@@ -67,7 +67,7 @@ struct AttachmentCondition {
   std::optional<std::uint64_t> maxSize;  // in bytes, inclusive
 };
 
-// What a mail has to fulfil, all of it. With nothing in it every mail does.
+// Conditions that a mail has to meet together. Without any, every mail does.
 struct Conditions {
   PatternList recipients;     // at least one recipient matches
   PatternList recipientsAll;  // there are recipients, and each one matches
@@ -77,22 +77,22 @@ struct Conditions {
   PatternList content;  // the body, or the content of at least one attachment
   std::optional<AttachmentCondition> attachment;
 
-  // True if only recipients and sender are asked about.
+  // True if there are conditions on recipients and sender only.
   bool EnvelopeOnly() const;
 };
 
 struct Rule {
-  std::string name;  // for messages: its own, or "rule 3"
+  std::string name;  // for messages: the name in the file, or "rule 3"
   Conditions conditions;
   std::int32_t answer = 0;
-  bool atClose = false;  // held for the closing request
+  bool atClose = false;  // answer only the closing request
 };
 
 enum class FaultKind : std::uint8_t {
   kAnswer,   // an answer of its own, or a late one, or both
   kSilent,   // no answer
-  kNoBlock,  // the block isn't made
-  kCrash,    // the agent's process ends on the spot
+  kNoBlock,  // the block isn't created
+  kCrash,    // the agent's process ends at once
 };
 
 // Something that a well-behaved agent doesn't do.
@@ -103,8 +103,8 @@ struct Fault {
   FaultKind kind = FaultKind::kAnswer;
   std::optional<std::int32_t> answer;  // kAnswer: absent for what the rules say
   std::uint32_t late = 0;              // kAnswer: milliseconds before the answer is stored
-  std::uint32_t every = 1;             // each so-manieth request that it applies to
-  std::uint32_t times = 0;             // so often at most; 0: no limit
+  std::uint32_t every = 1;             // every Nth matching request
+  std::uint32_t times = 0;             // at most this often; 0: no limit
 };
 
 struct RuleSet {
@@ -123,15 +123,15 @@ struct RulesFile {
   RuleSet rules;
   // What makes the file unusable, in the file's order; `rules` is then incomplete.
   std::vector<RulesRemark> mistakes;
-  // What is allowed but may not do what its author thinks.
+  // What is allowed but may not do what its author expects.
   std::vector<RulesRemark> notes;
 };
 
 // Reads the text of a rules file (TOML 1.0, UTF-8).
 RulesFile ParseRules(std::string_view text);
 
-// Reads the rules file at `path` (UTF-8). A file that can't be read is a mistake without a line
-// (0). Files of more than a megabyte are refused.
+// Reads the rules file at `path` (UTF-8). If that fails there is one mistake, with line 0. Files
+// larger than a megabyte are refused.
 RulesFile LoadRules(const std::string& path);
 
 // `path:line:column: message`, or `path: message` where there is no line.

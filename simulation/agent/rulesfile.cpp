@@ -1,4 +1,4 @@
-// From the rules file's text to rules: every key checked, every mistake with its place.
+// Parses a rules file: checks every key, and gives the place of every mistake.
 #include <toml++/toml.h>
 
 #include <algorithm>
@@ -167,7 +167,7 @@ class Reader {
     return static_cast<std::uint64_t>(value);
   }
 
-  // The position of `text` in `words`; absent, with a mistake noted, when it isn't there.
+  // The index of `text` in `words`; absent, with a mistake recorded, if it isn't one of them.
   std::optional<std::size_t> WordAt(const toml::node& value, std::string_view what,
                                     const std::string& text, Keys words,
                                     std::string_view otherwise = {}) {
@@ -202,8 +202,8 @@ class Reader {
     return kAnswerCodes[*word];
   }
 
-  // Where in the file the character `offset` of the pattern in `node` stands, if that can be told:
-  // in a literal string on one line nothing is escaped.
+  // The place in the file of the pattern's character at `offset`. Exact for a literal string on one
+  // line, where nothing is escaped; otherwise the place where the string begins.
   toml::source_position PlaceInPattern(const toml::node& node, std::string_view pattern,
                                        std::size_t offset) const {
     toml::source_position place = node.source().begin;

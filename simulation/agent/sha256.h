@@ -1,10 +1,7 @@
-// SHA-256 (FIPS 180-4), for telling files apart. Not meant for secrets: nothing here is constant in
-// time.
+// SHA-256 from the system's library: GLib on POSIX, CNG (bcrypt.dll) on Windows.
 #pragma once
 
-#include <array>
-#include <cstddef>
-#include <cstdint>
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -12,27 +9,28 @@ namespace simulation::agent {
 
 class Sha256 {
  public:
+  // Raises std::runtime_error if the system has no SHA-256.
   Sha256();
+  ~Sha256();
+  Sha256(const Sha256&) = delete;
+  Sha256& operator=(const Sha256&) = delete;
 
-  // Adds bytes; the digest doesn't depend on how a text is cut into calls.
+  // Adds bytes; how they are split into calls makes no difference.
   void Add(std::string_view bytes);
 
-  // The digest of all bytes added so far, as 64 lower-case hexadecimal digits. Ends the object's
-  // use: nothing may be added afterwards.
+  // The digest of all bytes added so far, as 64 lower-case hexadecimal digits. Call it once, last.
   std::string Finish();
 
  private:
-  void Compress(const unsigned char* block);
-
-  static constexpr std::size_t kBlock = 64;
-
-  std::array<std::uint32_t, 8> m_state;
-  std::array<unsigned char, kBlock> m_pending;
-  std::size_t m_pendingSize = 0;
-  std::uint64_t m_total = 0;
+  struct State;
+  std::unique_ptr<State> m_state;
 };
 
 // The digest of `bytes` in one call.
-std::string Sha256Of(std::string_view bytes);
+inline std::string Sha256Of(std::string_view bytes) {
+  Sha256 hash;
+  hash.Add(bytes);
+  return hash.Finish();
+}
 
 }  // namespace simulation::agent

@@ -148,7 +148,7 @@ void SimulatedAgent::OnOddEntry(agentkit::TakeResult what) {
       m_watchers.onOddity("the ring contradicted itself and was emptied");
       break;
     default:
-      m_watchers.onOddity("an entry that is no request was dropped");
+      m_watchers.onOddity("an entry that isn't a request was dropped");
       break;
   }
 }
@@ -177,7 +177,7 @@ bool SimulatedAgent::GiveLateAnswers() {
   const std::uint32_t now = platform::clock.GetTickCount();
   const std::size_t given = std::erase_if(m_late, [&](const LateAnswer& late) {
     if (now - late.sinceTick < late.late) return false;
-    // The add-in may have given up meanwhile, and then there is nobody to answer.
+    // Ignore the result: the add-in may have given up already.
     m_agent.Answer(late.id, late.answer);
     return true;
   });

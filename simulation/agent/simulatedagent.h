@@ -1,7 +1,5 @@
-// The simulated agent: the ring's consumer that answers by rules.
-//
-// It is the wire's half (agentkit) with a judge behind it and a journal beside it. Everything runs
-// on the thread that calls Step.
+// The simulated agent: answers the add-in's requests by rules. agentkit handles the ring and the
+// blocks, a Judge decides, and a journal records. Everything runs on the thread that calls Step.
 #pragma once
 
 #include <cstdint>
@@ -21,26 +19,27 @@ namespace simulation::agent {
 class SimulatedAgent {
  public:
   struct Options {
-    // Where the journal goes; empty for none.
+    // The journal's path; empty for none.
     std::string journalPath = {};
     agentkit::Agent::Options kit = {};
-    // Milliseconds between two looks at the shared memory when there is nothing to do. Absent: 1
-    // while there is traffic and for two seconds after it, and 5 later on, which costs next to
-    // nothing; the add-in looks for its block only 20 ms after it has asked, so a first request
-    // isn't answered later for it. 0 looks again at once.
+    // Milliseconds between two polls of the shared memory when there is nothing to do. Absent: 1
+    // during traffic and for two seconds after it, 5 later, which costs almost nothing. 5 doesn't
+    // delay a first answer, since the add-in looks for its block only 20 ms after it has asked. 0
+    // polls without a pause.
     std::optional<std::uint32_t> poll = {};
   };
 
-  // Called as things happen; each may be empty.
+  // Callbacks; each may be empty.
   struct Watchers {
-    // A request was ruled on; its answer isn't stored yet. `remarks` are patterns given up on.
+    // The judge has decided; the answer isn't stored yet. `remarks` are patterns that took too
+    // long.
     std::function<void(const JournalRequest& request, const std::vector<std::string>& remarks)>
         onRequest = {};
-    // A request has ended: `outcome` and `waitedMs` are filled in.
+    // A request has ended: `outcome` and `waitedMs` are set.
     std::function<void(const JournalRequest& request)> onOutcome = {};
-    // Something odd came out of the ring, in words.
+    // The ring contained something unexpected, in words.
     std::function<void(const std::string& what)> onOddity = {};
-    // A fault says that the agent crashes. Without one the process ends on the spot, as if killed.
+    // A fault tells the agent to crash. If this is empty the process ends at once, as if killed.
     std::function<void()> onCrash = {};
   };
 
@@ -49,20 +48,20 @@ class SimulatedAgent {
   SimulatedAgent(const SimulatedAgent&) = delete;
   SimulatedAgent& operator=(const SimulatedAgent&) = delete;
 
-  // Makes the ring, then begins the journal: an agent that finds the ring taken leaves the journal
-  // of the other one alone. The ring and the journal go with the object.
+  // Creates the ring, then the journal, so that an agent that finds the ring taken leaves the other
+  // agent's journal alone. The destructor removes both.
   agentkit::OpenResult Start();
 
-  // False if a journal was wanted and can't be written. The agent works without it.
+  // False if there is no journal, also because it can't be created. The agent works without one.
   bool HasJournal() const { return m_journal != nullptr; }
 
-  // Does what there is to do, without waiting. True if anything moved.
+  // Handles what there is without waiting. True if there was anything.
   bool Step();
 
-  // Steps and sleeps until `stop` is true.
+  // Steps and sleeps until `stop` returns true.
   void Run(const std::function<bool()>& stop);
 
-  // The rules' side, for looking at.
+  // For looking at sessions.
   const Judge& Rules() const { return m_judge; }
 
  private:
@@ -72,11 +71,11 @@ class SimulatedAgent {
     std::uint32_t sinceTick;
     std::uint32_t late;
   };
-  // A request that hasn't ended.
+  // A request that hasn't ended yet.
   struct Underway {
     JournalRequest line;
     std::uint32_t sinceTick = 0;
-    bool isWritten = false;  // its line is in the journal
+    bool isWritten = false;  // its line is in the journal already
   };
 
   agentkit::Handlers MakeHandlers();

@@ -1,4 +1,4 @@
-// Tests of `quorvex agent` as a process: a machine of the test's own around it.
+// For tests of `quorvex agent` as a process: gives it a simulated machine of its own.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -27,7 +27,7 @@ inline std::filesystem::path PathOf(const std::string& utf8) {
   return std::u8string(utf8.begin(), utf8.end());
 }
 
-// An environment variable of this process, and so of its children, for the length of a scope.
+// Sets an environment variable of this process, and so of its children, for a scope.
 class ScopedVariable {
  public:
   ScopedVariable(const char* name, const std::string& value) : m_name(name) {
@@ -41,7 +41,7 @@ class ScopedVariable {
   ScopedVariable& operator=(const ScopedVariable&) = delete;
 
  private:
-  // An empty value stands for none.
+  // An empty value removes the variable.
   void Set(const std::string& value) const {
 #if defined(_WIN32)
     _putenv_s(m_name, value.c_str());
@@ -59,8 +59,8 @@ class ScopedVariable {
   std::string m_before;
 };
 
-// The agent's process keeps its journal in the temporary folder and its ring under a name of the
-// test's own, under which the channel of this process looks for it too.
+// The agent's process has its own temporary folder, for the journal, and its own ring name, which
+// this process's channel uses too.
 class AgentProcessTest : public testing::Test {
  protected:
   AgentProcessTest()
@@ -89,7 +89,7 @@ class AgentProcessTest : public testing::Test {
     ASSERT_TRUE(m_agent.Start(Program(), options, &error)) << error;
   }
 
-  // Gives the line in which it says that it is ready, as JSON or as text.
+  // Returns the line that says that it is ready, as JSON or as text.
   nlohmann::json StartAgent(const std::vector<std::string>& options) {
     StartChild(options);
     std::string line;

@@ -1,4 +1,4 @@
-// `quorvex agent` as it is: a process of its own, asked by the real channel of this one.
+// `quorvex agent` as a process, asked through this process's real channel.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -34,7 +34,7 @@ class AgentProcess : public tests::AgentProcessTest {
   AgentChannel m_channel;
 };
 
-TEST_F(AgentProcess, SaysThatItIsReadyWhenTheRingStands) {
+TEST_F(AgentProcess, SaysThatItIsReadyWhenTheRingExists) {
   const nlohmann::json ready = StartAgent({"--json"});
   EXPECT_EQ(ready["event"], "ready");
   EXPECT_EQ(ready["ring"], m_ring);
@@ -137,7 +137,7 @@ TEST_F(AgentProcess, ACrashIsSurvivedByTheAddInAndByTheNextAgent) {
   WriteFile("rules.toml", "[[fault]]\ndo = \"crash\"\nstage = \"sender\"\n");
   StartAgent({"--quiet", "--rules", FilePath("rules.toml")});
   {
-    // The add-in waits in vain for the dead agent's answer; not in the test's real time.
+    // Don't spend real time on the wait for the dead agent's answer.
     const platform::ScopedReplacement<platform::clock, &platform::ClockOperations::Sleep> hurried(
         [](auto original, std::uint32_t) { original(1); });
     EXPECT_EQ(Ask(channel::kItemSender, "Alice"), 1);
@@ -198,7 +198,7 @@ TEST_F(AgentProcess, HelpShowsExamples) {
   }
 }
 
-TEST(ChildProcess, AProgramThatIsNotThere) {
+TEST(ChildProcess, AMissingProgram) {
   ChildProcess child;
   std::string error;
   EXPECT_FALSE(child.Start("/no/such/program", {}, &error));

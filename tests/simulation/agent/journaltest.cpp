@@ -55,7 +55,7 @@ TEST_F(Journal, ARequestsLine) {
             R"("payload":"Alice","name":"","answer":4,"because":""})");
 }
 
-TEST_F(Journal, AFilesLineTellsItsContent) {
+TEST_F(Journal, AFilesLineDescribesItsContent) {
   JournalRequest request = RequestOf(1, 1);
   EXPECT_THAT(JournalLine(request),
               testing::EndsWith(R"(,"content_sha256":null,"content_bytes":null})"));
@@ -65,7 +65,7 @@ TEST_F(Journal, AFilesLineTellsItsContent) {
               testing::EndsWith(R"(,"content_sha256":"ab","content_bytes":5000000000})"));
 }
 
-TEST_F(Journal, NulsAndBytesThatAreNoText) {
+TEST_F(Journal, NulsAndInvalidUtf8) {
   JournalRequest request = RequestOf(1, 3);
   request.payload = std::string(
       "a\0\xFF"
@@ -100,7 +100,7 @@ TEST_F(Journal, EachLineIsInTheFileAtOnce) {
                            R"({"event":"outcome","id":1,"outcome":"taken","waited_ms":3})" + "\n");
 }
 
-TEST_F(Journal, BeginsAnewAndGoesWithItsWriter) {
+TEST_F(Journal, IsEmptiedByANewWriterAndRemovedInTheEnd) {
   std::ofstream(m_path) << "old\n";
   {
     const JournalWriter writer(m_path);
@@ -109,7 +109,7 @@ TEST_F(Journal, BeginsAnewAndGoesWithItsWriter) {
   EXPECT_FALSE(std::filesystem::exists(m_path));
 }
 
-TEST_F(Journal, AFileThatCannotBeMadeIsNotOpen) {
+TEST_F(Journal, IsNotOpenIfTheFileCannotBeCreated) {
   const platform::ScopedReplacement<platform::files, &platform::FileOperations::CreateFileA>
       failing([](auto, auto...) { return platform::kInvalidHandle; });
   JournalWriter writer(m_path);
@@ -149,12 +149,12 @@ TEST_F(Journal, AReaderGetsAMailUpToItsClose) {
   EXPECT_EQ(mail[2].itemType, 9U);
   EXPECT_EQ(mail[2].block, "Global\\0000000a0000001400001");
 
-  // The next mail isn't complete, and is given when the time is over.
+  // The next mail isn't complete, so it comes when the time is over.
   EXPECT_THAT(reader.TakeMail(10, 20, 0), ElementsAre(Field(&JournalRequest::id, 4)));
   EXPECT_THAT(reader.TakeMail(10, 20, 0), IsEmpty());
 }
 
-TEST_F(Journal, AReaderTellsSendersApart) {
+TEST_F(Journal, AReaderSeparatesSenders) {
   JournalWriter writer(m_path);
   JournalReader reader(m_path);
   std::uint64_t id = 0;
@@ -174,7 +174,7 @@ TEST_F(Journal, AReaderTellsSendersApart) {
               ElementsAre(Field(&JournalRequest::id, 3), Field(&JournalRequest::id, 5)));
 }
 
-// The waits run on the replaced clock; each sleep writes what the agent would write meanwhile.
+// Waits run on the replaced clock; each sleep writes what the agent would have written.
 TEST_F(Journal, AReaderWaitsForTheCloseAndForEveryOutcome) {
   JournalWriter writer(m_path);
   JournalReader reader(m_path);
@@ -202,7 +202,7 @@ TEST_F(Journal, AReadersWaitIsBounded) {
   EXPECT_EQ(now, 0xFFFFFFF0 + 50);
 }
 
-TEST_F(Journal, WhatStoodThereBeforeIsOfNoInterest) {
+TEST_F(Journal, AReaderSkipsEarlierLines) {
   JournalWriter writer(m_path);
   writer.WriteRequest(RequestOf(1, 9));
   writer.WriteOutcome(1, "taken", 0);
@@ -219,7 +219,7 @@ TEST_F(Journal, AReaderFollowsANewAgentsJournal) {
   EXPECT_EQ(reader.TakeMail(10, 20, 0).size(), 1U);
 }
 
-TEST_F(Journal, LinesThatAreNoneOfOursAreSkipped) {
+TEST_F(Journal, AReaderSkipsOtherLines) {
   std::ofstream file(m_path, std::ios::binary);
   JournalReader reader(m_path);
   file << "not json\n[1]\n{\"event\":5}\n{\"event\":\"request\",\"id\":\"x\",\"pid\":-1}\n"

@@ -1,4 +1,4 @@
-// The sessions and the rules, without a channel: requests go straight to the judge.
+// Sessions and rules without a channel: requests go straight to the judge.
 #include "simulation/agent/judge.h"
 
 #include <gmock/gmock.h>
@@ -28,7 +28,7 @@ using testing::IsEmpty;
 constexpr Sender kAlice = {100, 1};
 constexpr Sender kBob = {100, 2};
 
-// One mail after the other, as the add-in asks about it.
+// Sends mails' requests in the add-in's order.
 class Mails {
  public:
   explicit Mails(std::string_view rules) : judge(Parse(rules)) {}
@@ -87,7 +87,7 @@ TEST(Judge, StagesByTypeAndName) {
   EXPECT_EQ(StageOf(1, "/t/ExchangeBodyContent", "ExchangeBodyContent"), Stage::kBody);
   EXPECT_EQ(StageOf(1, "C:\\t\\OutlookAttachment.1", "a.txt"), Stage::kAttachment);
   EXPECT_EQ(StageOf(1, "C:\\t\\logo.png", ""), Stage::kAttachment);
-  // An attachment that somebody named like the subject's file is still an attachment.
+  // An attachment with the name of the subject's file is still an attachment.
   EXPECT_EQ(StageOf(1, "C:\\t\\OutlookAttachment.1", "ExchangeSubjectContent"), Stage::kAttachment);
 }
 
@@ -149,7 +149,7 @@ TEST(Judge, ReportsTheFileAsItFoundIt) {
   EXPECT_FALSE(absent.file);
   EXPECT_EQ(absent.answer, 4);
   EXPECT_EQ(absent.stage, Stage::kAttachment);
-  // A NUL in a path doesn't make it the path in front of it.
+  // A NUL doesn't truncate a path.
   EXPECT_FALSE(
       mails.judge.Decide({kAlice, channel::kItemFile, std::string("/tmp\0x", 6), "n"}).file);
 }
@@ -172,7 +172,7 @@ answer = "block"
   EXPECT_EQ(mails.Body("secret", {101, 1}).answer, 4);
 }
 
-TEST(Judge, TheNextMailOfASenderKnowsNothingOfTheLast) {
+TEST(Judge, ASendersNextMailStartsANewSession) {
   Mails mails(R"(
 [[rule]]
 subject = 'red'
@@ -185,7 +185,7 @@ answer = "block"
   mails.Recipients({"a@x"});
   mails.Subject("blue");
   EXPECT_EQ(mails.Body("secret").answer, 4);
-  // Also when the closing request was lost on the way.
+  // Even if the closing request was lost.
   mails.Subject("red");
   mails.Recipients({"a@x"});
   mails.Subject("blue");
@@ -246,7 +246,7 @@ at = "close"
   mails.From("Boss");
   EXPECT_EQ(mails.Body("secret").answer, 4);
   EXPECT_EQ(mails.Close().answer, 4);
-  // The block stands above the tag, so the close leaves it alone.
+  // The block's rule precedes the tag's, so the close keeps it.
   mails.Recipients({"a@x"});
   mails.From("Clerk");
   mails.Subject("red");
@@ -272,7 +272,7 @@ TEST(Judge, SomeRecipientAndEachRecipient) {
   EXPECT_EQ(each.Recipients({"a", "b", "a"}).answer, 100);
   EXPECT_EQ(each.Recipients({"a", "x"}).answer, 4);
   EXPECT_EQ(each.Recipients({}).answer, 4);
-  // A pattern that matches everything needs a recipient all the same.
+  // Even a pattern that matches everything needs a recipient.
   Mails any("[[rule]]\nrecipients_all = ''\nanswer = 100\n");
   EXPECT_EQ(any.From("A").answer, 4);
 }
@@ -301,7 +301,7 @@ TEST(Judge, EachConditionLooksAtItsOwnPart) {
   EXPECT_EQ(content.Attachment("x", "a word").answer, 100);
 }
 
-TEST(Judge, OneAttachmentHasToFulfilItAll) {
+TEST(Judge, OneAttachmentHasToMeetAllConditions) {
   Mails mails(R"(
 [[rule]]
 attachment = { name = '\.zip$', content = '^PK', min_size = 3, max_size = 5 }
@@ -318,13 +318,13 @@ answer = "block"
   EXPECT_EQ(mails.Attachment("b.zip", "PK345").answer, 3);
 }
 
-TEST(Judge, AnAttachmentThatIsNotThereFulfilsNothing) {
+TEST(Judge, AMissingFileMeetsNoCondition) {
   Mails mails("[[rule]]\nattachment = { max_size = 10 }\nanswer = \"block\"\n");
   EXPECT_EQ(mails.judge.Decide({kAlice, channel::kItemFile, "/no/such/file", "n"}).answer, 4);
   EXPECT_EQ(mails.Attachment("n", "").answer, 3);
 }
 
-TEST(Judge, WhatWasSeenOnceStaysSeen) {
+TEST(Judge, AConditionOnceMetStaysMet) {
   Mails mails(R"(
 [[rule]]
 attachment = { name = 'first' }
@@ -336,7 +336,7 @@ answer = "block"
   EXPECT_EQ(mails.Attachment("third", "word").answer, 3);
 }
 
-TEST(Judge, ASearchThatTakesTooLongIsRemarkedOn) {
+TEST(Judge, ASearchThatTakesTooLongIsReported) {
   std::uint32_t now = 0;
   const platform::ScopedReplacement<platform::clock, &platform::ClockOperations::GetTickCount>
       clock([&](auto) { return now += 600; });
@@ -397,14 +397,14 @@ TEST(JudgeFaults, ConditionsHoldForFaultsToo) {
   EXPECT_FALSE(mails.Close().answer);
 }
 
-TEST(JudgeFaults, EachSoManiethAndSoOftenAtMost) {
+TEST(JudgeFaults, EveryNthMatchAndALimit) {
   Mails mails("[[fault]]\nanswer = 9\nstage = \"sender\"\nevery = 3\ntimes = 2\n");
   std::vector<int> answers;
   for (int i = 0; i < 10; ++i) answers.push_back(mails.From("A").answer.value_or(0));
   EXPECT_THAT(answers, ElementsAre(4, 4, 9, 4, 4, 9, 4, 4, 4, 4));
 }
 
-TEST(JudgeFaults, ABlockIsRefusedByTypeAndByWhatIsKnown) {
+TEST(JudgeFaults, ABlockIsRefusedByTypeAndKnownConditions) {
   Mails mails(R"(
 [[fault]]
 name = "files"

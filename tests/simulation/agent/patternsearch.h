@@ -1,4 +1,4 @@
-// Searching with a pattern that has to compile, for the tests of every engine.
+// Searches with a pattern that must compile. Shared by the tests of both engines.
 #pragma once
 
 #include <gtest/gtest.h>

@@ -21,7 +21,7 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::StartsWith;
 
-// The mistakes as a user gets to see them.
+// The mistakes as a user sees them.
 std::vector<std::string> Mistakes(std::string_view text) {
   std::vector<std::string> lines;
   const RulesFile file = ParseRules(text);
@@ -213,7 +213,7 @@ TEST(RulesFile, NumbersOutOfRange) {
               ElementsAre("r:3:27: \"min_size\" is larger than \"max_size\", so nothing matches"));
 }
 
-TEST(RulesFile, WhatIsMissingOrTooMuch) {
+TEST(RulesFile, MissingAndContradictoryKeys) {
   EXPECT_THAT(Mistakes("\n[[rule]]\nbody = 'x'\n"),
               ElementsAre("r:2:1: a rule needs an \"answer\""));
   EXPECT_THAT(Mistakes("[[fault]]\nbody = 'x'\n"),
@@ -275,7 +275,7 @@ TEST(LoadRules, ReadsAFile) {
   EXPECT_EQ(file.rules.rules.size(), 1U);
 }
 
-TEST(LoadRules, AFileThatIsNotThereOrTooLarge) {
+TEST(LoadRules, AMissingFileAndOneThatIsTooLarge) {
   const tests::TemporaryFolder folder;
   RulesFile file = simulation::agent::LoadRules(folder.Entry("absent.toml"));
   ASSERT_EQ(file.mistakes.size(), 1U);

@@ -22,7 +22,7 @@ TEST(Sha256, PublishedVectors) {
             "cdc76e5c9914fb9281a1c7e284d73e67f1809a48a497200e046d39ccc7112cd0");
 }
 
-// Digests by another program: lengths at which the padding fills a block, or needs one more.
+// Digests by sha256sum, for lengths where the padding fills a block or needs another one.
 TEST(Sha256, PaddingAroundBlockEnds) {
   const std::pair<std::size_t, const char*> cases[] = {
       {55, "9f4390f8d30c2dd92ec9f095b65e2b9ae9b0a925a5258e241c9f1e910f734318"},
@@ -38,7 +38,7 @@ TEST(Sha256, PaddingAroundBlockEnds) {
   }
 }
 
-TEST(Sha256, CutInPiecesGivesTheSameDigest) {
+TEST(Sha256, PiecesGiveTheSameDigest) {
   const std::string text =
       "abcdefghbcdefghicdefghijdefghijkefghijklfghijklmghijklmn"
       "hijklmnoijklmnopjklmnopqklmnopqrlmnopqrsmnopqrstnopqrstu";

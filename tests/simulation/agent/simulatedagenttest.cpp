@@ -1,5 +1,5 @@
-// The simulated agent and the real channel in one thread and on a clock of the test's: each sleep
-// of the channel is the agent's turn.
+// The simulated agent and the real channel on one thread and a simulated clock: whenever the
+// channel sleeps, the agent runs.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -140,11 +140,11 @@ TEST_F(AgentHere, AMailIsBlockedByItsBody) {
   EXPECT_EQ(m_agent->Rules().OpenSessions(), 0U);
 }
 
-TEST_F(AgentHere, TheJournalHasTheRequestBeforeTheAnswerIsThere) {
+TEST_F(AgentHere, TheJournalHasTheRequestBeforeTheAnswerIsStored) {
   ASSERT_EQ(Start(""), agentkit::OpenResult::kOpened);
   ASSERT_TRUE(m_agent->HasJournal());
   EXPECT_EQ(Ask(channel::kItemSender, "Alice"), 4);
-  // The channel has its answer; the agent had no turn since it wrote it.
+  // The channel has its answer; the agent hasn't run since it wrote it.
   EXPECT_THAT(JournalContent(), HasSubstr("\"payload\":\"Alice\",\"name\":\"\",\"answer\":4,"));
   EXPECT_THAT(JournalContent(), testing::Not(HasSubstr("outcome")));
   m_agent->Step();
@@ -165,10 +165,11 @@ TEST_F(AgentHere, SilentUntilTheAddInGivesUp) {
   EXPECT_THAT(JournalContent(), HasSubstr("\"answer\":null"));
 }
 
-TEST_F(AgentHere, LateByAsMuchAsTold) {
+TEST_F(AgentHere, LateByTheConfiguredTime) {
   ASSERT_EQ(Start("[[fault]]\nlate = 300\n"), agentkit::OpenResult::kOpened);
   EXPECT_EQ(Ask(channel::kItemSender, "Alice"), 4);
-  // One sleep for the block, one in which the item is read, and 15 of 20 ms until it is time.
+  // One sleep for the block, one in which the agent reads the item, and 15 of 20 ms until the
+  // answer.
   EXPECT_EQ(m_sleeps, 17);
 }
 
@@ -196,7 +197,7 @@ TEST_F(AgentHere, AnswersOutsideTheList) {
   EXPECT_EQ(m_sleeps, 125) << "an answer of 1 is none";
 }
 
-TEST_F(AgentHere, RefusesToMakeTheBlock) {
+TEST_F(AgentHere, RefusesToCreateTheBlock) {
   ASSERT_EQ(Start("[[fault]]\nname = 'f'\ndo = \"no block\"\nstage = \"sender\"\n"),
             agentkit::OpenResult::kOpened);
   EXPECT_EQ(Ask(channel::kItemSender, "Alice"), 1);
@@ -241,7 +242,7 @@ TEST_F(AgentHere, NothingIsLeftBehind) {
   EXPECT_EQ(m_sleeps, 0) << "no agent, no wait";
 }
 
-TEST_F(AgentHere, WithoutAJournalItWorksAllTheSame) {
+TEST_F(AgentHere, WorksWithoutAJournal) {
   const platform::ScopedReplacement<platform::files, &platform::FileOperations::CreateFileA>
       failing([](auto, auto...) { return platform::kInvalidHandle; });
   ASSERT_EQ(Start(""), agentkit::OpenResult::kOpened);
@@ -249,7 +250,7 @@ TEST_F(AgentHere, WithoutAJournalItWorksAllTheSame) {
   EXPECT_EQ(Ask(channel::kItemSender, "Alice"), 4);
 }
 
-TEST_F(AgentHere, AnEntryThatIsNoRequestIsRemarkedOn) {
+TEST_F(AgentHere, AnEntryThatIsNotARequestIsReported) {
   ASSERT_EQ(Start(""), agentkit::OpenResult::kOpened);
   platform::Handle mapping = nullptr;
   void* view = nullptr;
@@ -260,11 +261,11 @@ TEST_F(AgentHere, AnEntryThatIsNoRequestIsRemarkedOn) {
   EXPECT_TRUE(m_channel.PushEntry(static_cast<RingHeader*>(view), bytes, sizeof(bytes)));
   m_channel.CloseSharedMemory(&mapping, &view);
   m_agent->Step();
-  EXPECT_THAT(m_oddities, ElementsAre("an entry that is no request was dropped"));
+  EXPECT_THAT(m_oddities, ElementsAre("an entry that isn't a request was dropped"));
   EXPECT_EQ(Ask(channel::kItemSender, "Alice"), 4);
 }
 
-TEST_F(AgentHere, SleepsLittleInTrafficAndLongerAtRest) {
+TEST_F(AgentHere, SleepsLongerWhenIdle) {
   ASSERT_EQ(Start(""), agentkit::OpenResult::kOpened);
   std::vector<std::uint32_t> pauses;
   const platform::ScopedReplacement<platform::clock, &platform::ClockOperations::Sleep> recording(

@@ -1,4 +1,4 @@
-// How `quorvex agent` ends, and that nothing of it stays.
+// How `quorvex agent` ends, and that it leaves nothing.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <signal.h>
@@ -20,7 +20,7 @@ using testing::HasSubstr;
 
 class AgentSignals : public tests::AgentProcessTest {
  protected:
-  // Every file that a shared mapping of this ring could be.
+  // Every file that could be a shared mapping of this ring.
   std::size_t FilesOfTheRing() const {
     std::size_t count = 0;
     const std::string leaf = m_ring.substr(m_ring.find('\\') + 1);
@@ -69,14 +69,14 @@ TEST_F(AgentSignals, PoliteSignalsEndItCleanly) {
   }
 }
 
-TEST_F(AgentSignals, AnOutputThatNobodyReadsEndsItCleanly) {
+TEST_F(AgentSignals, AClosedOutputEndsItCleanly) {
   FILE* const pipe = popen(
       ("timeout 60 " + Program() + " agent --json --ring '" + m_ring + "' | head -n 1").c_str(),
       "r");
   std::array<char, 1024> ready;
   ASSERT_NE(fgets(ready.data(), ready.size(), pipe), nullptr);
   EXPECT_TRUE(RingStands());
-  // The reader has gone with the first line; the next ones find nobody.
+  // The reader ended after the first line, so the next ones fail.
   AgentChannel channel;
   for (int i = 0; i < 500 && RingStands(); ++i)
     channel.CheckContent("A", 1, channel::kItemSender, nullptr);
@@ -116,7 +116,7 @@ TEST_F(AgentSignals, DiesWithTheProcessThatStartedIt) {
   close(told[1]);
 }
 
-TEST_F(AgentSignals, MistakesAreToldByFileLineAndColumn) {
+TEST_F(AgentSignals, MistakesHaveFileLineAndColumn) {
   WriteFile("rules.toml", "[[rule]]\nanswer = \"blok\"\n\n  sender = 5\n");
   int status = -1;
   const std::string path = FilePath("rules.toml");

@@ -1,4 +1,4 @@
-// What only PCRE2 knows, and how it is kept from running away.
+// What only PCRE2 supports, and the limits on its searches.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -29,7 +29,7 @@ TEST(Pcre2Pattern, WorksOnCharacters) {
             PatternResult::kMatch);
 }
 
-TEST(Pcre2Pattern, ABadOneTellsWhere) {
+TEST(Pcre2Pattern, ABadPatternHasAnOffset) {
   PatternError error;
   EXPECT_FALSE(Pattern::Compile("ab[c", &error));
   ASSERT_TRUE(error.offset);
@@ -46,8 +46,8 @@ TEST(Pcre2Pattern, AQuadraticSearchOfALongTextEnds) {
   EXPECT_EQ(Search("a[ab]*c", std::string(4'000'000, 'a') + "\nc"), PatternResult::kTooCostly);
 }
 
-TEST(Pcre2Pattern, ManyByteCharactersAtTheSeamsOfTheSearch) {
-  // Three bytes a character: the end of a window of starting places falls within one.
+TEST(Pcre2Pattern, LongCharactersAtWindowBoundaries) {
+  // Three bytes a character: a window of starting positions ends inside one.
   for (std::size_t lead = 0; lead < 3; ++lead) {
     std::string text(lead, 'x');
     for (int i = 0; i < 200'000; ++i) text += "\xE2\x82\xAC";
@@ -56,15 +56,15 @@ TEST(Pcre2Pattern, ManyByteCharactersAtTheSeamsOfTheSearch) {
   }
 }
 
-TEST(Pcre2Pattern, EndOfTextIsFoundBehindTheLastWindow) {
+TEST(Pcre2Pattern, TheLastWindowReachesTheEndOfTheText) {
   EXPECT_EQ(Search("(?<=z)$", std::string(1'000'000, 'y') + "z"), PatternResult::kMatch);
 }
 
-TEST(RulesFilePcre2, ABadPatternsColumnIsWhereItShows) {
+TEST(RulesFilePcre2, ABadPatternsColumnPointsIntoIt) {
   const simulation::agent::RulesFile file = simulation::agent::ParseRules(
       "[[rule]]\nanswer = 4\n  subject = '\xC3\xA4(b'\nbody = \"\\\\d(\"\n");
   ASSERT_EQ(file.mistakes.size(), 2U);
-  // In single quotes nothing is escaped, so the place behind the three characters is known.
+  // Nothing is escaped in single quotes, so the column is exact.
   EXPECT_EQ(RemarkText("r", file.mistakes[0]),
             "r:3:17: bad pattern under \"subject\" at offset 4: missing closing parenthesis");
   EXPECT_EQ(RemarkText("r", file.mistakes[1]),

@@ -1,6 +1,7 @@
-// Where the C++ library's patterns differ from PCRE2's, as simulation/agent/pattern.h tells it.
+// Where the C++ library's patterns differ from PCRE2's; simulation/agent/pattern.h describes it.
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <string>
 
 #include "simulation/agent/pattern.h"
@@ -36,6 +37,17 @@ TEST(EcmaScriptPattern, NestedRepetitionTakesNoExponentialTime) {
   const std::optional<Pattern> pattern = Pattern::Compile("^(a|aa)+$", &error);
   ASSERT_TRUE(pattern);
   EXPECT_EQ(pattern->Search(std::string(2000, 'a') + "b"), PatternResult::kNoMatch);
+}
+
+// A search that is quadratic in each piece of a long line: the clock ends it, after a few seconds on
+// any machine.
+TEST(EcmaScriptPattern, AQuadraticSearchOfALongLineEnds) {
+  PatternError error;
+  const std::optional<Pattern> pattern = Pattern::Compile("a[^b]*c", &error);
+  ASSERT_TRUE(pattern);
+  const auto began = std::chrono::steady_clock::now();
+  EXPECT_EQ(pattern->Search(std::string(2'000'000, 'a')), PatternResult::kTooCostly);
+  EXPECT_LT(std::chrono::steady_clock::now() - began, std::chrono::seconds(20));
 }
 
 }  // namespace

@@ -15,9 +15,9 @@
 namespace soak {
 namespace {
 
-// Sleeps that are cut to next to nothing, and to a millisecond (some systems know nothing shorter).
-// An agent that isn't there by then waits for its turn on a busy machine, and gets far more time
-// than the add-in would give it.
+// How many sleeps of a wait are cut to almost nothing, and then to a millisecond (the shortest that
+// some systems support). If the agent hasn't answered after those, the machine is busy, and the
+// agent gets far more time than the add-in would give it.
 constexpr std::uint32_t kShortestSleeps = 100;
 constexpr std::uint32_t kShortSleeps = 300;
 constexpr std::uint32_t kLongSleep = 500;  // milliseconds
@@ -81,7 +81,7 @@ Machine::Machine(std::string agentProgram, std::string rules)
   std::filesystem::create_directory(folder / "temp");
   Write(folder / "appdata/Microsoft/Signatures/Other/empty.txt", "");
   Write(folder / "appdata/Microsoft/Signatures/Work" / kSignatureName, kSignatureContent);
-  // The long wait, so that an agent on a busy machine is never late by accident.
+  // A long sleep, so that an agent on a busy machine is never late by accident.
   Write(folder / "windows/system32/zbagent/vrk.pro", "use_challenge_response = true\n");
   Write(folder / "system/Logger.cfg", ("Outlook 15 File " + m_folder.Entry("log") + "\n").c_str());
 }
@@ -129,7 +129,7 @@ void Machine::BeginRequests(const std::vector<Fate>& fates, std::uint32_t tick) 
   m_tick = tick;
 }
 
-// Each request begins by opening the ring, and goes on by trying to open its block.
+// Each request first opens the ring and then tries to open its block.
 platform::Handle Machine::OnOpenMapping(platform::Handle opened, const char* block) {
   if (block == nullptr) {
     ReadAhead();
@@ -144,7 +144,7 @@ platform::Handle Machine::OnOpenMapping(platform::Handle opened, const char* blo
   return opened;
 }
 
-// An agent whose words nobody reads stops when its pipe is full.
+// The agent would block when its output pipe is full.
 void Machine::ReadAhead() {
   std::string line;
   while (m_agent != nullptr &&
@@ -152,7 +152,7 @@ void Machine::ReadAhead() {
   }
 }
 
-// The agent writes a line on each request that it has read, also if it won't answer it.
+// The agent prints a line for each request that it has read, even if it won't answer.
 void Machine::AwaitLook() {
   for (int tries = 0; !m_isSeen && tries < 120; ++tries) {
     std::string line;
@@ -162,7 +162,7 @@ void Machine::AwaitLook() {
         tries = -1;
         break;
       case tools::system::ChildProcess::ReadResult::kEnd:
-        m_isSeen = true;  // it read it and crashed
+        m_isSeen = true;  // it has read the block and crashed
         break;
       case tools::system::ChildProcess::ReadResult::kTimeOut:
         break;
@@ -170,13 +170,13 @@ void Machine::AwaitLook() {
   }
 }
 
-// Beyond what is expected every request is waited for in earnest.
+// A request that the oracle didn't expect gets a real wait.
 Fate Machine::CurrentFate() const {
   return m_request >= 1 && m_request <= m_fates.size() ? m_fates[m_request - 1] : Fate::kAnswered;
 }
 
-// Nobody waits for what won't come, but an agent that won't answer has to have read the question:
-// what it knows of the mail counts later.
+// Skips waits for answers that won't come. But an agent that won't answer must have read the
+// request, since it has to remember the mail for later requests.
 void Machine::OnSleep(void (*original)(std::uint32_t)) {
   const Fate fate = CurrentFate();
   const bool isUnanswered = fate == Fate::kSilent && !m_block.empty();

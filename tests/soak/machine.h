@@ -1,6 +1,6 @@
-// What stands around the add-in in the soak: folders, a ring and an agent of its own, a clock that
-// moves from mail to mail, waits that take no longer than they have to, and a count of all that the
-// add-in leaves behind by design.
+// The soak's simulated machine: its own folders, ring and agent, a clock that moves from mail to
+// mail, waits that are as short as possible, and a count of everything that the add-in leaves by
+// design.
 #pragma once
 
 #include <cstdint>
@@ -22,35 +22,35 @@
 
 namespace soak {
 
-// Left on purpose, and taken away behind each mail so that the rest can be measured.
+// What the add-in leaves on purpose. The soak removes it after each mail to measure the rest.
 struct LeftOnPurpose {
-  std::uint64_t listings = 0;           // a find handle of each signature folder that was visited
+  std::uint64_t listings = 0;           // one find handle for each signature folder visited
   std::uint64_t mapiBuffers = 0;        // the name of each tag
-  std::uint64_t messageReferences = 0;  // three on the message of each tagged mail
+  std::uint64_t messageReferences = 0;  // three for each tagged mail's message
 };
 
 class Machine {
  public:
-  // `agentProgram` is the program whose command "agent" is the agent, `rules` its rules file.
+  // `agentProgram` has a command "agent" that runs the agent with the rules file `rules`.
   Machine(std::string agentProgram, std::string rules);
   ~Machine();
   Machine(const Machine&) = delete;
   Machine& operator=(const Machine&) = delete;
 
   void StartAgent();
-  // At once, as a crash would.
+  // Ends the agent at once, like a crash.
   void KillAgent();
-  // Waits for an agent that crashes. False if it doesn't within two minutes.
+  // Waits for the agent to crash. False if it doesn't within two minutes.
   bool AwaitEnd();
-  // Politely.
+  // Asks the agent to end.
   void StopAgent();
 
-  // A mail begins whose requests are to end like this. `tick` moves the clock.
+  // A mail begins: its requests will end like this. `tick` sets the clock.
   void BeginRequests(const std::vector<Fate>& fates, std::uint32_t tick);
-  // How many requests there were since.
+  // How many requests there have been since.
   std::size_t Requests() const { return m_request; }
 
-  // Ends what the add-in has left open.
+  // Removes what the add-in has left.
   void ClearWhatIsLeft();
   LeftOnPurpose& Left() { return m_left; }
 
@@ -74,9 +74,9 @@ class Machine {
 
   std::vector<Fate> m_fates;
   std::size_t m_request = 0;   // since the mail's beginning
-  std::string m_block;         // of the request under way, once it is open
-  bool m_isSeen = false;       // the agent has read it
-  std::uint32_t m_sleeps = 0;  // of its present wait
+  std::string m_block;         // the current request's, once it is open
+  bool m_isSeen = false;       // the agent has read the block
+  std::uint32_t m_sleeps = 0;  // in the current wait
   std::uint32_t m_tick = 0;
   LeftOnPurpose m_left;
   std::set<platform::Handle> m_listings;

@@ -17,7 +17,7 @@ bool Holds(const std::string& text, const char* word) {
   return text.find(word) != std::string::npos;
 }
 
-// Depth first, each entry once; who has no address counts only as a list with an id.
+// Depth first, each entry once. An entry without an address counts only if it is a list with an id.
 void Collect(const MailAddressEntry& entry, std::set<const MailAddressEntry*>& seen,
              std::vector<std::string>& addresses) {
   if (entry.address) {
@@ -41,7 +41,7 @@ std::vector<std::string> AddressesOf(const MailModel& mail) {
   return addresses;
 }
 
-// The first "cid:" image counts, if an "@" follows and the name is the signature's.
+// Only the first "cid:" image matters: an "@" must follow, and the name must be the signature's.
 bool HasSignature(const MailModel& mail) {
   if (!mail.body || !mail.htmlBody) return false;
   const std::size_t start = mail.htmlBody->find("src=\"cid:");
@@ -51,7 +51,7 @@ bool HasSignature(const MailModel& mail) {
          mail.htmlBody->substr(start + 9, at - start - 9) == kSignatureName;
 }
 
-// One mail's conversation.
+// One mail's conversation between add-in and agent.
 class Conversation {
  public:
   explicit Conversation(const RandomMail& mail) : m_mail(mail) {
@@ -76,11 +76,11 @@ class Conversation {
   const RandomMail& m_mail;
   Expected m_expected;
   bool m_isDead = false;
-  // What the agent has been shown.
+  // What the agent has seen.
   bool m_forbidden = false, m_outside = false, m_watched = false, m_exempt = false;
   bool m_stopSubject = false, m_tagBody = false, m_stopContent = false;
   bool m_secret = false, m_contract = false;
-  std::set<int> m_spoken;  // rules that answer at the stage and have done so
+  std::set<int> m_spoken;  // rules that have already answered at their stage
 };
 
 bool Conversation::RuleHolds(int rule) const {
@@ -89,8 +89,8 @@ bool Conversation::RuleHolds(int rule) const {
   return holds[rule];
 }
 
-// The first rule that holds is the one that counts. One that answers at the close keeps silent
-// until then, the others speak once.
+// The first rule that holds decides. A rule for the closing request answers only there; any other
+// rule answers once.
 int Conversation::RulesAnswer(const std::string& stage) {
   const int answers[] = {4, 3, 7, 3, 7, 3, 3, 7};
   for (int rule = kExempt; rule <= kContract; ++rule) {
@@ -102,7 +102,7 @@ int Conversation::RulesAnswer(const std::string& stage) {
   return 4;
 }
 
-// The value that comes back to the check: 1 for everything that isn't passed on.
+// The value that the check sees: 1 for everything that the channel doesn't pass on.
 int Conversation::Ask(const std::string& stage) {
   if (m_isDead) {
     m_expected.requests.push_back(Fate::kDead);
@@ -145,14 +145,14 @@ int Conversation::AskAboutFile(const std::string& stage, const std::string& text
   return Ask(stage);
 }
 
-// The value of the last one that was asked about, 1 without any.
+// The value for the last attachment that was asked about; 1 if there was none.
 int Conversation::Attachments() {
   int result = 1;
   for (const MailAttachment& attachment : m_mail.model.attachments) {
     if (!attachment.fileName) break;
     if (attachment.type == 4) {
       if (!attachment.pathName) break;
-      // The agent finds no file there, so there is nothing to judge.
+      // The agent finds no such file, so no condition on it is met.
       result = AskAboutFile("attachment", "", "", false);
     } else if (attachment.type == 1 || attachment.type == 5) {
       result = AskAboutFile("attachment", attachment.content, *attachment.fileName, true);

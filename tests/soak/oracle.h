@@ -1,5 +1,5 @@
-// What has to become of a mail, worked out from the mail and from what rules.toml says, with
-// nothing of the add-in and nothing of the agent.
+// Predicts the outcome of a mail from the mail and the contents of rules.toml. Uses no code of the
+// add-in or the agent.
 #pragma once
 
 #include <vector>
@@ -10,16 +10,16 @@ namespace soak {
 
 // How one request ends.
 enum class Fate {
-  kAnswered,  // with whatever
-  kSilent,    // the block is there, and no answer comes
-  kNoBlock,   // the agent lives and doesn't make the block
-  kDead,      // the agent is gone, or going
+  kAnswered,  // with any value
+  kSilent,    // the block exists, but there is no answer
+  kNoBlock,   // the agent runs but doesn't create the block
+  kDead,      // the agent is dead or dying
 };
 
 struct Expected {
-  std::vector<Fate> requests;  // in order, each one that the add-in makes
-  int verdict = 2;             // of the whole check; 3 is a block, 7 a tag
-  bool isAgentDead = false;    // at the end of it
+  std::vector<Fate> requests;  // every request that the add-in makes, in order
+  int verdict = 2;             // of the whole check: 3 blocks, 7 tags
+  bool isAgentDead = false;    // when the check ends
 };
 
 Expected ExpectedOf(const RandomMail& mail);

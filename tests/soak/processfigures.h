@@ -1,4 +1,4 @@
-// What this process holds of the machine.
+// The resources that this process uses.
 #pragma once
 
 #include <cstdint>
@@ -7,8 +7,8 @@ namespace soak {
 
 struct ProcessFigures {
   std::uint64_t residentBytes = 0;  // memory in use, as the system counts it
-  std::uint64_t heapBytes = 0;      // given by the allocator and not given back; 0: not known
-  std::uint64_t heapRounding = 0;   // what the allocator may count beyond each block that it gave
+  std::uint64_t heapBytes = 0;      // allocated and not freed; 0: unknown
+  std::uint64_t heapRounding = 0;   // how much the allocator may count in addition to each block
   std::uint64_t handles = 0;        // open descriptors, or handles on Windows
 };
 

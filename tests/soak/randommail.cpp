@@ -10,7 +10,7 @@ using simulation::mail::MailAddressEntry;
 using simulation::mail::MailAttachment;
 using simulation::mail::MailModel;
 
-// SplitMix64: small, and the same everywhere, as the standard's distributions aren't.
+// SplitMix64: small, and the same everywhere, unlike the standard's distributions.
 class Chance {
  public:
   Chance(std::uint64_t seed, std::uint64_t number)
@@ -63,7 +63,7 @@ void AddRecipients(Chance& chance, MailModel& mail) {
   const std::uint64_t count = chance.Percent(3) ? 0 : 1 + chance.Below(12);
   for (std::uint64_t i = 0; i < count; ++i) {
     std::shared_ptr<MailAddressEntry> entry = Person(chance);
-    if (chance.Percent(8)) {  // a list, which may hold itself and somebody who is named already
+    if (chance.Percent(8)) {  // a list, which may contain itself and entries used before
       entry->address.reset();
       entry->displayType = 5;
       if (!chance.Percent(10)) entry->id = "list";

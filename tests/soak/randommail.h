@@ -1,4 +1,4 @@
-// Mails of random shape. The same seed and number give the same mail on every machine.
+// Random mails. The same seed and number give the same mail on every machine.
 #pragma once
 
 #include <cstdint>
@@ -8,17 +8,17 @@
 
 namespace soak {
 
-// The one signature that the machine of the soak has, in the folder "Work" of the signatures.
+// The only signature on the soak's machine, in the signature folder "Work".
 inline constexpr char kSignatureName[] = "logo.png";
 inline constexpr char kSignatureContent[] = "the image of a signature";
 
-// What the agent is to do wrong with this mail: "silent", "subject" and the like, as in rules.toml.
+// How the agent misbehaves on this mail, in rules.toml's words: "silent" at "subject", for example.
 struct WishedFault {
-  std::string kind;  // empty: nothing
+  std::string kind;  // empty: not at all
   std::string stage;
 };
 
-// What else is to happen around the mail.
+// What else happens with the mail.
 enum class Incident { kNone, kNoAgent, kAgentKilledBefore, kSentTwice };
 
 struct RandomMail {

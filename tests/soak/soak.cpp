@@ -1,18 +1,18 @@
-// Many mails of random shape through one process, a real ring and a real agent in a process of its
-// own, which does something wrong with one mail in ten. Each verdict is compared with what oracle.h
-// says, and memory and handles have to stay where they are.
+// Sends many random mails through one process, a real ring and a real agent process, which
+// misbehaves on one mail in ten. Compares each verdict with the oracle's, and checks that memory
+// and handles don't grow.
 //
-// The add-in leaves some things behind by design. What can be taken away is taken away behind each
-// mail, and counted: the listings of signature folders, the buffer with a tag's name, the
-// references to a tagged mail's message. The sink on each window can't be; its bytes, known
-// exactly, are taken off the heap's figure.
+// The add-in leaves some things by design. The soak counts and removes after each mail what it can:
+// the listings of signature folders, the buffer with a tag's name, the references to a tagged
+// mail's message. It can't remove the sink on each window, so it subtracts the sinks' exact size
+// from the heap's.
 //
 //   soak [--mails N] [--seed S] [--agent PROGRAM] [--rules FILE] [--keep BYTES]
 //
-// --keep leaks so much with each mail, and another rules file makes the agent answer otherwise: to
-// see that either is found.
+// To see that the soak finds faults: --keep leaks that many bytes with each mail, and another rules
+// file makes the agent answer differently.
 //
-// Ends with 0 if every mail went as it should and nothing grew, 1 if not, 3 if it can't begin.
+// Exit status: 0 if every mail went as predicted and nothing grew, 1 if not, 3 if it can't start.
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
@@ -44,15 +44,15 @@ using soak::LeftOnPurpose;
 using soak::Machine;
 using soak::RandomMail;
 
-// Growth that is allowed between the end of the warm-up and the end of the run.
+// The growth allowed between the end of the warm-up and the end of the run.
 constexpr std::uint64_t kHeapBound = 64 * 1024;
 constexpr std::uint64_t kResidentBound = 16 * 1024 * 1024;
 constexpr std::uint64_t kHandleBound = 4;
 constexpr int kSamples = 20;
 constexpr int kWarmUp = 4;    // samples
-constexpr int kCompared = 4;  // so many behind the warm-up with as many at the end
+constexpr int kCompared = 4;  // this many after the warm-up with as many at the end
 
-// Neither of the two values that have a meaning, so that "untouched" shows.
+// Neither true nor false, so that an untouched flag can be recognised.
 constexpr VARIANT_BOOL kUntouched = 5;
 
 struct Options {
@@ -89,7 +89,7 @@ class Soak {
 
   Options m_options;
   Machine m_machine;
-  // No timer: no sinks but those of the windows, which end with them.
+  // No timer: only windows get sinks, which end with them.
   platform::ScopedReplacement<platform::ui, &platform::UserInterfaceOperations::SetTimer> m_noTimer{
       [](auto, platform::Window, std::uintptr_t, std::uint32_t,
          platform::TimerProcedure) -> std::uintptr_t { return 1; }};
@@ -114,7 +114,7 @@ void Soak::Complain(const std::string& what) {
               m_wished.c_str(), what.c_str());
 }
 
-// One Send, and what came of it.
+// One Send and its result.
 void Soak::SendOnce(const Expected& expected, simulation::host::HostMailItem& item) {
   m_machine.BeginRequests(expected.requests, m_tick);
   const simulation::host::SendOutcome sent = m_host->Send(item, kUntouched);
@@ -150,14 +150,14 @@ void Soak::SendMail(std::uint64_t number) {
     ++m_starts;
   }
 
-  m_tick += 10'000;  // no verdict of an earlier mail counts
+  m_tick += 10'000;  // earlier mails' verdicts are out of date
   m_machine.BeginRequests({}, m_tick);
   simulation::host::HostInspector& window = m_host->OpenInspector(mail.model);
   simulation::host::HostMailItem& item = *window.Mail();
   SendOnce(expected, item);
   ++m_verdicts[expected.verdict];
   if (mail.incident == Incident::kSentTwice) {
-    // Within the life of the verdict: a block is asked about again, everything else is not.
+    // While the verdict is valid only a block is asked about again.
     ++m_twice;
     m_tick += 4000;
     Expected again = expected;
@@ -166,7 +166,7 @@ void Soak::SendMail(std::uint64_t number) {
   }
 
   if (expected.verdict == 7) {
-    // A tagged mail's message is left with references that nobody will release.
+    // The add-in never releases its references to a tagged mail's message.
     IUnknown* message = nullptr;
     item.get_MAPIOBJECT(&message);
     const ULONG left = m_host->Ledger().OutstandingOf("IMessage");
@@ -176,12 +176,12 @@ void Soak::SendMail(std::uint64_t number) {
     for (ULONG i = 0; i < left; ++i) message->Release();
   }
   m_host->CloseInspector(window);
-  // A list that holds itself would never go.
+  // A list that contains itself would never be freed.
   for (const simulation::mail::MailRecipient& recipient : mail.model.recipients) {
     if (recipient.entry) recipient.entry->members.clear();
   }
   m_machine.ClearWhatIsLeft();
-  outlookaddin::OnScanTimer(nullptr, 0x0113, 1, 0);  // forgets the captions of closed windows
+  outlookaddin::OnScanTimer(nullptr, 0x0113, 1, 0);  // drops the captions of closed windows
   CheckLedger();
   if (m_machine.TemporaryFiles() != 0) Complain("temporary files are left");
 
@@ -196,7 +196,7 @@ void Soak::SendMail(std::uint64_t number) {
   }
 }
 
-// What is held is what the connection holds, and nothing else.
+// Only the connection's own references may be outstanding.
 void Soak::CheckLedger() {
   for (const simulation::host::LedgerLine& line : m_host->Ledger().Outstanding()) {
     const auto held = m_connections.find(line.label);
@@ -206,7 +206,7 @@ void Soak::CheckLedger() {
   if (!m_host->Ledger().OverReleases().empty()) Complain("something was released too often");
 }
 
-// What one of the sinks takes that are left with each window, by this system's allocator.
+// The memory that this system's allocator takes for the sink that each window leaves.
 std::uint64_t BytesOfASink() {
   constexpr std::uint64_t kCount = 64;
   const std::uint64_t before = soak::FiguresOfThisProcess().heapBytes;
@@ -236,8 +236,8 @@ void Soak::TakeSample(std::uint64_t mails) {
   m_samples.push_back(sample);
 }
 
-// From the end of the warm-up on. Memory in use moves up and down, so the highest of a few samples
-// are compared.
+// Whether anything has grown since the end of the warm-up. Memory in use goes up and down, so this
+// compares the highest of a few samples.
 bool Soak::HasGrown() const {
   const auto highest = [&](int from, auto figure) {
     std::uint64_t most = 0;
@@ -250,7 +250,7 @@ bool Soak::HasGrown() const {
     const std::uint64_t before = highest(kWarmUp, figure);
     const std::uint64_t after = highest(kSamples - kCompared, figure);
     const std::uint64_t grown = after > before ? after - before : 0;
-    std::printf("%s: grown by %llu behind the warm-up, at most %llu allowed\n", what,
+    std::printf("%s: grown by %llu after the warm-up, at most %llu allowed\n", what,
                 static_cast<unsigned long long>(grown), static_cast<unsigned long long>(bound));
     return grown > bound;
   };
@@ -266,7 +266,7 @@ bool Soak::HasGrown() const {
 int Soak::Run() {
   std::printf("seed %llu, %llu mails\n", static_cast<unsigned long long>(m_options.seed),
               static_cast<unsigned long long>(m_options.mails));
-  std::printf("%46s  left by design (sinks stay, the rest is taken away):\n", "");
+  std::printf("%46s  left by design (sinks stay, the rest is removed):\n", "");
   std::printf("%8s %8s %9s %9s %8s %9s %9s %9s %9s\n", "mails", "s", "RSS MB", "heap KB", "handles",
               "sinks", "listings", "buffers", "messages");
   m_machine.StartAgent();

@@ -6,7 +6,7 @@
 #include <cstdio>
 #include <filesystem>
 
-// There under a sanitizer only, whose allocator takes malloc's place.
+// Defined under a sanitizer only, whose allocator replaces malloc.
 extern "C" std::size_t __sanitizer_get_current_allocated_bytes() __attribute__((weak));
 
 namespace soak {
@@ -22,7 +22,7 @@ ProcessFigures FiguresOfThisProcess() {
   if (__sanitizer_get_current_allocated_bytes != nullptr) {
     figures.heapBytes = __sanitizer_get_current_allocated_bytes();
   } else {
-    // A rest too small to be a block of its own stays with the block in front of it.
+    // malloc leaves a remainder that is too small for a block with the preceding block.
     figures.heapBytes = mallinfo2().uordblks;
     figures.heapRounding = 16;
   }

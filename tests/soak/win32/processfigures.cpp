@@ -9,8 +9,8 @@
 #include <cstdlib>
 #include <new>
 
-// The system's own walk through the heap doesn't see every block under Wine. What all of this
-// program, the add-in in it, takes through C++ is counted here instead.
+// Under Wine the system's heap walk misses blocks, so this counts what the program, including the
+// add-in, allocates with operator new.
 namespace {
 
 constexpr std::size_t kHead = 16;
@@ -49,7 +49,7 @@ ProcessFigures FiguresOfThisProcess() {
   DWORD handles = 0;
   GetProcessHandleCount(GetCurrentProcess(), &handles);
   if (handles == 0) {
-    // Wine doesn't count them. It gives the lowest free place of its table to the next one.
+    // Wine doesn't count handles. A new one gets the lowest free index of its table.
     const HANDLE next = CreateEventW(nullptr, FALSE, FALSE, nullptr);
     handles = static_cast<DWORD>(reinterpret_cast<std::uintptr_t>(next) / 4 - 1);
     CloseHandle(next);

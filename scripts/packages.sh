@@ -2,7 +2,7 @@
 #
 # need_packages GROUP...: lists the packages that it installs; does nothing if all are installed.
 
-packages_native="g++ cmake ninja-build pkg-config ccache libgmime-3.0-dev libxml2-dev libcli11-dev
+packages_native="g++ cmake ninja-build pkg-config ccache libgmime-3.0-dev libgsf-1-dev libxml2-dev libcli11-dev
   nlohmann-json3-dev rapidjson-dev libtomlplusplus-dev libpcre2-dev libfmt-dev libutfcpp-dev
   libgtest-dev libgmock-dev"
 packages_tests="rsyslog"

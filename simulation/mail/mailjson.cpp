@@ -126,7 +126,8 @@ MailModel FromDocument(const Json& document) {
   for (const Json& object : document.value("attachments", Json::array())) {
     mail.attachments.push_back({object.value("type", 1), OptionalText(object, "file_name"),
                                 OptionalText(object, "path_name"),
-                                FromBase64(object.value("content", ""))});
+                                FromBase64(object.value("content", "")),
+                                OptionalText(object, "content_id")});
   }
   return mail;
 }
@@ -146,6 +147,7 @@ std::string MailToJson(const MailModel& mail) {
     attachments.push_back({{"type", attachment.type},
                            {"file_name", OrNull(attachment.fileName)},
                            {"path_name", OrNull(attachment.pathName)},
+                           {"content_id", OrNull(attachment.contentId)},
                            {"content", ToBase64(attachment.content)}});
   }
   const Json document = {{"quorvex_mail", 1},

@@ -5,7 +5,8 @@
 //    "sender_name": ..., "account_user_name": ..., "account_sender_name": ...,
 //    "entries": [{"address": "..." or null, "display_type": 0, "id": ..., "members": [1, 2]}],
 //    "recipients": [{"name": "...", "entry": 0 or null}],
-//    "attachments": [{"type": 1, "file_name": ..., "path_name": ..., "content": "base64"}]}
+//    "attachments": [{"type": 1, "file_name": ..., "path_name": ..., "content_id": ...,
+//                     "content": "base64"}]}
 // `entry` and `members` are indices into `entries`, so that one entry can be used in many places.
 #pragma once
 

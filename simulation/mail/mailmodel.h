@@ -32,6 +32,8 @@ struct MailAttachment {
   std::optional<std::string> fileName;  // as the mail names it
   std::optional<std::string> pathName;  // of a referenced file
   std::string content;                  // what saving it writes
+  // Of an inline image: what the HTML calls it ("cid:..."), without angle brackets.
+  std::optional<std::string> contentId = {};
 };
 
 struct MailModel {

@@ -21,16 +21,13 @@ class MailError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-// Reads the file at `path` (UTF-8) once and returns the mail in it: an internet message (.eml), or
-// the JSON that `quorvex import` writes. Raises MailError if the file can't be read or isn't a
-// mail. Damage inside a mail is no error: what can be read is read. For one thread at a time.
-MailModel ReadMailFile(const std::string& path);
-
-// The same for the bytes of such a file.
+// Reads the bytes of a mail file: an internet message (.eml), an Outlook message (.msg, see
+// msgreader.h), or the JSON that `quorvex import` writes. Raises MailError if they aren't a mail.
+// Damage inside a mail is no error: what can be read is read. mailsource.h finds the bytes. For one
+// thread at a time.
 MailModel ReadMail(std::string_view bytes);
 
-// True where internet messages can be read. The Windows build has no library for them and reads
-// JSON only.
+// True where internet messages can be read. The Windows build has no library for them.
 extern const bool kReadsInternetMessages;
 
 // Reads an internet message: headers, an empty line, a body. It has to begin with a header line,

@@ -107,6 +107,9 @@ class PartSorter {
                               ? fileName
                               : MadeUpName(GMIME_OBJECT(part), m_mail.attachments.size() + 1);
     attachment.content = DecodedContent(part);
+    if (const char* const id = g_mime_object_get_content_id(GMIME_OBJECT(part))) {
+      attachment.contentId = ValidUtf8(id);
+    }
     m_mail.attachments.push_back(std::move(attachment));
   }
 

@@ -9,6 +9,7 @@
 #include "simulation/mail/encodedwords.h"
 #include "simulation/mail/htmltext.h"
 #include "simulation/mail/mailparts.h"
+#include "simulation/mail/mailtext.h"
 
 namespace simulation::mail {
 
@@ -119,18 +120,6 @@ void ReadSubject(GMimeMessage* message, MailModel& mail) {
   const std::unique_ptr<char, decltype(&g_free)> text(
       g_mime_utils_header_decode_text(options.get(), unfolded.get()), &g_free);
   mail.subject = ValidUtf8(g_strstrip(text.get()));
-}
-
-std::string WithCrLf(const std::string& text) {
-  std::string result;
-  result.reserve(text.size() + text.size() / 32);
-  char previous = '\0';
-  for (const char c : text) {
-    if (c == '\n' && previous != '\r') result += '\r';
-    result += c;
-    previous = c;
-  }
-  return result;
 }
 
 // The line ends of the whole mail, judged by its first line.

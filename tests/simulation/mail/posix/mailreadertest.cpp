@@ -4,10 +4,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <unistd.h>
 
-#include <filesystem>
-#include <fstream>
 #include <string>
 #include <vector>
 
@@ -216,33 +213,7 @@ TEST(MailReader, ColonsElsewhereAreNotGroups) {
   EXPECT_THAT(AddressesOf(mail), ElementsAre("a@x.test"));
 }
 
-std::string FileErrorOf(const std::string& path) {
-  try {
-    ReadMailFile(path);
-  } catch (const MailError& error) {
-    return error.what();
-  }
-  return "";
-}
-
-TEST(MailFile, SaysWhyAFileCantBeRead) {
-  const std::string folder = std::filesystem::temp_directory_path();
-  EXPECT_EQ(FileErrorOf("/nonexistent/mail.eml"), "No such file or directory");
-  EXPECT_EQ(FileErrorOf(folder), "it is a folder, not a mail");
-}
-
-TEST(MailFile, IsReadWithItsPathAsSource) {
-  const std::string path = std::filesystem::temp_directory_path() /
-                           ("mailreadertest." + std::to_string(::getpid()) + ".eml");
-  std::ofstream(path, std::ios::binary) << "Subject: s\n\n" << std::string(200'000, 'x');
-  const MailModel mail = ReadMailFile(path);
-  std::filesystem::remove(path);
-  EXPECT_EQ(mail.source, path);
-  EXPECT_EQ(mail.subject, "s");
-  EXPECT_EQ(mail.body, std::string(200'000, 'x'));
-}
-
-TEST(MailFile, ReadsJsonToo) {
+TEST(MailReader, ReadsJsonToo) {
   EXPECT_EQ(Read(" {\"quorvex_mail\": 1, \"subject\": \"s\"}").subject, "s");
   EXPECT_THAT(ErrorOf("{}"), HasSubstr("not a mail in JSON"));
 }

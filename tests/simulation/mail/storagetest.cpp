@@ -1,0 +1,68 @@
+#include "simulation/mail/storage.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "simulation/mail/mailreader.h"
+
+namespace simulation::mail {
+namespace {
+
+std::string ErrorOf(const std::string& bytes) {
+  try {
+    ReadCompoundFile(bytes);
+  } catch (const MailError& error) {
+    return error.what();
+  }
+  return "";
+}
+
+Storage Nested(int depth) {
+  Storage storage;
+  storage.streams["level"] = std::to_string(depth);
+  if (depth > 0) storage.storages["in"] = Nested(depth - 1);
+  return storage;
+}
+
+TEST(CompoundFile, GivesBackWhatWasWritten) {
+  Storage root;
+  root.streams["empty"] = "";
+  root.streams["small"] = std::string("a\0b", 3);
+  root.streams["large"] = std::string(100'000, 'x');
+  root.storages["folder"].streams["small"] = "other";
+  root.storages["folder"].storages["inner"].streams["deep"] = "deep";
+  root.storages["empty folder"];
+  const std::string file = WriteCompoundFile(root);
+  EXPECT_TRUE(LooksLikeCompoundFile(file));
+  const Storage read = ReadCompoundFile(file);
+  EXPECT_EQ(read.streams, root.streams);
+  ASSERT_EQ(read.storages.size(), 2U);
+  EXPECT_EQ(read.storages.at("folder").streams, root.storages["folder"].streams);
+  EXPECT_EQ(read.storages.at("folder").storages.at("inner").streams.at("deep"), "deep");
+  EXPECT_TRUE(read.storages.at("empty folder").streams.empty());
+  EXPECT_TRUE(read.storages.at("empty folder").storages.empty());
+}
+
+TEST(CompoundFile, RefusesADamagedFile) {
+  const std::string file = WriteCompoundFile(Nested(1));
+  EXPECT_EQ(ErrorOf(file.substr(0, 100)), "the compound file is damaged");
+  EXPECT_EQ(ErrorOf(""), "the compound file is damaged");
+  EXPECT_EQ(ErrorOf("Subject: s\n\n"), "the compound file is damaged");
+}
+
+TEST(CompoundFile, LeavesOutWhatIsTooDeep) {
+  const Storage root = ReadCompoundFile(WriteCompoundFile(Nested(kDeepestStorage + 3)));
+  const Storage* at = &root;
+  int depth = 0;
+  for (; at->storages.contains("in"); ++depth) at = &at->storages.at("in");
+  EXPECT_EQ(depth, kDeepestStorage);
+}
+
+TEST(CompoundFile, IsRecognisedByItsSignature) {
+  EXPECT_FALSE(LooksLikeCompoundFile(""));
+  EXPECT_FALSE(LooksLikeCompoundFile("Subject: s"));
+}
+
+}  // namespace
+}  // namespace simulation::mail

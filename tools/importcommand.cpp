@@ -10,7 +10,9 @@
 
 #include "simulation/mail/mailjson.h"
 #include "simulation/mail/mailreader.h"
+#include "simulation/mail/mailsource.h"
 #include "tools/command.h"
+#include "tools/system/terminal.h"
 
 namespace tools {
 
@@ -32,21 +34,22 @@ bool WriteTo(const std::string& path, const std::string& text) {
 }
 
 int RunImport(const ImportOptions& options) {
-  if (!options.output.empty() && options.mails.size() > 1) {
-    throw CommandError("--output takes one mail only");
-  }
   int status = kStatusDone;
-  for (const std::string& mail : options.mails) {
+  int count = 0;
+  tools::system::ReadBinaryInput();
+  simulation::mail::MailSource source(options.mails);
+  while (const auto raw = source.Next()) {
+    if (++count > 1 && !options.output.empty()) throw CommandError("--output takes one mail only");
     try {
-      if (!WriteTo(options.output,
-                   simulation::mail::MailToJson(simulation::mail::ReadMailFile(mail)))) {
+      if (raw->error) throw simulation::mail::MailError(*raw->error);
+      simulation::mail::MailModel mail = simulation::mail::ReadMail(raw->bytes);
+      mail.source = raw->name;
+      if (!WriteTo(options.output, simulation::mail::MailToJson(mail))) {
         throw CommandError((options.output.empty() ? "the output" : options.output) +
                            ": can't be written");
       }
-    } catch (const CommandError&) {
-      throw;
-    } catch (const std::exception& error) {
-      fmt::print(stderr, "{}: {}\n", mail, error.what());
+    } catch (const simulation::mail::MailError& error) {
+      fmt::print(stderr, "{}: {}\n", raw->name, error.what());
       status = kStatusUnreadable;
     }
   }
@@ -68,7 +71,7 @@ Command ImportCommand() {
           "can't be written.",
       .options = {{.name = "MAIL",
                    .target = &options->mails,
-                   .help = "Mail files (.eml)",
+                   .help = "Mails (.eml, .msg), mailboxes (mbox, Maildir) or folders",
                    .required = true},
                   {.name = "-o,--output",
                    .target = &options->output,

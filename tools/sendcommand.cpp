@@ -12,6 +12,7 @@
 #include "platform/clock.h"
 #include "platform/scopedreplacement.h"
 #include "simulation/mail/mailreader.h"
+#include "simulation/mail/mailsource.h"
 #include "tools/agentprocess.h"
 #include "tools/command.h"
 #include "tools/logtail.h"
@@ -26,6 +27,7 @@ namespace {
 
 struct SendOptions {
   std::vector<std::string> mails;
+  std::string filesFrom;
   std::string rules;
   std::string log;
   std::string hostVersion = "16.0.0.1234";
@@ -57,15 +59,25 @@ class ProgressBar {
   bool m_shown;
 };
 
-MailOutcome SendOne(MailRoad& road, const std::string& path) {
+MailOutcome SendOne(MailRoad& road, const simulation::mail::RawMail& mail) {
   MailOutcome unreadable;
+  unreadable.mail = mail.name;
+  unreadable.error = mail.error;
   try {
-    return road.Send(path, simulation::mail::ReadMailFile(path));
+    if (!mail.error) return road.Send(mail.name, simulation::mail::ReadMail(mail.bytes));
   } catch (const std::exception& error) {
-    unreadable.mail = path;
     unreadable.error = error.what();
   }
   return unreadable;
+}
+
+std::unique_ptr<simulation::mail::MailSource> OpenSource(const SendOptions& options) {
+  tools::system::ReadBinaryInput();
+  try {
+    return std::make_unique<simulation::mail::MailSource>(options.mails, options.filesFrom);
+  } catch (const simulation::mail::MailError& error) {
+    throw CommandError(options.filesFrom + ": " + error.what());
+  }
 }
 
 int SendAll(const SendOptions& options, const tools::system::StopSignal& stop) {
@@ -77,11 +89,20 @@ int SendAll(const SendOptions& options, const tools::system::StopSignal& stop) {
   ReportStyle style;
   style.colour = tools::system::TakesColours(tools::system::Stream::kOutput);
   style.width = std::max<std::size_t>(tools::system::TerminalWidth(), 40);
-  const ProgressBar bar(options.mails.size(), style, terminal && !options.json);
   Summary summary;
-  for (std::size_t i = 0; i < options.mails.size() && !stop.Flag(); ++i) {
-    bar.Show(i);
-    const MailOutcome outcome = SendOne(road, options.mails[i]);
+  const auto source = OpenSource(options);
+  std::size_t done = 0;
+  while (!stop.Flag()) {
+    // Folders and mailboxes have more mails than they count for here, so the total may grow.
+    const ProgressBar bar(std::max(options.mails.size(), done + 1), style,
+                          terminal && !options.json);
+    bar.Show(done++);
+    const auto mail = source->Next();
+    if (!mail) {
+      bar.Hide();
+      break;
+    }
+    const MailOutcome outcome = SendOne(road, *mail);
     bar.Hide();
     summary.Count(outcome);
     Print(options.json ? OutcomeJson(outcome) + "\n" : MailReport(outcome, style));
@@ -98,6 +119,9 @@ int SendAll(const SendOptions& options, const tools::system::StopSignal& stop) {
 }
 
 int RunSend(const SendOptions& options) {
+  if (options.mails.empty() && options.filesFrom.empty()) {
+    throw CommandError("give it mails, or a list of them with --files-from");
+  }
   const tools::system::StopSignal stop;
   // After Ctrl-C nobody wants to wait for an agent: the add-in's waits end at once, and it cleans
   // up as after any time-out.
@@ -126,15 +150,23 @@ Command SendCommand() {
           "  quorvex send --agent --json mail.eml\n"
           "      Ask the agent that is running; the result for a program to read.\n"
           "  quorvex send --log - mail.eml\n"
-          "      With the add-in's own log after each mail.\n\n"
+          "      With the add-in's own log after each mail.\n"
+          "  quorvex send archive.mbox inbox/ letter.msg\n"
+          "      Every mail in them. A mail in a mailbox has a name like archive.mbox#17.\n"
+          "  find . -name '*.eml' | quorvex send --files-from -\n"
+          "      The mails in a list.\n\n"
           "Exit status: 0 all let go, 1 some blocked, 2 some unreadable, 3 wrong usage, or\n"
           "the add-in or the agent can't be started.",
       .options = {{.name = "MAIL",
                    .target = &options->mails,
                    .help = simulation::mail::kReadsInternetMessages
-                               ? "Mail files (.eml), or mails in JSON"
-                               : "Mails in JSON, made by `quorvex import`",
-                   .required = true},
+                               ? "Mails (.eml, .msg, JSON), mailboxes (mbox, Maildir), folders, "
+                                 "or \"-\" for standard input"
+                               : "Mails (.msg, or JSON made by `quorvex import`), folders, or "
+                                 "\"-\" for standard input"},
+                  {.name = "--files-from",
+                   .target = &options->filesFrom,
+                   .help = "A file with further mails, one path a line; \"-\" for standard input"},
                   {.name = "--rules",
                    .target = &options->rules,
                    .help = "How the simulated agent answers (TOML)"},

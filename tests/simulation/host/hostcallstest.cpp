@@ -125,7 +125,7 @@ TEST(HostFaults, FailureCanComeWithATextOrAnObject) {
   EXPECT_EQ(E_ABORT, mail.get_Recipients(recipients.Put()));
   EXPECT_EQ(1u, host.Ledger().OutstandingOf("Recipients"));
   ComPtr<_MailItem> asked;
-  EXPECT_EQ(E_NOINTERFACE, mail.Identity()->QueryInterface(outlook::IID__MailItem,
+  EXPECT_EQ(E_NOINTERFACE, mail.Identity()->QueryInterface(outlookaddin::IID__MailItem,
                                                            reinterpret_cast<void**>(asked.Put())));
   EXPECT_EQ(1u, mail.Outstanding());
   EXPECT_EQ(3u, host.Calls().FaultsGiven());

@@ -101,8 +101,8 @@ TEST(HostEvents, SendWithoutSinkLeavesTheFlag) {
 }
 
 TEST(HostEvents, SendReportsWhatEachSinkReturned) {
-  RecordingSink first(outlook::IID_ItemEvents);
-  RecordingSink second(outlook::IID_ItemEvents);
+  RecordingSink first(outlookaddin::IID_ItemEvents);
+  RecordingSink second(outlookaddin::IID_ItemEvents);
   SimulatedHost host;
   HostMailItem& mail = host.CreateMail(MailWithSubject("Send"));
   first.result = E_FAIL;
@@ -217,7 +217,7 @@ TEST(HostEvents, SinkMayUnsubscribeItselfAndOthersWhileCalled) {
 }
 
 TEST(HostEvents, SourceReleasesItsSinksAtItsEnd) {
-  RecordingSink sink(outlook::IID_InspectorEvents);
+  RecordingSink sink(outlookaddin::IID_InspectorEvents);
   SimulatedHost host;
   HostInspector& window = host.OpenInspector(MailWithSubject("End"));
   Subscribe(window.Identity(), outlookaddin::IID_InspectorEvents, &sink);
@@ -249,7 +249,7 @@ TEST(HostEvents, SourceLeavesSinksAloneAfterAFailedUnsubscription) {
 }
 
 TEST(HostEvents, ConnectionPointOutlivesItsSourceAndThenRefusesSinks) {
-  RecordingSink sink(outlook::IID_ItemEvents);
+  RecordingSink sink(outlookaddin::IID_ItemEvents);
   SimulatedHost host;
   HostMailItem& mail = host.CreateMail(MailWithSubject("Gone"));
   const ComPtr<IConnectionPoint> point = FindPoint(mail.Identity(), outlookaddin::IID_ItemEvents);

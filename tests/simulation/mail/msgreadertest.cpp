@@ -29,7 +29,7 @@ std::vector<std::string> NamesOf(const MailModel& mail) {
   return names;
 }
 
-tests::MsgObject Recipient(const char* name, std::int32_t type) {
+tests::MsgObject RecipientNamed(const char* name, std::int32_t type) {
   return Part()
       .Text(0x3001, name)
       .Number(0x0C15, type)
@@ -45,11 +45,11 @@ std::optional<std::string> AddressOf(const tests::MsgObject& recipient) {
 
 TEST(OutlookMessage, RecipientsComeAsToThenCcThenBcc) {
   const MailModel mail = ReadOutlookMessage(Message()
-                                                .Recipient(Recipient("Cc", 2))
-                                                .Recipient(Recipient("Bcc", 3))
-                                                .Recipient(Recipient("To 1", 1))
-                                                .Recipient(Recipient("Sender", 0))
-                                                .Recipient(Recipient("To 2", 0x10000001))
+                                                .Recipient(RecipientNamed("Cc", 2))
+                                                .Recipient(RecipientNamed("Bcc", 3))
+                                                .Recipient(RecipientNamed("To 1", 1))
+                                                .Recipient(RecipientNamed("Sender", 0))
+                                                .Recipient(RecipientNamed("To 2", 0x10000001))
                                                 .Contents());
   EXPECT_THAT(NamesOf(mail), ElementsAre("To 1", "To 2", "Cc", "Bcc"));
 }
@@ -193,7 +193,7 @@ TEST(OutlookMessage, AnEmbeddedMessageIsAFileOfItsOwn) {
                                      .Text(0x0037, "inner")
                                      .Number(0x3FFD, 1251)
                                      .Value(0x1000, kString8, "\xC0")
-                                     .Recipient(Recipient("To", 1));
+                                     .Recipient(RecipientNamed("To", 1));
   Storage file =
       Message()
           .Attachment(

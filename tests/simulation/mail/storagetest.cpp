@@ -9,7 +9,7 @@
 namespace simulation::mail {
 namespace {
 
-std::string ErrorOf(const std::string& bytes) {
+std::string ReadError(const std::string& bytes) {
   try {
     ReadCompoundFile(bytes);
   } catch (const MailError& error) {
@@ -18,10 +18,10 @@ std::string ErrorOf(const std::string& bytes) {
   return "";
 }
 
-Storage Nested(int depth) {
+Storage NestedStorages(int depth) {
   Storage storage;
   storage.streams["level"] = std::to_string(depth);
-  if (depth > 0) storage.storages["in"] = Nested(depth - 1);
+  if (depth > 0) storage.storages["in"] = NestedStorages(depth - 1);
   return storage;
 }
 
@@ -45,14 +45,14 @@ TEST(CompoundFile, GivesBackWhatWasWritten) {
 }
 
 TEST(CompoundFile, RefusesADamagedFile) {
-  const std::string file = WriteCompoundFile(Nested(1));
-  EXPECT_EQ(ErrorOf(file.substr(0, 100)), "the compound file is damaged");
-  EXPECT_EQ(ErrorOf(""), "the compound file is damaged");
-  EXPECT_EQ(ErrorOf("Subject: s\n\n"), "the compound file is damaged");
+  const std::string file = WriteCompoundFile(NestedStorages(1));
+  EXPECT_EQ(ReadError(file.substr(0, 100)), "the compound file is damaged");
+  EXPECT_EQ(ReadError(""), "the compound file is damaged");
+  EXPECT_EQ(ReadError("Subject: s\n\n"), "the compound file is damaged");
 }
 
 TEST(CompoundFile, LeavesOutWhatIsTooDeep) {
-  const Storage root = ReadCompoundFile(WriteCompoundFile(Nested(kDeepestStorage + 3)));
+  const Storage root = ReadCompoundFile(WriteCompoundFile(NestedStorages(kDeepestStorage + 3)));
   const Storage* at = &root;
   int depth = 0;
   for (; at->storages.contains("in"); ++depth) at = &at->storages.at("in");

@@ -152,16 +152,38 @@ TEST_F(CommandLine, BlockedTaggedAndSentMailsSaySoAndTheStatusIsOne) {
 
 TEST_F(CommandLine, AnUnreadableMailHasItsOwnLineTheOthersGoOnAndTheStatusIsTwo) {
   const std::string text = Write("mails/text.eml", "not a mail at all\n");
-  const RunResult run = Run("send --json '" + text + "' missing.eml '" + m_root.string() + "' '" +
-                            Sample("01-plain.eml") + "'");
+  const RunResult run =
+      Run("send --json '" + text + "' missing.eml '" + Sample("01-plain.eml") + "'");
   EXPECT_EQ(run.status, 2);
   const auto lines = Lines(run.output);
-  ASSERT_EQ(lines.size(), 4U);
-  EXPECT_EQ(lines[0],
-            Json({{"mail", text}, {"error", "it is not a mail: it doesn't begin with a header line"}}));
+  ASSERT_EQ(lines.size(), 3U);
+  EXPECT_EQ(lines[0], Json({{"mail", text},
+                            {"error", "it is not a mail: it doesn't begin with a header line"}}));
   EXPECT_EQ(lines[1], Json({{"mail", "missing.eml"}, {"error", "No such file or directory"}}));
-  EXPECT_EQ(lines[2]["error"], "it is a folder, not a mail");
-  EXPECT_EQ(lines[3]["outcome"], "sent");
+  EXPECT_EQ(lines[2]["outcome"], "sent");
+}
+
+TEST_F(CommandLine, EveryMailOfAMailboxAFolderAndAListIsSent) {
+  const std::string line = "From a@x.test Mon May  2 16:07:05 2005\n";
+  const std::string mailbox =
+      Write("two.mbox", line + "To: a@x.test\nSubject: 1\n\none\n\n" + line + "no header\n");
+  const std::string first = Write("in/1.eml", "To: a@x.test\n\nbody\n");
+  const std::string second = Write("in/deep/2.eml", "To: b@x.test\n\nbody\n");
+  const std::string list = Write("list", second + "\n");
+  const RunResult run = Run("send --json '" + mailbox + "' '" + (m_root / "in").string() +
+                            "' --files-from '" + list + "'");
+  EXPECT_EQ(run.status, 2);
+  std::vector<std::string> mails;
+  for (const Json& mail : Lines(run.output)) {
+    mails.push_back(mail["mail"].get<std::string>() + (mail.contains("error") ? " error" : ""));
+  }
+  EXPECT_THAT(mails, ElementsAre(mailbox + "#1", mailbox + "#2 error", first, second, second));
+}
+
+TEST_F(CommandLine, AMissingListIsWrongUsage) {
+  const RunResult run = Run("send --files-from missing.txt");
+  EXPECT_EQ(run.status, 3);
+  EXPECT_THAT(run.errors, HasSubstr("missing.txt: No such file or directory"));
 }
 
 TEST_F(CommandLine, WithoutRulesEverythingGoesOn) {

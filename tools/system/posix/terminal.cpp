@@ -26,6 +26,8 @@ unsigned TerminalWidth() {
   return size.ws_col;
 }
 
+void ReadBinaryInput() {}
+
 void WriteUtf8ToConsole() {}
 
 }  // namespace tools::system

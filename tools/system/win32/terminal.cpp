@@ -2,6 +2,10 @@
 
 #include <windows.h>
 
+#include <fcntl.h>
+#include <io.h>
+
+#include <cstdio>
 #include <cstdlib>
 
 namespace tools::system {
@@ -32,6 +36,10 @@ unsigned TerminalWidth() {
   if (GetConsoleScreenBufferInfo(HandleOf(Stream::kOutput), &info) == 0) return kDefault;
   const int width = info.srWindow.Right - info.srWindow.Left + 1;
   return width > 0 ? static_cast<unsigned>(width) : kDefault;
+}
+
+void ReadBinaryInput() {
+  _setmode(_fileno(stdin), _O_BINARY);
 }
 
 void WriteUtf8ToConsole() {

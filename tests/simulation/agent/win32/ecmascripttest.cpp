@@ -39,8 +39,8 @@ TEST(EcmaScriptPattern, NestedRepetitionTakesNoExponentialTime) {
   EXPECT_EQ(pattern->Search(std::string(2000, 'a') + "b"), PatternResult::kNoMatch);
 }
 
-// A search that is quadratic in each piece of a long line: the clock ends it, after a few seconds on
-// any machine.
+// A search that is quadratic in each piece of a long line: the clock ends it, after a few seconds
+// on any machine.
 TEST(EcmaScriptPattern, AQuadraticSearchOfALongLineEnds) {
   PatternError error;
   const std::optional<Pattern> pattern = Pattern::Compile("a[^b]*c", &error);

@@ -22,37 +22,39 @@ namespace {
 using Json = nlohmann::json;
 using agent::Sha256Of;
 
-// Where the two differ, and msgconvert is the one that changes the mail.
+// Where msgconvert changes the mail, so that the two differ.
 const std::set<std::pair<std::string, std::string>> kDifferences = {
-    // Doesn't quote a name with a comma, or quotes an address.
+    // Doesn't quote a name with a comma, and garbles quotation marks in the text.
     {"chinese-message-garbled.msg", "recipients"},
-    {"plain-chain.msg", "recipients"},
-    // Writes a recipient with an EX address, whose SMTP address is in the file, without either.
-    {"simple-email-with-TO-and-CC-single.msg", "recipients"},
-    // Takes the first word, which is in parentheses, for a comment.
-    {"simple-sent.msg", "subject"},
+    {"chinese-message-garbled.msg", "text"},
     // Writes no header for an empty subject.
     {"chinese-message.msg", "subject"},
-    // Changes the line ends of text and encodes it anew.
+    // Puts an address into quotes.
+    {"plain-chain.msg", "recipients"},
+    // Writes a recipient's name in place of the address.
+    {"simple-email-with-TO-and-CC-single.msg", "recipients"},
+    // Takes a first word in parentheses for a comment.
+    {"simple-sent.msg", "subject"},
+    // Changes the line ends of attached text and encodes it anew.
     {"S-MIME-test-message-signed.msg", "attachments"},
     {"forward-with-attachments-and-embedded-images.msg", "attachments"},
 };
 
-std::vector<Json> Recorded() {
+std::vector<Json> RecordedResults() {
   std::ifstream file(std::filesystem::path(QUORVEX_MAIL_DATA) / "msgconvert.jsonl");
   std::vector<Json> lines;
   for (std::string line; std::getline(file, line);) lines.push_back(Json::parse(line));
   return lines;
 }
 
-std::filesystem::path PathOf(const std::string& name) {
+std::filesystem::path PathOfOutlookFile(const std::string& name) {
   const std::filesystem::path own = std::filesystem::path(QUORVEX_MAIL_DATA) / name;
   if (std::filesystem::exists(own)) return own;
   const char* const folder = std::getenv("QUORVEX_PUBLIC_MAILS");
   return std::filesystem::path(folder != nullptr ? folder : "") / "msg" / name;
 }
 
-MailModel Read(const std::filesystem::path& path) {
+MailModel ReadOutlookFile(const std::filesystem::path& path) {
   std::ifstream file(path, std::ios::binary);
   std::ostringstream bytes;
   bytes << file.rdbuf();
@@ -106,30 +108,38 @@ class MsgConvert : public testing::TestWithParam<Json> {};
 TEST_P(MsgConvert, ReadsTheSameFromAnOutlookMessage) {
   const Json& recorded = GetParam();
   const std::string file = recorded["file"];
-  const std::filesystem::path path = PathOf(file);
+  const std::filesystem::path path = PathOfOutlookFile(file);
   if (!std::filesystem::exists(path)) {
     GTEST_SKIP() << "the public mails aren't here; set QUORVEX_PUBLIC_MAILS to their folder";
   }
   const auto isCompared = [&](const char* field) { return !kDifferences.contains({file, field}); };
-  const MailModel mail = Read(path);
-  if (isCompared("subject")) EXPECT_EQ(mail.subject.value_or(""), recorded["subject"]);
+  const MailModel mail = ReadOutlookFile(path);
+  if (isCompared("subject")) {
+    EXPECT_EQ(mail.subject.value_or(""), recorded["subject"]);
+  }
   if (isCompared("recipients")) {
     auto expected = recorded["to"].get<std::vector<std::string>>();
     for (const Json& address : recorded["cc"]) expected.push_back(address);
     EXPECT_EQ(ToAndCc(mail, expected.size()), expected);
   }
-  if (isCompared("text")) EXPECT_EQ(Sha256Of(PlainText(*mail.body)), recorded["text_sha256"]);
-  if (recorded["html"] == true) EXPECT_TRUE(mail.htmlBody);
-  if (isCompared("attachments")) EXPECT_EQ(AttachmentsOf(mail), AttachmentsOf(recorded));
+  if (isCompared("text")) {
+    EXPECT_EQ(Sha256Of(PlainText(*mail.body)), recorded["text_sha256"]);
+  }
+  if (recorded["html"] == true) {
+    EXPECT_TRUE(mail.htmlBody);
+  }
+  if (isCompared("attachments")) {
+    EXPECT_EQ(AttachmentsOf(mail), AttachmentsOf(recorded));
+  }
 }
 
-std::string NameOf(const testing::TestParamInfo<Json>& info) {
+std::string TestName(const testing::TestParamInfo<Json>& info) {
   std::string name = info.param["file"];
   for (char& c : name) c = std::isalnum(static_cast<unsigned char>(c)) != 0 ? c : '_';
   return name;
 }
 
-INSTANTIATE_TEST_SUITE_P(Files, MsgConvert, testing::ValuesIn(Recorded()), NameOf);
+INSTANTIATE_TEST_SUITE_P(Files, MsgConvert, testing::ValuesIn(RecordedResults()), TestName);
 
 }  // namespace
 }  // namespace simulation::mail

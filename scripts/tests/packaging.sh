@@ -303,7 +303,6 @@ test_packaging() {
   check "removal leaves nothing" check_removed
   check "the .reg files write and remove the same" check_reg_files
   check "a package for the other bitness of Outlook is refused" check_wrong_bitness_is_refused
-  check "a repair restores the library" check_repair
   wineserver -k 2>/dev/null
   if have_wine32; then
     packaging_32

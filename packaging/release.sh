@@ -4,6 +4,7 @@
 # Makes everything that is handed out, from a clean clone of the current commit, in FOLDER (build/release):
 #
 #   DlpAddIn-x64.msi, DlpAddIn-x86.msi, *.reg   the installers, and the registry values without them
+#   policy/                                     the administrative template for Group Policy and Intune
 #   DlpAddIn-x64.dll, DlpAddIn-x86.dll          the libraries alone
 #   quorvex.exe                                 the command line for Windows
 #   quorvex_VERSION_ARCH.deb                    the command line for Debian 12
@@ -91,6 +92,7 @@ done
 packaging/windows/build.sh --output "$work/installers" >/dev/null
 for package in "$work/installers"/*.msi; do sign_in_place "$package"; done
 cp "$work/installers"/* "$output/"
+cp -R packaging/windows/policy "$output/policy"
 cp build/win64/DlpAddIn.dll "$output/DlpAddIn-x64.dll"
 cp build/win32/DlpAddIn.dll "$output/DlpAddIn-x86.dll"
 cp build/win64/quorvex.exe "$output/quorvex.exe"

@@ -62,6 +62,7 @@ struct Command {
 };
 
 Command AgentCommand();
+Command CompareCommand();
 Command ConfigCommand();
 Command ConformCommand();
 Command ImportCommand();
@@ -70,5 +71,6 @@ Command LogExplainCommand();  // part of LogCommand
 Command LogListenCommand();   // part of LogCommand
 Command RingCommand();
 Command SendCommand();
+Command SummaryCommand();
 
 }  // namespace tools

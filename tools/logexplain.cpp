@@ -12,6 +12,7 @@
 #include "inspection/logs/logstory.h"
 #include "platform/textlines.h"
 #include "tools/command.h"
+#include "tools/htmlpage.h"
 #include "tools/inputfile.h"
 #include "tools/json.h"
 #include "tools/text.h"
@@ -27,6 +28,7 @@ constexpr std::size_t kSearchedPieces = 10'000;
 
 struct ExplainOptions {
   std::vector<std::string> files;
+  std::string html;
   bool json = false;
 };
 
@@ -177,9 +179,11 @@ int Explain(const ExplainOptions& options) {
   std::stable_sort(files.begin(), files.end(), [](const LogFile& one, const LogFile& other) {
     return one.begins < other.begins;
   });
+  MailsPage page(options.html, "Mails in the log");
   Totals totals;
   inspection::logs::LogStories stories(
-      [&options, &totals](const inspection::logs::MailStory& mail) {
+      [&options, &totals, &page](const inspection::logs::MailStory& mail) {
+        if (!options.html.empty()) page.AddLine(StoryJson(mail).Text());
         ++totals.mails;
         if (mail.checked == inspection::logs::Checked::kNot) ++totals.unchecked;
         if (mail.checked == inspection::logs::Checked::kInPart) ++totals.inPart;
@@ -193,6 +197,7 @@ int Explain(const ExplainOptions& options) {
     if (!ReadStories(file, &stories)) unreadable = true;
   }
   stories.Finish();
+  page.Finish();
   if (stories.WithoutSink() > 0) {
     fmt::print(options.json ? stderr : stdout,
                "{} got no sink: what is sent from there goes out unchecked\n",
@@ -227,7 +232,11 @@ Command LogExplainCommand() {
                    .required = true},
                   {.name = "--json",
                    .target = &options->json,
-                   .help = "One JSON object a line, one line a mail"}},
+                   .help = "One JSON object a line, one line a mail"},
+                  {.name = "--html",
+                   .target = &options->html,
+                   .help = "Also write a page for a browser with every mail",
+                   .valueName = "FILE"}},
       .run = [options] { return Explain(*options); },
   };
 }

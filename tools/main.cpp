@@ -25,7 +25,7 @@ int main(int argc, char** argv) {
             "  quorvex agent --help                       everything about one subcommand",
         .subcommands = {tools::SendCommand(), tools::AgentCommand(), tools::ConformCommand(),
                         tools::ImportCommand(), tools::ConfigCommand(), tools::LogCommand(),
-                        tools::RingCommand()},
+                        tools::RingCommand(), tools::SummaryCommand(), tools::CompareCommand()},
         .version = QUORVEX_VERSION};
     return tools::RunCommandLine(program, tools::system::CommandLineArguments(argc, argv));
   } catch (const std::exception& wrong) {

@@ -15,6 +15,7 @@
 #include "simulation/mail/mailsource.h"
 #include "tools/agentprocess.h"
 #include "tools/command.h"
+#include "tools/htmlpage.h"
 #include "tools/logtail.h"
 #include "tools/mailroad.h"
 #include "tools/sendreport.h"
@@ -30,6 +31,7 @@ struct SendOptions {
   std::string filesFrom;
   std::string rules;
   std::string log;
+  std::string html;
   std::string hostVersion = "16.0.0.1234";
   bool useRunningAgent = false;
   bool json = false;
@@ -80,6 +82,13 @@ std::unique_ptr<simulation::mail::MailSource> OpenSource(const SendOptions& opti
   }
 }
 
+// The heading of the page.
+std::string PageTitle(const SendOptions& options) {
+  if (options.useRunningAgent) return "Mails sent, answered by the running agent";
+  if (options.rules.empty()) return "Mails sent, with an agent that lets everything go";
+  return "Mails sent, answered by " + options.rules;
+}
+
 int SendAll(const SendOptions& options, const tools::system::StopSignal& stop) {
   MailRoad road(options.hostVersion);
   std::unique_ptr<LogTail> log;
@@ -89,6 +98,7 @@ int SendAll(const SendOptions& options, const tools::system::StopSignal& stop) {
   ReportStyle style;
   style.colour = tools::system::TakesColours(tools::system::Stream::kOutput);
   style.width = std::max<std::size_t>(tools::system::TerminalWidth(), 40);
+  MailsPage page(options.html, PageTitle(options));
   Summary summary;
   const auto source = OpenSource(options);
   std::size_t done = 0;
@@ -109,8 +119,10 @@ int SendAll(const SendOptions& options, const tools::system::StopSignal& stop) {
     if (outcome.error && options.json) {
       fmt::print(stderr, "{}: {}\n", outcome.mail, *outcome.error);
     }
+    if (!options.html.empty()) page.AddLine(OutcomeJson(outcome));
     if (log) log->Show();
   }
+  page.Finish();
   if (options.useRunningAgent && summary.Unchecked() > 0) {
     fmt::print(stderr, "No agent was there: the mails went out unchecked.\n");
   }
@@ -177,6 +189,10 @@ Command SendCommand() {
                   {.name = "--json",
                    .target = &options->json,
                    .help = "One JSON object a line, one line a mail"},
+                  {.name = "--html",
+                   .target = &options->html,
+                   .help = "Also write a page for a browser with every mail and its requests",
+                   .valueName = "FILE"},
                   {.name = "--log",
                    .target = &options->log,
                    .help =

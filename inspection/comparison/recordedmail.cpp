@@ -11,6 +11,8 @@ namespace {
 
 constexpr const char* kOutcomeNames[kOutcomes] = {"sent", "blocked", "tagged", "unreadable",
                                                   "unknown"};
+constexpr const char* kOldCheckedNames[kCheckedLevels] = {"checked", "checked in part", "unchecked",
+                                                          "unknown"};
 constexpr const char* kCheckedNames[kCheckedLevels] = {"yes", "part", "no", "unknown"};
 
 // A request as its fields come, in any order.
@@ -190,7 +192,8 @@ class MailHandler : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, MailH
       m_mail.error = text;
       m_hasError = true;
     }
-    if (m_key == "outcome") {
+    // "verdict" and its words for `checked` come from older versions of log explain.
+    if (m_key == "outcome" || m_key == "verdict") {
       m_hasOutcome = true;
       m_mail.outcome = Outcome::kUnknown;
       for (std::size_t i = 0; i < kOutcomes; ++i) {
@@ -200,7 +203,8 @@ class MailHandler : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, MailH
     if (m_key == "checked") {
       m_mail.checked = Checked::kUnknown;
       for (std::size_t i = 0; i < kCheckedLevels; ++i) {
-        if (text == kCheckedNames[i]) m_mail.checked = static_cast<Checked>(i);
+        if (text == kCheckedNames[i] || text == kOldCheckedNames[i])
+          m_mail.checked = static_cast<Checked>(i);
       }
     }
   }

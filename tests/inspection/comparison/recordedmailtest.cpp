@@ -99,6 +99,13 @@ TEST(RecordedMail, HasWhatALineOfALogSays) {
   EXPECT_EQ(mail->requests.at(0).wait, 24800);
 }
 
+TEST(RecordedMail, HasWhatAnOlderLineOfALogSays) {
+  const auto mail = Parse(R"({"verdict":"blocked","checked":"checked in part","requests":[]})");
+  ASSERT_TRUE(mail);
+  EXPECT_EQ(mail->outcome, Outcome::kBlocked);
+  EXPECT_EQ(mail->checked, Checked::kPart);
+}
+
 TEST(RecordedMail, IsNotMadeFromFieldsInsideUnknownOnes) {
   const auto mail = Parse(
       R"({"later":{"mail":"wrong","outcome":"blocked","requests":[{"type":3}],"tag":{"name":"x"}},)"

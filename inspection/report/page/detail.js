@@ -81,7 +81,7 @@ const longest = (mails) => Math.max(1, ...mails.map((mail) => Math.max(mail.ms ?
 function waterfall(mail, scale) {
   const falls = element("div", "falls");
   const ticks = element("div", "track");
-  for (const part of [0, 0.25, 0.5, 0.75, 1]) {
+  for (const part of [0, 0.5, 1]) {
     const tick = element("span", "", part === 0 ? "0" : duration(scale * part).replace(/\.\d ms/, " ms"));
     tick.style.left = `${part * 100}%`;
     ticks.append(tick);

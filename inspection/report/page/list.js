@@ -86,7 +86,7 @@ function sortShown() {
 
 const columns = comparing
   ? [["cell", "verdict", 190], ["name", "mail", 0], ["why", "by which request, rule or reason", 0, "second"], ["time", "time", 84, "number"]]
-  : [["outcome", "outcome", 92], ["checked", "checked", 128], ["name", "mail", 0], ["why", "why", 0, "second"], ["time", "time", 84, "number"]];
+  : [["outcome", "outcome", 108], ["checked", "checked", 128], ["name", "mail", 0], ["why", "why", 0, "second"], ["time", "time", 84, "number"]];
 
 function makeHead() {
   for (const [key, label, , kind] of columns) {

@@ -7,7 +7,7 @@ function headline() {
     const words = Object.entries(changes).filter(([, count]) => count > 0)
       .map(([change, count]) => `${number(count)} ${changeWords[change]}`);
     const text = all === 0 ? "Nothing changed." : `${plural(all, "mail")} not the same: ${words.join(", ")}.`;
-    return [`${plural(before, "mail")} before, ${number(after)} after. `, text, ...unknownNote(data.summary.unknown_in_both)];
+    return [`${plural(before, "mail")} before, ${number(after)} after. `, text, " ", ...unknownNote(data.summary.unknown_in_both)];
   }
   const read = entries.filter((mail) => mail.outcome !== "unreadable");
   const unchecked = read.filter((mail) => mail.checked === "no").length;
@@ -18,13 +18,15 @@ function headline() {
     const words = [unchecked > 0 && `${number(unchecked)} unchecked`, inPart > 0 && `${number(inPart)} checked in part`];
     parts.push(element("span", "warn", `${words.filter(Boolean).join(", ")}.`));
   } else if (unknown === 0 && read.length > 0) {
-    parts.push("Every mail that could be read was checked.");
+    parts.push(entries.length === 1 ? "It was checked." : `Each of the ${number(read.length)} that could be read was checked.`);
   }
-  return [...parts, ...unknownNote(unknown)];
+  return [...parts, " ", ...unknownNote(unknown)];
 }
 
 function unknownNote(count) {
-  return count > 0 ? [element("span", "warn", ` Of ${plural(count, "mail")} it isn't known whether they were checked.`)] : [];
+  if (count === 0) return [];
+  const text = `Of ${plural(count, "mail")} it isn't known whether ${count === 1 ? "it was" : "they were"} checked.`;
+  return [element("span", "warn", text)];
 }
 
 function mailCards() {
@@ -43,7 +45,7 @@ function mailCards() {
   const requests = entries.flatMap((mail) => mail.requests ?? []);
   const timed = requests.filter((request) => request.wait !== undefined);
   const all = distribution(timed.map((request) => request.wait));
-  const stages = tally(timed.map((request) => request.stage ?? "request")).map(([stage]) =>
+  const stages = tally(timed.map((request) => request.stage ?? "request")).slice(0, 12).map(([stage]) =>
     [stage, distribution(timed.filter((request) => (request.stage ?? "request") === stage).map((request) => request.wait))]);
   const mails = distribution(entries.map((mail) => mail.ms).filter((ms) => ms !== undefined));
   const rows = [["each request", all], ...stages.map(([stage, pairs]) => [`· ${stage}`, pairs]), ["each mail in all", mails]];

@@ -1,14 +1,16 @@
 // `quorvex compare`: which mails changed their verdict between two runs, and by what.
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "inspection/comparison/comparison.h"
-#include "inspection/comparison/resultreader.h"
 #include "inspection/report/page.h"
 #include "tools/command.h"
+#include "tools/comparedrun.h"
 #include "tools/htmlpage.h"
 #include "tools/resultreport.h"
 #include "tools/text.h"
@@ -17,74 +19,116 @@ namespace tools {
 namespace {
 
 constexpr const char* kHelp =
+    "Each run is a file of results recorded with `send --json`, or a rules file (.toml)\n"
+    "that answers the mails named after both runs. With --agent the second run is the\n"
+    "running agent instead.\n"
+    "\n"
     "Examples:\n"
-    "  quorvex send --json --rules old.toml *.eml > before.jsonl\n"
-    "  quorvex send --json --rules new.toml *.eml > after.jsonl\n"
     "  quorvex compare before.jsonl after.jsonl\n"
     "      Every mail whose verdict changed, and the rule or request that changed it.\n"
-    "  quorvex compare before.jsonl after.jsonl --html changes.html\n"
-    "      The same as a page, with the requests of both runs.\n"
+    "  quorvex compare old.toml new.toml *.eml --html changes.html\n"
+    "      What would change if these rules replaced those; also as a page.\n"
+    "  quorvex compare recorded.jsonl --agent\n"
+    "      Does the running agent decide as recorded? Sends the recorded mails again.\n"
     "\n"
     "Mails are paired by name; a name that occurs again is paired in its order. A\n"
     "change is another outcome or tag, more or less of the mail checked, or a mail\n"
     "that only one run has.\n"
     "Exit status: 0 nothing changed, 1 something did, 2 a file or a line of it can't\n"
-    "be read, 3 wrong usage.";
+    "be read, 3 wrong usage, or the mails can't be sent.";
 
 struct CompareOptions {
-  std::string before;
-  std::string after;
+  std::vector<std::string> words;  // the runs, then the mails
   std::string html;
+  bool agent = false;
   bool json = false;
   bool summary = false;
+};
+
+struct Runs {
+  ComparedRun before;
+  ComparedRun after;
+  std::vector<std::string> mails;
 };
 
 using inspection::comparison::Comparison;
 using inspection::comparison::Difference;
 using inspection::comparison::RecordedMail;
-using inspection::comparison::ResultReader;
 
-// False if the file, or a line of it, can't be read.
-bool ReadRun(const std::string& path, ResultReader::Take take) {
-  ResultReader reader(std::move(take), true);
-  std::string error;
-  const bool whole = reader.ReadFile(path, &error);
-  if (!whole) fmt::print(stderr, "quorvex compare: {}: {}\n", Printable(path), error);
-  PrintBadLines("compare", reader);
-  return whole && reader.BadLines() == 0;
+Runs RunsOf(const CompareOptions& options) {
+  const std::size_t named = options.agent ? 1 : 2;
+  if (options.words.size() < named) throw CommandError("name two runs, or one and --agent");
+  Runs runs;
+  runs.before = RunNamed(options.words[0]);
+  runs.after = options.agent ? ComparedRun{RunKind::kAgent, {}} : RunNamed(options.words[1]);
+  runs.mails.assign(options.words.begin() + static_cast<std::ptrdiff_t>(named),
+                    options.words.end());
+  const bool sends =
+      runs.before.kind != RunKind::kRecorded || runs.after.kind != RunKind::kRecorded;
+  if (!sends && !runs.mails.empty()) throw CommandError("recorded runs need no mails");
+  if (runs.before.kind != RunKind::kRecorded && runs.mails.empty()) {
+    throw CommandError("name the mails to send");
+  }
+  const auto isInput = [](const std::string& word) { return word == "-"; };
+  if (std::count_if(options.words.begin(), options.words.end(), isInput) > (sends ? 0 : 1)) {
+    throw CommandError(sends ? "standard input can't be sent twice; name files"
+                             : "only one of the runs can be standard input");
+  }
+  return runs;
 }
 
+// The comparison's differences on standard output and in the page.
+class Output {
+ public:
+  Output(const CompareOptions& options, const Runs& runs) : m_options(options) {
+    if (options.html.empty()) return;
+    m_file = std::make_unique<HtmlFile>(options.html);
+    m_page = std::make_unique<inspection::report::ComparisonPage>(
+        m_file->Stream(), ValidUtf8(NameOf(runs.before) + " and " + NameOf(runs.after)),
+        PageTime());
+  }
+  bool HasPage() const { return m_page != nullptr; }
+
+  void Tell(const Difference& difference) {
+    if (m_page) m_page->Add(difference);
+    if (m_options.json) {
+      fmt::print("{}\n", DifferenceJson(difference));
+    } else if (!m_options.summary) {
+      fmt::print("{}\n", DifferenceText(difference));
+    }
+  }
+
+  void Finish(const Comparison& comparison) {
+    fmt::print("{}", m_options.json ? comparison.Json() + "\n" : ComparisonText(comparison));
+    if (!m_page) return;
+    m_page->Finish(comparison);
+    m_file->Close();
+  }
+
+ private:
+  const CompareOptions& m_options;
+  std::unique_ptr<HtmlFile> m_file;
+  std::unique_ptr<inspection::report::ComparisonPage> m_page;
+};
+
 int RunCompare(const CompareOptions& options) {
-  if (options.before == "-" && options.after == "-") {
-    throw CommandError("only one of the runs can be standard input");
-  }
-  std::unique_ptr<HtmlFile> file;
-  std::unique_ptr<inspection::report::ComparisonPage> page;
-  if (!options.html.empty()) {
-    file = std::make_unique<HtmlFile>(options.html);
-    page = std::make_unique<inspection::report::ComparisonPage>(
-        file->Stream(), ValidUtf8(options.before + " and " + options.after), PageTime());
-  }
-  Comparison comparison(
-      [&options, &page](const Difference& difference) {
-        if (page) page->Add(difference);
-        if (options.json) {
-          fmt::print("{}\n", DifferenceJson(difference));
-        } else if (!options.summary) {
-          fmt::print("{}\n", DifferenceText(difference));
-        }
-      },
-      page != nullptr);
-  bool whole = ReadRun(options.before,
-                       [&comparison](const RecordedMail& mail) { comparison.TakeBefore(mail); });
-  whole &= ReadRun(options.after,
+  Runs runs = RunsOf(options);
+  Output output(options, runs);
+  Comparison comparison([&output](const Difference& difference) { output.Tell(difference); },
+                        output.HasPage());
+  // Without mails named, those of the recording are sent again.
+  const bool sendsAgain = runs.after.kind != RunKind::kRecorded && runs.mails.empty();
+  std::vector<std::string> names;
+  bool whole =
+      FeedRun(runs.before, runs.mails, [&comparison, &names, sendsAgain](const RecordedMail& mail) {
+        comparison.TakeBefore(mail);
+        if (sendsAgain) names.push_back(mail.mail);
+      });
+  if (sendsAgain) runs.mails = FilesOfMails(names);
+  whole &= FeedRun(runs.after, runs.mails,
                    [&comparison](const RecordedMail& mail) { comparison.TakeAfter(mail); });
   comparison.Finish();
-  fmt::print("{}", options.json ? comparison.Json() + "\n" : ComparisonText(comparison));
-  if (page) {
-    page->Finish(comparison);
-    file->Close();
-  }
+  output.Finish(comparison);
   if (!whole) return kStatusUnreadable;
   return comparison.AnyChange() ? kStatusFindings : kStatusDone;
 }
@@ -97,14 +141,13 @@ Command CompareCommand() {
       .name = "compare",
       .summary = "Say which mails changed their verdict between two runs",
       .footer = kHelp,
-      .options = {{.name = "BEFORE",
-                   .target = &options->before,
-                   .help = "Results recorded with `send --json`; \"-\" is standard input",
+      .options = {{.name = "RUN",
+                   .target = &options->words,
+                   .help = "Both runs, then the mails to send; \"-\" is standard input",
                    .required = true},
-                  {.name = "AFTER",
-                   .target = &options->after,
-                   .help = "The results to compare them with",
-                   .required = true},
+                  {.name = "--agent",
+                   .target = &options->agent,
+                   .help = "Compare with the agent that is running"},
                   {.name = "--json",
                    .target = &options->json,
                    .help = "One JSON object a line: the differences, then {\"summary\": ...}"},

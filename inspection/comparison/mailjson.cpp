@@ -48,6 +48,8 @@ std::string MailJson(const RecordedMail& mail) {
   Text(writer, "tag", mail.tag);
   Time(writer, "ms", mail.time);
   Text(writer, "subject", mail.subject);
+  Text(writer, "sender", mail.sender);
+  Text(writer, "recipients", mail.recipients);
   Text(writer, "machine", mail.machine);
   Text(writer, "when", mail.when);
   if (!mail.reasons.empty()) {

@@ -39,6 +39,14 @@ std::string StageOf(const RawRequest& raw) {
   return word.empty() ? "type " + std::to_string(raw.type) : std::string(word);
 }
 
+// At most kMaxAsked bytes, with an ellipsis for what is cut, and no character in halves.
+std::string Cut(std::string_view text) {
+  if (text.size() <= kMaxAsked) return std::string(text);
+  std::size_t end = kMaxAsked;
+  while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xC0U) == 0x80) --end;
+  return std::string(text.substr(0, end)) + "\xE2\x80\xA6";
+}
+
 // A path is reduced to its file's name; in a list of recipients NUL separates.
 std::string AskedOf(RawRequest& raw) {
   const bool isFile = raw.type == channel::kItemFile;
@@ -55,13 +63,7 @@ std::string AskedOf(RawRequest& raw) {
       asked.replace(at, 1, ", ");
     }
   }
-  if (asked.size() > kMaxAsked) {
-    std::size_t end = kMaxAsked;
-    while (end > 0 && (static_cast<unsigned char>(asked[end]) & 0xC0U) == 0x80) --end;
-    asked.resize(end);
-    asked += "\xE2\x80\xA6";
-  }
-  return asked;
+  return Cut(asked);
 }
 
 // Fills in a RecordedMail from the parser's events. What it doesn't know it passes over, however
@@ -126,6 +128,7 @@ class MailHandler : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, MailH
   bool StartArray() {
     if (m_skipped > 0 || m_place != Place::kMail) return Skip();
     if (m_key == "reasons") return Enter(Place::kReasons);
+    if (m_key == "recipients") return Enter(Place::kRecipients);
     return m_key == "requests" ? Enter(Place::kRequests) : Skip();
   }
   bool EndArray(rapidjson::SizeType /*elements*/) {
@@ -133,7 +136,7 @@ class MailHandler : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, MailH
   }
 
  private:
-  enum class Place { kOutside, kMail, kReasons, kRequests, kRequest, kTag };
+  enum class Place { kOutside, kMail, kReasons, kRecipients, kRequests, kRequest, kTag };
 
   static bool Value() { return true; }
   bool Enter(Place place) {
@@ -172,6 +175,11 @@ class MailHandler : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, MailH
       case Place::kReasons:
         m_mail.reasons.emplace_back(text);
         return;
+      case Place::kRecipients:
+        if (m_mail.recipients.size() < kMaxAsked) {
+          m_mail.recipients.append(m_mail.recipients.empty() ? "" : ", ").append(Cut(text));
+        }
+        return;
       case Place::kRequest:
         return RequestText(text);
       case Place::kTag:
@@ -186,6 +194,7 @@ class MailHandler : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, MailH
   void MailText(std::string_view text) {
     if (m_key == "mail") m_mail.mail = text;
     if (m_key == "subject") m_mail.subject = text;
+    if (m_key == "sender") m_mail.sender = text;
     if (m_key == "machine") m_mail.machine = text;
     if (m_key == "time") m_mail.when = text;
     if (m_key == "error") {
@@ -241,8 +250,10 @@ class MailHandler : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, MailH
   bool m_hasError = false;
 };
 
-bool IsContent(const std::string& stage) {
-  return stage == "subject" || stage == "body" || stage == "attachment" || stage == "signature";
+// The answers about these only open or close the rest of the check; those about every other item
+// decide the mail.
+bool IsEnvelope(const std::string& stage) {
+  return stage.empty() || stage == "recipients" || stage == "sender" || stage == "envelope";
 }
 
 }  // namespace
@@ -284,7 +295,7 @@ const RecordedRequest* DecidingRequest(const RecordedMail& mail) {
   const RecordedRequest* deciding = nullptr;
   for (const RecordedRequest& request : mail.requests) {
     if (!request.answer || !channel::IsDecisive(*request.answer)) continue;
-    if (IsContent(request.stage) || request.stage == "close") deciding = &request;
+    if (!IsEnvelope(request.stage)) deciding = &request;
   }
   return deciding;
 }

@@ -53,6 +53,8 @@ struct RecordedMail {
   std::size_t requestCount = 0;  // of all, also those that aren't kept
   std::string tag;               // "name: value"; empty without a tag
   std::optional<Tenths> time;    // how long the host waited for the mail's check
+  std::string sender;
+  std::string recipients;  // joined by ", ", cut somewhere above kMaxAsked bytes
   std::string subject;
   std::string machine;
   std::string when;

@@ -36,6 +36,11 @@ class ResultReader {
   // The same for any stream. `name` is what BadLine::file says.
   bool Read(std::istream& stream, const std::string& name, std::string* error);
 
+  // One line that the caller has read, without its line end.
+  void ReadLine(std::string line, const std::string& name, std::size_t number) {
+    TakeLine(line.data(), line.size(), name, number);
+  }
+
   std::size_t Mails() const { return m_mails; }
   std::size_t BadLines() const { return m_badLines; }
   // The first kShownBadLines of them.

@@ -33,7 +33,7 @@ void Totals::Take(const RecordedMail& mail) {
   for (const std::string& reason : mail.reasons) ++m_reasons[reason];
   if (mail.outcome == Outcome::kBlocked || mail.outcome == Outcome::kTagged) {
     const RecordedRequest* const request = DecidingRequest(mail);
-    std::string decision = "unknown";
+    std::string decision = "not recorded";
     if (request != nullptr && !request->rule.empty()) {
       decision = "rule \"" + request->rule + "\"";
     } else if (request != nullptr) {

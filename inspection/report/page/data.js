@@ -80,7 +80,7 @@ function decidedBy(mail) {
   let found = null;
   for (const request of mail.requests ?? []) {
     if (request.answer !== 3 && request.answer !== 7) continue;
-    if (["subject", "body", "attachment", "signature", "close"].includes(request.stage)) found = request;
+    if (!["recipients", "sender", "envelope", undefined].includes(request.stage)) found = request;
   }
   return found;
 }

@@ -68,7 +68,7 @@ function factLine(mail) {
   const line = element("p", "facts", null, outcomeBadge(mail.outcome));
   if (mail.outcome !== "unreadable") line.append(checkedBadge(mail.checked));
   if (mail.ms !== undefined) line.append(element("span", "", `${duration(mail.ms)} in all`));
-  for (const [label, text] of [["tag", mail.tag], ["subject", mail.mail ? mail.subject : undefined], ["machine", mail.machine], ["", mail.when]]) {
+  for (const [label, text] of [["tag", mail.tag], ["subject", mail.mail ? mail.subject : undefined], ["from", mail.sender], ["to", mail.recipients], ["machine", mail.machine], ["", mail.when]]) {
     if (text) line.append(element("span", "faint name", `${label ? `${label} ` : ""}${visible(text)}`));
   }
   return line;
@@ -94,7 +94,8 @@ function waterfall(mail, scale) {
   }
   if (mail.more) falls.append(element("p", "note", `… and ${plural(mail.more, "more request")}`));
   const rest = (mail.ms ?? 0) - begin;
-  if (rest >= 0.1) falls.append(restLine(begin, rest, scale));
+  const allKnown = !mail.more && mail.requests.every((request) => request.wait !== undefined);
+  if (allKnown && rest >= 0.1) falls.append(restLine(begin, rest, scale));
   return falls;
 }
 

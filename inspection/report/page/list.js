@@ -8,7 +8,7 @@ const facts = entries.map((entry, index) => {
   const sides = comparing ? [entry.before, entry.after].filter(Boolean) : [entry];
   const words = [comparing ? entry.mail : entry.mail ?? "", entry.cause ?? "", entry.change ?? ""];
   for (const side of sides) {
-    words.push(side.outcome, checkedWords[side.checked], side.subject ?? "", side.machine ?? "", side.tag ?? "", side.error ?? "", ...(side.reasons ?? []));
+    words.push(side.outcome, checkedWords[side.checked], side.subject ?? "", side.machine ?? "", side.sender ?? "", side.recipients ?? "", side.tag ?? "", side.error ?? "", ...(side.reasons ?? []));
     for (const request of side.requests ?? []) words.push(request.asked ?? "", request.rule ?? "", request.stage ?? "");
   }
   return {

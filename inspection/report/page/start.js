@@ -41,7 +41,7 @@ function mailCards() {
   const cards = [breakdown("Outcome", plural(entries.length, "mail"), outcomes.filter((part) => part.count > 0 || part.value !== "unknown"), "outcome"),
     breakdown("Checked by the agent", plural(read.length, "mail"), levels, "checked"),
     breakdown("Why not checked", "by reason", reasons, "reasons"),
-    breakdown("Blocked or tagged by", "rule or request", rules, "rule")];
+    breakdown("Blocked or tagged by", "by rule", rules, "rule")];
   const requests = entries.flatMap((mail) => mail.requests ?? []);
   const timed = requests.filter((request) => request.wait !== undefined);
   const all = distribution(timed.map((request) => request.wait));

@@ -86,12 +86,15 @@ TEST(RecordedMail, ThatCouldNotBeReadHasItsError) {
 
 TEST(RecordedMail, HasWhatALineOfALogSays) {
   const auto mail = Parse(
-      R"({"time":"2026-03-01 12:00:00","machine":"PC17","subject":"Offer","outcome":"sent",)"
+      R"({"time":"2026-03-01 12:00:00","machine":"PC17","sender":"ada@a.example",)"
+      R"("recipients":["ben@b.example","cora@c.example"],"subject":"Offer","outcome":"sent",)"
       R"("checked":"unknown","reasons":[],"requests":[{"stage":"body","end":"no answer in time",)"
       R"("answer":null,"polls_left":0,"waited_ms":2480}]})");
   ASSERT_TRUE(mail);
   EXPECT_EQ(mail->mail, "");
   EXPECT_EQ(mail->machine, "PC17");
+  EXPECT_EQ(mail->sender, "ada@a.example");
+  EXPECT_EQ(mail->recipients, "ben@b.example, cora@c.example");
   EXPECT_EQ(mail->subject, "Offer");
   EXPECT_EQ(mail->when, "2026-03-01 12:00:00");
   EXPECT_EQ(mail->requests.at(0).stage, "body");

@@ -96,6 +96,16 @@ TEST_F(ResultReaderTest, SaysWhyAFileCannotBeRead) {
   EXPECT_EQ(m_error, "this is a folder");
 }
 
+TEST_F(ResultReaderTest, ReadsSingleLinesToo) {
+  m_reader.ReadLine(Result("a") + "\r", "child", 1);
+  m_reader.ReadLine("", "child", 2);
+  m_reader.ReadLine("bad", "child", 3);
+  EXPECT_THAT(m_names, ElementsAre("a"));
+  ASSERT_THAT(m_reader.ShownBadLines(), SizeIs(1));
+  EXPECT_EQ(m_reader.ShownBadLines()[0].file, "child");
+  EXPECT_EQ(m_reader.ShownBadLines()[0].line, 3u);
+}
+
 TEST_F(ResultReaderTest, ReadsSeveralFilesOneAfterTheOther) {
   const tests::TemporaryFolder folder;
   std::ofstream(folder.Path() / "one", std::ios::binary) << Result("a");

@@ -23,7 +23,7 @@ const char* NameOf(LoggerLineKind kind);
 // A line that is neither empty nor a comment. The texts hold the file's bytes: make them printable
 // before you print them.
 struct LoggerLine {
-  std::size_t line = 0;  // from 1; the logger cuts long lines, and each rest counts as a line
+  std::size_t line = 0;  // from 1; the rest of a line that the logger cuts has the same number
   LoggerLineKind kind = LoggerLineKind::kSkipped;
   std::string module;  // empty if kSkipped
   std::string what;    // which stream, or why none

@@ -4,12 +4,12 @@
 
 packages_native="g++ cmake ninja-build pkg-config ccache libgmime-3.0-dev libgsf-1-dev libxml2-dev libcli11-dev
   nlohmann-json3-dev rapidjson-dev libtomlplusplus-dev libpcre2-dev libfmt-dev libutfcpp-dev
-  libgtest-dev libgmock-dev"
+  zlib1g-dev libgtest-dev libgmock-dev"
 packages_tests="rsyslog"
 packages_lint="clang-14 clang-format-14 clang-tidy-14 jq python3"
 packages_sanitize="libclang-rt-14-dev"
 packages_bits32="g++-multilib googletest"
-packages_windows="g++-mingw-w64-x86-64-posix g++-mingw-w64-i686-posix mingw-w64-tools googletest
+packages_windows="g++-mingw-w64-x86-64-posix g++-mingw-w64-i686-posix mingw-w64-tools libz-mingw-w64-dev googletest
   wine wine64 libwine libwine-dev debootstrap"
 packages_packaging="wixl msitools faketime osslsigncode openssl dpkg-dev python3-markdown"
 packages_bench="libbenchmark-dev libinih-dev libspdlog-dev libboost-dev

@@ -4,14 +4,12 @@
 // addin_dll.cpp and addin_linked.cpp define what differs.
 #pragma once
 
-#include <optional>
+#include <memory>
 #include <string>
 
 #include "agent/outlookaddin/extensibility.h"
-#include "channel/protocol.h"
 #include "platform/com/comptr.h"
-
-struct _MailItem;
+#include "tools/exchangelog.h"
 
 namespace tools {
 
@@ -27,15 +25,12 @@ class AddIn {
   // Valid as long as this object.
   _IDTExtensibility2* Object() const { return m_object.Get(); }
 
-  // Makes the add-in write its log at all levels into files whose names begin with `base` (a path
-  // without extension, UTF-8), and returns the name of the first file. Nothing for the DLL, which
-  // takes its log settings from its own Logger.cfg. Call it after OnConnection, which reads that
-  // file.
-  std::optional<std::string> StartLog(const std::string& base);
-
-  // The verdict of the add-in's last check of the item. Nothing if there was none, and for the DLL,
-  // which keeps its verdicts to itself.
-  std::optional<ActionCode> VerdictOf(const _MailItem* mailItem) const;
+  // Records in `*log` what the add-in does from now on, and makes it use the ring `ring`. Call it
+  // before OnConnection. The log must outlive this object. At most one add-in at a time.
+  void Watch(ExchangeLog* log, const std::string& ring);
+  // Makes the add-in log at all levels, for `*log`. Call it after OnConnection, which reads the
+  // user's Logger.cfg. What that file says stays in force, except lines for the debugger.
+  void StartLog();
 
  private:
   // The signature of DllGetClassObject.
@@ -44,6 +39,7 @@ class AddIn {
   static GetClassObjectFunction Load();
 
   platform::ComPtr<_IDTExtensibility2> m_object;
+  std::shared_ptr<void> m_watcher;
 };
 
 }  // namespace tools

@@ -1,9 +1,11 @@
-// The add-in as a part of this program, for systems that have no DLL to load.
+// The add-in as a part of this program, for systems that have no DLL to load. What it asks of the
+// system goes through the platform's tables, so it is watched there.
 #include "agent/outlookaddin/module.h"
-#include "agent/outlookaddin/verdictcache.h"
-#include "logging/filestream.h"
+#include "channel/protocol.h"
 #include "logging/vrklogger.h"
-#include "platform/process.h"
+#include "platform/diagnostics.h"
+#include "platform/mappings.h"
+#include "platform/scopedreplacement.h"
 #include "text/textconversion.h"
 #include "tools/addin.h"
 
@@ -12,6 +14,37 @@ namespace tools {
 namespace {
 
 constexpr int kAllLevels = kLogInfo | kLogWarn | kLogErr | kLogCrit;
+constexpr const char* kDebugger = "Dbg";
+
+struct Watcher {
+  Watcher(ExchangeLog* log, const std::string& ring)
+      : open([log, ring](auto original, std::uint32_t access, bool inherit, const char* name) {
+          const bool isRing = std::string_view(name) == channel::kRingName;
+          const platform::Handle mapping = original(access, inherit, isRing ? ring.c_str() : name);
+          log->Opened(name, mapping);
+          return mapping;
+        }),
+        map([log](auto original, platform::Handle mapping, std::uint32_t access,
+                  std::uint32_t offsetHigh, std::uint32_t offsetLow, std::uint32_t size) {
+          void* const view = original(mapping, access, offsetHigh, offsetLow, size);
+          log->Mapped(mapping, view, size);
+          return view;
+        }),
+        unmap([log](auto original, const void* view) {
+          log->Unmapping(view);
+          return original(view);
+        }),
+        debug([log](auto, const platform::WideChar* text) { log->Logged(WideToUtf8(text)); }) {}
+  ~Watcher() { g_logger.SetStreamEnabled(kLogModule, kDebugger, 0); }
+
+  using Mappings = platform::MappingOperations;
+  platform::ScopedReplacement<platform::mappings, &Mappings::OpenFileMappingA> open;
+  platform::ScopedReplacement<platform::mappings, &Mappings::MapViewOfFile> map;
+  platform::ScopedReplacement<platform::mappings, &Mappings::UnmapViewOfFile> unmap;
+  platform::ScopedReplacement<platform::diagnostics,
+                              &platform::DiagnosticsOperations::OutputDebugStringW>
+      debug;
+};
 
 }  // namespace
 
@@ -19,20 +52,15 @@ AddIn::GetClassObjectFunction AddIn::Load() {
   return &DllGetClassObject;
 }
 
-std::optional<std::string> AddIn::StartLog(const std::string& base) {
-  if (g_logger.AddStream(kLogModule, kAllLevels, "File", base.c_str()) == 0) return std::nullopt;
-  // The stream builds its file names from the base and the computer's name, so ask one.
-  platform::WideChar computer[16] = QV_WIDE("Unknown");
-  std::uint32_t size = 16;
-  platform::process.GetComputerNameW(computer, &size);
-  const CFileStream namer(Utf8ToWide(base + ".") + computer);
-  return WideToUtf8(namer.MakeFileName(0));
+void AddIn::Watch(ExchangeLog* log, const std::string& ring) {
+  m_watcher = std::make_shared<Watcher>(log, ring);
 }
 
-std::optional<ActionCode> AddIn::VerdictOf(const _MailItem* mailItem) const {
-  const VerdictCacheEntry* const entry = g_verdictCache.Find(mailItem);
-  if (entry == nullptr) return std::nullopt;
-  return entry->lResult;
+// The stream for the debugger brings the log to the Watcher. A user's own streams of that type
+// would bring each line twice.
+void AddIn::StartLog() {
+  g_logger.SetStreamEnabled(kLogModule, kDebugger, 0);
+  g_logger.AddStream(kLogModule, kAllLevels, kDebugger, nullptr);
 }
 
 }  // namespace tools

@@ -21,6 +21,7 @@ struct AgentOptions {
   bool json = false;
   bool quiet = false;
   bool noJournal = false;
+  std::string journal;
   bool takeOver = false;
   bool untilInputEnds = false;
   std::string ring = channel::kRingName;
@@ -81,7 +82,10 @@ class AgentRun {
     options.poll = m_options.poll;
     options.kit.takeOver = m_options.takeOver;
     options.kit.ring.name = m_options.ring;
-    if (!m_options.noJournal) options.journalPath = simulation::agent::JournalPath();
+    if (!m_options.noJournal) {
+      options.journalPath =
+          m_options.journal.empty() ? simulation::agent::JournalPath() : m_options.journal;
+    }
     const std::size_t ruleCount = rules.rules.size();
     const std::size_t faultCount = rules.faults.size();
 
@@ -227,6 +231,10 @@ Command AgentCommand() {
            {.name = "--no-journal",
             .target = &options->noJournal,
             .help = "Don't write the journal of requests and answers"},
+           {.name = "--journal",
+            .target = &options->journal,
+            .help = "Write the journal to this file instead of the usual one",
+            .valueName = "FILE"},
            {.name = "--take-over",
             .target = &options->takeOver,
             .help = "Continue the ring of an agent that has died. Never while it runs"},

@@ -2,9 +2,6 @@
 
 #include <vector>
 
-#include "channel/protocol.h"
-#include "platform/mappings.h"
-#include "platform/scopedhandle.h"
 #include "tools/command.h"
 #include "tools/system/commandline.h"
 
@@ -17,18 +14,14 @@ constexpr std::uint32_t kEndMilliseconds = 5000;
 
 }  // namespace
 
-bool IsAgentThere() {
-  const platform::ScopedHandle ring(
-      platform::mappings.OpenFileMappingA(platform::kMapRead, false, channel::kRingName));
-  return ring.IsOpen();
-}
-
 AgentProcess::~AgentProcess() {
   m_child.End(kEndMilliseconds);
 }
 
-void AgentProcess::Start(const std::string& rulesFile) {
-  std::vector<std::string> arguments = {"agent", "--quiet", "--until-input-ends"};
+void AgentProcess::Start(const std::string& rulesFile, const std::string& ring,
+                         const std::string& journal) {
+  std::vector<std::string> arguments = {
+      "agent", "--quiet", "--until-input-ends", "--ring", ring, "--journal", journal};
   if (!rulesFile.empty()) {
     arguments.emplace_back("--rules");
     arguments.push_back(rulesFile);

@@ -7,9 +7,6 @@
 
 namespace tools {
 
-// True if an agent has created the ring.
-bool IsAgentThere();
-
 class AgentProcess {
  public:
   AgentProcess() = default;
@@ -19,10 +16,10 @@ class AgentProcess {
   AgentProcess(const AgentProcess&) = delete;
   AgentProcess& operator=(const AgentProcess&) = delete;
 
-  // Starts `quorvex agent` with that rules file (none if empty) and waits until it is ready. Raises
-  // CommandError if it can't be started; the agent itself then reports mistakes in the rules on
-  // standard error.
-  void Start(const std::string& rulesFile);
+  // Starts `quorvex agent` with that rules file (none if empty), ring and journal, and waits until
+  // it is ready. Raises CommandError if it can't be started; the agent itself then reports mistakes
+  // in the rules on standard error.
+  void Start(const std::string& rulesFile, const std::string& ring, const std::string& journal);
 
  private:
   tools::system::ChildProcess m_child;

@@ -20,6 +20,8 @@ inline constexpr int kStatusDone = 0;
 inline constexpr int kStatusFindings = 1;    // a check found something
 inline constexpr int kStatusUnreadable = 2;  // some input can't be read; the rest was done
 inline constexpr int kStatusUsage = 3;       // wrong usage, or something that it needs is missing
+inline constexpr int kStatusUnchecked = 4;   // not all was checked, or nothing can tell
+inline constexpr int kStatusInterrupted = 130;
 
 // Ends the subcommand: prints "quorvex SUBCOMMAND: <message>" on standard error and exits with the
 // status. Raised by Command::run.

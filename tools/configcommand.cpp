@@ -48,6 +48,15 @@ void PrintField(std::string_view name, std::string_view text) {
   fmt::print("{}\n", Wrapped(fmt::format("{:<14}{}", name, text), 80, 14));
 }
 
+// Examples as the property file has to have them.
+Json Written(std::span<const std::string_view> examples) {
+  Json list = Json::Array();
+  for (const std::string_view example : examples) {
+    list.Add(inspection::settings::AsWritten(example));
+  }
+  return list;
+}
+
 int ShowChallengeKey(const ConfigOptions& options) {
   if (options.json) {
     fmt::print("{}\n", Json::Object()
@@ -79,16 +88,20 @@ int ShowKey(const ConfigOptions& options) {
                            .Add("key", setting->publicKey)
                            .Add("accepted", help.accepted)
                            .Add("pattern", setting->pattern)
-                           .Add("matches", Json::ArrayOf(help.matches))
-                           .Add("refused", Json::ArrayOf(help.refused))
+                           .Add("matches", Written(help.matches))
+                           .Add("refused", Written(help.refused))
                            .Text());
     return kStatusDone;
   }
   PrintField("Key", setting->publicKey);
   PrintField("Internal key", setting->internalKey);
   PrintField("Accepted", help.accepted);
-  for (const std::string_view example : help.matches) PrintField("  matches", example);
-  for (const std::string_view example : help.refused) PrintField("  doesn't", example);
+  for (const std::string_view example : help.matches) {
+    PrintField("  matches", inspection::settings::AsWritten(example));
+  }
+  for (const std::string_view example : help.refused) {
+    PrintField("  doesn't", inspection::settings::AsWritten(example));
+  }
   PrintField("Pattern", setting->pattern);
   return kStatusDone;
 }
@@ -119,7 +132,7 @@ int CheckFile(const ConfigOptions& options) {
         "this build has no engine for the settings' patterns (PCRE2); check the file with quorvex "
         "on Linux");
   }
-  RequireFile(options.file, kStatusUsage);
+  RequireTextFile(options.file, kStatusUsage);
   const inspection::settings::SettingsReport report =
       inspection::settings::CheckSettings(options.file);
   if (!report.opened) RefuseFile(options.file, kStatusUsage);

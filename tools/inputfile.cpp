@@ -27,6 +27,18 @@ void RequireFile(const std::string& path, int status) {
   throw CommandError(Printable(path) + ": " + why, status);
 }
 
+void RequireTextFile(const std::string& path, int status) {
+  RequireFile(path, status);
+  std::error_code error;
+  const std::filesystem::path file = PathOf(path);
+  if (!std::filesystem::is_regular_file(file, error)) {
+    throw CommandError(Printable(path) + ": this is a device or a pipe, not a file", status);
+  }
+  if (std::filesystem::file_size(file, error) > kLargestTextFile) {
+    throw CommandError(Printable(path) + ": too large for a settings file", status);
+  }
+}
+
 void RefuseFile(const std::string& path, int status) {
   throw CommandError(Printable(path) + ": can't be opened", status);
 }

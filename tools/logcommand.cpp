@@ -38,7 +38,7 @@ Json LineJson(const inspection::logs::LoggerLine& line) {
 }
 
 int CheckConfig(const CheckOptions& options) {
-  RequireFile(options.file, kStatusUsage);
+  RequireTextFile(options.file, kStatusUsage);
   bool first = true;
   const auto show = [&options, &first](const inspection::logs::LoggerLine& line) {
     if (options.json) {
@@ -56,7 +56,7 @@ int CheckConfig(const CheckOptions& options) {
     fmt::print("{{\n  \"file\": {},\n  \"lines\": [", Json(options.file).Text());
   }
   const inspection::logs::LoggerReport report =
-      inspection::logs::CheckLoggerConfig(options.file, show);
+      inspection::logs::CheckLoggerConfig(options.file, show, true);
   if (options.json) {
     fmt::print(
         "\n  ],\n  \"opened\": {},\n  \"streams\": {},\n  \"outlook_streams\": {},\n"

@@ -3,241 +3,235 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdio>
 #include <memory>
 #include <string>
 #include <vector>
 
-#include "inspection/logs/logline.h"
 #include "inspection/logs/logstory.h"
-#include "platform/textlines.h"
 #include "tools/command.h"
 #include "tools/htmlpage.h"
-#include "tools/inputfile.h"
-#include "tools/json.h"
+#include "tools/logsources.h"
+#include "tools/logstatistics.h"
+#include "tools/logstorytext.h"
+#include "tools/system/stopsignal.h"
+#include "tools/system/terminal.h"
 #include "tools/text.h"
 
 namespace tools {
 
 namespace {
 
-// Longer than any line that the logger writes; a foreign one comes in pieces.
-constexpr std::size_t kPieceSize = 8192;
-// Of a file without a line of the log, no more is searched for one.
-constexpr std::size_t kSearchedPieces = 10'000;
+using inspection::checked::Checked;
+using inspection::logs::MailStory;
+
+constexpr const char* kHelp =
+    "Examples:\n"
+    "  quorvex log explain mail.PC17_*.log            all files of a machine's log\n"
+    "  quorvex log explain --unchecked --since 2026-11-20 mail.log\n"
+    "  quorvex log explain --stats --json mail.log    totals per machine and day\n"
+    "  journalctl -o short-iso | quorvex log explain -\n"
+    "  quorvex log explain --follow mail.PC17_*.log   what happens now\n\n"
+    "Reads the logger's files, what a syslog server made of them, and what `quorvex\n"
+    "log listen` writes, also UTF-16 and gzip. The log has to have Info lines.\n\n"
+    "Exit status: 0 every mail was checked, 1 some were not or in part, 2 a file\n"
+    "can't be read, 4 the log says too little to tell, 3 wrong usage, or there is no\n"
+    "such file. The options that select mails select those that count.";
 
 struct ExplainOptions {
   std::vector<std::string> files;
   std::string html;
+  std::string recipient;
+  std::string subject;
+  std::string since;
+  std::string until;
+  bool unchecked = false;
+  bool blocked = false;
+  bool follow = false;
+  bool stats = false;
   bool json = false;
 };
 
-struct LogFile {
-  std::string path;
-  std::string begins;  // the time of its first line; empty if it has none
-};
-
-const char* NameOf(inspection::logs::RequestEnd end) {
-  switch (end) {
-    case inspection::logs::RequestEnd::kPassedOn:
-      return "answered";
-    case inspection::logs::RequestEnd::kNotPassedOn:
-      return "not passed on";
-    case inspection::logs::RequestEnd::kTimeOut:
-      return "no answer in time";
-    case inspection::logs::RequestEnd::kNoBlock:
-      return "not noticed";
-    case inspection::logs::RequestEnd::kNoAgent:
-      return "no agent";
-    case inspection::logs::RequestEnd::kNotPushed:
-      break;
-  }
-  return "not pushed";
+std::string Lowered(std::string text) {
+  std::transform(text.begin(), text.end(), text.begin(),
+                 [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; });
+  return text;
 }
 
-const char* NameOf(inspection::logs::Checked checked) {
-  switch (checked) {
-    case inspection::logs::Checked::kWhole:
-      return "checked";
-    case inspection::logs::Checked::kInPart:
-      return "checked in part";
-    case inspection::logs::Checked::kNot:
-      break;
-  }
-  return "unchecked";
+bool Holds(const std::string& text, const std::string& part) {
+  return Lowered(text).find(Lowered(part)) != std::string::npos;
 }
 
-bool WasAnswered(const inspection::logs::StoryRequest& request) {
-  return request.end == inspection::logs::RequestEnd::kPassedOn ||
-         request.end == inspection::logs::RequestEnd::kNotPassedOn;
+// "2026-11-21", "2026-11-21 14:30" or "2026-11-21T14:30:05", in the form that story times sort in.
+std::string TimeArgument(const std::string& text, const char* option) {
+  constexpr std::string_view kForm = "0000-00-00T00:00:00";
+  const bool isComplete = text.size() == 10 || text.size() == 16 || text.size() == 19;
+  bool isTime = isComplete;
+  for (std::size_t i = 0; isTime && i < text.size(); ++i) {
+    isTime = kForm[i] == '0' ? text[i] >= '0' && text[i] <= '9'
+                             : text[i] == kForm[i] || (i == 10 && text[i] == ' ');
+  }
+  if (!isTime) {
+    throw CommandError(fmt::format("{}: \"{}\" is no time like 2026-11-21 or 2026-11-21T14:30",
+                                   option, Printable(text)));
+  }
+  return text.substr(0, 4) + text.substr(5, 2) + text.substr(8, 2) +
+         text.substr(std::min<std::size_t>(text.size(), 11));
 }
 
-Json StoryJson(const inspection::logs::MailStory& mail) {
-  Json requests = Json::Array();
-  for (const inspection::logs::StoryRequest& request : mail.requests) {
-    const bool answered = WasAnswered(request);
-    const bool polled = answered || request.end == inspection::logs::RequestEnd::kTimeOut;
-    requests.Add(Json::Object()
-                     .Add("stage", request.stage)
-                     .Add("end", NameOf(request.end))
-                     .Add("answer", answered ? Json(request.answer) : Json())
-                     .Add("polls_left", polled ? Json(request.counter) : Json())
-                     .Add("waited_ms", request.waitedMs));
+// Selects the mails that the options ask for.
+class Selection {
+ public:
+  explicit Selection(const ExplainOptions& options) : m_options(options) {
+    if (!options.since.empty()) m_since = TimeArgument(options.since, "--since");
+    if (!options.until.empty()) m_until = TimeArgument(options.until, "--until");
   }
-  return Json::Object()
-      .Add("time", mail.time)
-      .Add("thread", mail.thread)
-      .Add("item", mail.item)
-      .Add("window", mail.window)
-      .Add("sink", true)
-      .Add("subject", mail.subject)
-      .Add("verdict", mail.verdict)
-      .Add("checked", NameOf(mail.checked))
-      .Add("reasons", Json::ArrayOf(mail.reasons))
-      .Add("request_count", mail.requestCount)
-      .Add("requests", requests);
-}
 
-void PrintStory(const inspection::logs::MailStory& mail) {
-  fmt::print("{} thread {} {}\n", mail.time, mail.thread, Shortened(mail.item, 24));
-  fmt::print("  window   {}; sink attached, since its Send was seen\n", mail.window);
-  if (!mail.subject.empty()) fmt::print("  subject  {}\n", Shortened(mail.subject, 69));
-  for (const inspection::logs::StoryRequest& request : mail.requests) {
-    std::string answer = "-";
-    if (WasAnswered(request)) answer = std::to_string(request.answer);
-    fmt::print("  asked    {:<13} answer {:>3}, {:>4} polls left, {:>6} ms  {}\n", request.stage,
-               answer, request.counter, request.waitedMs, NameOf(request.end));
-  }
-  if (mail.requestCount > mail.requests.size()) {
-    fmt::print("  asked    ... and {} more\n", mail.requestCount - mail.requests.size());
-  }
-  fmt::print("  verdict  {}, {}\n", mail.verdict, NameOf(mail.checked));
-  for (const std::string& reason : mail.reasons) {
-    fmt::print("{}\n", Wrapped("  because  " + reason, 80, 11));
-  }
-  fmt::print("\n");
-}
-
-// True if the file can be read as text as far as its first line of the log.
-bool FindBeginning(LogFile* file) {
-  platform::TextLines lines(file->path.c_str());
-  if (!lines.IsOpen()) {
-    fmt::print(stderr, "quorvex log explain: {}: can't be opened\n", Printable(file->path));
-    return false;
-  }
-  std::string_view piece;
-  for (std::size_t i = 0; i < kSearchedPieces && lines.NextPiece(kPieceSize, &piece); ++i) {
-    if (piece.find('\0') != std::string_view::npos) {
-      fmt::print(stderr, "quorvex log explain: {}:{}: a NUL byte: this is no text file\n",
-                 Printable(file->path), i + 1);
+  bool Takes(const MailStory& mail) const {
+    if (m_options.unchecked && mail.checked == Checked::kYes) return false;
+    if (m_options.blocked && mail.outcome != "blocked") return false;
+    if (!m_options.subject.empty() && !Holds(mail.subject, m_options.subject)) return false;
+    if (!m_options.recipient.empty() &&
+        std::none_of(mail.recipients.begin(), mail.recipients.end(),
+                     [this](const std::string& one) { return Holds(one, m_options.recipient); })) {
       return false;
     }
-    if (const auto line = inspection::logs::ParseLogLine(piece)) {
-      file->begins = inspection::logs::SortableTime(*line);
-      return true;
-    }
+    inspection::logs::LogLine line;
+    line.time = mail.time;
+    const std::string time = inspection::logs::SortableTime(line);
+    return time >= m_since && (m_until.empty() || time.substr(0, m_until.size()) <= m_until);
   }
-  return true;
-}
 
-// False if the file turns out to be no text further on.
-bool ReadStories(const LogFile& file, inspection::logs::LogStories* stories) {
-  platform::TextLines lines(file.path.c_str());
-  std::string_view piece;
-  bool inside = false;  // of a line that came in pieces: its later ones are no lines
-  for (std::size_t number = 1; lines.NextPiece(kPieceSize, &piece);) {
-    if (piece.find('\0') != std::string_view::npos) {
-      fmt::print(stderr, "quorvex log explain: {}:{}: a NUL byte: not read further\n",
-                 Printable(file.path), number);
-      return false;
-    }
-    if (!inside) stories->Take(piece);
-    inside = !piece.ends_with('\n');
-    if (!inside) ++number;
-  }
-  return true;
-}
-
-struct Totals {
-  std::size_t mails = 0;
-  std::size_t inPart = 0;
-  std::size_t unchecked = 0;
+ private:
+  const ExplainOptions& m_options;
+  std::string m_since;
+  std::string m_until;
 };
 
-int Explain(const ExplainOptions& options) {
-  bool unreadable = false;
-  std::vector<LogFile> files;
-  for (const std::string& path : options.files) {
-    RequireFile(path, kStatusUsage);
-    LogFile file{path, {}};
-    if (FindBeginning(&file)) {
-      files.push_back(std::move(file));
+class Explanation {
+ public:
+  explicit Explanation(const ExplainOptions& options)
+      : m_options(options),
+        m_selection(options),
+        m_width(std::max<std::size_t>(tools::system::TerminalWidth(), 60)),
+        m_page(options.html, "Mails in the log"),
+        m_stories([this](const MailStory& mail) { Show(mail); }) {}
+
+  int Run() {
+    const tools::system::StopSignal stop;
+    LogSources sources(m_options.files);
+    sources.ReadAll(&m_stories);
+    if (m_options.follow) {
+      m_stories.TellEnded();
+      std::fflush(stdout);
+      sources.Follow(&m_stories, stop.Flag());
+    }
+    m_stories.Finish();
+    m_page.Finish();
+    if (m_options.stats) {
+      fmt::print("{}", m_options.json ? m_statistics.JsonLines() : m_statistics.Text());
+    }
+    ShowTotals();
+    return Status(sources.IsUnreadable());
+  }
+
+ private:
+  void Show(const MailStory& mail) {
+    if (!m_selection.Takes(mail)) return;
+    ++m_mails;
+    ++m_checked[static_cast<std::size_t>(mail.checked)];
+    if (!m_options.html.empty()) m_page.AddLine(StoryJson(mail).Text());
+    if (m_options.stats) {
+      m_statistics.Count(mail);
+    } else if (m_options.json) {
+      fmt::print("{}\n", StoryJson(mail).Text());
     } else {
-      unreadable = true;
+      fmt::print("{}", StoryText(mail, m_width));
     }
   }
-  std::stable_sort(files.begin(), files.end(), [](const LogFile& one, const LogFile& other) {
-    return one.begins < other.begins;
-  });
-  MailsPage page(options.html, "Mails in the log");
-  Totals totals;
-  inspection::logs::LogStories stories(
-      [&options, &totals, &page](const inspection::logs::MailStory& mail) {
-        if (!options.html.empty()) page.AddLine(StoryJson(mail).Text());
-        ++totals.mails;
-        if (mail.checked == inspection::logs::Checked::kNot) ++totals.unchecked;
-        if (mail.checked == inspection::logs::Checked::kInPart) ++totals.inPart;
-        if (options.json) {
-          fmt::print("{}\n", StoryJson(mail).Text());
-        } else {
-          PrintStory(mail);
-        }
-      });
-  for (const LogFile& file : files) {
-    if (!ReadStories(file, &stories)) unreadable = true;
+
+  std::size_t CountOf(Checked checked) const {
+    return m_checked[static_cast<std::size_t>(checked)];
   }
-  stories.Finish();
-  page.Finish();
-  if (stories.WithoutSink() > 0) {
-    fmt::print(options.json ? stderr : stdout,
-               "{} got no sink: what is sent from there goes out unchecked\n",
-               Counted(stories.WithoutSink(), "inline response"));
+
+  bool UnderstandsNothing() const { return m_stories.Understood() == 0; }
+  bool HasNoInfo() const { return !UnderstandsNothing() && m_stories.InfoLines() == 0; }
+
+  void ShowTotals() const {
+    std::FILE* const stream = m_options.json ? stderr : stdout;
+    if (UnderstandsNothing()) {
+      fmt::print(stderr, "quorvex log explain: none of {} is a line of the add-in's log\n",
+                 Counted(m_stories.Lines(), "line"));
+      return;
+    }
+    if (HasNoInfo()) {
+      fmt::print(stream, "the log has no Info lines; it can't tell which mails were checked\n");
+    }
+    if (m_stories.Unwatched() > 0) {
+      fmt::print(stream, "{} not watched: what is sent from there isn't checked\n",
+                 Counted(m_stories.Unwatched(), "inline response"));
+    }
+    fmt::print(stream, "{}: {} checked, {} in part, {} unchecked, {} unknown; {}, {} foreign\n",
+               Counted(m_mails, "mail"), CountOf(Checked::kYes), CountOf(Checked::kPart),
+               CountOf(Checked::kNo), CountOf(Checked::kUnknown),
+               Counted(m_stories.Lines(), "line"), m_stories.Foreign());
   }
-  const std::string summary =
-      fmt::format("{}: {} unchecked, {} checked in part; {}, {} skipped\n",
-                  Counted(totals.mails, "mail"), totals.unchecked, totals.inPart,
-                  Counted(stories.Lines(), "line"), Counted(stories.Foreign(), "foreign one"));
-  fmt::print(options.json ? stderr : stdout, "{}", summary);
-  if (unreadable) return kStatusUnreadable;
-  return totals.unchecked + totals.inPart + stories.WithoutSink() > 0 ? kStatusFindings
-                                                                      : kStatusDone;
-}
+
+  int Status(bool isUnreadable) const {
+    if (isUnreadable) return kStatusUnreadable;
+    if (CountOf(Checked::kPart) + CountOf(Checked::kNo) + m_stories.Unwatched() > 0) {
+      return kStatusFindings;
+    }
+    const bool saysTooLittle =
+        UnderstandsNothing() || HasNoInfo() || CountOf(Checked::kUnknown) > 0;
+    return saysTooLittle ? kStatusUnchecked : kStatusDone;
+  }
+
+  const ExplainOptions& m_options;
+  Selection m_selection;
+  std::size_t m_width;
+  MailsPage m_page;
+  LogStatistics m_statistics;
+  std::size_t m_mails = 0;
+  std::array<std::size_t, 4> m_checked{};
+  inspection::logs::LogStories m_stories;
+};
 
 }  // namespace
 
 Command LogExplainCommand() {
   auto options = std::make_shared<ExplainOptions>();
+  const auto flag = [](const char* name, bool* target, const char* help) {
+    return Option{.name = name, .target = target, .help = help};
+  };
+  const auto text = [](const char* name, std::string* target, const char* help, const char* value) {
+    return Option{.name = name, .target = target, .help = help, .valueName = value};
+  };
   return {
       .name = "explain",
       .summary = "Tell what became of each mail, and why",
-      .footer =
-          "Examples:\n"
-          "  quorvex log explain mail.PC17_0.log mail.PC17_1.log\n"
-          "  quorvex log explain --json mail.PC17_0.log\n\n"
-          "Exit status: 0 every mail was checked, 1 some were not or in part, 2 a file is\n"
-          "no text, 3 wrong usage, or there is no such file.",
-      .options = {{.name = "FILE",
-                   .target = &options->files,
-                   .help = "The files of the add-in's log, in any order",
-                   .required = true},
-                  {.name = "--json",
-                   .target = &options->json,
-                   .help = "One JSON object a line, one line a mail"},
-                  {.name = "--html",
-                   .target = &options->html,
-                   .help = "Also write a page for a browser with every mail",
-                   .valueName = "FILE"}},
-      .run = [options] { return Explain(*options); },
+      .footer = kHelp,
+      .options =
+          {{.name = "FILE",
+            .target = &options->files,
+            .help = "The files of the add-in's log, in any order; - is standard input",
+            .required = true},
+           text("--recipient", &options->recipient, "Only mails to an address with this text",
+                "TEXT"),
+           text("--subject", &options->subject, "Only mails whose subject has this text", "TEXT"),
+           text("--since", &options->since, "Only mails from this time on (2026-11-21T14:30)",
+                "TIME"),
+           text("--until", &options->until, "Only mails up to this time, inclusive", "TIME"),
+           flag("--unchecked", &options->unchecked, "Only mails that weren't checked completely"),
+           flag("--blocked", &options->blocked, "Only mails that were blocked"),
+           flag("--stats", &options->stats, "Totals per machine and day instead of each mail"),
+           flag("--follow", &options->follow,
+                "Go on with what is logged from now on; ends on Ctrl-C"),
+           flag("--json", &options->json, "One JSON object a line, one line a mail"),
+           text("--html", &options->html, "Also write a page for a browser with every mail",
+                "FILE")},
+      .run = [options] { return Explanation(*options).Run(); },
   };
 }
 

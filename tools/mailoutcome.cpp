@@ -2,30 +2,30 @@
 
 #include <cmath>
 
-#include "channel/agentchannel.h"
 #include "tools/json.h"
 
 namespace tools {
 
 namespace {
 
-Json RequestJson(const simulation::agent::JournalRequest& request) {
+double Rounded(double milliseconds) {
+  return std::round(milliseconds * 10) / 10;
+}
+
+Json RequestJson(const SentRequest& request) {
   Json object = Json::Object();
   object.Add("type", request.itemType)
+      .Add("stage", request.stage)
       .Add("payload", request.payload)
       .Add("name", request.name)
-      .Add("answer", request.answer);
+      .Add("answer", request.answer)
+      .Add("end", NameOf(request.end))
+      .Add("wait_ms", Rounded(request.waitMs));
+  if (!request.rule.empty()) object.Add("rule", request.rule);
   if (request.itemType == channel::kItemFile) {
     object.Add("content_sha256", request.contentSha256).Add("content_bytes", request.contentBytes);
   }
   return object;
-}
-
-// What the add-in made of an answer: 3, 4 and 7 count, and only if they came in time.
-ActionCode Taken(const simulation::agent::JournalRequest& request) {
-  const bool taken = request.outcome == simulation::agent::kOutcomeTaken;
-  const ActionCode answer = request.answer.value_or(channel::kActionNothingUsable);
-  return taken && channel::IsAccepted(answer) ? answer : channel::kActionNothingUsable;
 }
 
 }  // namespace
@@ -35,25 +35,16 @@ const char* OutcomeWord(const MailOutcome& outcome) {
   return outcome.tag ? "tagged" : "sent";
 }
 
-ActionCode ActionOf(const std::vector<simulation::agent::JournalRequest>& requests) {
-  ActionCode action = channel::kActionNothingDecided;
-  bool contentOpen = false;
-  for (const simulation::agent::JournalRequest& request : requests) {
-    if (request.itemType == channel::kItemRecipients)
-      contentOpen = Taken(request) == channel::kActionGoOn;
-    if (request.itemType == channel::kItemFile && contentOpen) action = Taken(request);
-    if (request.itemType == channel::kItemClose && channel::IsDecisive(Taken(request)))
-      action = Taken(request);
-  }
-  return action;
-}
-
 std::string OutcomeJson(const MailOutcome& outcome) {
   Json object = Json::Object();
   object.Add("mail", outcome.mail);
   if (outcome.error) return object.Add("error", *outcome.error).Text();
+  Json reasons = Json::Array();
+  for (const auto& reason : outcome.reasons) {
+    reasons.Add(inspection::checked::TextOf(reason.reason));
+  }
   Json requests = Json::Array();
-  for (const auto& request : outcome.requests) requests.Add(RequestJson(request));
+  for (const SentRequest& request : outcome.requests) requests.Add(RequestJson(request));
   Json tag;
   if (outcome.tag) {
     tag = Json::Object().Add("name", outcome.tag->name).Add("value", outcome.tag->value);
@@ -61,9 +52,11 @@ std::string OutcomeJson(const MailOutcome& outcome) {
   return object.Add("outcome", OutcomeWord(outcome))
       .Add("action", outcome.action)
       .Add("cancel", outcome.cancel)
+      .Add("checked", NameOf(outcome.checked))
+      .Add("reasons", reasons)
       .Add("requests", requests)
       .Add("tag", tag)
-      .Add("ms", std::round(outcome.milliseconds * 10) / 10)
+      .Add("ms", Rounded(outcome.milliseconds))
       .Text();
 }
 

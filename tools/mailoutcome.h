@@ -7,7 +7,8 @@
 #include <vector>
 
 #include "channel/protocol.h"
-#include "simulation/agent/journal.h"
+#include "inspection/checked/checked.h"
+#include "inspection/logs/logstory.h"
 
 namespace tools {
 
@@ -16,26 +17,38 @@ struct MailTag {
   std::string value;
 };
 
+// One request to the agent, as the add-in saw it.
+struct SentRequest {
+  std::uint32_t itemType = 0;
+  std::string stage;                   // "recipients", "subject", ...
+  std::optional<std::string> payload;  // absent if the request never reached the agent
+  std::string name;
+  std::optional<ActionCode> answer;  // absent if there was none in time
+  inspection::logs::RequestEnd end = inspection::logs::RequestEnd::kPassedOn;
+  double waitMs = 0;
+  std::string rule;  // of the simulated agent; empty if unknown
+  // Of a file: what was in it. Absent if there is no such file.
+  std::optional<std::string> contentSha256;
+  std::optional<std::uint64_t> contentBytes;
+};
+
 struct MailOutcome {
-  std::string mail;                  // the path as it was given
-  std::optional<std::string> error;  // why the mail can't be read; nothing else is then filled in
-  ActionCode action = channel::kActionNothingDecided;  // what the add-in's check came to
-  int cancel = 0;  // the host's Cancel flag behind the Send event
-  std::vector<simulation::agent::JournalRequest> requests;
+  std::string mail;                  // its path or name
+  std::optional<std::string> error;  // why the mail can't be read; nothing else is set then
+  ActionCode action = channel::kActionNothingDecided;  // the result of the add-in's check
+  int cancel = 0;                                      // the host's Cancel flag after Send
+  inspection::checked::Checked checked = inspection::checked::Checked::kYes;
+  std::vector<inspection::logs::StoryReason> reasons;  // empty exactly if `checked` is kYes
+  std::vector<SentRequest> requests;
   std::optional<MailTag> tag;  // what the mail carries
-  double milliseconds = 0;     // how long the Send event held the host
-  bool agentThere = true;      // false: nobody owned the ring when the mail was sent
+  double milliseconds = 0;     // how long Send held the host
 };
 
 // "sent", "blocked" or "tagged".
 const char* OutcomeWord(const MailOutcome& outcome);
 
-// What the add-in's check comes to, by the requests and answers that the agent saw. It stands in
-// where the add-in can't be asked: inside a DLL, whose verdicts are its own.
-ActionCode ActionOf(const std::vector<simulation::agent::JournalRequest>& requests);
-
-// One JSON object, without a line end: {"mail", "outcome", "action", "cancel", "requests", "tag",
-// "ms"}, or {"mail", "error"}.
+// One JSON object, without a line end: {"mail", "outcome", "action", "cancel", "checked",
+// "reasons", "requests", "tag", "ms"}, or {"mail", "error"}.
 std::string OutcomeJson(const MailOutcome& outcome);
 
 }  // namespace tools

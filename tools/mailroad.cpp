@@ -1,27 +1,132 @@
 #include "tools/mailroad.h"
 
+#include <algorithm>
 #include <chrono>
+#include <limits>
 #include <stdexcept>
 #include <utility>
 
+#include "agent/outlookaddin/outlookmodel.h"
 #include "platform/process.h"
-#include "tools/agentprocess.h"
 
 namespace tools {
 
 namespace {
 
-// How long the agent's journal may lag behind its last answer.
+using inspection::checked::Checked;
+using inspection::checked::Reason;
+using inspection::logs::MailStory;
+using inspection::logs::RequestEnd;
+using inspection::logs::StoryRequest;
+
+constexpr std::string_view kAttachmentStage = "attachment";
+
+// How long the agent's journal may take to arrive after its last answer.
 constexpr std::uint32_t kJournalMilliseconds = 1000;
+
+std::uint32_t ItemTypeOf(std::string_view stage) {
+  for (const channel::ItemType& known : channel::kItemTypes) {
+    if (known.word == stage) return known.number;
+  }
+  return channel::kItemFile;
+}
+
+// The last story in the lines: a mail has one check.
+MailStory StoryOf(const std::vector<std::string>& lines) {
+  MailStory story;
+  bool hasStory = false;
+  inspection::logs::LogStories stories(
+      [&](const MailStory& mail) {
+        story = mail;
+        hasStory = true;
+      },
+      std::numeric_limits<std::size_t>::max());
+  for (const std::string& line : lines) stories.Take(line);
+  stories.Finish();
+  if (!hasStory) {
+    story.checked = Checked::kNo;
+    story.Add(Reason::kNotWatched);
+  }
+  return story;
+}
+
+SentRequest RequestOf(const StoryRequest& logged, const Exchange& seen) {
+  SentRequest request;
+  request.itemType = ItemTypeOf(logged.stage);
+  request.stage = logged.stage;
+  request.payload = seen.payload;
+  request.name = seen.name;
+  request.end = logged.end;
+  if (logged.end == RequestEnd::kPassedOn || logged.end == RequestEnd::kNotPassedOn) {
+    request.answer = logged.answer;
+  }
+  request.waitMs = seen.waitMs;
+  if (request.itemType == channel::kItemFile) {
+    request.contentBytes = seen.contentBytes;
+    request.contentSha256 = seen.contentSha256;
+  }
+  return request;
+}
+
+// The log doesn't mention attachments that the add-in passes over or can't save.
+void AddMissingAttachments(MailStory& story,
+                           const std::vector<simulation::mail::MailAttachment>& attachments) {
+  const bool isOpen =
+      std::any_of(story.requests.begin(), story.requests.end(), [](const StoryRequest& request) {
+        return request.stage == channel::ItemWord(channel::kItemRecipients) &&
+               request.end == RequestEnd::kPassedOn && request.answer == channel::kActionGoOn;
+      });
+  const bool isDecided =
+      std::any_of(story.requests.begin(), story.requests.end(), [](const StoryRequest& request) {
+        return ItemTypeOf(request.stage) == channel::kItemFile &&
+               request.end == RequestEnd::kPassedOn && channel::IsDecisive(request.answer);
+      });
+  if (!isOpen || isDecided || story.Has(Reason::kAttachmentNotRead)) return;
+  const auto asked =
+      std::count_if(story.requests.begin(), story.requests.end(),
+                    [](const StoryRequest& request) { return request.stage == kAttachmentStage; });
+  const auto skipped = std::count_if(
+      attachments.begin(), attachments.end(), [](const simulation::mail::MailAttachment& one) {
+        return one.type != outlookaddin::olByValue && one.type != outlook::olByReference &&
+               one.type != outlookaddin::olEmbeddeditem;
+      });
+  if (skipped > 0) story.Add(Reason::kAttachmentSkipped);
+  if (asked + skipped < static_cast<std::ptrdiff_t>(attachments.size())) {
+    story.Add(Reason::kFileNotWritten, kAttachmentStage);
+  }
+}
 
 }  // namespace
 
-MailRoad::MailRoad(const std::string& hostVersion)
-    : m_host(hostVersion), m_journal(simulation::agent::JournalPath()) {
+MailOutcome OutcomeOf(const std::vector<std::string>& lines, const std::vector<Exchange>& exchanges,
+                      const std::vector<simulation::mail::MailAttachment>& attachments) {
+  MailStory story = StoryOf(lines);
+  MailOutcome outcome;
+  outcome.action = story.action;
+  // Each request is one exchange, and one in the log.
+  const std::size_t count = std::min(story.requests.size(), exchanges.size());
+  for (std::size_t i = 0; i < count; ++i) {
+    const SentRequest& request =
+        outcome.requests.emplace_back(RequestOf(story.requests[i], exchanges[i]));
+    if (request.itemType == channel::kItemFile && request.payload && !request.contentBytes) {
+      story.Add(Reason::kFileNotFound, request.stage);
+    }
+  }
+  AddMissingAttachments(story, attachments);
+  if (story.checked == Checked::kYes && !story.reasons.empty()) story.checked = Checked::kPart;
+  outcome.checked = story.checked;
+  outcome.reasons = std::move(story.reasons);
+  return outcome;
+}
+
+MailRoad::MailRoad(const Options& options)
+    : m_options(options), m_host(options.hostVersion), m_journal(simulation::agent::JournalPath()) {
+  m_addIn.Watch(&m_exchanges, options.ring);
   m_host.OpenExplorer();
   if (FAILED(m_host.Connect(m_addIn.Object()))) {
     throw std::runtime_error("the add-in refused to be connected");
   }
+  m_addIn.StartLog();
 }
 
 MailRoad::~MailRoad() {
@@ -30,29 +135,51 @@ MailRoad::~MailRoad() {
 }
 
 MailOutcome MailRoad::Send(const std::string& mail, simulation::mail::MailModel model) {
-  MailOutcome outcome;
-  outcome.mail = mail;
-  outcome.agentThere = IsAgentThere();
-
+  const std::vector<simulation::mail::MailAttachment> attachments = [&model] {
+    std::vector<simulation::mail::MailAttachment> kinds;
+    for (const auto& attachment : model.attachments) kinds.emplace_back().type = attachment.type;
+    return kinds;
+  }();
   simulation::host::HostInspector& window = m_host.OpenInspector(std::move(model));
   simulation::host::HostMailItem& item = *window.Mail();
   item.AddRef();
   m_sent.push_back(&item);
+  TakeLines();
 
   const auto begin = std::chrono::steady_clock::now();
   const simulation::host::SendOutcome sent = m_host.Send(item);
   const std::chrono::duration<double, std::milli> took = std::chrono::steady_clock::now() - begin;
 
+  const std::vector<std::string> lines = TakeLines();
+  const std::vector<Exchange> exchanges = m_exchanges.TakeExchanges();
+  MailOutcome outcome = OutcomeOf(lines, exchanges, attachments);
+  outcome.mail = mail;
   outcome.cancel = sent.cancel;
-  outcome.milliseconds = took.count();
+  outcome.milliseconds = std::max(0.0, took.count() - m_exchanges.TakeOwnMs());
   outcome.tag = TagOf(item);
-  if (outcome.agentThere) {
-    outcome.requests =
-        m_journal.TakeMail(platform::process.GetCurrentProcessId(), 0, kJournalMilliseconds);
-  }
-  outcome.action = m_addIn.VerdictOf(&item).value_or(ActionOf(outcome.requests));
+  if (m_options.hasRules) AddRules(outcome.requests, exchanges);
   m_host.CloseInspector(window);
+  TakeLines();
   return outcome;
+}
+
+std::vector<std::string> MailRoad::TakeLines() {
+  std::vector<std::string> lines = m_exchanges.TakeLines();
+  for (const std::string& line : lines) m_log += line;
+  return lines;
+}
+
+void MailRoad::AddRules(std::vector<SentRequest>& requests,
+                        const std::vector<Exchange>& exchanges) {
+  const bool isTaken = std::any_of(requests.begin(), requests.end(),
+                                   [](const SentRequest& one) { return one.payload.has_value(); });
+  const auto journal = m_journal.TakeMail(platform::process.GetCurrentProcessId(), 0,
+                                          isTaken ? kJournalMilliseconds : 0);
+  for (const simulation::agent::JournalRequest& line : journal) {
+    for (std::size_t i = 0; i < requests.size(); ++i) {
+      if (exchanges[i].block == line.block) requests[i].rule = line.because;
+    }
+  }
 }
 
 std::optional<MailTag> MailRoad::TagOf(const simulation::host::HostMailItem& item) const {

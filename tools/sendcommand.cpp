@@ -2,8 +2,9 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cstdio>
-#include <filesystem>
+#include <fstream>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -16,11 +17,13 @@
 #include "tools/agentprocess.h"
 #include "tools/command.h"
 #include "tools/htmlpage.h"
-#include "tools/logtail.h"
+#include "tools/inputfile.h"
 #include "tools/mailroad.h"
+#include "tools/runslot.h"
 #include "tools/sendreport.h"
 #include "tools/system/stopsignal.h"
 #include "tools/system/terminal.h"
+#include "tools/text.h"
 
 namespace tools {
 
@@ -89,50 +92,106 @@ std::string PageTitle(const SendOptions& options) {
   return "Mails sent, answered by " + options.rules;
 }
 
-int SendAll(const SendOptions& options, const tools::system::StopSignal& stop) {
-  MailRoad road(options.hostVersion);
-  std::unique_ptr<LogTail> log;
-  if (!options.log.empty()) log = std::make_unique<LogTail>(road.TheAddIn(), options.log);
+// Where `--log` writes the add-in's own log.
+class LogOutput {
+ public:
+  explicit LogOutput(const std::string& path) : m_isOutput(path == "-") {
+    if (path.empty() || m_isOutput) return;
+    m_file.open(PathOf(path), std::ios::binary | std::ios::trunc);
+    if (!m_file) throw CommandError(Printable(path) + ": can't be written");
+  }
 
-  const bool terminal = tools::system::IsTerminal(tools::system::Stream::kOutput);
-  ReportStyle style;
-  style.colour = tools::system::TakesColours(tools::system::Stream::kOutput);
-  style.width = std::max<std::size_t>(tools::system::TerminalWidth(), 40);
-  MailsPage page(options.html, PageTitle(options));
-  Summary summary;
-  const auto source = OpenSource(options);
-  std::size_t done = 0;
-  while (!stop.Flag()) {
+  void Write(const std::string& lines) {
+    if (m_isOutput) Print(lines);
+    if (m_file.is_open()) m_file << lines << std::flush;
+  }
+
+ private:
+  bool m_isOutput;
+  std::ofstream m_file;
+};
+
+// "16", "16.0" or "16.0.0.1234".
+bool IsVersion(std::string_view text) {
+  bool isNumber = false;
+  int dots = 0;
+  for (const char c : text) {
+    if (c == '.' && (!isNumber || ++dots > 3)) return false;
+    isNumber = c >= '0' && c <= '9';
+    if (!isNumber && c != '.') return false;
+  }
+  return isNumber;
+}
+
+class Sending {
+ public:
+  Sending(const SendOptions& options, const tools::system::StopSignal& stop)
+      : m_options(options), m_stop(stop), m_log(options.log) {
+    m_style.colour = tools::system::TakesColours(tools::system::Stream::kOutput);
+    m_style.width = std::max<std::size_t>(tools::system::TerminalWidth(), 40);
+  }
+
+  int Run(const RunSlot& slot) {
+    MailRoad road({.hostVersion = m_options.hostVersion,
+                   .ring = m_options.useRunningAgent ? channel::kRingName : slot.RingName(),
+                   .hasRules = !m_options.useRunningAgent});
+    const bool hasBar =
+        tools::system::IsTerminal(tools::system::Stream::kOutput) && !m_options.json;
+    const auto source = OpenSource(m_options);
+    MailsPage page(m_options.html, PageTitle(m_options));
+    Summary summary;
     // Folders and mailboxes have more mails than they count for here, so the total may grow.
-    const ProgressBar bar(std::max(options.mails.size(), done + 1), style,
-                          terminal && !options.json);
-    bar.Show(done++);
-    const auto mail = source->Next();
-    if (!mail) {
+    std::size_t all = m_options.mails.size();
+    for (std::size_t done = 0; !m_stop.Flag(); ++done) {
+      all = std::max(all, done + 1);
+      const ProgressBar bar(all, m_style, hasBar);
+      bar.Show(done);
+      const auto mail = source->Next();
+      if (!mail) {
+        bar.Hide();
+        break;
+      }
+      const MailOutcome outcome = SendOne(road, *mail);
       bar.Hide();
-      break;
+      // A mail whose waits were cut short says nothing about the agent.
+      if (m_stop.Flag()) break;
+      Report(outcome);
+      summary.Count(outcome);
+      if (!m_options.html.empty()) page.AddLine(OutcomeJson(outcome));
+      m_log.Write(road.TakeLog());
     }
-    const MailOutcome outcome = SendOne(road, *mail);
-    bar.Hide();
-    summary.Count(outcome);
-    Print(options.json ? OutcomeJson(outcome) + "\n" : MailReport(outcome, style));
-    if (outcome.error && options.json) {
+    page.Finish();
+    // A reader that goes away, as `head` does, has got what it wanted. That is no interruption.
+    if (m_stop.Flag() && !m_stop.IsOutputClosed()) summary.Interrupt(all);
+    if (!m_options.json) {
+      Print(summary.Line());
+    } else if (m_stop.Flag()) {
+      fmt::print(stderr, "quorvex send: {}", summary.Line());
+    }
+    return summary.ExitStatus();
+  }
+
+ private:
+  void Report(const MailOutcome& outcome) const {
+    Print(m_options.json ? OutcomeJson(outcome) + "\n" : MailReport(outcome, m_style));
+    if (outcome.error && m_options.json) {
       fmt::print(stderr, "{}: {}\n", outcome.mail, *outcome.error);
     }
-    if (!options.html.empty()) page.AddLine(OutcomeJson(outcome));
-    if (log) log->Show();
   }
-  page.Finish();
-  if (options.useRunningAgent && summary.Unchecked() > 0) {
-    fmt::print(stderr, "No agent was there: the mails went out unchecked.\n");
-  }
-  if (!options.json) Print(summary.Line());
-  return stop.Flag() ? kStatusUsage : summary.ExitStatus();
-}
+
+  const SendOptions& m_options;
+  const tools::system::StopSignal& m_stop;
+  LogOutput m_log;
+  ReportStyle m_style;
+};
 
 int RunSend(const SendOptions& options) {
   if (options.mails.empty() && options.filesFrom.empty()) {
     throw CommandError("give it mails, or a list of them with --files-from");
+  }
+  if (!IsVersion(options.hostVersion)) {
+    throw CommandError("--host-version: \"" + Printable(options.hostVersion) +
+                       "\" is no version like 16.0.0.1234");
   }
   const tools::system::StopSignal stop;
   // After Ctrl-C nobody wants to wait for an agent: the add-in's waits end at once, and it cleans
@@ -141,9 +200,12 @@ int RunSend(const SendOptions& options) {
       [&stop](auto original, std::uint32_t milliseconds) {
         if (!stop.Flag()) original(milliseconds);
       });
+  const RunSlot slot;
   AgentProcess agent;
-  if (!options.useRunningAgent) agent.Start(options.rules);
-  return SendAll(options, stop);
+  if (!options.useRunningAgent) {
+    agent.Start(options.rules, slot.RingName(), simulation::agent::JournalPath());
+  }
+  return Sending(options, stop).Run(slot);
 }
 
 }  // namespace
@@ -167,8 +229,9 @@ Command SendCommand() {
           "      Every mail in them. A mail in a mailbox has a name like archive.mbox#17.\n"
           "  find . -name '*.eml' | quorvex send --files-from -\n"
           "      The mails in a list.\n\n"
-          "Exit status: 0 all let go, 1 some blocked, 2 some unreadable, 3 wrong usage, or\n"
-          "the add-in or the agent can't be started.",
+          "Exit status: 0 all let go and checked, 1 some blocked, 2 some unreadable, 4 some\n"
+          "not checked completely, 130 interrupted, 3 wrong usage, or the add-in or the\n"
+          "agent can't be started. Of several, the first in the order 3, 130, 2, 1, 4.",
       .options = {{.name = "MAIL",
                    .target = &options->mails,
                    .help = simulation::mail::kReadsInternetMessages

@@ -5,12 +5,15 @@
 #include <algorithm>
 #include <string_view>
 
-#include "channel/agentchannel.h"
+#include "tools/command.h"
 #include "tools/text.h"
 
 namespace tools {
 
 namespace {
+
+using inspection::checked::Checked;
+using inspection::logs::RequestEnd;
 
 constexpr std::size_t kStageWidth = 11;
 constexpr std::size_t kAnswerWidth = 10;
@@ -27,22 +30,20 @@ std::string Coloured(std::string_view text, Colour colour, const ReportStyle& st
   return fmt::format("\x1b[{}m{}\x1b[0m", code, text);
 }
 
-std::string AnswerWord(const simulation::agent::JournalRequest& request) {
-  if (request.outcome == simulation::agent::kOutcomeRefused) return "no block";
+std::string AnswerWord(const SentRequest& request) {
   if (!request.answer) return "none";
   const std::string_view word = channel::ActionWord(*request.answer);
-  return word.empty() ? fmt::format("{}", *request.answer) : std::string(word);
+  return word.empty() ? std::to_string(*request.answer) : std::string(word);
 }
 
-Colour AnswerColour(const simulation::agent::JournalRequest& request) {
-  if (!request.answer || request.outcome != simulation::agent::kOutcomeTaken) return Colour::kWarn;
-  if (*request.answer == channel::kActionBlock) return Colour::kBad;
-  if (*request.answer == channel::kActionTag) return Colour::kWarn;
-  return *request.answer == channel::kActionGoOn ? Colour::kGood : Colour::kWarn;
+Colour AnswerColour(const SentRequest& request) {
+  if (request.end != RequestEnd::kPassedOn) return Colour::kWarn;
+  if (request.answer == channel::kActionBlock) return Colour::kBad;
+  return request.answer == channel::kActionGoOn ? Colour::kGood : Colour::kWarn;
 }
 
-// Addresses are listed; a file is told by what it stands for and how large it is.
-std::string WhatWasAsked(const simulation::agent::JournalRequest& request) {
+// Addresses are listed; of a file the name and the size.
+std::string WhatWasAsked(const SentRequest& request) {
   std::string text = request.payload.value_or("");
   if (request.itemType == channel::kItemRecipients) {
     if (!text.empty() && text.back() == '\0') text.pop_back();
@@ -65,13 +66,14 @@ std::string WhatWasAsked(const simulation::agent::JournalRequest& request) {
   return fmt::format("{} ({} bytes)", what, *request.contentBytes);
 }
 
-std::string Wait(const simulation::agent::JournalRequest& request) {
-  if (request.outcome == simulation::agent::kOutcomeTaken)
-    return fmt::format("{} ms", request.waitedMs);
-  return request.outcome.empty() ? "" : std::string(request.outcome);
+std::string Wait(const SentRequest& request) {
+  if (request.end == RequestEnd::kPassedOn || request.end == RequestEnd::kNotPassedOn) {
+    return fmt::format("{:.0f} ms", request.waitMs);
+  }
+  return std::string(NameOf(request.end));
 }
 
-std::string Row(const simulation::agent::JournalRequest& request, const ReportStyle& style) {
+std::string Row(const SentRequest& request, const ReportStyle& style) {
   const std::size_t askedWidth = style.width - kStageWidth - kAnswerWidth - kWaitWidth - 3;
   std::string line = "  ";
   line += Padded(request.stage, kStageWidth);
@@ -84,32 +86,19 @@ std::string Row(const simulation::agent::JournalRequest& request, const ReportSt
 }
 
 std::string Verdict(const MailOutcome& outcome, const ReportStyle& style) {
-  const std::string after = fmt::format(" after {:.0f} ms", outcome.milliseconds);
+  const std::string after =
+      fmt::format(" after {:.0f} ms: {}", outcome.milliseconds, PhraseOf(outcome.checked));
   if (outcome.cancel != 0) {
-    return Coloured("blocked", Colour::kBad, style) + after + ": the mail stays open";
+    return Coloured("blocked", Colour::kBad, style) + after + ", the mail stays open\n";
   }
   if (outcome.tag) {
-    return Coloured("tagged", Colour::kWarn, style) + after + ": goes out with " +
-           Printable(outcome.tag->name) + ": " + Printable(outcome.tag->value);
+    return Coloured("tagged", Colour::kWarn, style) +
+           Shortened(after + ", goes out with " + outcome.tag->name + ": " + outcome.tag->value,
+                     style.width - 8) +
+           "\n";
   }
-  std::string sent = Coloured("sent", Colour::kGood, style) + after;
-  if (!outcome.agentThere) return sent + ": unchecked, since no agent was there";
-  if (outcome.action == channel::kActionTag) return sent + ": the tag could not be written";
-  // The closing request is made in any case, so that no request at all is the agent's silence.
-  if (outcome.requests.empty()) {
-    return sent + ": no word of it from the agent, which took no request or keeps no journal";
-  }
-  const auto recipients = std::find_if(
-      outcome.requests.begin(), outcome.requests.end(),
-      [](const auto& request) { return request.itemType == channel::kItemRecipients; });
-  if (recipients == outcome.requests.end()) {
-    return sent + ": content unchecked, since no recipient could be read";
-  }
-  if (recipients->answer != channel::kActionGoOn ||
-      recipients->outcome != simulation::agent::kOutcomeTaken) {
-    return sent + ": content unchecked, since the agent did not go on with the recipients";
-  }
-  return sent;
+  const bool isChecked = outcome.checked == inspection::checked::Checked::kYes;
+  return Coloured("sent", isChecked ? Colour::kGood : Colour::kWarn, style) + after + "\n";
 }
 
 }  // namespace
@@ -128,7 +117,11 @@ std::string MailReport(const MailOutcome& outcome, const ReportStyle& style) {
               "\n";
   }
   for (const auto& request : outcome.requests) report += Row(request, style);
-  return report + "  " + Verdict(outcome, style) + "\n";
+  report += "  " + Verdict(outcome, style);
+  for (const auto& reason : outcome.reasons) {
+    report += Wrapped("  because " + TextOf(reason), style.width, 10) + "\n";
+  }
+  return report;
 }
 
 std::string ProgressLine(std::size_t done, std::size_t all, const ReportStyle& style) {
@@ -148,21 +141,28 @@ void Summary::Count(const MailOutcome& outcome) {
   } else {
     ++m_sent;
   }
-  if (!outcome.error && !outcome.agentThere) ++m_unchecked;
+  if (!outcome.error) ++m_checked[static_cast<std::size_t>(outcome.checked)];
 }
 
 std::string Summary::Line() const {
-  const std::size_t all = m_sent + m_blocked + m_tagged + m_unreadable;
-  std::string line = fmt::format("{} {}: {} sent, {} blocked, {} tagged", all,
-                                 all == 1 ? "mail" : "mails", m_sent, m_blocked, m_tagged);
+  const auto count = [this](Checked checked) {
+    return m_checked[static_cast<std::size_t>(checked)];
+  };
+  std::string line = fmt::format("{}: {} sent, {} blocked, {} tagged", Counted(All(), "mail"),
+                                 m_sent, m_blocked, m_tagged);
   if (m_unreadable > 0) line += fmt::format(", {} unreadable", m_unreadable);
-  if (m_unchecked > 0) line += fmt::format(" ({} unchecked: no agent was there)", m_unchecked);
+  line += fmt::format("; {} checked, {} in part, {} unchecked", count(Checked::kYes),
+                      count(Checked::kPart) + count(Checked::kUnknown), count(Checked::kNo));
+  if (m_interruptedOf) line += fmt::format("; interrupted after {} of {}", All(), *m_interruptedOf);
   return line + "\n";
 }
 
 int Summary::ExitStatus() const {
-  if (m_unreadable > 0) return 2;
-  return m_blocked > 0 ? 1 : 0;
+  if (m_interruptedOf) return kStatusInterrupted;
+  if (m_unreadable > 0) return kStatusUnreadable;
+  if (m_blocked > 0) return kStatusFindings;
+  const std::size_t read = All() - m_unreadable;
+  return read > m_checked[static_cast<std::size_t>(Checked::kYes)] ? kStatusUnchecked : kStatusDone;
 }
 
 }  // namespace tools

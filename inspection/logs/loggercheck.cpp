@@ -3,6 +3,9 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <filesystem>
+#include <fstream>
+#include <map>
 #include <string_view>
 
 #include "logging/loggerconfig.h"
@@ -17,6 +20,8 @@ namespace {
 
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 constexpr std::size_t kFieldCount = 4;
+// How many lines are compared with each other.
+constexpr std::size_t kMaxFiles = 1000;
 
 // Where the line's fields begin, also of those that are too long; npos for missing ones.
 using Places = std::array<std::size_t, kFieldCount>;
@@ -66,8 +71,11 @@ bool IsDottedAddress(std::string_view host) {
 // One line, taken apart.
 class LineCheck {
  public:
-  explicit LineCheck(std::string_view line)
-      : m_line(line), m_places(PlacesOf(line)), m_fields(logging::ScanConfigLine(line)) {}
+  LineCheck(std::string_view line, bool looksAtFolders)
+      : m_looksAtFolders(looksAtFolders),
+        m_line(line),
+        m_places(PlacesOf(line)),
+        m_fields(logging::ScanConfigLine(line)) {}
 
   LoggerLine Result();
 
@@ -76,8 +84,11 @@ class LineCheck {
   std::string FieldRefusal() const;
   std::string Stream(std::int32_t mask);
   std::string FileStream();
+  void WarnAboutPath();
+  void WarnAboutFolder(const std::string& path);
   std::string UdpStream();
 
+  bool m_looksAtFolders;
   std::string_view m_line;
   Places m_places;
   logging::ConfigFields m_fields;
@@ -105,6 +116,43 @@ std::string LineCheck::FieldRefusal() const {
   return {};
 }
 
+// The path as the add-in uses it, which is literally.
+void LineCheck::WarnAboutPath() {
+  const std::string& path = m_fields.parameter;
+  const auto warn = [this](std::string text) { m_result.warnings.push_back(std::move(text)); };
+  if (path.find('"') != std::string::npos) warn("the quotes become part of the path");
+  if (path.find('%') != std::string::npos) {
+    warn("the add-in doesn't replace variables like %TEMP%: they become part of the path");
+  }
+  const bool hasDrive = path.size() > 2 && path[1] == ':' && (path[2] == '\\' || path[2] == '/');
+  if (!hasDrive && !path.starts_with('/') && !path.starts_with("\\\\")) {
+    warn("the path is relative: the files' folder depends on where Outlook was started");
+  }
+  const std::size_t leaf = path.find_last_of("/\\") + 1;
+  const std::size_t dot = path.rfind('.');
+  if (dot != std::string::npos && dot >= leaf && path.size() - dot <= 4 && dot + 1 < path.size()) {
+    warn("the path has an extension: the files will be named " + path.substr(leaf) +
+         ".<computer>_0.log");
+  }
+  if (m_looksAtFolders) WarnAboutFolder(path);
+}
+
+// Only for paths of the system that this runs on.
+void LineCheck::WarnAboutFolder(const std::string& path) {
+  const std::filesystem::path file(std::u8string(path.begin(), path.end()));
+  if (!file.is_absolute()) return;
+  std::error_code error;
+  if (!std::filesystem::is_directory(file.parent_path(), error)) {
+    m_result.warnings.push_back("there is no such folder: the add-in doesn't create it");
+    return;
+  }
+  std::filesystem::path probe = file;
+  probe += ".quorvex-check.tmp";
+  const bool isWritable = std::ofstream(probe).is_open();
+  std::filesystem::remove(probe, error);
+  if (!isWritable) m_result.warnings.push_back("you can't create files in this folder");
+}
+
 std::string LineCheck::FileStream() {
   const std::string token = m_fields.parameter;
   if (token.empty()) {
@@ -125,6 +173,8 @@ std::string LineCheck::FileStream() {
                                 Quoted(token) + " also occurs before it in the line: the path is " +
                                 Quoted(m_fields.parameter));
   }
+  m_result.file = m_fields.parameter;
+  WarnAboutPath();
   return "the files " + m_fields.parameter + ".<computer>_0.log to _4.log";
 }
 
@@ -137,7 +187,13 @@ std::string LineCheck::UdpStream() {
   const std::string host = m_fields.parameter.substr(0, colon);
   std::uint16_t port = 514;
   if (colon != std::string::npos) {
-    port = static_cast<std::uint16_t>(logging::ToInteger(m_fields.parameter.c_str() + colon + 1));
+    const std::string text = m_fields.parameter.substr(colon + 1);
+    const std::int32_t number = logging::ToInteger(text.c_str());
+    port = static_cast<std::uint16_t>(number);
+    if (number < 0 || number > 65535) {
+      m_result.warnings.push_back("the port " + text + " is not in 1 to 65535: the add-in uses " +
+                                  std::to_string(port));
+    }
   }
   if (!IsDottedAddress(host)) {
     m_result.warnings.push_back(Quoted(host) +
@@ -220,8 +276,33 @@ const char* NameOf(LoggerLineKind kind) {
   return "skipped";
 }
 
+namespace {
+
+void WarnAboutEncoding(std::string_view line, std::size_t number, LoggerReport* report) {
+  if (number == 1 && (line.starts_with("\xFF\xFE") || line.starts_with("\xFE\xFF"))) {
+    report->onFile.push_back("the file is UTF-16; the add-in reads 8-bit text: save it as UTF-8");
+  } else if (line.find('\r') != std::string_view::npos) {
+    report->onFile.push_back("line " + std::to_string(number) +
+                             " has a CR in it: lines have to end with LF or CR LF");
+  }
+}
+
+// By module and path, the line that names the file first.
+using FileLines = std::map<std::string, std::size_t>;
+
+void WarnAboutSameFile(FileLines* files, LoggerLine* line) {
+  if (files->size() >= kMaxFiles) return;
+  const auto [known, isNew] = files->emplace(line->module + "\n" + line->file, line->line);
+  if (isNew) return;
+  line->warnings.push_back("the same file as in line " + std::to_string(known->second) +
+                           ": it gets each line twice");
+}
+
+}  // namespace
+
 LoggerReport CheckLoggerConfig(const std::string& path,
-                               const std::function<void(const LoggerLine&)>& show) {
+                               const std::function<void(const LoggerLine&)>& show,
+                               bool looksAtFolders) {
   LoggerReport report;
   logging::ConfigLines lines(path.c_str());
   report.opened = lines.IsOpen();
@@ -230,14 +311,16 @@ LoggerReport CheckLoggerConfig(const std::string& path,
   std::size_t cutByNul = 0;    // the first such line
   std::size_t withoutEnd = 0;  // a short line without end: fine if it is the last
   std::string_view line;
+  FileLines files;
   while (lines.Next(&line)) {
     counter.Take(line);
+    if (report.onFile.empty()) WarnAboutEncoding(line, counter.Line(), &report);
     if (withoutEnd != 0 && cutByNul == 0) cutByNul = withoutEnd;
     const bool isShort = !line.ends_with('\n') && line.size() < logging::kConfigLineSize - 1;
     withoutEnd = isShort ? counter.Line() : 0;
     const bool isBlank = std::all_of(line.begin(), line.end(), logging::IsSpace);
     if (logging::IsConfigComment(line) || isBlank) continue;
-    LoggerLine result = LineCheck(line).Result();
+    LoggerLine result = LineCheck(line, looksAtFolders).Result();
     result.line = counter.Line();
     if (counter.Line() == 1 && line.starts_with(kByteOrderMark)) {
       result.warnings.insert(result.warnings.begin(),
@@ -252,6 +335,7 @@ LoggerReport CheckLoggerConfig(const std::string& path,
     if (isStream) ++report.streams;
     if (!isStream) ++report.refused;
     if (isStream && logging::EqualsIgnoringCase(result.module, kLogModule)) ++report.addInStreams;
+    if (isStream && !result.file.empty()) WarnAboutSameFile(&files, &result);
     report.warnings += result.warnings.size();
     show(result);
   }

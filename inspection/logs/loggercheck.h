@@ -27,6 +27,7 @@ struct LoggerLine {
   LoggerLineKind kind = LoggerLineKind::kSkipped;
   std::string module;  // empty if kSkipped
   std::string what;    // which stream, or why none
+  std::string file;    // the path of a stream of files
   std::vector<std::string> warnings;
 };
 
@@ -41,8 +42,11 @@ struct LoggerReport {
   bool IsClean() const { return refused == 0 && warnings == 0; }
 };
 
-// Calls `show` for each line in order. `path` has the form that platform::TextLines expects.
+// Calls `show` for each line in order. `path` has the form that platform::TextLines expects. With
+// `looksAtFolders` it also checks whether this machine has the folders and lets this user create
+// files in them, by creating and deleting one; paths of another system are left out.
 LoggerReport CheckLoggerConfig(const std::string& path,
-                               const std::function<void(const LoggerLine&)>& show);
+                               const std::function<void(const LoggerLine&)>& show,
+                               bool looksAtFolders);
 
 }  // namespace inspection::logs

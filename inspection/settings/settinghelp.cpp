@@ -135,6 +135,12 @@ const SettingHelp& HelpOn(const ConfigKey& setting) {
   return kNone;
 }
 
+std::string AsWritten(std::string_view value) {
+  std::string written;
+  for (const char c : value) written.append(c == '\\' ? 2 : 1, c);
+  return written;
+}
+
 const ConfigKey* FindByPublicKey(std::string_view key) {
   const std::string wanted = Lowered(key);
   for (const ConfigKey& setting : g_configKeyTable) {

@@ -25,6 +25,9 @@ const ConfigKey* FindByPublicKey(std::string_view key);
 // `; did you mean "hide_me"?` with the most similar known key; empty if none is similar.
 std::string SuggestedKey(std::string_view key);
 
+// A decoded value as the property file has to have it: with each backslash doubled.
+std::string AsWritten(std::string_view value);
+
 // A key that the add-in reads from the property file although the table has no row for it.
 inline constexpr std::string_view kChallengeKey = "use_challenge_response";
 inline constexpr std::string_view kChallengeAccepted =

@@ -33,11 +33,13 @@ class SettingsCheck {
  private:
   void TakeProperty(std::string_view text, std::size_t equals);
   void Judge(const Setting& setting);
+  void JudgeQuotes(const Setting& setting);
   void JudgeDecoding(const Setting& setting);
   void Add(std::size_t line, Severity severity, std::string key, std::string value,
            std::string message);
 
   SettingsReport& m_report;
+  bool m_hasCr = false;
   std::map<std::string, Setting> m_settings;  // by key in lower case
 };
 
@@ -57,6 +59,11 @@ bool SettingsCheck::TakeLine(std::string_view text) {
     Add(line, Severity::kError, "", "",
         "the file is UTF-16; the agent reads 8-bit text and finds no key in it");
     return false;
+  }
+  if (!m_hasCr && text.find('\r') != std::string_view::npos) {
+    m_hasCr = true;
+    Add(line, Severity::kError, "", "",
+        "a CR without LF: the agent takes the whole file, or all up to the next LF, for one line");
   }
   if (text.find('\0') != std::string_view::npos) {
     Add(line, Severity::kError, "", "", "a NUL byte: this is no text file, the rest isn't read");
@@ -110,6 +117,14 @@ void SettingsCheck::TakeProperty(std::string_view text, std::size_t equals) {
   last = std::move(setting);
 }
 
+void SettingsCheck::JudgeQuotes(const Setting& setting) {
+  const std::string& raw = setting.raw;
+  if (raw.size() < 2 || raw.front() != raw.back()) return;
+  if (raw.front() != '"' && raw.front() != '\'') return;
+  Add(setting.line, Severity::kWarning, setting.key, setting.value,
+      "the quotes are part of the value");
+}
+
 void SettingsCheck::JudgeDecoding(const Setting& setting) {
   if (setting.value == setting.raw) return;
   const bool control =
@@ -124,6 +139,7 @@ void SettingsCheck::JudgeDecoding(const Setting& setting) {
 }
 
 void SettingsCheck::Judge(const Setting& setting) {
+  JudgeQuotes(setting);
   JudgeDecoding(setting);
   const ConfigKey* const row = FindByPublicKey(setting.key);
   if (row == nullptr) {

@@ -17,15 +17,19 @@ using testing::EndsWith;
 using testing::HasSubstr;
 using testing::Not;
 
-simulation::agent::JournalRequest Request(std::uint32_t type, std::string stage,
-                                          std::string payload, std::optional<std::int32_t> answer) {
-  simulation::agent::JournalRequest request;
+using inspection::checked::Checked;
+using inspection::checked::Reason;
+using inspection::logs::RequestEnd;
+
+SentRequest Request(std::uint32_t type, std::string stage, std::string payload,
+                    std::optional<std::int32_t> answer) {
+  SentRequest request;
   request.itemType = type;
   request.stage = std::move(stage);
   request.payload = std::move(payload);
   request.answer = answer;
-  request.outcome = answer ? simulation::agent::kOutcomeTaken : simulation::agent::kOutcomeGivenUp;
-  request.waitedMs = 21;
+  request.end = answer ? RequestEnd::kPassedOn : RequestEnd::kTimeOut;
+  request.waitMs = 20.84;
   return request;
 }
 
@@ -39,21 +43,36 @@ MailOutcome PlainMail() {
   outcome.requests.back().name = "ExchangeSubjectContent";
   outcome.requests.back().contentSha256 = "abc";
   outcome.requests.back().contentBytes = 31;
+  outcome.requests.back().rule = "rule 2";
   outcome.requests.push_back(Request(9, "close", "", 4));
+  return outcome;
+}
+
+MailOutcome MailWith(Checked checked, Reason reason) {
+  MailOutcome outcome = PlainMail();
+  outcome.checked = checked;
+  outcome.reasons = {{reason, {"body"}}};
   return outcome;
 }
 
 TEST(OutcomeJson, HasTheAgreedFieldsInTheirOrder) {
   EXPECT_EQ(
       OutcomeJson(PlainMail()),
-      "{\"mail\":\"mails/a.eml\",\"outcome\":\"sent\",\"action\":4,\"cancel\":0,"
-      "\"requests\":["
-      "{\"type\":3,\"payload\":\"a@x.test\\u0000b@x.test\\u0000\",\"name\":\"\",\"answer\":4},"
-      "{\"type\":1,\"payload\":\"/tmp/ExchangeSubjectContent\","
-      "\"name\":\"ExchangeSubjectContent\",\"answer\":4,\"content_sha256\":\"abc\","
-      "\"content_bytes\":31},"
-      "{\"type\":9,\"payload\":\"\",\"name\":\"\",\"answer\":4}],"
-      "\"tag\":null,\"ms\":123.4}");
+      R"({"mail":"mails/a.eml","outcome":"sent","action":4,"cancel":0,"checked":"yes",)"
+      R"("reasons":[],"requests":[{"type":3,"stage":"recipients",)"
+      R"("payload":"a@x.test\u0000b@x.test\u0000","name":"","answer":4,"end":"answered",)"
+      R"("wait_ms":20.8},{"type":1,"stage":"subject","payload":"/tmp/ExchangeSubjectContent",)"
+      R"("name":"ExchangeSubjectContent","answer":4,"end":"answered","wait_ms":20.8,)"
+      R"("rule":"rule 2","content_sha256":"abc","content_bytes":31},)"
+      R"({"type":9,"stage":"close","payload":"","name":"","answer":4,"end":"answered",)"
+      R"("wait_ms":20.8}],"tag":null,"ms":123.4})");
+}
+
+TEST(OutcomeJson, SaysWhetherTheMailWasCheckedAndWhyNot) {
+  EXPECT_THAT(OutcomeJson(MailWith(Checked::kPart, Reason::kFileNotWritten)),
+              HasSubstr(R"("checked":"part","reasons":["a temporary file couldn't be written"])"));
+  EXPECT_THAT(OutcomeJson(MailWith(Checked::kNo, Reason::kNoAgent)),
+              HasSubstr(R"("checked":"no","reasons":["no agent was running"])"));
 }
 
 TEST(OutcomeJson, ABlockedAndATaggedMailSaySo) {
@@ -76,38 +95,15 @@ TEST(OutcomeJson, AnUnreadableMailIsItsPathAndTheReason) {
             "{\"mail\":\"x\xEF\xBF\xBD.eml\",\"error\":\"it is a folder, not a mail\"}");
 }
 
-TEST(OutcomeJson, AFileThatTheAgentDidNotFindHasNoHashAndAnUnansweredRequestNoAnswer) {
+TEST(OutcomeJson, AMissingFileHasNoHashAndAnUnansweredRequestNoAnswer) {
   MailOutcome outcome = PlainMail();
   outcome.requests[1].contentSha256.reset();
   outcome.requests[1].contentBytes.reset();
   outcome.requests[1].answer.reset();
-  EXPECT_THAT(OutcomeJson(outcome), HasSubstr("\"answer\":null,\"content_sha256\":null,"
-                                              "\"content_bytes\":null"));
-}
-
-TEST(ActionOf, FollowsTheAnswersAsTheGateDoes) {
-  std::vector<simulation::agent::JournalRequest> requests = {
-      Request(3, "", "", 4), Request(7, "", "", 3), Request(8, "", "", 3)};
-  EXPECT_EQ(ActionOf(requests), 2);  // the answers to the sender and the envelope are ignored
-  requests.push_back(Request(1, "", "", 4));
-  requests.push_back(Request(1, "", "", 6));
-  EXPECT_EQ(ActionOf(requests), 1);  // from the last stage; 6 isn't accepted
-  requests.push_back(Request(1, "", "", 7));
-  requests.push_back(Request(9, "", "", 4));
-  EXPECT_EQ(ActionOf(requests), 7);
-  requests.back() = Request(9, "", "", 3);
-  EXPECT_EQ(ActionOf(requests), 3);  // the answer at the close wins
-}
-
-TEST(ActionOf, AnAnswerToTheRecipientsOtherThanGoOnShutsTheContentAndDecidesNothing) {
-  EXPECT_EQ(ActionOf({Request(3, "", "", 3), Request(9, "", "", 1)}), 2);
-  EXPECT_EQ(ActionOf({}), 2);
-}
-
-TEST(ActionOf, AnAnswerThatCameTooLateIsNone) {
-  simulation::agent::JournalRequest late = Request(9, "", "", 3);
-  late.outcome = simulation::agent::kOutcomeGivenUp;
-  EXPECT_EQ(ActionOf({Request(3, "", "", 4), Request(1, "", "", 4), late}), 4);
+  outcome.requests[1].end = RequestEnd::kTimeOut;
+  EXPECT_THAT(OutcomeJson(outcome),
+              HasSubstr("\"answer\":null,\"end\":\"no answer in time\",\"wait_ms\":20.8,"
+                        "\"rule\":\"rule 2\",\"content_sha256\":null,\"content_bytes\":null"));
 }
 
 TEST(MailReport, ShowsEachStageWithWhatWasAskedTheAnswerAndTheWait) {
@@ -118,7 +114,7 @@ TEST(MailReport, ShowsEachStageWithWhatWasAskedTheAnswerAndTheWait) {
             "  recipients a@x.test, b@x.test                               go on     21 ms\n"
             "  subject    ExchangeSubjectContent (31 bytes)                go on     21 ms\n"
             "  close                                                       go on     21 ms\n"
-            "  sent after 123 ms\n");
+            "  sent after 123 ms: checked\n");
 }
 
 TEST(MailReport, FitsTheWidthWhateverTheMailHolds) {
@@ -150,50 +146,69 @@ TEST(MailReport, AMailsOwnWordsCannotSteerTheTerminal) {
   EXPECT_THAT(MailReport(outcome, {}), Not(HasSubstr("\x07")));
 }
 
-TEST(MailReport, SaysInWordsWhyAMailWentUnchecked) {
-  MailOutcome none = PlainMail();
-  none.requests.clear();
-  none.agentThere = false;
-  EXPECT_THAT(MailReport(none, {}),
-              EndsWith("sent after 123 ms: unchecked, since no agent was there\n"));
-  MailOutcome nobody = PlainMail();
-  nobody.requests.erase(nobody.requests.begin(), nobody.requests.begin() + 2);
-  EXPECT_THAT(MailReport(nobody, {}), EndsWith("since no recipient could be read\n"));
-  MailOutcome shut = PlainMail();
-  shut.requests[0].answer = 7;
-  EXPECT_THAT(MailReport(shut, {}), EndsWith("the agent did not go on with the recipients\n"));
+TEST(MailReport, SaysWhyAMailWasNotChecked) {
+  EXPECT_THAT(MailReport(MailWith(Checked::kNo, Reason::kNoAgent), {}),
+              EndsWith("  sent after 123 ms: unchecked\n"
+                       "  because no agent was running (body)\n"));
+  EXPECT_THAT(
+      MailReport(MailWith(Checked::kPart, Reason::kContentClosed), {}),
+      EndsWith("  sent after 123 ms: checked in part\n"
+               "  because the recipients were answered with block or tag, which leaves the\n"
+               "          content unchecked (body)\n"));
 }
 
-// The add-in sends the closing request even without recipients, so no request at all means
-// something else.
-TEST(MailReport, AnAgentThatTellsOfNoRequestIsNotTakenForAMailWithoutRecipients) {
+TEST(MailReport, ShowsHowARequestWithoutAnAnswerEnded) {
   MailOutcome outcome = PlainMail();
-  outcome.action = 2;
-  outcome.requests.clear();
-  EXPECT_THAT(MailReport(outcome, {}),
-              EndsWith("sent after 123 ms: no word of it from the agent, which took no request or "
-                       "keeps no journal\n"));
+  outcome.requests[1].answer.reset();
+  outcome.requests[1].end = RequestEnd::kNoAgent;
+  EXPECT_THAT(MailReport(outcome, {}), HasSubstr(" none      no agent\n"));
+  outcome.requests[1].answer = 6;
+  outcome.requests[1].end = RequestEnd::kNotPassedOn;
+  EXPECT_THAT(MailReport(outcome, {}), HasSubstr(" 6         21 ms\n"));
 }
 
 TEST(MailReport, SaysWhatBlocksAndWhatTags) {
   MailOutcome blocked = PlainMail();
   blocked.cancel = 1;
-  EXPECT_THAT(MailReport(blocked, {}), EndsWith("  blocked after 123 ms: the mail stays open\n"));
+  EXPECT_THAT(MailReport(blocked, {}),
+              EndsWith("  blocked after 123 ms: checked, the mail stays open\n"));
   MailOutcome tagged = PlainMail();
   tagged.tag = MailTag{"X", "y"};
-  EXPECT_THAT(MailReport(tagged, {}), EndsWith("  tagged after 123 ms: goes out with X: y\n"));
+  EXPECT_THAT(MailReport(tagged, {}),
+              EndsWith("  tagged after 123 ms: checked, goes out with X: y\n"));
   MailOutcome unreadable;
   unreadable.mail = "b.eml";
   unreadable.error = "the file is empty";
   EXPECT_EQ(MailReport(unreadable, {}), "b.eml\n  unreadable: the file is empty\n");
 }
 
-TEST(Summary, CountsAndGivesTheExitStatus) {
+TEST(Summary, CountsWhatBecameOfTheMailsAndWhetherTheyWereChecked) {
+  Summary summary;
+  summary.Count(PlainMail());
+  EXPECT_EQ(summary.Line(),
+            "1 mail: 1 sent, 0 blocked, 0 tagged; 1 checked, 0 in part, 0 unchecked\n");
+  MailOutcome blocked = PlainMail();
+  blocked.cancel = 1;
+  summary.Count(blocked);
+  MailOutcome unreadable;
+  unreadable.error = "";
+  summary.Count(unreadable);
+  summary.Count(MailWith(Checked::kNo, Reason::kNoAgent));
+  summary.Count(MailWith(Checked::kPart, Reason::kNoAnswer));
+  EXPECT_EQ(summary.Line(),
+            "5 mails: 3 sent, 1 blocked, 0 tagged, 1 unreadable; 2 checked, 1 in part, 1 "
+            "unchecked\n");
+  summary.Interrupt(9);
+  EXPECT_THAT(summary.Line(), EndsWith("1 unchecked; interrupted after 5 of 9\n"));
+}
+
+TEST(Summary, TheGravestStatusWins) {
   Summary summary;
   EXPECT_EQ(summary.ExitStatus(), 0);
   summary.Count(PlainMail());
-  EXPECT_EQ(summary.Line(), "1 mail: 1 sent, 0 blocked, 0 tagged\n");
   EXPECT_EQ(summary.ExitStatus(), 0);
+  summary.Count(MailWith(Checked::kPart, Reason::kNoAnswer));
+  EXPECT_EQ(summary.ExitStatus(), 4);
   MailOutcome blocked = PlainMail();
   blocked.cancel = 1;
   summary.Count(blocked);
@@ -202,7 +217,17 @@ TEST(Summary, CountsAndGivesTheExitStatus) {
   unreadable.error = "";
   summary.Count(unreadable);
   EXPECT_EQ(summary.ExitStatus(), 2);
-  EXPECT_EQ(summary.Line(), "3 mails: 1 sent, 1 blocked, 0 tagged, 1 unreadable\n");
+  summary.Interrupt(9);
+  EXPECT_EQ(summary.ExitStatus(), 130);
+}
+
+// A mail that was blocked isn't sent, so it doesn't matter what else would have been checked.
+TEST(Summary, ABlockedMailThatWasNotCheckedCompletelyIsBlocked) {
+  Summary summary;
+  MailOutcome blocked = MailWith(Checked::kPart, Reason::kSubjectNotRead);
+  blocked.cancel = 1;
+  summary.Count(blocked);
+  EXPECT_EQ(summary.ExitStatus(), 1);
 }
 
 TEST(ProgressLine, IsFullAtTheEndAndFitsTheWidth) {

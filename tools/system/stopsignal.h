@@ -19,6 +19,9 @@ class StopSignal {
 
   // True once the process has been asked to end. Starts false with each object.
   const std::atomic<bool>& Flag() const;
+  // True if the reason was that nobody reads the output any more. Never on Windows, where writing
+  // then fails without a signal.
+  bool IsOutputClosed() const;
 };
 
 }  // namespace tools::system

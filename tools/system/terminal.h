@@ -16,7 +16,8 @@ bool TakesColours(Stream stream);
 // The width of standard output's terminal in columns; 80 if it isn't a terminal.
 unsigned TerminalWidth();
 
-// Makes standard input deliver every byte unchanged. Windows changes line ends by default.
+// Makes standard input deliver every byte unchanged. Windows changes line ends by default. Call it
+// before the first read.
 void ReadBinaryInput();
 
 // Makes a Windows console show the program's output as UTF-8. Call it first in main.

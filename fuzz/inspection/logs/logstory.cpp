@@ -56,8 +56,8 @@ void CheckStory(const inspection::logs::MailStory& mail) {
   Require(mail.requests.size() == std::min(mail.requestCount, inspection::logs::kMaxRequests),
           "all requests up to the limit");
   constexpr std::string_view kVerdicts[] = {"sent", "blocked", "tagged", "unknown"};
-  Require(std::count(std::begin(kVerdicts), std::end(kVerdicts), mail.verdict) == 1, "a verdict");
-  Require((mail.checked == inspection::logs::Checked::kWhole) == mail.reasons.empty(),
+  Require(std::count(std::begin(kVerdicts), std::end(kVerdicts), mail.outcome) == 1, "an outcome");
+  Require((mail.checked == inspection::checked::Checked::kYes) == mail.reasons.empty(),
           "a mail that was not fully checked has a reason");
   for (const inspection::logs::StoryRequest& request : mail.requests) {
     Require(!request.stage.empty() && request.waitedMs >= 0, "a request has a stage and a wait");
@@ -86,7 +86,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   stories.Finish();
   Require(stories.Lines() == lines && stories.Foreign() <= lines, "every line counts once");
   Require(told <= lines, "a mail has a line");
-  Require(stories.WithoutSink() <= lines, "a response has a line");
+  Require(stories.Unwatched() <= lines, "a response has a line");
   const std::size_t before = told;
   stories.Finish();
   Require(told == before, "a story is told once");

@@ -14,20 +14,24 @@ namespace inspection::logs {
 namespace {
 
 using testing::ElementsAre;
+using testing::HasSubstr;
 using testing::IsEmpty;
 
 // Returns the lines as "number kind module: what", each followed by its warnings as "! warning".
 class LoggerCheckTest : public testing::Test {
  protected:
-  std::vector<std::string> Check(const std::string& text) {
+  std::vector<std::string> Check(const std::string& text, bool looksAtFolders = false) {
     const std::string path = m_folder.Entry("Logger.cfg");
     std::ofstream(path, std::ios::binary) << text;
     std::vector<std::string> shown;
-    m_report = CheckLoggerConfig(path, [&shown](const LoggerLine& line) {
-      shown.push_back(std::to_string(line.line) + " " + NameOf(line.kind) + " " + line.module +
-                      ": " + line.what);
-      for (const std::string& warning : line.warnings) shown.push_back("! " + warning);
-    });
+    m_report = CheckLoggerConfig(
+        path,
+        [&shown](const LoggerLine& line) {
+          shown.push_back(std::to_string(line.line) + " " + NameOf(line.kind) + " " + line.module +
+                          ": " + line.what);
+          for (const std::string& warning : line.warnings) shown.push_back("! " + warning);
+        },
+        looksAtFolders);
     EXPECT_TRUE(m_report.opened);
     return shown;
   }
@@ -130,7 +134,65 @@ TEST_F(LoggerCheckTest, PathThatBeginsTooEarlyIsAWarning) {
                           "Outlook logs\\mail.<computer>_0.log to _4.log",
                           "! the path begins too early, because its first word \"Outlook\" also "
                           "occurs before it in the line: the path is \"Outlook 15 File Outlook "
-                          "logs\\mail\""));
+                          "logs\\mail\"",
+                          "! the path is relative: the files' folder depends on where Outlook was "
+                          "started"));
+}
+
+TEST_F(LoggerCheckTest, PathsThatTheAddInTakesLiterallyAreWarnings) {
+  EXPECT_THAT(Check("Outlook 15 File \"C:\\Logs\\mail\"\n"),
+              ElementsAre(HasSubstr("1 stream"), "! the quotes become part of the path",
+                          "! the path is relative: the files' folder depends on where Outlook was "
+                          "started"));
+  EXPECT_THAT(Check("Outlook 15 File %TEMP%\\mail\n"),
+              ElementsAre(HasSubstr("1 stream"),
+                          "! the add-in doesn't replace variables like %TEMP%: they become part of "
+                          "the path",
+                          "! the path is relative: the files' folder depends on where Outlook was "
+                          "started"));
+  EXPECT_THAT(Check("Outlook 15 File C:\\Logs\\mail.log\n"),
+              ElementsAre(HasSubstr("1 stream"),
+                          "! the path has an extension: the files will be named "
+                          "mail.log.<computer>_0.log"));
+  EXPECT_THAT(Check("Outlook 15 File C:\\Logs v1.2\\mail\nOutlook 15 File \\\\srv\\logs\\mail\n"),
+              ElementsAre(HasSubstr("1 stream"), HasSubstr("2 stream")));
+}
+
+TEST_F(LoggerCheckTest, FolderThatIsMissingIsAWarningWhereThisMachineShouldHaveIt) {
+  const std::string here = m_folder.Entry("mail");
+  EXPECT_THAT(Check("Outlook 15 File " + here + "\n", true), ElementsAre(HasSubstr("1 stream")));
+  EXPECT_THAT(Check("Outlook 15 File " + m_folder.Entry("none") + "/mail\n", true),
+              ElementsAre(HasSubstr("1 stream"),
+                          "! there is no such folder: the add-in doesn't create it"));
+  EXPECT_THAT(Check("Outlook 15 File " + m_folder.Entry("none") + "/mail\n", false),
+              ElementsAre(HasSubstr("1 stream")));
+}
+
+TEST_F(LoggerCheckTest, SameFileTwiceIsAWarning) {
+  EXPECT_THAT(Check("Outlook 15 File C:\\Logs\\mail\nOutlook 8 File C:\\Logs\\mail\n"),
+              ElementsAre(HasSubstr("1 stream"), HasSubstr("2 stream"),
+                          "! the same file as in line 1: it gets each line twice"));
+  EXPECT_THAT(Check("Outlook 15 File C:\\Logs\\mail\nOther 8 File C:\\Logs\\mail\n"),
+              ElementsAre(HasSubstr("1 stream"), HasSubstr("2 stream")));
+}
+
+TEST_F(LoggerCheckTest, PortThatDoesNotFitIsAWarning) {
+  EXPECT_THAT(Check("Outlook 1 UDP 10.0.0.1:70000\n"),
+              ElementsAre("1 stream Outlook: Info to datagrams to 10.0.0.1, port 4464",
+                          "! the port 70000 is not in 1 to 65535: the add-in uses 4464"));
+}
+
+TEST_F(LoggerCheckTest, LinesThatEndWithCrAloneAreNamed) {
+  Check("Outlook 15 Dbg\rOutlook 8 Dbg\r");
+  EXPECT_THAT(m_report.onFile,
+              ElementsAre("line 1 has a CR in it: lines have to end with LF or CR LF"));
+}
+
+TEST_F(LoggerCheckTest, Utf16IsNamed) {
+  Check(std::string("\xFF\xFEO\0u\0t\0", 8));
+  EXPECT_THAT(
+      m_report.onFile,
+      testing::Contains("the file is UTF-16; the add-in reads 8-bit text: save it as UTF-8"));
 }
 
 TEST_F(LoggerCheckTest, AddressesThatReachNobodyAreWarnings) {
@@ -172,7 +234,9 @@ TEST_F(LoggerCheckTest, NulByteEndsALineAndIsTold) {
 }
 
 TEST_F(LoggerCheckTest, MissingFileIsNotOpened) {
-  EXPECT_FALSE(CheckLoggerConfig(m_folder.Entry("none"), [](const LoggerLine&) {}).opened);
+  EXPECT_FALSE(CheckLoggerConfig(
+                   m_folder.Entry("none"), [](const LoggerLine&) {}, false)
+                   .opened);
 }
 
 }  // namespace

@@ -18,6 +18,8 @@
 #include <thread>
 #include <vector>
 
+#include "tools/system/childprocess.h"
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -189,7 +191,9 @@ TEST_F(CommandLine, AMissingListIsWrongUsage) {
 TEST_F(CommandLine, WithoutRulesEverythingGoesOn) {
   const RunResult run = Run("send '" + Sample("05-blocked-body.eml") + "'");
   EXPECT_EQ(run.status, 0) << run.errors;
-  EXPECT_THAT(run.output, HasSubstr("\n1 mail: 1 sent, 0 blocked, 0 tagged\n"));
+  EXPECT_THAT(
+      run.output,
+      HasSubstr("\n1 mail: 1 sent, 0 blocked, 0 tagged; 1 checked, 0 in part, 0 unchecked\n"));
   EXPECT_THAT(run.output, Not(HasSubstr("\x1b")));  // no colour for a file
 }
 
@@ -203,16 +207,113 @@ TEST_F(CommandLine, AMistakeInTheRulesIsToldWithItsPlaceAndNothingIsStarted) {
 
 TEST_F(CommandLine, WithNoAgentTheMailGoesAndTheOutputSaysSo) {
   const RunResult run = Run("send --agent '" + Sample("05-blocked-body.eml") + "'");
-  EXPECT_EQ(run.status, 0);
-  EXPECT_THAT(run.output, HasSubstr("unchecked, since no agent was there"));
+  EXPECT_EQ(run.status, 4);
+  EXPECT_THAT(run.output, HasSubstr(": unchecked\n  because no agent was running (recipients,"));
+  EXPECT_THAT(run.output, HasSubstr("; 0 checked, 0 in part, 1 unchecked\n"));
   const RunResult json = Run("send --agent --json '" + Sample("05-blocked-body.eml") + "'");
-  EXPECT_EQ(json.status, 0);
-  EXPECT_THAT(json.errors, HasSubstr("No agent was there: the mails went out unchecked."));
+  EXPECT_EQ(json.status, 4);
   const auto lines = Lines(json.output);
   ASSERT_EQ(lines.size(), 1U);
   EXPECT_EQ(lines[0]["outcome"], "sent");
   EXPECT_EQ(lines[0]["action"], 2);
-  EXPECT_TRUE(lines[0]["requests"].empty());
+  EXPECT_EQ(lines[0]["checked"], "no");
+  EXPECT_EQ(lines[0]["reasons"], Json::array({"no agent was running"}));
+  EXPECT_EQ(lines[0]["requests"][0]["end"], "no agent");
+}
+
+// Each of these agents lets every mail go without checking it.
+TEST_F(CommandLine, AnAgentThatDoesNotCheckDoesNotGiveAnAllClear) {
+  const std::string mail = "'" + Sample("01-plain.eml") + "'";
+  const std::vector<std::vector<std::string>> cases = {
+      {"[[fault]]\ndo = \"silent\"\n", "no", "the agent didn't answer in time"},
+      {"[[fault]]\nanswer = 6\n", "no", "the agent's answer wasn't 3, 4 or 7"},
+      {"[[fault]]\ndo = \"silent\"\nstage = \"body\"\n", "part",
+       "the agent didn't answer in time"}};
+  for (const auto& one : cases) {
+    const std::string rules = Write("bad.toml", one[0]);
+    const RunResult run = Run("send --json --rules '" + rules + "' " + mail);
+    EXPECT_EQ(run.status, 4) << one[0] << run.errors;
+    const auto lines = Lines(run.output);
+    ASSERT_EQ(lines.size(), 1U) << one[0] << run.errors;
+    EXPECT_EQ(lines[0]["checked"], one[1]) << one[0];
+    EXPECT_EQ(lines[0]["reasons"], Json::array({one[2]})) << one[0];
+  }
+}
+
+TEST_F(CommandLine, ATemporaryFolderThatCannotBeWrittenDoesNotGiveAnAllClear) {
+  fs::remove_all(m_root / "root/temp");
+  Write("root/temp", "a file where the folder should be");
+  const RunResult run = Run("send --json '" + Sample("06-blocked-attachment.eml") + "'");
+  EXPECT_EQ(run.status, 4) << run.errors;
+  const auto lines = Lines(run.output);
+  ASSERT_EQ(lines.size(), 1U);
+  EXPECT_EQ(lines[0]["outcome"], "sent");
+  EXPECT_EQ(lines[0]["checked"], "part");
+  EXPECT_EQ(lines[0]["reasons"], Json::array({"a temporary file couldn't be written"}));
+}
+
+// The agent of examples/ keeps no journal.
+TEST_F(CommandLine, AnAgentWithoutAJournalGetsTheSameTable) {
+  tools::system::ChildProcess agent;
+  std::string error;
+  ::setenv("QUORVEX_ROOT", (m_root / "root").c_str(), 1);
+  ASSERT_TRUE(agent.Start(QUORVEX_PROGRAM, {"agent", "--quiet", "--no-journal"}, &error)) << error;
+  ::unsetenv("QUORVEX_ROOT");
+  std::string ready;
+  ASSERT_EQ(agent.ReadLine(&ready, 10'000), tools::system::ChildProcess::ReadResult::kLine);
+  const RunResult run = Run("send --agent --json '" + Sample("01-plain.eml") + "'");
+  EXPECT_EQ(run.status, 0) << run.errors;
+  const auto lines = Lines(run.output);
+  ASSERT_EQ(lines.size(), 1U);
+  EXPECT_EQ(lines[0]["checked"], "yes");
+  std::vector<int> types;
+  for (const Json& request : lines[0]["requests"]) {
+    types.push_back(request["type"]);
+    EXPECT_EQ(request["answer"], 4);
+    EXPECT_GE(request["wait_ms"], 20);
+    EXPECT_FALSE(request["payload"].is_null());
+  }
+  EXPECT_THAT(types, ElementsAre(3, 7, 8, 1, 1, 9));
+}
+
+TEST_F(CommandLine, TheRuleThatDecidedIsNamed) {
+  const RunResult run = Run("send --json " + Rules() + "'" + Sample("05-blocked-body.eml") + "'");
+  bool hasRule = false;
+  for (const Json& request : Lines(run.output).at(0)["requests"]) {
+    if (request["answer"] == 3) hasRule = !request["rule"].get<std::string>().empty();
+  }
+  EXPECT_TRUE(hasRule) << run.output;
+}
+
+TEST_F(CommandLine, TwoRunsAtTheSameTimeDoNotDisturbEachOther) {
+  RunResult other;
+  // Of another folder for its output.
+  const fs::path out = m_root / "other";
+  std::thread second([&] {
+    const std::string command = "QUORVEX_ROOT='" + (m_root / "root").string() + "' '" +
+                                QUORVEX_PROGRAM + "' send --json " + Rules() + "'" +
+                                Sample("05-blocked-body.eml") + "' >'" + out.string() + "'";
+    const int status = std::system(command.c_str());
+    other.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  });
+  const RunResult run = Run("send --json '" + Sample("01-plain.eml") + "'");
+  second.join();
+  EXPECT_EQ(run.status, 0) << run.errors;
+  EXPECT_EQ(other.status, 1);
+  EXPECT_EQ(Lines(run.output).at(0)["checked"], "yes");
+  EXPECT_EQ(Lines(ReadAll(out)).at(0)["outcome"], "blocked");
+  EXPECT_THAT(fs::directory_iterator(m_root / "root/temp"), fs::directory_iterator());
+}
+
+TEST_F(CommandLine, AReaderThatGoesAwayIsNoSetUpError) {
+  const std::string mail = "'" + Sample("01-plain.eml") + "' ";
+  const std::string command = "QUORVEX_ROOT='" + (m_root / "root").string() + "' '" +
+                              QUORVEX_PROGRAM + "' send " + mail + mail + mail + mail + " 2>'" +
+                              (m_root / "err").string() +
+                              "' | head -c 1 >/dev/null; "
+                              "exit ${PIPESTATUS[0]}";
+  const int status = std::system(("bash -c \"" + command + "\"").c_str());
+  EXPECT_EQ(WEXITSTATUS(status), 0) << ReadAll(m_root / "err");
 }
 
 TEST_F(CommandLine, WrongUsageIsStatusThree) {
@@ -221,6 +322,9 @@ TEST_F(CommandLine, WrongUsageIsStatusThree) {
   EXPECT_EQ(Run("send --nonsense x").status, 3);
   EXPECT_EQ(Run("send --agent --rules x y").status, 3);
   EXPECT_EQ(Run("fly").status, 3);
+  for (const std::string version : {"abc", "16.", ".16", "", "16.0.0.0.1", "16 0"}) {
+    EXPECT_EQ(Run("send --host-version '" + version + "' x.eml").status, 3) << version;
+  }
 }
 
 TEST_F(CommandLine, HelpShowsExamplesAndIsNoError) {
@@ -319,7 +423,11 @@ TEST_F(CommandLine, CtrlCLeavesNoMappingAndNoFileBehind) {
   ::kill(-child, SIGINT);  // the whole group, as a terminal does
   int status = 0;
   ::waitpid(child, &status, 0);
-  EXPECT_TRUE(WIFEXITED(status));
+  ASSERT_TRUE(WIFEXITED(status));
+  EXPECT_EQ(WEXITSTATUS(status), 130);
+  EXPECT_THAT(ReadAll(m_root / "out"),
+              HasSubstr("0 mails: 0 sent, 0 blocked, 0 tagged; 0 checked, 0 in part, 0 unchecked; "
+                        "interrupted after 0 of 1\n"));
   EXPECT_THAT(fs::directory_iterator(m_root / "root/temp"), fs::directory_iterator());
   EXPECT_THAT(SharedFiles(m_root / "root"), IsEmpty());
 }

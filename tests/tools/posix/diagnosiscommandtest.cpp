@@ -5,6 +5,7 @@
 #include <sys/wait.h>
 
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
 #include <sstream>
@@ -35,8 +36,8 @@ class DiagnosisCommand : public testing::Test {
 
   // In the folder of the files, so that messages show their bare names.
   DiagnosisRun Run(const std::string& arguments) const {
-    const std::string command = "cd '" + m_folder.Path().string() + "' && '" + QUORVEX_PROGRAM +
-                                "' " + arguments + " >out 2>err </dev/null";
+    const std::string command = "exec </dev/null; cd '" + m_folder.Path().string() + "' && '" +
+                                QUORVEX_PROGRAM + "' " + arguments + " >out 2>err";
     const int status = std::system(command.c_str());
     return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, ReadAll(m_folder.Entry("out")),
             ReadAll(m_folder.Entry("err"))};
@@ -118,6 +119,18 @@ TEST_F(DiagnosisCommand, FilesThatAreNotThereAreSetUpErrors) {
   }
 }
 
+TEST_F(DiagnosisCommand, EndlessAndHugeFilesAreRefusedAtOnce) {
+  Write("huge", "");
+  std::filesystem::resize_file(m_folder.Entry("huge"), std::uintmax_t{1} << 40);
+  for (const std::string command : {"config check", "log check"}) {
+    EXPECT_EQ(Run(command + " /dev/zero").errors,
+              "quorvex " + command + ": /dev/zero: this is a device or a pipe, not a file\n");
+    EXPECT_EQ(Run(command + " huge").errors,
+              "quorvex " + command + ": huge: too large for a settings file\n");
+    EXPECT_EQ(Run(command + " huge").status, 3);
+  }
+}
+
 TEST_F(DiagnosisCommand, LogCheckTellsEachLine) {
   Write("Logger.cfg", "Outlook 15 Dbg\nOutlook 0 Dbg\n");
   const DiagnosisRun run = Run("log check Logger.cfg");
@@ -155,23 +168,104 @@ TEST_F(DiagnosisCommand, LogExplainReadsARingInTheOrderOfTime) {
   EXPECT_EQ(run.status, 1);
   EXPECT_EQ(run.output,
             "12/31/2026 23:59:59.999 thread 00001 0x0000000000000001\n"
-            "  window   not in this log; sink attached, since its Send was seen\n"
+            "  window   not in this log\n"
             "  asked    recipients    answer   -,    0 polls left,      0 ms  no agent\n"
             "  verdict  sent, unchecked\n"
-            "  because  no agent was there\n"
+            "  because  no agent was running (recipients)\n"
             "\n"
-            "1 mail: 1 unchecked, 0 checked in part; 5 lines, 1 foreign one skipped\n");
+            "1 mail: 0 checked, 0 in part, 1 unchecked, 0 unknown; 5 lines, 1 foreign\n");
   ExpectPlainAndNarrow(run.output);
   const Json json = Json::parse(Run("log explain --json a_0.log a_1.log").output);
-  EXPECT_EQ(json["reasons"], Json::array({"no agent was there"}));
+  EXPECT_EQ(json["reasons"], Json::array({"no agent was running"}));
   EXPECT_EQ(json["requests"][0]["end"], "no agent");
 }
 
-TEST_F(DiagnosisCommand, LogExplainSaysThatAFileIsBinary) {
-  Write("x.log", std::string("a\n\0b", 4));
-  const DiagnosisRun run = Run("log explain x.log");
-  EXPECT_EQ(run.status, 2);
-  EXPECT_EQ(run.errors, "quorvex log explain: x.log:2: a NUL byte: this is no text file\n");
+// A mail whose every part was answered with 4.
+std::string CheckedMail(const std::string& time, const std::string& subject) {
+  std::string log;
+  for (const std::string& message :
+       {std::string("MailItem 0x01 is not checked, continue CheckMail ... "),
+        std::string("Get AddressEntry address: ben@partner.example"),
+        std::string("CheckContent: lActionCode=4 iTimeOut=124"),
+        std::string("CheckRecipients returns: 4."), "Mail subject: [" + subject + "]",
+        std::string("CheckSubject returns: 1."), std::string("ScanSessionEnd returns: 4.")}) {
+    log += "(00001) " + time + " Outlook> Info: " + message + "\r\n";
+  }
+  return log;
+}
+
+TEST_F(DiagnosisCommand, LogExplainNeverTakesWhatItCannotReadForAnAllClear) {
+  Write("other.log", "2026-11-21 something else\n\xFF\xFE\n");
+  const DiagnosisRun other = Run("log explain other.log");
+  EXPECT_EQ(other.status, 4);
+  EXPECT_EQ(other.output, "");
+  EXPECT_EQ(other.errors, "quorvex log explain: none of 2 lines is a line of the add-in's log\n");
+  EXPECT_EQ(Run("log explain - </dev/null").status, 4);
+  Write("daily.log",
+        "(00001) 11/21/2026 01:47:41.928 Outlook> Err : [DlpMailEvent::CheckEmail] Get "
+        "key_challenge_response = false @dlpmailevent.cpp(731)\r\n");
+  const DiagnosisRun daily = Run("log explain daily.log");
+  EXPECT_EQ(daily.status, 4);
+  EXPECT_THAT(daily.output, HasSubstr("\nthe log has no Info lines; it can't tell which mails were "
+                                      "checked\n1 mail: 0 checked, 0 in part, 0 unchecked, 1 "
+                                      "unknown; 1 line, 0 foreign\n"));
+  EXPECT_EQ(Json::parse(Run("log explain --json daily.log").output)["checked"], "unknown");
+}
+
+TEST_F(DiagnosisCommand, LogExplainSelectsMails) {
+  Write("mail.log", CheckedMail("11/20/2026 08:00:00.000", "Offer") +
+                        CheckedMail("11/21/2026 09:30:00.000", "Plan"));
+  const auto subjects = [this](const std::string& options) {
+    std::istringstream lines(Run("log explain --json " + options + " mail.log").output);
+    std::string all;
+    for (std::string line; std::getline(lines, line);) {
+      all += Json::parse(line)["subject"].get<std::string>() + " ";
+    }
+    return all;
+  };
+  EXPECT_EQ(subjects(""), "Offer Plan ");
+  EXPECT_EQ(subjects("--subject offe"), "Offer ");
+  EXPECT_EQ(subjects("--recipient PARTNER"), "Offer Plan ");
+  EXPECT_EQ(subjects("--recipient nobody"), "");
+  EXPECT_EQ(subjects("--since 2026-11-21"), "Plan ");
+  EXPECT_EQ(subjects("--until 2026-11-20"), "Offer ");
+  EXPECT_EQ(subjects("--since 2026-11-21T09:30 --until '2026-11-21 09:30'"), "Plan ");
+  EXPECT_EQ(subjects("--blocked"), "");
+  EXPECT_EQ(subjects("--unchecked"), "");
+  EXPECT_EQ(Run("log explain --since yesterday mail.log").status, 3);
+}
+
+TEST_F(DiagnosisCommand, LogExplainCountsTheSameLogOnce) {
+  const std::string log = CheckedMail("11/20/2026 08:00:00.000", "Offer");
+  Write("a.log", log);
+  Write("b.log", log + CheckedMail("11/21/2026 08:00:00.000", "Plan"));
+  const DiagnosisRun run = Run("log explain a.log a.log b.log");
+  EXPECT_EQ(run.status, 0);
+  EXPECT_THAT(run.output, HasSubstr("2 mails: 2 checked"));
+  EXPECT_THAT(run.errors, HasSubstr("the same log as"));
+}
+
+TEST_F(DiagnosisCommand, LogExplainAddsUpPerMachineAndDay) {
+  Write("mail.PC17_0.log", CheckedMail("11/20/2026 08:00:00.000", "Offer") +
+                               CheckedMail("11/21/2026 08:00:00.000", "Plan"));
+  const DiagnosisRun run = Run("log explain --stats mail.PC17_0.log");
+  EXPECT_EQ(run.status, 0);
+  EXPECT_THAT(run.output, HasSubstr("\nPC17            2026-11-20       1       1      0      0   "
+                                    "    0    40     40     40\n"));
+  EXPECT_THAT(run.output, HasSubstr("\nall                              2       2      0      0"));
+  std::istringstream lines(Run("log explain --stats --json mail.PC17_0.log").output);
+  std::string first;
+  std::getline(lines, first);
+  EXPECT_EQ(Json::parse(first)["machine"], "PC17");
+  EXPECT_EQ(Json::parse(first)["checked"]["yes"], 1);
+  EXPECT_EQ(Json::parse(first)["wait_ms"]["p95"], 40);
+}
+
+TEST_F(DiagnosisCommand, LogExplainReadsStandardInput) {
+  Write("mail.log", CheckedMail("11/20/2026 08:00:00.000", "Offer"));
+  const DiagnosisRun run = Run("log explain --json - <mail.log");
+  EXPECT_EQ(run.status, 0);
+  EXPECT_EQ(Json::parse(run.output)["subject"], "Offer");
 }
 
 TEST_F(DiagnosisCommand, HelpShowsExamplesAndFitsATerminal) {

@@ -28,6 +28,10 @@ StopSignal::~StopSignal() {
   SetConsoleCtrlHandler(&OnControl, FALSE);
 }
 
+bool StopSignal::IsOutputClosed() const {
+  return false;
+}
+
 const std::atomic<bool>& StopSignal::Flag() const {
   return g_stop;
 }

@@ -1,9 +1,8 @@
 #include "tools/system/terminal.h"
 
-#include <windows.h>
-
 #include <fcntl.h>
 #include <io.h>
+#include <windows.h>
 
 #include <cstdio>
 #include <cstdlib>

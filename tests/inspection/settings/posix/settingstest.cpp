@@ -108,6 +108,32 @@ TEST_F(SettingsCheckTest, OnlyTheLastLineOfAKeyIsJudged) {
                           "case"));
 }
 
+TEST_F(SettingsCheckTest, QuotesAroundAValueAreAWarning) {
+  EXPECT_THAT(Check("x_value=\"internal\"\n"),
+              ElementsAre("1 warning x_value=\"internal\": the quotes are part of the value"));
+  EXPECT_THAT(Check("x_value=5\"\n"), IsEmpty());
+}
+
+TEST_F(SettingsCheckTest, LinesThatEndWithCrAloneAreNamed) {
+  EXPECT_THAT(
+      Check("hide_me=true\rdisable_stop=true\r"),
+      testing::Contains("1 error =: a CR without LF: the agent takes the whole file, or all "
+                        "up to the next LF, for one line"));
+}
+
+// What `config show` prints can be copied into the file.
+TEST_F(SettingsCheckTest, EachExampleIsAcceptedAsItIsShown) {
+  for (const ConfigKey& setting : g_configKeyTable) {
+    for (const std::string_view example : HelpOn(setting).matches) {
+      const std::string line = std::string(setting.publicKey) + "=" + AsWritten(example);
+      Check(line + "\n");
+      for (const Finding& finding : m_report.findings) {
+        EXPECT_EQ(finding.severity, Severity::kNote) << line << ": " << finding.message;
+      }
+    }
+  }
+}
+
 TEST_F(SettingsCheckTest, UnknownKeyIsAnErrorWithASuggestion) {
   EXPECT_THAT(Check("dialog_timeout=5\nqwertz=1\n=3\nmax_file_size=3\n"),
               ElementsAre("1 error dialog_timeout=5: unknown key; did you mean "

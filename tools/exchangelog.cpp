@@ -1,0 +1,91 @@
+#include "tools/exchangelog.h"
+
+#include <utility>
+
+#include "channel/protocol.h"
+#include "simulation/agent/contentfile.h"
+
+namespace tools {
+
+namespace {
+
+double MillisecondsSince(std::chrono::steady_clock::time_point began) {
+  return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - began)
+      .count();
+}
+
+bool MayBePath(const std::string& payload) {
+  constexpr std::size_t kLongest = 4096;
+  return payload.size() <= kLongest && payload.find_first_of("/\\") != std::string::npos &&
+         payload.find('\0') == std::string::npos;
+}
+
+}  // namespace
+
+void ExchangeLog::Opened(std::string_view name, platform::Handle mapping) {
+  if (name == channel::kRingName) {
+    m_exchanges.emplace_back();
+    m_began = Clock::now();
+    m_ring = {mapping};
+    m_block = {};
+    m_hasWait = false;
+  } else if (!m_exchanges.empty()) {
+    m_exchanges.back().block = name;
+    m_block = {mapping};
+  }
+}
+
+void ExchangeLog::Mapped(platform::Handle mapping, const void* view, std::uint32_t size) {
+  for (View* const known : {&m_ring, &m_block}) {
+    if (mapping != nullptr && known->mapping == mapping) {
+      known->view = view;
+      known->size = size;
+    }
+  }
+}
+
+void ExchangeLog::Unmapping(const void* view) {
+  if (view == nullptr || m_exchanges.empty()) return;
+  const bool isBlock = view == m_block.view;
+  if (!isBlock && view != m_ring.view) return;
+  Exchange& exchange = m_exchanges.back();
+  if (!m_hasWait) exchange.waitMs = MillisecondsSince(m_began);
+  m_hasWait = true;
+  if (isBlock) {
+    const Clock::time_point began = Clock::now();
+    ReadBlock(exchange, view, m_block.size);
+    m_ownMs += MillisecondsSince(began);
+  }
+  (isBlock ? m_block : m_ring) = {};
+}
+
+// The payload may contain NULs, the name can't: it is what follows the last NUL but one.
+void ExchangeLog::ReadBlock(Exchange& exchange, const void* view, std::uint32_t size) {
+  if (size < channel::kBlockOverhead) return;
+  std::string_view rest(static_cast<const char*>(view), size - 1);
+  rest.remove_prefix(channel::kPayloadOffset);
+  const std::size_t end = rest.rfind('\0');
+  if (end == std::string_view::npos) return;
+  exchange.name = rest.substr(end + 1);
+  exchange.payload = rest.substr(0, end);
+  if (!MayBePath(*exchange.payload)) return;
+  if (auto file = simulation::agent::ReadContentFile(*exchange.payload, 0)) {
+    exchange.contentBytes = file->bytes;
+    exchange.contentSha256 = std::move(file->sha256);
+  }
+}
+
+std::vector<Exchange> ExchangeLog::TakeExchanges() {
+  m_ring = m_block = {};
+  return std::exchange(m_exchanges, {});
+}
+
+std::vector<std::string> ExchangeLog::TakeLines() {
+  return std::exchange(m_lines, {});
+}
+
+double ExchangeLog::TakeOwnMs() {
+  return std::exchange(m_ownMs, 0);
+}
+
+}  // namespace tools

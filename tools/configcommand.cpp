@@ -25,21 +25,32 @@ struct ConfigOptions {
   bool json = false;
 };
 
+void ListKey(const ConfigOptions& options, std::string_view key, std::string_view internalKey,
+             std::string_view accepted, std::string_view pattern, Json* all) {
+  const inspection::settings::AddInSetting* const own = inspection::settings::FindAddInSetting(key);
+  if (options.json) {
+    all->Add(Json::Object()
+                 .Add("internal", internalKey.empty() ? Json() : Json(internalKey))
+                 .Add("key", key)
+                 .Add("accepted", accepted)
+                 .Add("pattern", pattern.empty() ? Json() : Json(pattern))
+                 .Add("read_by_addin", own != nullptr)
+                 .Add("default", own != nullptr ? Json(own->defaultValue) : Json()));
+    return;
+  }
+  std::string line = fmt::format("{:<42} {}", key, accepted);
+  if (own != nullptr) line += fmt::format(". Read by the add-in; default: {}", own->defaultValue);
+  fmt::print("{}\n", line.size() <= 80 ? line : Wrapped(line, 80, 43));
+}
+
 int ListKeys(const ConfigOptions& options) {
   Json all = Json::Array();
   for (const ConfigKey& setting : g_configKeyTable) {
-    const inspection::settings::SettingHelp& help = inspection::settings::HelpOn(setting);
-    if (options.json) {
-      all.Add(Json::Object()
-                  .Add("internal", setting.internalKey)
-                  .Add("key", setting.publicKey)
-                  .Add("accepted", help.accepted)
-                  .Add("pattern", setting.pattern));
-    } else {
-      const std::string line = fmt::format("{:<42} {}", setting.publicKey, help.accepted);
-      fmt::print("{}\n", line.size() <= 80 ? line : Wrapped(line, 80, 43));
-    }
+    ListKey(options, setting.publicKey, setting.internalKey,
+            inspection::settings::HelpOn(setting).accepted, setting.pattern, &all);
   }
+  ListKey(options, inspection::settings::kChallengeKey, {},
+          inspection::settings::kChallengeAccepted, {}, &all);
   if (options.json) fmt::print("{}\n", all.Text());
   return kStatusDone;
 }
@@ -57,6 +68,14 @@ Json Written(std::span<const std::string_view> examples) {
   return list;
 }
 
+void PrintAddInSetting(std::string_view key) {
+  const auto* const own = inspection::settings::FindAddInSetting(key);
+  if (own == nullptr) return;
+  PrintField("Read by", "the add-in");
+  PrintField("Default", own->defaultValue);
+  PrintField("Meaning", own->meaning);
+}
+
 int ShowChallengeKey(const ConfigOptions& options) {
   if (options.json) {
     fmt::print("{}\n", Json::Object()
@@ -69,7 +88,8 @@ int ShowChallengeKey(const ConfigOptions& options) {
   }
   PrintField("Key", inspection::settings::kChallengeKey);
   PrintField("Accepted", inspection::settings::kChallengeAccepted);
-  PrintField("Pattern", "none: the add-in itself reads this setting");
+  PrintAddInSetting(inspection::settings::kChallengeKey);
+  PrintField("Pattern", "none");
   return kStatusDone;
 }
 
@@ -96,6 +116,7 @@ int ShowKey(const ConfigOptions& options) {
   PrintField("Key", setting->publicKey);
   PrintField("Internal key", setting->internalKey);
   PrintField("Accepted", help.accepted);
+  PrintAddInSetting(setting->publicKey);
   for (const std::string_view example : help.matches) {
     PrintField("  matches", inspection::settings::AsWritten(example));
   }

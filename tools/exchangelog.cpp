@@ -14,6 +14,8 @@ double MillisecondsSince(std::chrono::steady_clock::time_point began) {
       .count();
 }
 
+// Without a temporary folder the add-in sends a name without a path, which another process can't
+// find.
 bool MayBePath(const std::string& payload) {
   constexpr std::size_t kLongest = 4096;
   return payload.size() <= kLongest && payload.find_first_of("/\\") != std::string::npos &&

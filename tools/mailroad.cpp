@@ -87,7 +87,7 @@ void AddMissingAttachments(MailStory& story,
                     [](const StoryRequest& request) { return request.stage == kAttachmentStage; });
   const auto skipped = std::count_if(
       attachments.begin(), attachments.end(), [](const simulation::mail::MailAttachment& one) {
-        return one.type != outlookaddin::olByValue && one.type != outlook::olByReference &&
+        return one.type != outlookaddin::olByValue && one.type != outlookaddin::olByReference &&
                one.type != outlookaddin::olEmbeddeditem;
       });
   if (skipped > 0) story.Add(Reason::kAttachmentSkipped);

@@ -112,8 +112,10 @@ class RingRun {
     if (!m_options.save.empty() && !inspection::ring::SaveRing(m_options.save, bytes)) {
       throw CommandError(m_options.save + ": can't be written");
     }
-    return Show(m_options.ring, isIdle ? before : inspection::ring::Decode(bytes),
-                isIdle ? nullptr : &before, platform::clock.GetTickCount() - began);
+    inspection::ring::Snapshot now = isIdle ? before : inspection::ring::Decode(bytes);
+    inspection::ring::ReadBlocks(&now);
+    return Show(m_options.ring, now, isIdle ? nullptr : &before,
+                platform::clock.GetTickCount() - began);
   }
 
   const RingOptions& m_options;

@@ -54,6 +54,19 @@ std::string Hex(const Bytes& bytes) {
   return text;
 }
 
+std::string BlockWords(std::int32_t status) {
+  switch (status) {
+    case channel::kStatusFilling:
+      return "the add-in is filling it";
+    case channel::kStatusWaiting:
+      return "waiting for the answer";
+    case channel::kStatusGivenUp:
+      return "the add-in has given up";
+    default:
+      return fmt::format("answered with {}", status);
+  }
+}
+
 // The longest line, a split request with numbers of ten digits, has 80 columns.
 std::string EntryLine(const Entry& entry) {
   std::string line =
@@ -69,7 +82,10 @@ std::string EntryLine(const Entry& entry) {
   }
   if (entry.isSplit) line += " split";
   while (line.ends_with(' ')) line.pop_back();
-  return line + "\n";
+  line += "\n";
+  if (entry.blockStatus)
+    line += fmt::format("          block: {}\n", BlockWords(*entry.blockStatus));
+  return line;
 }
 
 std::string HeaderLines(const Snapshot& now) {
@@ -134,7 +150,8 @@ Json EntryJson(const Entry& entry) {
                             .Add("tid", entry.record->dwThreadId)
                             .Add("type", entry.record->dwItemType)
                             .Add("block_length", entry.record->dwBlockLength)
-                            .Add("block_name", NameOf(*entry.record)));
+                            .Add("block_name", NameOf(*entry.record))
+                            .Add("block_status", entry.blockStatus));
   } else if (!entry.begin.empty()) {
     json.Add("begins", Hex(entry.begin));
   }

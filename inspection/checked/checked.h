@@ -79,7 +79,7 @@ constexpr std::string_view TextOf(Reason reason) {
       "an attachment couldn't be read",
       "an attachment was of a kind that is never checked",
       "a temporary file couldn't be written",
-      "the file to check doesn't exist",
+      "the file to check can't be found",
       "the tag couldn't be written",
       "the verdict of a check in the last 5 s was reused",
       "the add-in stopped with an exception",

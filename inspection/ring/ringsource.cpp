@@ -82,6 +82,17 @@ bool ReadLiveRing(const std::string& name, Bytes* bytes, std::string* error) {
   return true;
 }
 
+void ReadBlocks(Snapshot* now) {
+  for (Entry& entry : now->entries) {
+    if (!entry.isRequest) continue;
+    const auto& name = entry.record->szBlockName;
+    const View block(std::string(name, std::find(name, std::end(name), '\0')),
+                     sizeof(RequestBlock));
+    if (block.Data() == nullptr) continue;
+    entry.blockStatus = Load(reinterpret_cast<const RequestBlock*>(block.Data())->status);
+  }
+}
+
 bool ReadSavedRing(const std::string& path, Bytes* bytes) {
   std::ifstream file(PathOf(path), std::ios::binary);
   if (!file) return false;

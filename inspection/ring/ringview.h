@@ -56,6 +56,8 @@ struct Entry {
   std::optional<ContentRequest> record;  // a complete entry of 148 bytes
   bool isRequest = false;                // the record is one that the add-in writes
   Bytes begin;                           // the payload's first bytes, up to 16, if it is complete
+  // The status word of the request's block. Set by ReadBlocks if the block exists.
+  std::optional<std::int32_t> blockStatus;
 };
 
 struct Snapshot {
@@ -74,6 +76,9 @@ struct Snapshot {
 };
 
 Snapshot Decode(const Bytes& bytes);
+
+// Reads the status of each request's block, for a live ring. Opens the blocks for reading only.
+void ReadBlocks(Snapshot* now);
 
 enum class FindingKind {
   kUnreadable,

@@ -149,6 +149,13 @@ const ConfigKey* FindByPublicKey(std::string_view key) {
   return nullptr;
 }
 
+const AddInSetting* FindAddInSetting(std::string_view key) {
+  for (const AddInSetting& setting : kAddInSettings) {
+    if (setting.key == Lowered(key)) return &setting;
+  }
+  return nullptr;
+}
+
 std::string SuggestedKey(std::string_view key) {
   std::vector<std::string_view> known{kChallengeKey};
   for (const ConfigKey& setting : g_configKeyTable) known.push_back(setting.publicKey);

@@ -28,6 +28,22 @@ std::string SuggestedKey(std::string_view key);
 // A decoded value as the property file has to have it: with each backslash doubled.
 std::string AsWritten(std::string_view value);
 
+// A setting that the add-in itself reads. The agent knows the defaults of all the others; they
+// aren't in the table.
+struct AddInSetting {
+  std::string_view key;  // its public key
+  std::string_view defaultValue;
+  std::string_view meaning;
+};
+inline constexpr AddInSetting kAddInSettings[] = {
+    {"use_challenge_response", "false",
+     "true: wait up to 185 s for each answer, because the agent may ask the user; otherwise 2.5 s"},
+    {"x_name", "QV_DLP_TAGGING", "the name of the header that marks a tagged mail"},
+    {"x_value", "The message is sensitive", "the value of that header"}};
+
+// The add-in's setting with this public key, or null. Ignores ASCII case.
+const AddInSetting* FindAddInSetting(std::string_view key);
+
 // A key that the add-in reads from the property file although the table has no row for it.
 inline constexpr std::string_view kChallengeKey = "use_challenge_response";
 inline constexpr std::string_view kChallengeAccepted =

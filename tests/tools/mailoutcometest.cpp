@@ -82,7 +82,7 @@ TEST_F(OutcomeOfTest, AFileThatDoesNotExistMakesItPartial) {
   m_exchanges[5].contentBytes.reset();
   const MailOutcome outcome = OutcomeOf(m_lines, m_exchanges, m_attachments);
   EXPECT_EQ(outcome.checked, Checked::kPart);
-  EXPECT_THAT(Reasons(outcome), ElementsAre("the file to check doesn't exist (attachment)"));
+  EXPECT_THAT(Reasons(outcome), ElementsAre("the file to check can't be found (attachment)"));
 }
 
 // The add-in doesn't log what it passes over, nor a copy that Outlook couldn't save.

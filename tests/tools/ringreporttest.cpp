@@ -78,9 +78,25 @@ TEST(RingReport, TheSameInJson) {
             R"({"source":"live","header":{"used_bytes":152,"write_cursor":152,"consumer_word":0,)"
             R"("capacity":262144},"pending_bytes":152,"entries":[{"position":0,"offset":0,)"
             R"("state":"complete","length":148,"split":false,"request":{"pid":4660,"tid":86,)"
-            R"("type":9,"block_length":34,"block_name":"Global\\000012340000005600007"}}],)"
+            R"("type":9,"block_length":34,"block_name":"Global\\000012340000005600007",)"
+            R"("block_status":null}}],)"
             R"("findings":[{"kind":"stalled-consumer","fault":true,"text":"the entry at offset 0 )"
             R"(has been complete for 500 ms and more: the consumer has stalled"}]})");
+}
+
+TEST(RingReport, ShowsTheStatusOfABlock) {
+  RingCopy ring;
+  ring.Request(7, 3);
+  Snapshot now = ring.Look();
+  const auto report = [&now](std::int32_t status) {
+    now.entries[0].blockStatus = status;
+    return RingReportText("", now, {});
+  };
+  EXPECT_THAT(report(0), testing::HasSubstr("00007\n          block: the add-in is filling it\n"));
+  EXPECT_THAT(report(1), testing::HasSubstr("\n          block: waiting for the answer\n"));
+  EXPECT_THAT(report(3), testing::HasSubstr("\n          block: answered with 3\n"));
+  EXPECT_THAT(report(5), testing::HasSubstr("\n          block: the add-in has given up\n"));
+  EXPECT_THAT(RingReportJson("", now, {}), testing::HasSubstr("\"block_status\":5"));
 }
 
 TEST(RingReport, ListsManyEntriesUpToALimitAndCountsTheRest) {

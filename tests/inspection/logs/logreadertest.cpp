@@ -92,7 +92,8 @@ TEST(LogReader, CutsEndlessLines) {
 }
 
 TEST(LogReader, ContinuesWithWhatIsWrittenLater) {
-  std::stringstream stream("one\n");
+  std::stringstream stream;
+  stream << "one\n";
   LogReader reader(stream);
   std::string_view line;
   ASSERT_TRUE(reader.Next(&line));
@@ -120,7 +121,8 @@ TEST(SourceLine, BehindEachSyslogHeader) {
         "<134>1 2026-11-21T01:47:41.928Z PC17 quorvex - - - ",
         "2026-11-21T01:47:41.928+01:00 PC17 ", "PC17 "}) {
     std::string buffer;
-    const auto source = ParseSourceLine(header + line + "#015#012 \r\n", &buffer);
+    const std::string text = header + line + "#015#012 \r\n";
+    const auto source = ParseSourceLine(text, &buffer);
     ASSERT_TRUE(source) << header;
     EXPECT_EQ(source->machine, "PC17") << header;
     EXPECT_EQ(source->line.thread, "7");

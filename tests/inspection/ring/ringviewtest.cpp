@@ -7,6 +7,8 @@
 #include <cstring>
 #include <random>
 
+#include "platform/mappedview.h"
+#include "platform/scopedhandle.h"
 #include "tests/inspection/ring/ringcopy.h"
 #include "tests/support/temporaryfolder.h"
 
@@ -221,6 +223,24 @@ TEST(RingView, ReadsALiveRingWithoutAskingForTheRightToWrite) {
   inspection::ring::Bytes saved;
   ASSERT_TRUE(inspection::ring::ReadSavedRing(path, &saved));
   EXPECT_EQ(saved, bytes);
+}
+
+TEST(RingView, ReadsTheStatusOfTheBlocksThatExist) {
+  const tests::PrivateNames names;
+  RingCopy ring;
+  ring.Request(7);
+  ring.Request(8);
+  Snapshot now = ring.Look();
+  const platform::ScopedHandle block(
+      platform::mappings.CreateFileMappingA(34, "Global\\000012340000005600008"));
+  ASSERT_TRUE(block.IsOpen());
+  {
+    const platform::MappedView view(block.Get(), platform::kMapReadWrite, 34);
+    static_cast<RequestBlock*>(view.Data())->status = 1;
+  }
+  inspection::ring::ReadBlocks(&now);
+  EXPECT_FALSE(now.entries[0].blockStatus);
+  EXPECT_EQ(now.entries[1].blockStatus, 1);
 }
 
 TEST(RingView, SaysThatNoAgentIsThere) {

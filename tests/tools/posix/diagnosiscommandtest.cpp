@@ -10,6 +10,7 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 #include <string>
+#include <vector>
 
 #include "tests/support/temporaryfolder.h"
 
@@ -61,7 +62,14 @@ TEST_F(DiagnosisCommand, KeysListsAllSettings) {
   EXPECT_EQ(plain.status, 0);
   EXPECT_THAT(plain.output, HasSubstr("seconds_to_remember_inputs                 0 to 3600\n"));
   ExpectPlainAndNarrow(plain.output);
-  EXPECT_EQ(Json::parse(Run("config keys --json").output).size(), 80u);
+  const Json keys = Json::parse(Run("config keys --json").output);
+  EXPECT_EQ(keys.size(), 81u);
+  std::vector<std::string> read;
+  for (const Json& key : keys) {
+    if (key["read_by_addin"]) read.push_back(key["key"]);
+  }
+  EXPECT_THAT(read, testing::ElementsAre("x_name", "x_value", "use_challenge_response"));
+  EXPECT_EQ(keys[80]["default"], "false");
 }
 
 TEST_F(DiagnosisCommand, ShowTellsOneSettingWithExamples) {
@@ -78,7 +86,10 @@ TEST_F(DiagnosisCommand, ShowTellsOneSettingWithExamples) {
             "Pattern       ^\\s*(?:180|1[0-7]\\d|[1-9]\\d|[5-9])\\s*$\n");
   EXPECT_EQ(Run("config show DLOG_TIMEOUT").output, run.output);
   EXPECT_EQ(Json::parse(Run("config show --json x_name").output)["internal"], "X_NAME");
-  EXPECT_EQ(Run("config show use_challenge_response").status, 0);
+  EXPECT_THAT(Run("config show x_value").output,
+              HasSubstr("\nRead by       the add-in\nDefault       The message is sensitive\n"));
+  EXPECT_THAT(Run("config show use_challenge_response").output,
+              HasSubstr("\nDefault       false\n"));
 }
 
 TEST_F(DiagnosisCommand, ShowOfAnUnknownKeySuggestsOne) {

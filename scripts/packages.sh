@@ -9,7 +9,8 @@ packages_tests="rsyslog"
 packages_lint="clang-14 clang-format-14 clang-tidy-14 jq python3"
 packages_sanitize="libclang-rt-14-dev"
 packages_bits32="g++-multilib googletest"
-packages_windows="g++-mingw-w64-x86-64-posix g++-mingw-w64-i686-posix mingw-w64-tools libz-mingw-w64-dev googletest
+packages_windows="g++-mingw-w64-x86-64-posix g++-mingw-w64-i686-posix mingw-w64-tools
+  libz-mingw-w64-dev googletest
   wine wine64 libwine libwine-dev debootstrap"
 packages_packaging="wixl msitools faketime osslsigncode openssl dpkg-dev python3-markdown"
 packages_bench="libbenchmark-dev libinih-dev libspdlog-dev libboost-dev

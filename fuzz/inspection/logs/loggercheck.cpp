@@ -68,7 +68,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
   Totals totals;
   const inspection::logs::LoggerReport report = inspection::logs::CheckLoggerConfig(
-      "Logger.cfg", [&totals](const LoggerLine& line) { totals.Take(line); });
+      "Logger.cfg", [&totals](const LoggerLine& line) { totals.Take(line); }, false);
   Require(report.opened && file.OpenHandles() == 0, "the file is read and closed");
   Require(report.streams == totals.streams, "the streams add up");
   Require(report.refused == totals.withoutStream, "the lines without a stream add up");

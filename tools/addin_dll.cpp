@@ -6,6 +6,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "channel/protocol.h"
 #include "logging/loggerconfig.h"
 #include "logging/runtimetext.h"
 #include "logging/vrklogger.h"

@@ -86,6 +86,15 @@ constexpr std::array<Stage, 6> kStages = {{{"CheckRecipients returns: ", kSender
                                            {"ScanSessionEnd returns: ", {}}}};
 constexpr int kClosingStage = static_cast<int>(kStages.size()) - 1;
 
+// Compares two times of a log, in which the year comes after month and day.
+bool IsEarlier(std::string_view one, std::string_view other) {
+  constexpr std::size_t kDate = 10;
+  if (one.size() <= kDate || one.size() != other.size() || one[2] != '/') return one < other;
+  if (const int years = one.substr(6, 4).compare(other.substr(6, 4)); years != 0) return years < 0;
+  if (const int days = one.substr(0, 5).compare(other.substr(0, 5)); days != 0) return days < 0;
+  return one.substr(kDate) < other.substr(kDate);
+}
+
 Reason ReasonOf(RequestEnd end) {
   switch (end) {
     case RequestEnd::kNoAgent:
@@ -204,15 +213,14 @@ void LogStories::TakeForeign(Machine& machine) {
 // The logger's lines are in the order of time. A mail's author can't know when the mail will be
 // sent, so forged lines break that order.
 void LogStories::CheckOrder(Machine& machine, Thread& thread, const LogLine& line) {
-  std::string time = SortableTime(line);
-  if (machine.afterText && time < machine.lastTime) {
+  if (machine.afterText && IsEarlier(line.time, machine.lastTime)) {
     if (machine.textOwner != nullptr && machine.textOwner->mail) {
       machine.textOwner->mail->Add(Reason::kForged);
     }
     if (thread.mail) thread.mail->Add(Reason::kForged);
     if (thread.ended) thread.ended->Add(Reason::kForged);
   }
-  machine.lastTime = std::move(time);
+  machine.lastTime.assign(line.time);
 }
 
 void LogStories::TakeLine(Thread& thread, const LogLine& line, std::string_view machine) {
@@ -244,8 +252,9 @@ void LogStories::TakeWindow(Thread& thread, std::string_view message) {
     window = "inline response";
   } else if (message.starts_with("New Inspector: ")) {
     window = "window found by the timer";
-  } else if (message.find("> Dispatch _MailItem with ItemEvents @") != std::string_view::npos) {
-    m_responsesAttached += m_responsesAttached < m_responses ? 1 : 0;
+  } else if (m_responsesAttached < m_responses &&
+             message.find("> Dispatch _MailItem with ItemEvents @") != std::string_view::npos) {
+    ++m_responsesAttached;
     return;
   } else if (message == "OnInspectorClose" ||
              message.starts_with("[DlpMailEvent::~DlpMailEvent]")) {

@@ -120,7 +120,7 @@ class LogStories {
   };
   // What is known of one machine's log.
   struct Machine {
-    std::string lastTime;    // of its last line, sortable
+    std::string lastTime;    // of its last line, as in the log
     bool inText = false;     // the last line was one that may contain line ends
     bool afterText = false;  // a text line came within the last kMaxLineSize bytes
     std::size_t sinceText = 0;

@@ -49,8 +49,10 @@ HRESULT HostAttachment::get_Type(LONG* type) {
 HRESULT HostAttachment::SaveAsFile(BSTR path) {
   return Answer("Attachment::SaveAsFile", [&]() -> HRESULT {
     if (path == nullptr) return E_POINTER;
+    // All of the string, by its own length.
+    const platform::WideString whole(path, SysStringLen(path));
     const platform::ScopedHandle file(platform::files.CreateFileW(
-        path, platform::kGenericReadWrite, platform::kShareReadWrite, nullptr,
+        whole.c_str(), platform::kGenericReadWrite, platform::kShareReadWrite, nullptr,
         platform::kCreateAlways, platform::kFileAttributeNormal));
     if (!file.IsOpen()) return E_ACCESSDENIED;
     return WriteWhole(file.Get(), m_attachment->content) ? S_OK : E_FAIL;

@@ -20,8 +20,8 @@ class HostAttachment final : public HostDispatch<HostAttachment, Attachment> {
   HRESULT STDMETHODCALLTYPE get_FileName(BSTR* name) override;
   HRESULT STDMETHODCALLTYPE get_PathName(BSTR* path) override;
   HRESULT STDMETHODCALLTYPE get_Type(LONG* type) override;
-  // Writes the content to a new file at `path`, which is read up to its NUL, so a plain buffer
-  // works as well as a BSTR. E_ACCESSDENIED if the file can't be created, E_FAIL if writing fails.
+  // Writes the content to a new file at `path`, which must be a BSTR: its own length counts.
+  // E_ACCESSDENIED if the file can't be created, E_FAIL if writing fails.
   HRESULT STDMETHODCALLTYPE SaveAsFile(BSTR path) override;
   std::string Label() const override;
 

@@ -198,6 +198,7 @@ void HostCalls::ClearFaults() {
 
 // The most specific fault wins.
 std::optional<HostFault> HostCalls::Enter(std::string_view name) {
+  if (onEnter) onEnter(name);
   auto& [known, entry] = At(m_byName, name);
   ++m_total;
   ++entry.count;

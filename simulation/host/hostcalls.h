@@ -20,6 +20,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <optional>
 #include <string_view>
@@ -82,11 +83,53 @@ class HostCalls {
   // and finds 0 here has tested nothing.
   std::uint64_t FaultsGiven() const { return m_faultsGiven; }
 
-  // For the simulated host's objects: notes one call and returns the fault to answer it with, if
-  // there is one.
-  std::optional<HostFault> Enter(std::string_view name);
+  // Called with the name of each call before the host does its work, and after the work. A host
+  // pumps messages during a call, so `onEnter` may fire events.
+  std::function<void(std::string_view name)> onEnter;
+  std::function<void()> onLeave;
+  // The reverse: called before the host calls the add-in, by an event or by the add-in's contract,
+  // and after that call.
+  std::function<void()> onCallAddIn;
+  std::function<void()> onAddInReturned;
+
+  // For the simulated host's objects: one call from its beginning to its end.
+  class Call {
+   public:
+    Call(HostCalls& calls, std::string_view name) : m_calls(calls), m_fault(calls.Enter(name)) {}
+    ~Call() {
+      if (m_calls.onLeave) m_calls.onLeave();
+    }
+    Call(const Call&) = delete;
+    Call& operator=(const Call&) = delete;
+
+    // The fault to answer the call with, if there is one.
+    const std::optional<HostFault>& Fault() const { return m_fault; }
+
+   private:
+    HostCalls& m_calls;
+    std::optional<HostFault> m_fault;
+  };
+
+  // For the simulated host: one call of the add-in.
+  class AddInCall {
+   public:
+    explicit AddInCall(HostCalls& calls) : m_calls(calls) {
+      if (m_calls.onCallAddIn) m_calls.onCallAddIn();
+    }
+    ~AddInCall() {
+      if (m_calls.onAddInReturned) m_calls.onAddInReturned();
+    }
+    AddInCall(const AddInCall&) = delete;
+    AddInCall& operator=(const AddInCall&) = delete;
+
+   private:
+    HostCalls& m_calls;
+  };
 
  private:
+  // Notes one call and returns the fault to answer it with.
+  std::optional<HostFault> Enter(std::string_view name);
+
   struct ByName {
     std::uint64_t count = 0;
     std::optional<HostFault> each;

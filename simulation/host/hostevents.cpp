@@ -105,8 +105,14 @@ FiredResults HostConnectionPoint::Fire(DISPID dispid, std::initializer_list<VARI
                     [&](const Connection& each) { return each.cookie == connection.cookie; });
     if (!still) continue;
     const HeldSink held(connection.sink);
-    results.push_back(connection.sink->Invoke(dispid, kNoInterface, 0, DISPATCH_METHOD, &parameters,
-                                              nullptr, nullptr, nullptr));
+    const HostCorePointer core = SharedCore();  // the sink may end everything else
+    HRESULT result = S_OK;
+    {
+      const HostCalls::AddInCall call(core->calls);
+      result = connection.sink->Invoke(dispid, kNoInterface, 0, DISPATCH_METHOD, &parameters,
+                                       nullptr, nullptr, nullptr);
+    }
+    results.push_back(result);
   }
   return results;
 }

@@ -101,7 +101,9 @@ class HostObjectBase {
   // fault, does the work. A null `place` gives E_POINTER.
   template <typename Out, typename Work>
   HRESULT Answer(std::string_view call, Out* place, Work work) {
-    const std::optional<HostFault> fault = m_core->calls.Enter(call);
+    const HostCorePointer core = m_core;  // events inside the call may end this object
+    const HostCalls::Call current(core->calls, call);
+    const std::optional<HostFault>& fault = current.Fault();
     if (place == nullptr) return E_POINTER;
     // A failing call leaves a number as the caller had it, and sets a pointer to null.
     if (std::is_pointer_v<Out> || (fault && fault->result == S_OK)) *place = Out{};
@@ -113,7 +115,9 @@ class HostObjectBase {
   // The same for a call that returns nothing but its result.
   template <typename Work>
   HRESULT Answer(std::string_view call, Work work) {
-    const std::optional<HostFault> fault = m_core->calls.Enter(call);
+    const HostCorePointer core = m_core;
+    const HostCalls::Call current(core->calls, call);
+    const std::optional<HostFault>& fault = current.Fault();
     if (fault && !fault->DoesTheWork()) return fault->result;
     const HRESULT result = work();
     return fault ? fault->result : result;

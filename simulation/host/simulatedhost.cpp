@@ -42,8 +42,11 @@ HRESULT SimulatedHost::Connect(_IDTExtensibility2* addIn, ext_ConnectMode mode) 
   if (m_addIn != nullptr) return E_UNEXPECTED;
   addIn->AddRef();
   SAFEARRAY* custom = nullptr;
-  const HRESULT result =
-      addIn->OnConnection(m_application.Get(), mode, m_addInEntry.Get(), &custom);
+  HRESULT result = S_OK;
+  {
+    const HostCalls::AddInCall call(Calls());
+    result = addIn->OnConnection(m_application.Get(), mode, m_addInEntry.Get(), &custom);
+  }
   if (FAILED(result)) {
     addIn->Release();
     return result;
@@ -58,7 +61,11 @@ HRESULT SimulatedHost::Disconnect(ext_DisconnectMode mode) {
   if (m_addIn == nullptr) return E_UNEXPECTED;
   SAFEARRAY* custom = nullptr;
   if (mode == ext_dm_HostShutdown) m_addIn->OnBeginShutdown(&custom);
-  const HRESULT result = m_addIn->OnDisconnection(mode, &custom);
+  HRESULT result = S_OK;
+  {
+    const HostCalls::AddInCall call(Calls());
+    result = m_addIn->OnDisconnection(mode, &custom);
+  }
   std::exchange(m_addIn, nullptr)->Release();
   return result;
 }

@@ -334,10 +334,9 @@ class HostSaving : public testing::Test {
   HRESULT Save(const std::string& content, const std::filesystem::path& path) {
     mail::MailModel model;
     model.attachments.push_back({1, "a", std::nullopt, content});
-    platform::WideString wide = Utf8ToWide(path.string());
-    // A plain buffer without a length prefix, and with more text after the NUL.
-    wide.append({0, 'x', 'y'});
-    return AttachmentAt(m_host.CreateMail(model), 1)->SaveAsFile(wide.data());
+    const platform::WideString wide = Utf8ToWide(path.string());
+    const platform::Bstr text(SysAllocStringLen(wide.data(), static_cast<UINT>(wide.size())));
+    return AttachmentAt(m_host.CreateMail(model), 1)->SaveAsFile(text.Get());
   }
 
   static std::string Content(const std::filesystem::path& path) {

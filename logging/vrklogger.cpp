@@ -4,6 +4,7 @@
 #include <cstring>
 #include <iterator>
 #include <memory>
+#include <new>
 #include <string_view>
 #include <utility>
 
@@ -35,7 +36,11 @@ void Offer(const CModuleLogInfo& module, int level, const char* text) {
        wrapper = wrapper->m_pNext) {
     if (wrapper->m_bEnabled == 0 || wrapper->m_pStream == nullptr) continue;
     if ((wrapper->m_uMask & static_cast<std::uint32_t>(level)) == 0) continue;
-    wrapper->m_pStream->Write(text);
+    try {
+      wrapper->m_pStream->Write(text);
+    } catch (const std::bad_alloc&) {
+      // This stream loses the line. The work that is being logged goes on.
+    }
   }
 }
 

@@ -30,6 +30,9 @@ struct ModuleImageOperations {
   void (*LeaveLock)(ModuleLock lock);
   void (*DeleteLock)(ModuleLock lock);
 
+  // Keeps the library that contains `address` loaded until the process ends. False on failure.
+  bool (*PinModule)(const void* address);
+
   // Encode a long-lived pointer so that overwritten memory is unlikely to become a call. Each
   // undoes the other, in the same process.
   void* (*EncodePointer)(void* pointer);

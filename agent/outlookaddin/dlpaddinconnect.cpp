@@ -7,12 +7,15 @@
 #include "agent/outlookaddin/dlpinspectorevent.h"
 #include "agent/outlookaddin/dlpmailevent.h"
 #include "agent/outlookaddin/eventconnection.h"
+#include "agent/outlookaddin/hostborder.h"
 #include "agent/outlookaddin/hostcalls.h"
 #include "agent/outlookaddin/outlookversion.h"
 #include "logging/vrklogger.h"
 #include "platform/com/bstr.h"
+#include "platform/moduleimage.h"
 #include "text/textconversion.h"
 
+using outlookaddin::EndExceptions;
 using outlookaddin::PositionVariant;
 using platform::Bstr;
 using platform::ComPtr;
@@ -64,13 +67,17 @@ platform::WideString Caption(_Inspector* inspector) {
   return platform::WideString(caption.View());
 }
 
+HRESULT STDMETHODCALLTYPE HandleNewInspector(CDlpAddinConnect* addIn, IDispatch* inspector) {
+  return EndExceptions("NewInspector", [=] { return addIn->NewInspector(inspector); });
+}
+
 }  // namespace
 
 const platform::EventRow* CDlpAddinConnect::Events() {
   static constexpr platform::EventCallForm kForm = {CC_STDCALL, VT_EMPTY, 1, {VT_DISPATCH}};
   static const platform::EventRow kRows[] = {
       {1, &GUID_00063079, outlookaddin::kDispidNewInspector,
-       platform::HandlerSlot(&CDlpAddinConnect::NewInspector), &kForm},
+       platform::HandlerAddress(&HandleNewInspector), &kForm},
       {}};
   return kRows;
 }
@@ -81,6 +88,13 @@ CDlpAddinConnect::CDlpAddinConnect() {
 
 HRESULT STDMETHODCALLTYPE CDlpAddinConnect::OnConnection(IDispatch* Application, ext_ConnectMode,
                                                          IDispatch* AddInInst, SAFEARRAY**) {
+  return EndExceptions("OnConnection", [&] {
+    Connect(Application, AddInInst);
+    return S_OK;
+  });
+}
+
+void CDlpAddinConnect::Connect(IDispatch* Application, IDispatch* AddInInst) {
   g_logger.LoadConfig();
   g_logger.Log(kLogModule, kLogInfo, "DLP Addin attached.");
   platform::QueryFor(Application, IID_IDispatch, &m_pApplication);
@@ -90,26 +104,45 @@ HRESULT STDMETHODCALLTYPE CDlpAddinConnect::OnConnection(IDispatch* Application,
 
   const ComPtr<_Inspectors> inspectors = Inspectors(m_spOutlook.Get());
   outlookaddin::SubscribeSink(inspectors.Get(), this, GUID_00063079);
-  ScanInspectors();
-  TrackExplorers(m_spOutlook.Get());
+  try {
+    ScanInspectors();
+    TrackExplorers(m_spOutlook.Get());
+  } catch (...) {
+    // The host drops an add-in that failed to connect, and doesn't call OnDisconnection.
+    Unsubscribe();
+    throw;
+  }
 
+  // From here on timer and sinks call into the library for as long as the process lives.
+  platform::moduleImage.PinModule(reinterpret_cast<const void*>(&outlookaddin::OnScanTimer));
   g_logger.Log(kLogModule, kLogInfo, "Start timer to monitor the inspector change.");
   platform::ui.SetTimer(nullptr, 0, kScanInterval, outlookaddin::OnScanTimer);
-  return S_OK;
 }
 
-HRESULT STDMETHODCALLTYPE CDlpAddinConnect::OnDisconnection(ext_DisconnectMode, SAFEARRAY**) {
-  // This stops no timer: the one that OnConnection started has no window, and the system chose its
-  // identifier. It fires for as long as the thread pumps messages.
-  platform::ui.KillTimer(platform::ui.GetActiveWindow(), reinterpret_cast<std::uintptr_t>(this));
-  g_logger.Log(kLogModule, kLogInfo, "Kill the monitoring timer.");
-
+void CDlpAddinConnect::Unsubscribe() {
   const ComPtr<_Inspectors> inspectors = Inspectors(m_spOutlook.Get());
   UnadviseEvents(inspectors.Get(), GUID_00063079, m_dwEventCookie);
   m_dwEventCookie = platform::kNoEventCookie;
-  m_pApplication.Reset();
+}
+
+void CDlpAddinConnect::FinalRelease() {
+  std::vector<platform::WideString>().swap(m_knownCaptions);
+  m_spOutlook.Reset();
   m_pAddInInst.Reset();
-  return S_OK;
+  m_pApplication.Reset();
+}
+
+HRESULT STDMETHODCALLTYPE CDlpAddinConnect::OnDisconnection(ext_DisconnectMode, SAFEARRAY**) {
+  return EndExceptions("OnDisconnection", [this] {
+    // This stops no timer: the one that OnConnection started has no window, and the system chose
+    // its identifier. It fires for as long as the thread pumps messages.
+    platform::ui.KillTimer(platform::ui.GetActiveWindow(), reinterpret_cast<std::uintptr_t>(this));
+    g_logger.Log(kLogModule, kLogInfo, "Kill the monitoring timer.");
+    Unsubscribe();
+    m_pApplication.Reset();
+    m_pAddInInst.Reset();
+    return S_OK;
+  });
 }
 
 HRESULT STDMETHODCALLTYPE CDlpAddinConnect::OnAddInsUpdate(SAFEARRAY**) {
@@ -146,12 +179,11 @@ void CDlpAddinConnect::TrackExplorers(_Application* outlook) {
     ComPtr<_Explorer> explorer;
     if (FAILED(explorers->Item(PositionVariant(position), explorer.Put()))) explorer.Reset();
     // Without an explorer Initialize fails, as it does for one that refuses the subscription.
-    auto* const sink = new DlpExplorerEvent_10(explorer.Get());
-    if (SUCCEEDED(sink->Initialize(explorer.Get()))) {
-      g_logger.Log(kLogModule, kLogInfo, "Initialize success");
-    } else {
-      sink->Release();
-    }
+    ComPtr<DlpExplorerEvent_10> sink(new DlpExplorerEvent_10(explorer.Get()));
+    if (FAILED(sink->Initialize(explorer.Get()))) continue;
+    // Its count stays 1, so nothing ends it.
+    sink.Detach();
+    g_logger.Log(kLogModule, kLogInfo, "Initialize success");
   }
 }
 
@@ -167,9 +199,14 @@ HRESULT STDMETHODCALLTYPE CDlpAddinConnect::NewInspector(IDispatch* inspector) {
   if (!mail) return S_OK;
   DlpMailEvent* const mailEvent = DlpMailEvent::Attach(mail.Get());
   if (mailEvent == nullptr) return S_OK;
-  // Never freed: the window's connection may call it at any time.
-  auto* const inspectorEvent = new DlpInspectorEvent(mailEvent);
-  outlookaddin::SubscribeSink(window.Get(), inspectorEvent, GUID_0006307d);
+  try {
+    // Never freed: the window's connection may call it at any time.
+    auto* const inspectorEvent = new DlpInspectorEvent(mailEvent);
+    outlookaddin::SubscribeSink(window.Get(), inspectorEvent, GUID_0006307d);
+  } catch (...) {
+    mailEvent->Destroy();
+    throw;
+  }
   return S_OK;
 }
 
@@ -212,5 +249,8 @@ bool CDlpAddinConnect::IsKnown(platform::WideStringView caption) const {
 
 void QV_STDCALL outlookaddin::OnScanTimer(platform::Window, std::uint32_t, std::uintptr_t,
                                           std::uint32_t) {
-  g_pAddinConnect->ScanInspectors();
+  EndExceptions("OnScanTimer", [] {
+    g_pAddinConnect->ScanInspectors();
+    return S_OK;
+  });
 }

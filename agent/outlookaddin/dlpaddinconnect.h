@@ -8,8 +8,11 @@
 //   ScanInspectors          at connection and every second: windows that no event announced
 //   OnInlineResponseCreate  the user begins a reply inside an explorer (DlpExplorerEvent_10)
 //
-// The host makes every call on its main thread, events and timer included; nothing is locked. The
-// host learns of no failure: an add-in that couldn't subscribe goes on with fewer events.
+// The host makes every call on its main thread, events and timer included; nothing is locked. A
+// failing call of the host costs the add-in some events at most; it goes on with the others.
+//
+// No method lets an exception out (hostborder.h), except NewInspector and ScanInspectors, which the
+// event table and the timer call through a guard.
 #pragma once
 
 #include <cstdint>
@@ -43,12 +46,18 @@ class CDlpAddinConnect
   // The event table: NewInspector.
   static const platform::EventRow* Events();
 
+  // The timer may call the object after its last Release. It then finds an object that holds
+  // nothing.
+  static constexpr bool kStaysReadable = true;
+  void FinalRelease();
+
   // Sets g_pAddinConnect to the new object.
   CDlpAddinConnect();
 
-  // Starts everything. Returns S_OK even if a step failed. Throws CAtlException(E_FAIL) if the
-  // object is already subscribed. After OnDisconnection it may be called again: every step repeats,
-  // and a second timer runs beside the first.
+  // Starts everything, and pins the library: timer and sinks call into it until the process ends.
+  // Returns S_OK even if a step failed, E_FAIL if the object is already subscribed, and
+  // E_OUTOFMEMORY. After OnDisconnection it may be called again: every step repeats, and a second
+  // timer runs beside the first.
   HRESULT STDMETHODCALLTYPE OnConnection(IDispatch* Application, ext_ConnectMode ConnectMode,
                                          IDispatch* AddInInst, SAFEARRAY** custom) override;
   // Unsubscribes from the inspectors and releases the two objects that OnConnection was given. The
@@ -73,6 +82,10 @@ class CDlpAddinConnect
   ~CDlpAddinConnect() = default;
 
  private:
+  // OnConnection, with exceptions.
+  void Connect(IDispatch* Application, IDispatch* AddInInst);
+  // Ends the subscription to the inspectors.
+  void Unsubscribe();
   // The version code, see g_outlookVersionCode. Logs the two latest versions.
   static std::int32_t ReadVersion(_Application* outlook);
   // Makes a sink for each open explorer.
@@ -89,13 +102,14 @@ class CDlpAddinConnect
   std::vector<platform::WideString> m_knownCaptions;
 };
 
-// The object that was made last. The timer's callback has no argument to find it by. Not cleared
-// when the object is destroyed.
+// The object that was made last. The timer's callback has no argument to find it by. It is never
+// cleared, and the object's memory is never freed.
 extern CDlpAddinConnect* g_pAddinConnect;
 
 namespace outlookaddin {
 
-// The timer's callback: g_pAddinConnect->ScanInspectors(). Ignores its arguments.
+// The timer's callback: g_pAddinConnect->ScanInspectors(). Ignores its arguments and lets no
+// exception out.
 void QV_STDCALL OnScanTimer(platform::Window window, std::uint32_t message,
                             std::uintptr_t identifier, std::uint32_t tick);
 

@@ -1,17 +1,29 @@
 #include "agent/outlookaddin/dlpexplorerevent.h"
 
+#include <new>
+
 #include "agent/outlookaddin/dlpmailevent.h"
 #include "agent/outlookaddin/eventconnection.h"
+#include "agent/outlookaddin/hostborder.h"
 #include "logging/vrklogger.h"
 #include "platform/com/comerror.h"
 
 using platform::ComPtr;
 
+namespace {
+
+HRESULT STDMETHODCALLTYPE HandleInlineResponse(DlpExplorerEvent_10* sink, IDispatch* item) {
+  return outlookaddin::EndExceptions("OnInlineResponseCreate",
+                                     [=] { return sink->OnInlineResponseCreate(item); });
+}
+
+}  // namespace
+
 const platform::EventRow* DlpExplorerEvent_10::Events() {
   static constexpr platform::EventCallForm kForm = {CC_STDCALL, VT_EMPTY, 1, {VT_DISPATCH}};
   static const platform::EventRow kRows[] = {
       {3, &GUID_0006300f, outlookaddin::kDispidInlineResponse,
-       platform::HandlerSlot(&DlpExplorerEvent_10::OnInlineResponseCreate), &kForm},
+       platform::HandlerAddress(&HandleInlineResponse), &kForm},
       {}};
   return kRows;
 }
@@ -78,7 +90,12 @@ HRESULT DlpExplorerEvent_10::Uninitialize() {
   if (!m_spExplorer) return S_OK;
   // A new sink's cookie belongs to no connection. The new sink keeps its first count, and with it a
   // reference to the explorer: destroying it would call this function again.
-  auto* const further = new DlpExplorerEvent_10(m_spExplorer.Get());
+  // It must not throw: the destructor calls this.
+  auto* const further = new (std::nothrow) DlpExplorerEvent_10(m_spExplorer.Get());
+  if (further == nullptr) {
+    m_spExplorer.Reset();
+    return E_OUTOFMEMORY;
+  }
   further->AddRef();
   const HRESULT hr = UnadviseEvents(m_spExplorer.Get(), GUID_0006300f, further->m_dwEventCookie);
   further->m_dwEventCookie = platform::kNoEventCookie;

@@ -34,17 +34,18 @@ class DlpExplorerEvent_10 final
   ULONG STDMETHODCALLTYPE Release() override;
 
   // The host's event. Puts a DlpMailEvent on the explorer's current inline reply and ignores its
-  // argument. Returns 0. Throws CAtlException(E_POINTER) if there is no explorer.
+  // argument. Returns 0. Throws CAtlException(E_POINTER) if there is no explorer, and
+  // std::bad_alloc.
   virtual HRESULT STDMETHODCALLTYPE OnInlineResponseCreate(IDispatch* item);
   // Called when the subscription has succeeded. Does nothing and returns 0.
   virtual HRESULT STDMETHODCALLTYPE OnInitialized();
 
   // Subscribes a second object to the events of `explorer`. Returns S_OK or the failure of
-  // AdviseEvents.
+  // AdviseEvents. Throws std::bad_alloc.
   HRESULT Initialize(IDispatch* explorer);
   // Releases the explorer. It tries to unsubscribe with a cookie that belongs to no connection, so
-  // the second object's subscription remains. Returns the result of that UnadviseEvents, or 0 if
-  // the explorer was released before.
+  // the second object's subscription remains. Returns the result of that UnadviseEvents, 0 if the
+  // explorer was released before, or E_OUTOFMEMORY.
   HRESULT Uninitialize();
 
  private:

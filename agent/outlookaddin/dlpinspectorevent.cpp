@@ -3,13 +3,22 @@
 #include <utility>
 
 #include "agent/outlookaddin/dlpmailevent.h"
+#include "agent/outlookaddin/hostborder.h"
 #include "logging/vrklogger.h"
+
+namespace {
+
+HRESULT STDMETHODCALLTYPE HandleClose(DlpInspectorEvent* sink) {
+  return outlookaddin::EndExceptions("OnInspectorClose", [=] { return sink->OnInspectorClose(); });
+}
+
+}  // namespace
 
 const platform::EventRow* DlpInspectorEvent::Events() {
   static constexpr platform::EventCallForm kForm = {CC_STDCALL, VT_EMPTY, 0, {}};
   static const platform::EventRow kRows[] = {
       {2, &GUID_0006307d, outlookaddin::kDispidInspectorClose,
-       platform::HandlerSlot(&DlpInspectorEvent::OnInspectorClose), &kForm},
+       platform::HandlerAddress(&HandleClose), &kForm},
       {}};
   return kRows;
 }
@@ -18,6 +27,6 @@ HRESULT STDMETHODCALLTYPE DlpInspectorEvent::OnInspectorClose() {
   g_logger.Log(kLogModule, kLogInfo, "OnInspectorClose");
   if (m_bClosed) return S_OK;
   m_bClosed = true;
-  delete std::exchange(m_pMailEvent, nullptr);
+  if (DlpMailEvent* const mailEvent = std::exchange(m_pMailEvent, nullptr)) mailEvent->Destroy();
   return S_OK;
 }

@@ -23,8 +23,8 @@ class DlpInspectorEvent final : public IDispEventSimpleImpl<2, DlpInspectorEvent
   DlpInspectorEvent(const DlpInspectorEvent&) = delete;
   DlpInspectorEvent& operator=(const DlpInspectorEvent&) = delete;
 
-  // The host's Close event. The first one destroys the sink on the mail, later ones do nothing.
-  // Returns 0.
+  // The host's Close event. The first one destroys the sink on the mail, later ones do nothing. If
+  // the sink is checking its mail, it is destroyed when the check has ended. Returns 0.
   virtual HRESULT STDMETHODCALLTYPE OnInspectorClose();
 
  private:

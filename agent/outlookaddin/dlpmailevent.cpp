@@ -3,11 +3,13 @@
 #include <cstdio>
 
 #include "agent/outlookaddin/eventconnection.h"
+#include "agent/outlookaddin/hostborder.h"
 #include "agent/outlookaddin/verdictcache.h"
 #include "channel/agentchannel.h"
 #include "config/profilereader.h"
 #include "logging/vrklogger.h"
 #include "platform/clock.h"
+#include "platform/com/comptr.h"
 #include "platform/files.h"
 #include "platform/folders.h"
 #include "platform/ui.h"
@@ -26,25 +28,66 @@ std::string PointerText(const void* pointer) {
   return text;
 }
 
-// A path that the file system's narrow calls would cut might name another file: it isn't deleted.
-void DeleteTempFile(const std::string& path) {
-  if (path.size() < platform::kMaxPath) platform::files.DeleteFileA(path.c_str());
+using PathBuffer = char[platform::kMaxPath];
+
+// Writes the path of `name` in a directory. Returns false if it doesn't fit: a path that is cut
+// might name another file.
+bool JoinPath(const char* directory, const char* name, PathBuffer& path) {
+  const int length = std::snprintf(path, sizeof(path), "%s%s", directory, name);
+  return length >= 0 && length < static_cast<int>(sizeof(path));
+}
+
+void DeleteIn(const char* directory, const char* name) {
+  PathBuffer path;
+  if (JoinPath(directory, name, path)) platform::files.DeleteFileA(path);
+}
+
+// Shows the wait cursor while it exists.
+class WaitCursor {
+ public:
+  WaitCursor()
+      : m_previous(platform::ui.SetCursor(platform::ui.LoadCursorW(platform::kWaitCursor))) {}
+  ~WaitCursor() { platform::ui.SetCursor(m_previous); }
+  WaitCursor(const WaitCursor&) = delete;
+  WaitCursor& operator=(const WaitCursor&) = delete;
+
+ private:
+  platform::Cursor m_previous;
+};
+
+HRESULT STDMETHODCALLTYPE HandleSend(DlpMailEvent* sink, VARIANT_BOOL* cancel) {
+  return outlookaddin::EndExceptions("OnMailSend", [=] { return sink->OnMailSend(cancel); });
 }
 
 }  // namespace
+
+class DlpMailEvent::Running {
+ public:
+  explicit Running(DlpMailEvent* sink) : m_sink(sink) { ++m_sink->m_running; }
+  ~Running() {
+    if (--m_sink->m_running == 0 && m_sink->m_isDestroyed) delete m_sink;
+  }
+  Running(const Running&) = delete;
+  Running& operator=(const Running&) = delete;
+
+ private:
+  DlpMailEvent* m_sink;
+};
 
 const platform::EventRow* DlpMailEvent::Events() {
   static constexpr platform::EventCallForm kSendForm = {
       CC_STDCALL, VT_EMPTY, 1, {VT_BOOL | VT_BYREF}};
   static const platform::EventRow kRows[] = {
       {4, &outlookaddin::IID_ItemEvents, outlookaddin::kDispidSend,
-       platform::HandlerSlot(&DlpMailEvent::OnMailSend), &kSendForm},
+       platform::HandlerAddress(&HandleSend), &kSendForm},
       {}};
   return kRows;
 }
 
 DlpMailEvent* DlpMailEvent::Attach(_MailItem* item) {
+  platform::ComPtr<_MailItem> reference(item);
   auto* const mailEvent = new DlpMailEvent(item);
+  reference.Detach();
   const HRESULT hr = outlookaddin::SubscribeSink(item, mailEvent, outlookaddin::IID_ItemEvents);
   return SUCCEEDED(hr) ? mailEvent : nullptr;
 }
@@ -58,6 +101,8 @@ DlpMailEvent::DlpMailEvent(_MailItem* item) : m_pMailItem(item) {
 }
 
 DlpMailEvent::~DlpMailEvent() {
+  // A Send that the host fires inside the calls below must not delete the sink again.
+  ++m_running;
   if (m_pMailItem != nullptr) {
     UnadviseEvents(m_pMailItem, outlookaddin::IID_ItemEvents, m_dwEventCookie);
     m_dwEventCookie = platform::kNoEventCookie;
@@ -70,13 +115,18 @@ DlpMailEvent::~DlpMailEvent() {
   g_logger.Log(kLogModule, kLogInfo, "[%s] called @%d.", "DlpMailEvent::~DlpMailEvent", 804);
 }
 
+void DlpMailEvent::Destroy() {
+  m_isDestroyed = true;
+  if (m_running == 0) delete this;
+}
+
 HRESULT STDMETHODCALLTYPE DlpMailEvent::OnMailOther() {
   return S_OK;
 }
 
 HRESULT STDMETHODCALLTYPE DlpMailEvent::OnMailSend(VARIANT_BOOL* Cancel) {
-  const platform::Cursor previous =
-      platform::ui.SetCursor(platform::ui.LoadCursorW(platform::kWaitCursor));
+  const Running running(this);
+  const WaitCursor cursor;
   LONG result = channel::kActionNothingDecided;
   // A block is never taken over: the user may have changed the mail since.
   if (!IsMailChecked(m_pMailItem, &result) || result == channel::kActionBlock) {
@@ -90,7 +140,6 @@ HRESULT STDMETHODCALLTYPE DlpMailEvent::OnMailSend(VARIANT_BOOL* Cancel) {
     if (Cancel != nullptr) *Cancel = 1;
   }
   MarkMailChecked(m_pMailItem, result);
-  platform::ui.SetCursor(previous);
   return S_OK;
 }
 
@@ -117,6 +166,15 @@ int DlpMailEvent::MarkMailChecked(_MailItem* item, LONG result) {
 }
 
 ActionCode DlpMailEvent::CheckEmail(_MailItem* item) {
+  try {
+    return RunStages(item);
+  } catch (...) {
+    CleanTempFiles();
+    throw;
+  }
+}
+
+ActionCode DlpMailEvent::RunStages(_MailItem* item) {
   GetAgentChannel()->m_bChallengeResponse = ReadChallengeSetting();
 
   const ActionCode recipientResult = CheckRecipients(item);
@@ -171,20 +229,19 @@ ActionCode DlpMailEvent::CheckContentStages(_MailItem* item) {
 }
 
 void DlpMailEvent::CleanTempFiles() {
-  char buffer[platform::kMaxPath] = {};
-  platform::folders.GetTempPathA(sizeof(buffer), buffer);
-  buffer[sizeof(buffer) - 1] = '\0';
-  const std::string directory = buffer;
-  DeleteTempFile(directory + channel::kBodyFile);
-  DeleteTempFile(directory + channel::kSubjectFile);
+  PathBuffer directory = {};
+  platform::folders.GetTempPathA(sizeof(directory), directory);
+  directory[sizeof(directory) - 1] = '\0';
+  DeleteIn(directory, channel::kBodyFile);
+  DeleteIn(directory, channel::kSubjectFile);
 
-  const std::string pattern = directory + channel::kAttachmentFilePattern;
-  if (pattern.size() >= platform::kMaxPath) return;
+  PathBuffer pattern;
+  if (!JoinPath(directory, channel::kAttachmentFilePattern, pattern)) return;
   platform::FindData found = {};
-  const platform::Handle listing = platform::files.FindFirstFileA(pattern.c_str(), &found);
+  const platform::Handle listing = platform::files.FindFirstFileA(pattern, &found);
   if (listing == platform::kInvalidHandle) return;
   do {
-    DeleteTempFile(directory + found.cFileName);
+    DeleteIn(directory, found.cFileName);
   } while (platform::files.FindNextFileA(listing, &found));
   platform::files.FindClose(listing);
 }

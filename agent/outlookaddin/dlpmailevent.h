@@ -37,18 +37,23 @@ class DlpMailEvent final
   // The event table: OnMailSend.
   static const platform::EventRow* Events();
 
-  // Makes a sink for `item` and subscribes it. The sink takes over one reference to the item that
-  // the caller got from the host and must not release. Returns null if the subscription failed; the
-  // sink then stays allocated, unconnected and without an owner.
+  // Makes a sink for `item` and subscribes it. Takes over one reference to the item that the caller
+  // got from the host and must not release. Returns null if the subscription failed; the sink then
+  // stays allocated, unconnected and without an owner. Throws std::bad_alloc.
   static DlpMailEvent* Attach(_MailItem* item);
 
   // Calls nothing on `item` and takes over one reference to it, which the destructor releases. A
-  // sink on null owns nothing and can't check a mail.
+  // sink on null holds nothing, and its OnMailSend must not be called.
   explicit DlpMailEvent(_MailItem* item);
 
   // Unsubscribes the sink and releases the item. Not virtual: the host knows the object by its
-  // slots, and only the owner of the sink destroys it.
+  // slots.
   ~DlpMailEvent();
+
+  // For the owner of a sink that Attach made: deletes it. A sink whose OnMailSend is running is
+  // deleted when that returns; host calls may pump messages, so a window can close during the check
+  // of its own mail.
+  void Destroy();
 
   DlpMailEvent(const DlpMailEvent&) = delete;
   DlpMailEvent& operator=(const DlpMailEvent&) = delete;
@@ -57,7 +62,8 @@ class DlpMailEvent final
   virtual HRESULT STDMETHODCALLTYPE OnMailOther();
 
   // The host's Send event. Stores 1 through `Cancel` to keep the mail open and otherwise leaves it
-  // unchanged. Returns 0. Throws _com_error if an address entry doesn't tell its identity.
+  // unchanged. Returns 0. Throws _com_error if an address entry doesn't tell its identity, and
+  // std::bad_alloc; the cursor is then restored and the temporary files are deleted.
   virtual HRESULT STDMETHODCALLTYPE OnMailSend(VARIANT_BOOL* Cancel);
 
   // Erases every verdict that is too old, of any mail, then looks for one of `item`. Returns true
@@ -85,6 +91,7 @@ class DlpMailEvent final
   ActionCode CheckAttachments(_MailItem* item);
 
   // Deletes the files that the stages left in the temporary directory, in this check or earlier.
+  // Allocates no memory.
   void CleanTempFiles();
 
   // Writes the header that marks the mail as sensitive. Returns false if it couldn't.
@@ -108,6 +115,11 @@ class DlpMailEvent final
   static std::uint32_t GetAttachmentTempPath(platform::WideChar* buffer, std::uint32_t capacity);
 
  private:
+  // Counts a running OnMailSend, and deletes the sink at its end if Destroy was called meanwhile.
+  class Running;
+
+  // CheckEmail, without the clean-up after an exception.
+  ActionCode RunStages(_MailItem* item);
   // The setting of the agent that lengthens every wait for an answer.
   bool ReadChallengeSetting() const;
   // The stages after the envelope, until one is decisive.
@@ -116,4 +128,6 @@ class DlpMailEvent final
   _MailItem* m_pMailItem;
   std::string m_strProfilePath;    // ANSI
   std::string m_strSignaturePath;  // ANSI; empty if no image is waiting for CheckSignature
+  int m_running = 0;               // calls of OnMailSend
+  bool m_isDestroyed = false;      // Destroy was called
 };

@@ -1,6 +1,7 @@
 // The attachments of a mail. The agent gets paths, never bytes: the path of a temporary copy for an
 // attachment inside the mail, the path of the file itself for one that the mail only refers to.
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <string>
 
@@ -54,8 +55,17 @@ Walk CheckReferencedFile(Attachment* attachment, ActionCode* result) {
 }
 
 Walk CheckSavedCopy(Attachment* attachment, const Bstr& fileName, ActionCode* result) {
-  WideChar path[kCopyPathCapacity] = {};
+  // SaveAsFile takes a BSTR, so the text has its length in bytes in front, and the alignment of
+  // one.
+  struct {
+    alignas(8) std::uint32_t unused;
+    std::uint32_t bytes;
+    WideChar text[kCopyPathCapacity];
+  } buffer = {};
+  static_assert(offsetof(decltype(buffer), text) == offsetof(decltype(buffer), bytes) + 4);
+  WideChar* const path = buffer.text;
   const std::uint32_t length = DlpMailEvent::GetAttachmentTempPath(path, kCopyPathCapacity);
+  buffer.bytes = length * static_cast<std::uint32_t>(sizeof(WideChar));
   if (FAILED(attachment->SaveAsFile(path))) return Walk::kGoOn;
   *result = GetAgentChannel()->CheckContentWide(path, length, channel::kItemFile, fileName.Get());
   // A read-only copy couldn't be deleted later.

@@ -31,6 +31,20 @@ bool SearchFolderAndLeaveItOpen(const std::string& folder, const std::string& na
   return false;
 }
 
+// Ends a listing, even one that couldn't be opened.
+class Listing {
+ public:
+  explicit Listing(Handle handle) : m_handle(handle) {}
+  ~Listing() { platform::files.FindClose(m_handle); }
+  Listing(const Listing&) = delete;
+  Listing& operator=(const Listing&) = delete;
+
+  bool Next(FindData* entry) const { return platform::files.FindNextFileA(m_handle, entry); }
+
+ private:
+  Handle m_handle;
+};
+
 bool IsCandidate(const FindData& entry) {
   return (entry.dwFileAttributes & platform::kFileAttributeDirectory) != 0 &&
          std::strcmp(entry.cFileName, ".") != 0 && std::strcmp(entry.cFileName, "..") != 0;
@@ -59,8 +73,7 @@ bool DlpMailEvent::FindSignatureFilePath(const std::string& imageName) {
   // If the folder can't be listed, the loop sees one entry without a name, then FindNextFileA
   // fails.
   FindData entry = {};
-  const Handle listing = platform::files.FindFirstFileA((root + "*").c_str(), &entry);
-  bool found = false;
+  const Listing listing(platform::files.FindFirstFileA((root + "*").c_str(), &entry));
   do {
     g_logger.Log(kLogModule, kLogInfo, "findFileData name %s.", entry.cFileName);
     if (!IsCandidate(entry)) continue;
@@ -69,11 +82,10 @@ bool DlpMailEvent::FindSignatureFilePath(const std::string& imageName) {
     if (SearchFolderAndLeaveItOpen(folder, imageName)) {
       m_strSignaturePath = folder + "\\" + imageName.c_str();
       g_logger.Log(kLogModule, kLogInfo, "Full signature path [%s]", m_strSignaturePath.c_str());
-      found = true;
+      return true;
     }
-  } while (!found && platform::files.FindNextFileA(listing, &entry));
-  platform::files.FindClose(listing);
-  return found;
+  } while (listing.Next(&entry));
+  return false;
 }
 
 ActionCode DlpMailEvent::CheckSignature() {

@@ -13,9 +13,11 @@ using platform::Bstr;
 
 namespace {
 
-// The text in UTF-8, up to its first NUL.
-std::string TextOf(const Bstr& property) {
-  return WideToUtf8(platform::WideStringView(property.Get()));
+// The text in UTF-8, up to its first NUL. Frees the property.
+std::string TakeText(Bstr* property) {
+  std::string text = WideToUtf8(platform::WideStringView(property->Get()));
+  property->Put();
+  return text;
 }
 
 ActionCode CheckText(const std::string& text, const char* file) {
@@ -33,7 +35,7 @@ ActionCode DlpMailEvent::CheckSubject(_MailItem* item) {
   }
   std::string text;
   if (subject) {
-    text = TextOf(subject);
+    text = TakeText(&subject);
     g_logger.Log(kLogModule, kLogInfo, "Mail subject: [%s]", text.c_str());
   } else {
     g_logger.Log(kLogModule, kLogWarn, "Empty mail subject might cause violation log trimmed.");
@@ -42,19 +44,23 @@ ActionCode DlpMailEvent::CheckSubject(_MailItem* item) {
 }
 
 ActionCode DlpMailEvent::CheckBody(_MailItem* item) {
-  Bstr body;
-  if (FAILED(item->get_Body(body.Put())) || !body) {
-    g_logger.Log(kLogModule, kLogErr, "Cannot get body, and don't check body.");
-    return channel::kActionNothingUsable;
+  ActionCode result = channel::kActionNothingUsable;
+  // A body may be large, so its text is freed before the HTML is read.
+  {
+    Bstr body;
+    if (FAILED(item->get_Body(body.Put())) || !body) {
+      g_logger.Log(kLogModule, kLogErr, "Cannot get body, and don't check body.");
+      return result;
+    }
+    const std::string text = TakeText(&body);
+    g_logger.Log(kLogModule, kLogInfo, "Body: %s", text.c_str());
+    result = CheckText(text, channel::kBodyFile);
   }
-  const std::string text = TextOf(body);
-  g_logger.Log(kLogModule, kLogInfo, "Body: %s", text.c_str());
-  const ActionCode result = CheckText(text, channel::kBodyFile);
 
   // The HTML body only serves to find a signature image. The agent never gets it.
   Bstr html;
   if (FAILED(item->get_HTMLBody(html.Put())) || !html) return result;
-  const std::string imageName = GetSignatureImageName(TextOf(html));
+  const std::string imageName = GetSignatureImageName(TakeText(&html));
   if (imageName.empty()) return result;
   g_logger.Log(kLogModule, kLogInfo, "Find signature image: [%s]", imageName.c_str());
   if (!FindSignatureFilePath(imageName)) {

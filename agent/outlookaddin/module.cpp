@@ -1,6 +1,7 @@
 #include "agent/outlookaddin/module.h"
 
 #include "agent/outlookaddin/dlpaddinconnect.h"
+#include "agent/outlookaddin/hostborder.h"
 
 namespace {
 
@@ -22,20 +23,23 @@ std::span<platform::ObjectMapEntry> CQuorvexModule::Objects() {
   return s_objects;
 }
 
+using outlookaddin::EndExceptions;
+
 CQuorvexModule g_module;
 
 HRESULT STDAPICALLTYPE DllCanUnloadNow() {
-  return g_module.DllCanUnloadNow();
+  return EndExceptions("DllCanUnloadNow", [] { return g_module.DllCanUnloadNow(); });
 }
 
 HRESULT STDAPICALLTYPE DllGetClassObject(REFCLSID clsid, REFIID iid, void** object) {
-  return g_module.DllGetClassObject(clsid, iid, object);
+  return EndExceptions("DllGetClassObject",
+                       [&] { return g_module.DllGetClassObject(clsid, iid, object); });
 }
 
 HRESULT STDAPICALLTYPE DllRegisterServer() {
-  return g_module.DllRegisterServer();
+  return EndExceptions("DllRegisterServer", [] { return g_module.DllRegisterServer(); });
 }
 
 HRESULT STDAPICALLTYPE DllUnregisterServer() {
-  return g_module.DllUnregisterServer();
+  return EndExceptions("DllUnregisterServer", [] { return g_module.DllUnregisterServer(); });
 }

@@ -1,7 +1,12 @@
 // The library as an in-process COM server: one creatable class, Connect, and its registration.
 //
 // The exported functions, declared in the order of their ordinals, are the library's only entry
-// points. None of them logs: OnConnection starts the log.
+// points. They log nothing but exceptions, and not even those before OnConnection has started the
+// log.
+//
+// Threads: any thread may call DllGetClassObject and DllCanUnloadNow. Registration changes the
+// locale of the calling thread while it runs and must not run twice at the same time. The class is
+// "Apartment": the host creates and calls an object, and receives its events, on one thread.
 #pragma once
 
 #include <span>

@@ -33,14 +33,26 @@ class CComMultiThreadModel {
   static LONG Decrement(Count& count) { return --count; }
 };
 
-// The reference count. It starts at 0; the creator's first QueryInterface makes it 1.
+// The reference count. It starts at 0: the creator adds the first reference.
+//
+// A class that must stay readable after its last Release sets kStaysReadable and gets no destructor
+// call: the object's memory is never freed, and FinalRelease is all that happens to it.
 template <class ThreadModel>
 class CComObjectRootEx {
  public:
+  static constexpr bool kStaysReadable = false;
+
   ULONG InternalAddRef() { return static_cast<ULONG>(ThreadModel::Increment(m_dwRef)); }
   ULONG InternalRelease() { return static_cast<ULONG>(ThreadModel::Decrement(m_dwRef)); }
 
+  // Called after the last Release. References that come and go meanwhile don't end the object
+  // again.
+  void FinalRelease() {}
+
  protected:
+  // A count that no number of references brings back to 0.
+  static constexpr LONG kEnding = 0x40000000;
+
   CComObjectRootEx() = default;
   ~CComObjectRootEx() = default;
 
@@ -94,7 +106,7 @@ template <class Base>
 class CComObject final : public Base {
  public:
   CComObject() { platform::LockModule(); }
-  virtual ~CComObject() { platform::UnlockModule(); }
+  virtual ~CComObject() { End(); }
 
   CComObject(const CComObject&) = delete;
   CComObject& operator=(const CComObject&) = delete;
@@ -105,8 +117,21 @@ class CComObject final : public Base {
   ULONG STDMETHODCALLTYPE AddRef() override { return this->InternalAddRef(); }
   ULONG STDMETHODCALLTYPE Release() override {
     const ULONG count = this->InternalRelease();
-    if (count == 0) delete this;
+    if (count == 0) {
+      if constexpr (Base::kStaysReadable) {
+        End();
+      } else {
+        delete this;
+      }
+    }
     return count;
+  }
+
+ private:
+  void End() {
+    this->m_dwRef = Base::kEnding;
+    this->FinalRelease();
+    platform::UnlockModule();
   }
 };
 
@@ -121,17 +146,18 @@ class CComCoClass {
     return CComClassFactory::Create(creator, iid, object);
   }
 
-  // Creates an object, for the object map. Returns CLASS_E_NOAGGREGATION for an outer unknown,
-  // E_OUTOFMEMORY if allocation fails, otherwise the result of QueryInterface. Destroys an object
-  // that doesn't support `iid`.
+  // The object map's instance creator. Returns CLASS_E_NOAGGREGATION for an outer unknown,
+  // E_OUTOFMEMORY if there is no memory, otherwise the result of QueryInterface. An object that
+  // doesn't answer `iid` ends at once.
   static HRESULT CreateInstance(IUnknown* outer, REFIID iid, void** object) {
     if (object == nullptr) return E_POINTER;
     *object = nullptr;
     if (outer != nullptr) return CLASS_E_NOAGGREGATION;
     auto* const created = new (std::nothrow) CComObject<Class>;
     if (created == nullptr) return E_OUTOFMEMORY;
+    created->AddRef();
     const HRESULT hr = created->QueryInterface(iid, object);
-    if (FAILED(hr)) delete created;
+    created->Release();
     return hr;
   }
 

@@ -223,9 +223,11 @@ UINT SysStringLen(BSTR text);
 void VariantInit(VARIANT* variant);
 HRESULT VariantClear(VARIANT* variant);
 
-// Calls the function at byte offset `vtableOffset` of the table of `instance`, with the given
-// arguments: at most 8 integers and pointers. Returns DISP_E_BADVARTYPE for other types. `result`
-// gets the function's return value as `resultType`.
+// Calls the function in the slot `vtableOffset` bytes into `instance`'s table, with the arguments
+// that `argumentTypes` and `arguments` describe. For a null instance `vtableOffset` is the
+// function's address, and the first argument is required. Arguments are integers and pointers, at
+// most 8 besides the object; another type gives DISP_E_BADVARTYPE. The callee's result goes into
+// `result` as `resultType`.
 HRESULT DispCallFunc(void* instance, std::uintptr_t vtableOffset, CALLCONV convention,
                      VARTYPE resultType, UINT count, VARTYPE* argumentTypes, VARIANTARG** arguments,
                      VARIANT* result);

@@ -1,5 +1,7 @@
 #include "platform/com/dispevent.h"
 
+#include <algorithm>
+
 #include "platform/com/comerror.h"
 
 namespace platform {
@@ -56,7 +58,7 @@ const EventRow* FindEventRow(const EventRow* rows, UINT controlId, REFIID iid, D
   return nullptr;
 }
 
-HRESULT CallEventHandler(void* instance, std::uintptr_t handlerSlot, const EventCallForm& form,
+HRESULT CallEventHandler(void* sink, std::uintptr_t handler, const EventCallForm& form,
                          const DISPPARAMS* parameters, VARIANT* result) {
   const UINT declared = static_cast<UINT>(form.parameterCount);
   if (declared > kMaxEventParameters) return E_FAIL;
@@ -68,13 +70,19 @@ HRESULT CallEventHandler(void* instance, std::uintptr_t handlerSlot, const Event
   const HRESULT checked = CheckArguments(form, declared, sorted);
   if (FAILED(checked)) return checked;
 
-  VARTYPE types[kMaxEventParameters];
-  for (UINT index = 0; index < kMaxEventParameters; ++index) {
-    types[index] = form.parameterTypes[index];
-  }
+  // Without an instance DispCallFunc takes the address of a function. The sink is its first
+  // argument.
+  VARIANTARG sinkArgument;
+  VariantInit(&sinkArgument);
+  sinkArgument.vt = VT_UNKNOWN;
+  sinkArgument.punkVal = static_cast<IUnknown*>(sink);
+  VARTYPE types[1 + kMaxEventParameters] = {VT_UNKNOWN};
+  VARIANTARG* arguments[1 + kMaxEventParameters] = {&sinkArgument};
+  std::copy_n(form.parameterTypes, declared, types + 1);
+  std::copy_n(sorted, declared, arguments + 1);
   LocalResult local;
-  return DispCallFunc(instance, handlerSlot, form.convention, form.resultType, declared, types,
-                      sorted, result != nullptr ? result : local.Get());
+  return DispCallFunc(nullptr, handler, form.convention, form.resultType, 1 + declared, types,
+                      arguments, result != nullptr ? result : local.Get());
 }
 
 }  // namespace platform

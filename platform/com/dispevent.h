@@ -6,13 +6,16 @@
 //   class CloseSink final : public IDispEventSimpleImpl<2, CloseSink, &IID_WindowEvents> {
 //    public:
 //     static const platform::EventRow* Events();         // one row and the terminator
-//     virtual HRESULT STDMETHODCALLTYPE OnClose();        // reached through its virtual slot
+//     virtual HRESULT STDMETHODCALLTYPE OnClose();
 //   };
+//
+//   // What the row names. No exception may leave it: its caller is the system.
+//   HRESULT STDMETHODCALLTYPE HandleClose(CloseSink* sink) { return sink->OnClose(); }
 //
 //   const platform::EventRow* CloseSink::Events() {
 //     static constexpr platform::EventCallForm kForm = {CC_STDCALL, VT_EMPTY, 0, {}};
 //     static const platform::EventRow kRows[] = {
-//         {2, &IID_WindowEvents, kDispidClose, platform::HandlerSlot(&CloseSink::OnClose), &kForm},
+//         {2, &IID_WindowEvents, kDispidClose, platform::HandlerAddress(&HandleClose), &kForm},
 //         {}};
 //     return kRows;
 //   }
@@ -25,10 +28,7 @@
 // For the host's event thread only; nothing is locked.
 #pragma once
 
-#include <bit>
-#include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 
 #include "platform/com/comtypes.h"
 
@@ -53,39 +53,29 @@ struct EventRow {
   UINT controlId;
   const IID* iid;
   DISPID dispid;
-  std::uintptr_t handlerSlot;  // see HandlerSlot
-  const EventCallForm* form;   // null: GetFuncInfoFromId is asked
+  std::uintptr_t handler;     // see HandlerAddress
+  const EventCallForm* form;  // null: GetFuncInfoFromId is asked
 };
 
-#if !defined(__GXX_ABI_VERSION) || !(defined(__x86_64__) || defined(__i386__))
-#error "HandlerSlot reads member pointers as the Itanium C++ ABI has them on x86"
-#endif
-
-// The byte offset of a virtual handler in the table of its class, for DispCallFunc. A pointer to a
-// virtual member contains this offset plus one, and an adjustment of `this` that is zero for the
-// first table. Anything else is an error in a sink's row, and ends the process on first use of the
-// table.
+// The address of a handler, as DispCallFunc takes it: a function of the sink and of the parameters
+// that the row's form declares.
+//
+// It must let no exception out. DispCallFunc is code of the system, which has no unwind tables for
+// C++ on x86: an exception that reaches it ends the process.
 template <typename Sink, typename... Parameters>
-std::uintptr_t HandlerSlot(HRESULT (STDMETHODCALLTYPE Sink::*handler)(Parameters...)) {
-  struct Representation {
-    std::uintptr_t slotPlusOne;
-    std::ptrdiff_t adjustment;
-  };
-  static_assert(sizeof(handler) == sizeof(Representation));
-  const auto parts = std::bit_cast<Representation>(handler);
-  if ((parts.slotPlusOne & 1) == 0 || parts.adjustment != 0) std::abort();
-  return parts.slotPlusOne - 1;
+std::uintptr_t HandlerAddress(HRESULT(STDMETHODCALLTYPE* handler)(Sink* sink, Parameters...)) {
+  return reinterpret_cast<std::uintptr_t>(handler);
 }
 
 // The row with this control id, dispatch id and interface, or null.
 const EventRow* FindEventRow(const EventRow* rows, UINT controlId, REFIID iid, DISPID dispid);
 
-// Calls the handler at offset `handlerSlot` of `instance` with the host's arguments and returns the
-// result of DispCallFunc. The handler's own result goes to `result`, which may be null. Calls
-// nothing and returns E_FAIL for more than kMaxEventParameters parameters or an argument without a
-// parameter, DISP_E_BADPARAMCOUNT for a parameter without an argument, DISP_E_TYPEMISMATCH for an
-// argument that is by reference when the parameter isn't, or the reverse.
-HRESULT CallEventHandler(void* instance, std::uintptr_t handlerSlot, const EventCallForm& form,
+// Calls the handler with `sink` and the host's arguments and returns the result of DispCallFunc.
+// The handler's own result goes to `result`, which may be null. Without calling anything it returns
+// E_FAIL if the form has more than kMaxEventParameters or an argument has no place in the form,
+// DISP_E_BADPARAMCOUNT if a declared parameter has no argument, and DISP_E_TYPEMISMATCH if an
+// argument is by reference where none is declared, or the reverse.
+HRESULT CallEventHandler(void* sink, std::uintptr_t handler, const EventCallForm& form,
                          const DISPPARAMS* parameters, VARIANT* result);
 
 }  // namespace platform
@@ -179,7 +169,8 @@ class IDispEventSimpleImpl : public _IDispEventLocator<ControlId, SourceIid> {
       if (FAILED(GetFuncInfoFromId(*SourceIid, member, locale, asked))) return S_OK;
       form = &asked;
     }
-    return platform::CallEventHandler(static_cast<Sink*>(this), row->handlerSlot, *form, parameters,
+    // The handler may destroy the sink, so nothing uses it after this call.
+    return platform::CallEventHandler(static_cast<Sink*>(this), row->handler, *form, parameters,
                                       result);
   }
 

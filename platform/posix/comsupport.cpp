@@ -146,20 +146,26 @@ HRESULT VariantClear(VARIANT* variant) {
 HRESULT DispCallFunc(void* instance, std::uintptr_t vtableOffset, CALLCONV /*convention*/,
                      VARTYPE resultType, UINT count, VARTYPE* argumentTypes, VARIANTARG** arguments,
                      VARIANT* result) {
-  if (instance == nullptr) return E_INVALIDARG;
-  if (count > kMaxArguments) return DISP_E_BADPARAMCOUNT;
+  // Without an instance, the first argument is the first word of the call.
+  const UINT skipped = instance == nullptr ? 1 : 0;
+  if (count < skipped || count - skipped > kMaxArguments) return DISP_E_BADPARAMCOUNT;
+  auto first = reinterpret_cast<std::uintptr_t>(instance);
   Words words = {};
   for (UINT index = 0; index < count; ++index) {
-    if (!ToWord(argumentTypes[index], *arguments[index], &words[index])) return DISP_E_BADVARTYPE;
+    std::uintptr_t* const word = index < skipped ? &first : &words[index - skipped];
+    if (!ToWord(argumentTypes[index], *arguments[index], word)) return DISP_E_BADVARTYPE;
   }
   // Checked before the call, which can't be undone.
   VARIANT converted = {};
   if (!FromWord(resultType, 0, &converted)) return DISP_E_BADVARTYPE;
 
-  const char* const table = *static_cast<const char* const*>(instance);
-  Function function = nullptr;
-  std::memcpy(&function, table + vtableOffset, sizeof function);
-  FromWord(resultType, kCallers[count](function, instance, words), &converted);
+  auto function = reinterpret_cast<Function>(vtableOffset);
+  if (instance != nullptr) {
+    const char* const table = *static_cast<const char* const*>(instance);
+    std::memcpy(&function, table + vtableOffset, sizeof function);
+  }
+  const Caller call = kCallers[count - skipped];
+  FromWord(resultType, call(function, reinterpret_cast<void*>(first), words), &converted);
   if (result != nullptr) *result = converted;
   return S_OK;
 }

@@ -46,6 +46,11 @@ void DeleteLock(ModuleLock lock) {
   delete static_cast<std::recursive_mutex*>(lock);
 }
 
+// The program's image is never unloaded.
+bool PinModule(const void*) {
+  return true;
+}
+
 void* Mask(void* pointer) {
   static const auto mask = [] {
     std::random_device device;
@@ -57,6 +62,7 @@ void* Mask(void* pointer) {
 }  // namespace
 
 constinit ModuleImageOperations moduleImage = {
-    ModuleFileNameW, FindResourceBytes, CreateLock, EnterLock, LeaveLock, DeleteLock, Mask, Mask};
+    ModuleFileNameW, FindResourceBytes, CreateLock, EnterLock, LeaveLock,
+    DeleteLock,      PinModule,         Mask,       Mask};
 
 }  // namespace platform

@@ -46,6 +46,12 @@ void DeleteLock(ModuleLock lock) {
   delete section;
 }
 
+bool PinModule(const void* address) {
+  HMODULE module = nullptr;
+  return GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_PIN | GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS,
+                            static_cast<const wchar_t*>(address), &module) != 0;
+}
+
 void* Encode(void* pointer) {
   return EncodePointer(pointer);
 }
@@ -57,7 +63,7 @@ void* Decode(void* pointer) {
 }  // namespace
 
 constinit ModuleImageOperations moduleImage = {
-    ModuleFileNameW, FindResourceBytes, CreateLock, EnterLock,
-    LeaveLock,       DeleteLock,        Encode,     Decode};
+    ModuleFileNameW, FindResourceBytes, CreateLock, EnterLock, LeaveLock,
+    DeleteLock,      PinModule,         Encode,     Decode};
 
 }  // namespace platform

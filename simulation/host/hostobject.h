@@ -18,6 +18,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -286,8 +287,15 @@ class HostObject : public First, public Others..., public HostObjectBase {
   using HostObjectBase::HostObjectBase;
 
  private:
-  static std::string QueryCall(std::string_view asked) {
-    return std::string(Object::kHostClass).append("::QueryInterface(").append(asked).append(")");
+  // Built once for each interface, so that later queries allocate nothing, like those of a real
+  // host.
+  static const std::string& QueryCall(std::string_view asked) {
+    static std::map<std::string_view, std::string> s_calls;
+    std::string& call = s_calls[asked];
+    if (call.empty()) {
+      call = std::string(Object::kHostClass).append("::QueryInterface(").append(asked).append(")");
+    }
+    return call;
   }
 
   // If `iid` is `asked`'s, answers with this object as an `Interface`.

@@ -2,8 +2,9 @@
 #include "agent/outlookaddin/dlpaddinconnect.h"
 
 #include "agent/outlookaddin/eventconnection.h"
-#include "platform/com/comerror.h"
+#include "platform/moduleimage.h"
 #include "tests/agent/outlookaddin/hostedaddin.h"
+#include "tests/support/vtableslot.h"
 
 namespace tests {
 namespace {
@@ -147,14 +148,11 @@ TEST_F(Connection, RunsOnWithoutItsSubscription) {
   }
 }
 
-TEST_F(Connection, ThrowsOnASecondConnection) {
+TEST_F(Connection, RefusesASecondConnection) {
   EXPECT_EQ(Connect(), S_OK);
-  try {
-    m_addIn->OnConnection(&m_host->Application(), ext_cm_Startup, &m_host->AddInEntry(), nullptr);
-    ADD_FAILURE() << "no exception";
-  } catch (const CAtlException& error) {
-    EXPECT_EQ(error.m_hr, static_cast<HRESULT>(0x80004005));
-  }
+  EXPECT_EQ(
+      m_addIn->OnConnection(&m_host->Application(), ext_cm_Startup, &m_host->AddInEntry(), nullptr),
+      static_cast<HRESULT>(0x80004005));
   // The failed call left the fields as they were.
   EXPECT_EQ(Outstanding("_Application"), 2u);
   EXPECT_EQ(Outstanding("COMAddIn"), 1u);
@@ -247,6 +245,57 @@ TEST_F(Connection, DisconnectionReleasesTheHostsObjects) {
   EXPECT_EQ(Outstanding("_Application"), 0u);
 }
 
+// An object that only notes its last Release.
+class NotedRelease final : public IDispatch {
+ public:
+  NotedRelease(const char* name, std::vector<std::string>* released)
+      : m_name(name), m_released(released) {}
+  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override {
+    const bool known = IsEqualGUID(iid, IID_IDispatch);
+    *object = known ? this : nullptr;
+    if (known) AddRef();
+    return known ? S_OK : E_NOINTERFACE;
+  }
+  ULONG STDMETHODCALLTYPE AddRef() override { return ++m_count; }
+  ULONG STDMETHODCALLTYPE Release() override {
+    if (--m_count == 0) m_released->emplace_back(m_name);
+    return m_count;
+  }
+  HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT*) override { return E_NOTIMPL; }
+  HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT, LCID, ITypeInfo**) override { return E_NOTIMPL; }
+  HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID*) override {
+    return E_NOTIMPL;
+  }
+  HRESULT STDMETHODCALLTYPE Invoke(DISPID, REFIID, LCID, WORD, DISPPARAMS*, VARIANT*, EXCEPINFO*,
+                                   UINT*) override {
+    return E_NOTIMPL;
+  }
+
+ private:
+  const char* m_name;
+  std::vector<std::string>* m_released;
+  ULONG m_count = 0;
+};
+
+TEST_F(Connection, DisconnectionReleasesTheApplicationBeforeTheEntry) {
+  std::vector<std::string> released;
+  NotedRelease application("application", &released);
+  NotedRelease entry("entry", &released);
+  EXPECT_EQ(m_addIn->OnConnection(&application, ext_cm_Startup, &entry, nullptr), S_OK);
+  EXPECT_THAT(released, IsEmpty());
+  EXPECT_EQ(m_addIn->OnDisconnection(ext_dm_UserClosed, nullptr), S_OK);
+  EXPECT_THAT(released, ElementsAre("application", "entry"));
+}
+
+TEST_F(Connection, TheLastReleaseReleasesTheEntryBeforeTheApplication) {
+  std::vector<std::string> released;
+  NotedRelease application("application", &released);
+  NotedRelease entry("entry", &released);
+  EXPECT_EQ(m_addIn->OnConnection(&application, ext_cm_Startup, &entry, nullptr), S_OK);
+  EXPECT_EQ(ReleaseAddIn(), 0u);
+  EXPECT_THAT(released, ElementsAre("entry", "application"));
+}
+
 TEST_F(Connection, DisconnectionDoesNotStopTheTimer) {
   EXPECT_EQ(Connect(), S_OK);
   EXPECT_EQ(m_host->Disconnect(), S_OK);
@@ -265,6 +314,58 @@ TEST_F(Connection, ScansAfterTheDisconnection) {
   Tick();
   EXPECT_TRUE(m_log.Has(kLogInfo, "New Inspector: Late - Message."));
   EXPECT_EQ(SinksOn(*window.Mail()), 1u);
+}
+
+TEST_F(Connection, PinsTheLibraryBeforeItStartsTheTimer) {
+  std::vector<std::string> calls;
+  ScopedReplacement<platform::moduleImage, &platform::ModuleImageOperations::PinModule> pinning(
+      [&](auto, const void* address) {
+        EXPECT_EQ(address, reinterpret_cast<const void*>(&outlookaddin::OnScanTimer));
+        calls.emplace_back("pin");
+        return false;  // which changes nothing
+      });
+  ScopedReplacement<platform::ui, &UserInterfaceOperations::SetTimer> setting(
+      [&](auto original, auto... arguments) {
+        calls.emplace_back("timer");
+        return original(arguments...);
+      });
+  UseHost("14.0");
+  EXPECT_THAT(calls, IsEmpty()) << "creation pins nothing";
+  EXPECT_EQ(Connect(), S_OK);
+  EXPECT_THAT(calls, ElementsAre("pin", "timer"));
+}
+
+TEST_F(Connection, TicksAfterTheLastReleaseDoNothing) {
+  HostInspector& window = m_host->OpenInspector(Mail("Open"), Announce::kNo);
+  EXPECT_EQ(Connect(), S_OK);
+  EXPECT_EQ(m_host->Disconnect(), S_OK);
+  EXPECT_EQ(ReleaseAddIn(), 0u);
+  EXPECT_EQ(Outstanding("_Application"), 0u);
+  m_host->OpenInspector(Mail("Late"), Announce::kNo);
+  m_host->Calls().Restart();
+  m_log.Forget();
+  Tick();
+  EXPECT_EQ(m_host->Calls().Total(), 0u);
+  EXPECT_THAT(m_log.Lines(), IsEmpty());
+  EXPECT_EQ(SinksOn(*window.Mail()), 1u);
+}
+
+// The host releases the add-in inside a call of the scan, for a user who disables it meanwhile.
+TEST_F(Connection, MayBeReleasedInsideAScan) {
+  EXPECT_EQ(Connect(), S_OK);
+  m_host->OpenInspector(Mail("First"), Announce::kNo);
+  m_host->OpenInspector(Mail("Second"), Announce::kNo);
+  bool isReleased = false;
+  m_host->Calls().onEnter = [&](std::string_view name) {
+    if (name != "_Inspector::get_Caption" || std::exchange(isReleased, true)) return;
+    EXPECT_EQ(m_host->Disconnect(), S_OK);
+    EXPECT_EQ(ReleaseAddIn(), 0u);
+  };
+  Tick();
+  EXPECT_TRUE(isReleased);
+  Tick();
+  EXPECT_EQ(Outstanding("_Application"), 0u);
+  EXPECT_EQ(Outstanding("_Inspectors"), 0u);
 }
 
 TEST_F(Connection, ClearsTheCookieEvenIfItCannotUnsubscribe) {
@@ -300,6 +401,7 @@ TEST_F(Connection, DoesNothingInTheOtherCallsOfTheContract) {
 TEST_F(Connection, TheTimerUsesTheObjectThatWasMadeLast) {
   EXPECT_EQ(g_pAddinConnect, m_addIn);
   auto* const another = new CComObject<CDlpAddinConnect>;
+  KeepReachable(another);
   EXPECT_EQ(g_pAddinConnect, another);
   another->AddRef();
   EXPECT_EQ(another->Release(), 0u);
@@ -378,7 +480,7 @@ TEST_F(Connection, HandlersAreInTheSlotsThatTheHostCalls) {
   using NewInspectorCall = HRESULT(STDMETHODCALLTYPE*)(void*, IDispatch*);
   EXPECT_EQ(reinterpret_cast<NewInspectorCall>(table[12])(object, nullptr), S_OK);
   EXPECT_TRUE(m_log.Has(kLogInfo, "New Inspector Created."));
-  EXPECT_EQ(platform::HandlerSlot(&CDlpAddinConnect::NewInspector), 12 * sizeof(void*));
+  EXPECT_EQ(SlotOf(&CDlpAddinConnect::NewInspector), 12U);
   using OnDisconnectionCall = HRESULT(STDMETHODCALLTYPE*)(void*, LONG, void*);
   EXPECT_EQ(reinterpret_cast<OnDisconnectionCall>(table[8])(object, 0, nullptr), S_OK);
   EXPECT_TRUE(m_log.Has(kLogInfo, "Kill the monitoring timer."));

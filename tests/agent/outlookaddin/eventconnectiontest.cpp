@@ -6,6 +6,7 @@
 #include "agent/outlookaddin/dlpmailevent.h"
 #include "platform/com/comerror.h"
 #include "tests/agent/outlookaddin/hostedaddin.h"
+#include "tests/support/vtableslot.h"
 
 namespace tests {
 namespace {
@@ -80,6 +81,72 @@ HRESULT FireAt(_IDispEvent* sink, DISPID dispid) {
   return dispatch->Invoke(dispid, GUID_NULL, 0, DISPATCH_METHOD, &none, nullptr, nullptr, nullptr);
 }
 
+// A source that records the order of the calls that end its connection.
+class RecordingSource final : public IConnectionPointContainer {
+ public:
+  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID, void** object) override {
+    *object = static_cast<IConnectionPointContainer*>(this);
+    return S_OK;
+  }
+  ULONG STDMETHODCALLTYPE AddRef() override { return 1; }
+  ULONG STDMETHODCALLTYPE Release() override {
+    calls.emplace_back("release container");
+    return 1;
+  }
+  HRESULT STDMETHODCALLTYPE EnumConnectionPoints(IEnumConnectionPoints**) override {
+    return E_NOTIMPL;
+  }
+  HRESULT STDMETHODCALLTYPE FindConnectionPoint(REFIID, IConnectionPoint** point) override {
+    *point = &m_point;
+    return S_OK;
+  }
+
+  std::vector<std::string> calls;
+
+ private:
+  struct Point final : IConnectionPoint {
+    explicit Point(RecordingSource* owner) : source(owner) {}
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID, void**) override { return E_NOINTERFACE; }
+    ULONG STDMETHODCALLTYPE AddRef() override { return 1; }
+    ULONG STDMETHODCALLTYPE Release() override {
+      source->calls.emplace_back("release point");
+      return 1;
+    }
+    HRESULT STDMETHODCALLTYPE GetConnectionInterface(IID*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE GetConnectionPointContainer(IConnectionPointContainer**) override {
+      return E_NOTIMPL;
+    }
+    HRESULT STDMETHODCALLTYPE Advise(IUnknown*, DWORD* cookie) override {
+      source->calls.emplace_back("advise");
+      *cookie = 7;
+      return S_OK;
+    }
+    HRESULT STDMETHODCALLTYPE Unadvise(DWORD cookie) override {
+      source->calls.push_back("unadvise " + std::to_string(cookie));
+      return S_OK;
+    }
+    HRESULT STDMETHODCALLTYPE EnumConnections(IEnumConnections**) override { return E_NOTIMPL; }
+
+    RecordingSource* source;
+  };
+
+  Point m_point{this};
+};
+
+TEST_F(EventConnection, ReleasesPointAndContainerAfterTheCall) {
+  RecordingSource source;
+  DlpInspectorEvent sink(nullptr);
+  DWORD cookie = 0;
+  EXPECT_EQ(AdviseEvents(&source, sink.EventSink(), outlookaddin::IID_InspectorEvents, &cookie),
+            S_OK);
+  EXPECT_EQ(cookie, 7u);
+  EXPECT_THAT(source.calls, testing::ElementsAre("advise", "release point", "release container"));
+  source.calls.clear();
+  EXPECT_EQ(UnadviseEvents(&source, outlookaddin::IID_InspectorEvents, 7), S_OK);
+  EXPECT_THAT(source.calls,
+              testing::ElementsAre("unadvise 7", "release point", "release container"));
+}
+
 TEST_F(EventConnection, IgnoresEventsWithoutARow) {
   DlpInspectorEvent inspector(nullptr);
   auto* const explorer = new DlpExplorerEvent_10(nullptr);
@@ -116,10 +183,9 @@ TEST_F(EventConnection, AnswersOnlyTheSourceOfEachSink) {
 }
 
 TEST_F(EventConnection, HandlersFollowTheEightSlotsOfTheFrame) {
-  constexpr std::uintptr_t kSlot = sizeof(void*);
-  EXPECT_EQ(platform::HandlerSlot(&DlpInspectorEvent::OnInspectorClose), 8 * kSlot);
-  EXPECT_EQ(platform::HandlerSlot(&DlpExplorerEvent_10::OnInlineResponseCreate), 8 * kSlot);
-  EXPECT_EQ(platform::HandlerSlot(&DlpExplorerEvent_10::OnInitialized), 9 * kSlot);
+  EXPECT_EQ(SlotOf(&DlpInspectorEvent::OnInspectorClose), 8U);
+  EXPECT_EQ(SlotOf(&DlpExplorerEvent_10::OnInlineResponseCreate), 8U);
+  EXPECT_EQ(SlotOf(&DlpExplorerEvent_10::OnInitialized), 9U);
   auto* const explorer = new DlpExplorerEvent_10(nullptr);
   EXPECT_EQ(explorer->OnInitialized(), S_OK);
   explorer->Release();

@@ -239,6 +239,73 @@ TEST_F(GateAttachments, StopsAtADecisiveAnswerAfterResettingTheAttributes) {
   }
 }
 
+TEST_F(GateAttachments, ResetsTheAttributesOfEveryCopyThatWasSaved) {
+  Attach("passed");
+  Attach("not saved");
+  Attach("not answered");
+  Attach("blocked");
+  Attach("not reached");
+  answerTo = [](const Asked& one) {
+    return one.name == "blocked" ? 3 : one.name == "not answered" ? 0 : 4;
+  };
+  Calls().FailCallOf("Attachment::SaveAsFile", 2, E_FAIL);
+  std::vector<std::string> reset;
+  platform::ScopedReplacement<platform::files, &platform::FileOperations::SetFileAttributesW>
+      noting([&](auto original, const platform::WideChar* path, std::uint32_t value) {
+        EXPECT_EQ(value, 0x80U);
+        reset.push_back(WideToUtf8(path));
+        return original(path, value);
+      });
+  EXPECT_EQ(Sink().CheckAttachments(Item()), 3);
+  EXPECT_THAT(reset, ElementsAre(Temp("OutlookAttachment.1"), Temp("OutlookAttachment.3"),
+                                 Temp("OutlookAttachment.4")));
+}
+
+TEST_F(GateAttachments, TakesAPositiveResultForSuccess) {
+  Attach("a");
+  Refer("C:\\data", "plan.doc");
+  for (const char* call : {"_MailItem::get_Attachments", "Attachments::get_Count",
+                           "Attachments::Item", "Attachment::get_Type", "Attachment::get_FileName",
+                           "Attachment::get_PathName", "Attachment::SaveAsFile"}) {
+    RenewHost();
+    asked.clear();
+    Calls().FailEach(call, S_FALSE);
+    EXPECT_EQ(Sink().CheckAttachments(Item()), 4) << call;
+    EXPECT_THAT(Names(), ElementsAre("a", "")) << call;
+    EXPECT_GE(Calls().FaultsGiven(), 1U) << call;
+  }
+}
+
+TEST_F(GateAttachments, UsesNameAndKindEvenIfTheirGettersFail) {
+  Refer("C:\\data", "plan.doc");
+  for (const char* call :
+       {"Attachment::get_Type", "Attachment::get_FileName", "Attachment::get_PathName"}) {
+    RenewHost();
+    asked.clear();
+    Calls().FailEach(call, E_FAIL, simulation::host::FaultOutput::kGiven);
+    EXPECT_EQ(Sink().CheckAttachments(Item()), 4) << call;
+    EXPECT_THAT(Payloads(), ElementsAre("C:\\data\\plan.doc")) << call;
+  }
+}
+
+TEST_F(GateAttachments, ReleasesWhatAFailingCallLeaves) {
+  Attach("a");
+  for (const char* call : {"_MailItem::get_Attachments", "Attachments::Item"}) {
+    RenewHost();
+    Calls().FailEach(call, E_FAIL, simulation::host::FaultOutput::kGiven);
+    EXPECT_EQ(Sink().CheckAttachments(Item()), 1) << call;
+    ExpectNothingLeft();
+  }
+}
+
+// SaveAsFile's argument is a BSTR, whose length in bytes is in front of the text.
+TEST_F(GateAttachments, SavesToAPathThatIsAValidBstr) {
+  Attach("a");
+  EXPECT_EQ(Sink().CheckAttachments(Item()), 4);
+  // The simulated host reads the path by its length.
+  EXPECT_EQ(asked.front().file, "content of a");
+}
+
 TEST_F(GateAttachments, StopsAtADecisiveAnswerToAReference) {
   Refer("C:\\data", "plan.doc");
   Attach("b");

@@ -179,6 +179,14 @@ bool GateTest::Exists(const std::string& place) const {
   return std::filesystem::exists(m_folder.Path() / place);
 }
 
+std::vector<std::string> GateTest::FilesInTemp() const {
+  std::vector<std::string> names;
+  for (const auto& entry : std::filesystem::directory_iterator(m_folder.Path() / "temp")) {
+    names.push_back(entry.path().filename().string());
+  }
+  return names;
+}
+
 void GateTest::Write(const std::string& place, std::string_view content) {
   const std::filesystem::path path = m_folder.Path() / place;
   std::filesystem::create_directories(path.parent_path());

@@ -110,6 +110,8 @@ class GateTest : public testing::Test {
     return m_appData + "\\Microsoft\\Signatures\\" + name;
   }
   bool Exists(const std::string& place) const;
+  // The names in the temporary directory.
+  std::vector<std::string> FilesInTemp() const;
   void Write(const std::string& place, std::string_view content);
   void MakeSignature(const std::string& place, std::string_view content = "image") {
     Write("appdata/Microsoft/Signatures/" + place, content);

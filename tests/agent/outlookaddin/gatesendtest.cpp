@@ -19,11 +19,13 @@ class GateSend : public GateTest {
     EXPECT_EQ(Sink().OnMailSend(&cancel), S_OK);
     return cancel;
   }
-  // Makes the agent's answers lead to this result. A closing answer that decides nothing leads to
-  // 1, since the mail has no attachments to ask about.
+  // Makes the agent's answers lead to this result, for a host that is made afterwards. The last
+  // stage returns 4 for an attachment and 1 without one.
   void LetTheCheckReturn(int result) {
     answers[9] = result;
     answers[3] = result == 2 ? 1 : 4;
+    mail.attachments.clear();
+    if (result == 4) mail.attachments = {{1, "a", std::nullopt, "content"}};
   }
   bool Asks() const { return !asked.empty(); }
 
@@ -51,10 +53,13 @@ TEST_F(GateSend, ABlockStores1InCancel) {
 
 TEST_F(GateSend, EveryOtherVerdictLeavesCancelAlone) {
   for (const int result : {1, 2, 4, 7}) {
+    LetTheCheckReturn(result);
     RenewHost();
     tick += 10000;
-    LetTheCheckReturn(result);
     EXPECT_EQ(Send(0), 0) << result;
+    LONG verdict = 0;
+    EXPECT_TRUE(Sink().IsMailChecked(Item(), &verdict));
+    EXPECT_EQ(verdict, result);
     tick += 10000;
     EXPECT_EQ(Send(VARIANT_TRUE), VARIANT_TRUE) << result;
   }
@@ -84,7 +89,7 @@ TEST_F(GateSend, AVerdictCountsFor5000Milliseconds) {
     ForgetLines();
     Send();
     EXPECT_EQ(Asks(), age == 5001) << age;
-    EXPECT_EQ(Lines().front(), age == 5000 ? AlreadyChecked(1) : NotChecked());
+    EXPECT_EQ(Lines().front(), age == 5000 ? AlreadyChecked(4) : NotChecked());
   }
 }
 
@@ -174,14 +179,9 @@ TEST_F(GateSend, WritesATagAgainWithoutARequest) {
 
 TEST_F(GateSend, TakesOverAPassAndRenewsItsTime) {
   for (const int result : {1, 2, 4}) {
+    LetTheCheckReturn(result);
     RenewHost();
     tick += 100000;
-    if (result == 4) {
-      simulation::mail::MailAttachment attachment;
-      attachment.fileName = "a";
-      mail.attachments = {attachment};
-    }
-    LetTheCheckReturn(result);
     EXPECT_EQ(Send(), 0);
     EXPECT_TRUE(Asks());
     for (int again = 0; again < 3; ++again) {

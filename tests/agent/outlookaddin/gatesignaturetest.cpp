@@ -245,13 +245,19 @@ TEST_F(GateSignature, ClosesOnlyTheOuterListing) {
 
 TEST_F(GateSignature, DoesNotSearchWithoutAnApplicationDataFolder) {
   MakeSignature("Work/logo.png");
+  int result = 0;
   platform::ScopedReplacement<platform::folders, &platform::FolderOperations::SHGetFolderPathA>
-      failing([](auto, int csidl, char*) {
+      failing([&](auto original, int csidl, char* buffer) {
         EXPECT_EQ(csidl, 26);
-        return -1;
+        original(csidl, buffer);
+        return result;
       });
-  EXPECT_FALSE(Sink().FindSignatureFilePath("logo.png"));
-  EXPECT_THAT(Lines(), IsEmpty());
+  // S_FALSE means that the folder doesn't exist.
+  for (const int each : {-1, 1}) {
+    result = each;
+    EXPECT_FALSE(Sink().FindSignatureFilePath("logo.png")) << each;
+    EXPECT_THAT(Lines(), IsEmpty()) << each;
+  }
   CheckBodyWith("<img src=\"cid:logo.png@1\">");
   EXPECT_THAT(Lines(), ElementsAre(Info("Body: "), Info("Find signature image: [logo.png]"),
                                    Err(kNotFound)));

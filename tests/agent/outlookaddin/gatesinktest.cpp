@@ -1,6 +1,7 @@
 // DlpMailEvent as an event sink: its slots, its one event, its subscription and its destructor.
 #include "agent/outlookaddin/eventconnection.h"
 #include "tests/agent/outlookaddin/gatefixture.h"
+#include "tests/support/vtableslot.h"
 
 namespace tests {
 namespace {
@@ -30,16 +31,14 @@ class GateSink : public GateTest {
 };
 
 TEST_F(GateSink, ItsOperationsAreInTheSlotsThatTheHostCalls) {
-  constexpr std::uintptr_t kSlot = sizeof(void*);
-  using platform::HandlerSlot;
-  EXPECT_EQ(HandlerSlot(&DlpMailEvent::_LocDEQueryInterface), 0 * kSlot);
-  EXPECT_EQ(HandlerSlot(&DlpMailEvent::GetTypeInfoCount), 3 * kSlot);
-  EXPECT_EQ(HandlerSlot(&DlpMailEvent::GetTypeInfo), 4 * kSlot);
-  EXPECT_EQ(HandlerSlot(&DlpMailEvent::GetIDsOfNames), 5 * kSlot);
-  EXPECT_EQ(HandlerSlot(&DlpMailEvent::Invoke), 6 * kSlot);
-  EXPECT_EQ(HandlerSlot(&DlpMailEvent::GetFuncInfoFromId), 7 * kSlot);
-  EXPECT_EQ(HandlerSlot(&DlpMailEvent::OnMailOther), 8 * kSlot);
-  EXPECT_EQ(HandlerSlot(&DlpMailEvent::OnMailSend), 9 * kSlot);
+  EXPECT_EQ(SlotOf(&DlpMailEvent::_LocDEQueryInterface), 0U);
+  EXPECT_EQ(SlotOf(&DlpMailEvent::GetTypeInfoCount), 3U);
+  EXPECT_EQ(SlotOf(&DlpMailEvent::GetTypeInfo), 4U);
+  EXPECT_EQ(SlotOf(&DlpMailEvent::GetIDsOfNames), 5U);
+  EXPECT_EQ(SlotOf(&DlpMailEvent::Invoke), 6U);
+  EXPECT_EQ(SlotOf(&DlpMailEvent::GetFuncInfoFromId), 7U);
+  EXPECT_EQ(SlotOf(&DlpMailEvent::OnMailOther), 8U);
+  EXPECT_EQ(SlotOf(&DlpMailEvent::OnMailSend), 9U);
 }
 
 TEST_F(GateSink, ANewSinkIsNotConnectedAndCallsNothing) {
@@ -161,6 +160,7 @@ TEST_F(GateSink, TheDestructorOfAnUnconnectedSinkReleasesTheItem) {
   Sink();
   ForgetLines();
   EndSink();
+  EXPECT_EQ(Calls().Count("ItemEvents::Unadvise"), 1U) << "tried with the cookie of no connection";
   EXPECT_EQ(Item()->Outstanding(), 0U);
   EXPECT_EQ(Messages().back(), "[DlpMailEvent::~DlpMailEvent] called @804.");
 }

@@ -189,6 +189,29 @@ TEST_F(GateTagging, LeavesTheReferencesThatItGotBeforeAFailure) {
   EXPECT_EQ(Ledger().OutstandingOf("IMessage"), 2U);
 }
 
+// None of these failures releases what was obtained before it.
+TEST_F(GateTagging, LeavesTheReferencesWhicheverMapiCallFails) {
+  const struct {
+    const char* call;
+    ULONG left;
+  } kCases[] = {{"_MailItem::get_MAPIOBJECT", 0},
+                {"IMessage::QueryInterface(IMessage)", 1},
+                {"IMessage::QueryInterface(IMAPIProp)", 2},
+                {"IMessage::GetIDsFromNames", 3},
+                {"IMessage::SetProps", 3}};
+  for (const auto& one : kCases) {
+    RenewHost();
+    Calls().FailEach(one.call, E_FAIL);
+    EXPECT_FALSE(Sink().TagSensitiveMail()) << one.call;
+    EXPECT_EQ(Ledger().OutstandingOf("IMessage"), one.left) << one.call;
+  }
+  RenewHost();
+  platform::ScopedReplacement<platform::mapi, &platform::MapiOperations::MAPIAllocateBuffer>
+      failing([](auto, std::uint32_t, void**) { return static_cast<std::int32_t>(0x8007000E); });
+  EXPECT_FALSE(Sink().TagSensitiveMail());
+  EXPECT_EQ(Ledger().OutstandingOf("IMessage"), 3U);
+}
+
 TEST_F(GateTagging, TaggingAgainSetsThePropertyAgain) {
   EXPECT_TRUE(Sink().TagSensitiveMail());
   WriteProfile("x_value=later\n");

@@ -19,6 +19,7 @@
 #include "platform/scopedreplacement.h"
 #include "platform/ui.h"
 #include "simulation/host/simulatedhost.h"
+#include "tests/agent/outlookaddin/keepreachable.h"
 #include "tests/support/logcapture.h"
 #include "tests/support/temporaryfolder.h"
 
@@ -68,6 +69,7 @@ class HostedAddIn : public testing::Test {
     ReleaseAddIn();
     m_host = std::make_unique<SimulatedHost>(version);
     m_addIn = new CComObject<CDlpAddinConnect>;
+    KeepReachable(m_addIn);
     m_addIn->AddRef();
   }
   // Releases the test's reference. Returns the number of references that the host still holds.

@@ -4,29 +4,14 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <new>
 #include <string>
 #include <vector>
 
 #include "agent/outlookaddin/dlpaddinconnect.h"
 #include "platform/scopedreplacement.h"
+#include "tests/agent/outlookaddin/allocations.h"
+#include "tests/agent/outlookaddin/keepreachable.h"
 #include "tests/support/logcapture.h"
-
-namespace {
-
-// While set, new (std::nothrow) fails.
-bool s_noMemory = false;
-
-}  // namespace
-
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-  if (s_noMemory) return nullptr;
-  try {
-    return ::operator new(size);
-  } catch (const std::bad_alloc&) {
-    return nullptr;
-  }
-}
 
 namespace {
 
@@ -101,6 +86,7 @@ TEST_F(Module, AnObjectKeepsTheLibraryLoadedUntilItsLastRelease) {
   ASSERT_EQ(
       m_factory->CreateInstance(nullptr, IID__IDTExtensibility2, reinterpret_cast<void**>(&addIn)),
       S_OK);
+  tests::KeepReachable(g_pAddinConnect);
   ReleaseFactory();
   EXPECT_EQ(DllCanUnloadNow(), 1);
   EXPECT_EQ(addIn->AddRef(), 2u);
@@ -111,11 +97,12 @@ TEST_F(Module, AnObjectKeepsTheLibraryLoadedUntilItsLastRelease) {
   EXPECT_EQ(DllCanUnloadNow(), UnloadAnswer());
 }
 
-TEST_F(Module, DestroysAnObjectThatLacksTheInterface) {
+TEST_F(Module, KeepsNothingOfAnObjectThatLacksTheInterface) {
   void* object = this;
   EXPECT_EQ(m_factory->CreateInstance(nullptr, IID_IDispatch, &object),
             static_cast<HRESULT>(0x80004002));
   EXPECT_EQ(object, nullptr);
+  tests::KeepReachable(g_pAddinConnect);
   ReleaseFactory();
   EXPECT_EQ(g_module.GetLockCount(), m_locksBefore);
   EXPECT_EQ(DllCanUnloadNow(), UnloadAnswer());
@@ -123,9 +110,12 @@ TEST_F(Module, DestroysAnObjectThatLacksTheInterface) {
 
 TEST_F(Module, MakesNoObjectWithoutMemory) {
   void* object = this;
-  s_noMemory = true;
-  const HRESULT result = m_factory->CreateInstance(nullptr, IID__IDTExtensibility2, &object);
-  s_noMemory = false;
+  HRESULT result = S_OK;
+  {
+    tests::RestartAllocations(1);
+    const tests::AllocationsCount failing;
+    result = m_factory->CreateInstance(nullptr, IID__IDTExtensibility2, &object);
+  }
   EXPECT_EQ(result, static_cast<HRESULT>(0x8007000E));
   EXPECT_EQ(object, nullptr);
   ReleaseFactory();
@@ -134,10 +124,13 @@ TEST_F(Module, MakesNoObjectWithoutMemory) {
 
 TEST(ModuleFactory, IsNotMadeWithoutMemory) {
   void* object = &object;
-  s_noMemory = true;
-  const HRESULT result = CDlpAddinConnect::CreateClassObject(CDlpAddinConnect::CreateInstance,
-                                                             IID_IClassFactory, &object);
-  s_noMemory = false;
+  HRESULT result = S_OK;
+  {
+    tests::RestartAllocations(1);
+    const tests::AllocationsCount failing;
+    result = CDlpAddinConnect::CreateClassObject(CDlpAddinConnect::CreateInstance,
+                                                 IID_IClassFactory, &object);
+  }
   EXPECT_EQ(result, static_cast<HRESULT>(0x8007000E));
   EXPECT_EQ(object, nullptr);
 }

@@ -4,6 +4,7 @@
 
 #include "agent/outlookaddin/addinids.h"
 #include "agent/outlookaddin/outlookmodel.h"
+#include "platform/ui.h"
 #include "tests/endtoend/win32/endtoend.h"
 
 namespace tests {
@@ -120,6 +121,28 @@ TEST_F(Contract, ConnectsAgainAfterADisconnection) {
   HostInspector& window = Open(Mail("Again", "The body"));
   EXPECT_EQ(window.Mail()->Connected(), 1U);
   Host().CloseInspector(window);
+}
+
+TEST_F(Contract, StaysLoadedAfterAConnectionAndItsTimerDoesNothing) {
+  ASSERT_NO_FATAL_FAILURE(Connect("16.0.0.1234"));
+  EXPECT_EQ(Leave(), S_OK);
+  CoFreeUnusedLibrariesEx(0, 0);
+  EXPECT_NE(GetModuleHandleW(L"DlpAddIn.dll"), nullptr);
+  Open(Mail("Late", "The body"), Announce::kNo);
+  TakeLog();
+  Host().Calls().Restart();
+  platform::ui.RunMessageLoop(2500);
+  EXPECT_EQ(Host().Calls().Total(), 0U);
+  EXPECT_EQ(TakeLog(), "");
+}
+
+TEST_F(Contract, ReturnsTheFailureOfASecondConnection) {
+  ASSERT_NO_FATAL_FAILURE(Connect("16.0.0.1234"));
+  TakeLog();
+  EXPECT_EQ(
+      AddIn()->OnConnection(&Host().Application(), ext_cm_Startup, &Host().AddInEntry(), nullptr),
+      E_FAIL);
+  EXPECT_THAT(TakeLog(), HasSubstr("Outlook> Crit: Exception 0x80004005 in OnConnection.\r\n"));
 }
 
 }  // namespace

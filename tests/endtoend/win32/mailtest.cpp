@@ -219,5 +219,29 @@ TEST_F(Mails, LetsTheMailGoWithoutAnAgent) {
   Host().CloseInspector(window);
 }
 
+// The exception passes the system's DispCallFunc on its way, if it isn't ended before.
+TEST_F(Mails, LetsTheMailGoAfterAnExceptionInTheHandler) {
+  ASSERT_NO_FATAL_FAILURE(Connect("16.0.0.1234"));
+  simulation::mail::MailModel model = Mail("Two recipients", "This is TOP-SECRET.");
+  model.recipients.push_back({"Bob", Person("bob@example.com")});
+  HostInspector& window = Open(std::move(model));
+  Host().Calls().FailEach("AddressEntry::QueryInterface(IUnknown)", E_NOINTERFACE);
+  EXPECT_EQ(Send(window), VARIANT_FALSE);
+  Host().Calls().ClearFaults();
+  EXPECT_THAT(TakeLog(), HasSubstr("Outlook> Crit: Exception 0x80004002 in OnMailSend.\r\n"));
+  Host().CloseInspector(window);
+}
+
+TEST_F(Mails, SurvivesAnInlineResponseWithoutAnExplorer) {
+  ASSERT_NO_FATAL_FAILURE(Create("16.0.0.1234"));
+  HostExplorer& explorer = Host().OpenExplorer();
+  Host().Calls().FailEach("_Explorer::QueryInterface(_Explorer)", E_NOINTERFACE);
+  ASSERT_EQ(Host().Connect(AddIn()), S_OK);
+  EXPECT_THAT(explorer.FireInlineResponse(), ElementsAre(S_OK));
+  Host().Calls().ClearFaults();
+  EXPECT_THAT(TakeLog(),
+              HasSubstr("Outlook> Crit: Exception 0x80004003 in OnInlineResponseCreate.\r\n"));
+}
+
 }  // namespace
 }  // namespace tests

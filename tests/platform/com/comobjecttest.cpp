@@ -703,4 +703,52 @@ TEST(GuidText, BecomesTheGuid) {
   EXPECT_TRUE(IsEqualGUID(guid, expected));
 }
 
+int s_ended = 0;
+
+// Lets a reference to itself come and go while it ends, as an object does that is released inside a
+// callback of what it releases.
+class SelfReferring : public Sample {
+ public:
+  void FinalRelease() {
+    ++s_ended;
+    auto* const self = static_cast<ISample*>(this);
+    self->AddRef();
+    self->Release();
+  }
+};
+
+TEST_F(ComModuleTest, AnObjectThatIsReferencedWhileItEndsEndsOnce) {
+  TestModule module;
+  s_ended = 0;
+  auto* const object = new CComObject<SelfReferring>;
+  EXPECT_EQ(object->AddRef(), 1u);
+  EXPECT_EQ(object->Release(), 0u);
+  EXPECT_EQ(s_ended, 1);
+  EXPECT_EQ(s_alive, 0);
+  EXPECT_EQ(module.GetLockCount(), 0);
+}
+
+class Kept : public SelfReferring {
+ public:
+  static constexpr bool kStaysReadable = true;
+  void FinalRelease() {
+    SelfReferring::FinalRelease();
+    m_text.clear();
+  }
+  std::string m_text = "a text that is longer than a short string";
+};
+
+TEST_F(ComModuleTest, AnObjectThatStaysReadableOutlivesItsLastRelease) {
+  TestModule module;
+  s_ended = 0;
+  static CComObject<Kept>* s_object = nullptr;  // reachable, for the leak checker
+  s_object = new CComObject<Kept>;
+  s_object->AddRef();
+  EXPECT_EQ(s_object->Release(), 0u);
+  EXPECT_EQ(s_ended, 1);
+  EXPECT_EQ(s_alive, 1) << "no destructor was called";
+  EXPECT_EQ(s_object->m_text, "");
+  EXPECT_EQ(module.GetLockCount(), 0) << "it doesn't keep the library loaded";
+}
+
 }  // namespace

@@ -19,7 +19,8 @@
 #include "platform/diagnostics.h"
 #include "platform/mapi.h"
 #include "simulation/host/simulatedhost.h"
-#include "tests/agent/outlookaddin/posix/operationfaults.h"
+#include "tests/agent/outlookaddin/keepreachable.h"
+#include "tests/agent/outlookaddin/operationfaults.h"
 #include "tests/support/cancel.h"
 #include "tests/support/scriptedagent.h"
 #include "tests/support/temporaryfolder.h"
@@ -232,6 +233,7 @@ Outcome PlatformFaults::RunOnce(FaultPlan* plan) {
     if (DllGetClassObject(CLSID_Connect, IID_IClassFactory, reinterpret_cast<void**>(&factory)) ==
         S_OK) {
       factory->CreateInstance(nullptr, IID__IDTExtensibility2, reinterpret_cast<void**>(&addIn));
+      KeepReachable(g_pAddinConnect);
       factory->Release();
     }
     if (addIn != nullptr) {

@@ -1,4 +1,5 @@
 // The library's registry script, run on the simulated registry of POSIX.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <fstream>
@@ -54,7 +55,7 @@ TEST_F(LibraryScript, WritesTheWholeTable) {
     if (row.value == nullptr) {
       EXPECT_EQ(value, std::nullopt) << row.key;
     } else if (std::string(row.value) == "%MODULE%") {
-      EXPECT_TRUE(value && value->ends_with("/test_agent_outlookaddin")) << *value;
+      EXPECT_THAT(value.value_or("(none)"), testing::EndsWith("/test_agent_outlookaddin"));
     } else {
       EXPECT_EQ(value, row.value) << row.key;
     }

@@ -6,6 +6,7 @@
 #include <fstream>
 #include <iterator>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "agent/outlookaddin/addinids.h"
@@ -13,6 +14,7 @@
 #include "platform/com/bstr.h"
 #include "platform/com/comptr.h"
 #include "platform/com/comtypes.h"
+#include "simulation/host/simulatedhost.h"
 #include "tests/agent/outlookaddin/registrationtable.h"
 
 namespace tests {
@@ -181,6 +183,35 @@ TEST_F(Library, TheInterfaceOfConnectIsUnknownFromTheStandardLibrary) {
   Bstr name;
   ASSERT_EQ(standard->GetDocumentation(-1, name.Put(), nullptr, nullptr, nullptr), S_OK);
   EXPECT_EQ(name.View(), L"stdole");
+}
+
+TEST_F(Library, IsPinnedByItsConnectionAndNotByItsCreation) {
+  const auto create = [this](_IDTExtensibility2** addIn) {
+    ComPtr<IClassFactory> factory;
+    ASSERT_EQ(
+        GetClassObject(CLSID_Connect, IID_IClassFactory, reinterpret_cast<void**>(factory.Put())),
+        S_OK);
+    ASSERT_EQ(
+        factory->CreateInstance(nullptr, IID__IDTExtensibility2, reinterpret_cast<void**>(addIn)),
+        S_OK);
+  };
+  const auto unload = [this] {
+    FreeLibrary(std::exchange(m_module, nullptr));
+    return GetModuleHandleW(L"DlpAddIn.dll") == nullptr;
+  };
+  ComPtr<_IDTExtensibility2> addIn;
+  ASSERT_NO_FATAL_FAILURE(create(addIn.Put()));
+  addIn.Reset();
+  ASSERT_TRUE(unload()) << "or an earlier run of this test has pinned it";
+
+  m_module = LoadLibraryW(LibraryPath().c_str());
+  ASSERT_NO_FATAL_FAILURE(create(addIn.Put()));
+  simulation::host::SimulatedHost host;
+  ASSERT_EQ(host.Connect(addIn.Get()), S_OK);
+  EXPECT_EQ(host.Disconnect(), S_OK);
+  addIn.Reset();
+  EXPECT_EQ(Call("DllCanUnloadNow"), S_OK) << "its answer doesn't change";
+  EXPECT_FALSE(unload());
 }
 
 // Redirects HKEY_CLASSES_ROOT to a key that only this process uses.

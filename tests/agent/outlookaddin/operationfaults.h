@@ -33,7 +33,8 @@ struct Operation {
 // All operations of all tables.
 std::vector<Operation> AllOperations();
 
-// While it exists, all operations fail according to the plan.
+// While it exists, all operations fail according to the plan. What an operation allocates doesn't
+// count (allocations.h).
 class FaultyPlatform {
  public:
   explicit FaultyPlatform(FaultPlan* plan);

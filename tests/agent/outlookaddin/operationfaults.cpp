@@ -1,4 +1,4 @@
-#include "tests/agent/outlookaddin/posix/operationfaults.h"
+#include "tests/agent/outlookaddin/operationfaults.h"
 
 #include <array>
 #include <type_traits>
@@ -20,6 +20,7 @@
 #include "platform/security.h"
 #include "platform/sockets.h"
 #include "platform/ui.h"
+#include "tests/agent/outlookaddin/allocations.h"
 
 namespace tests {
 namespace {
@@ -30,6 +31,7 @@ class EntryGuard final : public OperationGuard {
   template <typename Failure>
   EntryGuard(FaultPlan* plan, const std::string& name, Failure failure)
       : m_guard([plan, name, failure](auto original, auto... arguments) {
+          const AllocationsDontCount inTheSystem;
           return plan->Fails(name) ? failure(original, arguments...) : original(arguments...);
         }) {}
 
@@ -160,6 +162,7 @@ AllOf<platform::ModuleImageOperations> ModuleImage() {
           OPERATION(moduleImage, ModuleImageOperations, EnterLock, kCannotFail),
           OPERATION(moduleImage, ModuleImageOperations, LeaveLock, kCannotFail),
           OPERATION(moduleImage, ModuleImageOperations, DeleteLock, kCannotFail),
+          OPERATION(moduleImage, ModuleImageOperations, PinModule, Returns(false)),
           OPERATION(moduleImage, ModuleImageOperations, EncodePointer, kCannotFail),
           OPERATION(moduleImage, ModuleImageOperations, DecodePointer, kCannotFail)};
 }

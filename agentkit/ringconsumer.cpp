@@ -221,9 +221,6 @@ void RingConsumer::PassHead(std::uint32_t size) {
   }
   if (!m_ahead.empty()) {
     m_ahead.erase(m_position);
-    if (size != channel::kRequestEntrySize) {
-      m_ahead.clear();  // later entries were assumed at wrong positions
-    }
   }
   m_position += size;
   Shared(Ring()->consumerWord).store(m_position, std::memory_order_release);

@@ -2,7 +2,7 @@
 
 #include <windows.h>
 
-#include "platform/win32/securitydescriptor.h"
+#include <sddl.h>
 
 namespace platform {
 namespace {
@@ -13,14 +13,24 @@ Handle OpenFileMappingA(std::uint32_t access, bool inheritHandle, const char* na
   return ::OpenFileMappingA(access, inheritHandle ? TRUE : FALSE, name);
 }
 
+// Interactive users, the system and administrators may map it for reading and writing (6), and so
+// may its owner (S-1-3-4). The entry for the owner replaces the owner's usual right to change this
+// list.
+constexpr char kMappingAccess[] = "D:P(A;;0x6;;;IU)(A;;0x6;;;SY)(A;;0x6;;;BA)(A;;0x6;;;S-1-3-4)";
+
 Handle CreateFileMappingA(std::uint32_t size, const char* name) {
-  SECURITY_DESCRIPTOR everybody = {};
-  if (!MakeOpenToEverybody(&everybody)) return nullptr;
-  SECURITY_ATTRIBUTES attributes = {sizeof attributes, &everybody, FALSE};
+  PSECURITY_DESCRIPTOR access = nullptr;
+  if (!ConvertStringSecurityDescriptorToSecurityDescriptorA(kMappingAccess, SDDL_REVISION_1,
+                                                            &access, nullptr)) {
+    return nullptr;
+  }
+  SECURITY_ATTRIBUTES attributes = {sizeof attributes, access, FALSE};
   const HANDLE mapping =
       ::CreateFileMappingA(INVALID_HANDLE_VALUE, &attributes, PAGE_READWRITE, 0, size, name);
+  const bool existed = GetLastError() == ERROR_ALREADY_EXISTS;
+  LocalFree(access);
   // CreateFileMapping opens an existing mapping, whatever its size.
-  if (mapping != nullptr && GetLastError() == ERROR_ALREADY_EXISTS) {
+  if (mapping != nullptr && existed) {
     ::CloseHandle(mapping);
     return nullptr;
   }

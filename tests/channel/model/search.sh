@@ -4,8 +4,8 @@
 #   search.sh CLAIM [-DSWITCH...]             exits with 0 if the claim and every assertion hold
 #   search.sh --finds TEXT CLAIM [-DSWITCH...]   exits with 0 if the search finds that violation
 #
-# ring.pml defines the claims (enough, ends) and the switches. A search that was cut short or didn't
-# reach every statement of the model proves nothing and exits with 1.
+# ring.pml defines the claims (enough, bounded, ends, writersEnd) and the switches. A search that was cut
+# short or didn't reach every statement of the model proves nothing and exits with 1.
 set -u -o pipefail
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 
@@ -26,7 +26,7 @@ spin -a "$@" ring.pml >spin.log 2>&1 || { cat spin.log; exit 3; }
 # Only the claim `ends` needs fairness: no process waits forever.
 fair=()
 flags=(-DNOFAIR)
-[ "$claim" = ends ] && fair=(-f) && flags=()
+[[ $claim == ends || $claim == writersEnd ]] && fair=(-f) && flags=()
 gcc -w -O2 -DCOLLAPSE -DMEMLIM=6000 "${flags[@]}" -o pan pan.c || exit 3
 ./pan -a "${fair[@]}" -m4000000 -N "$claim" >out.log 2>&1
 

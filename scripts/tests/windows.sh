@@ -12,7 +12,7 @@ check_dll() {
 normalized() {
   tr -d '\r' | jq -S '{
     mail: (.mail | sub(".*[/\\\\]"; "") | sub("[.](eml|json)$"; "")), outcome, cancel, tag,
-    requests: [.requests[] | .payload |= if . == null then . else
+    requests: [.requests[] | del(.wait_ms) | .payload |= if . == null then . else
       sub(".*[/\\\\](?<leaf>[^/\\\\]+)$"; .leaf) | sub("(?<begin>Attachment)[.][0-9]+$"; .begin)
       end]}'
 }

@@ -20,7 +20,7 @@ std::string_view WithoutBlanks(std::string_view text) {
   return text;
 }
 
-// The character that a backslash and `character` stand for, or NUL if they are no escape pair.
+// The character that a backslash and `character` encode, or NUL if they are no escape pair.
 char Decoded(char character) {
   switch (character) {
     case ',':

@@ -90,7 +90,7 @@ void ResultReader::TakeLine(char* line, std::size_t size, const std::string& nam
                             std::size_t number) {
   if (size > 0 && line[size - 1] == '\r') --size;
   if (IsBlank(line, size)) return;
-  line[size] = '\0';  // in the place of the line end, or one past a file's last byte
+  line[size] = '\0';  // replaces the line end, or is one past a file's last byte
   std::string why;
   if (!ParseRecordedMail(line, size, &m_mail, &why)) return Bad(name, number, std::move(why));
   if (m_needsNames && m_mail.mail.empty()) return Bad(name, number, "no \"mail\": it has no name");

@@ -26,7 +26,8 @@ OpenSet& AllOpen() {
 }  // namespace
 
 OpenObject::~OpenObject() {
-  // Don't repeat after EINTR: the descriptor is closed by then, and its number may be in use again.
+  // Don't repeat after EINTR: close has already freed the descriptor, and its number may be in use
+  // again.
   if (descriptor >= 0) close(descriptor);
 }
 

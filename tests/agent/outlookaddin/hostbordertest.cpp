@@ -71,7 +71,7 @@ TEST_F(HostBorder, EndsTheExceptionOfAnInlineResponseWithoutAnExplorer) {
                                    Crit("Exception 0x80004003 in OnInlineResponseCreate.")));
 }
 
-// Any operation of the system may stand for code that throws something unexpected.
+// An operation of the system that throws represents any code that throws something unexpected.
 TEST_F(HostBorder, EndsTheExceptionOfEveryOtherEntryPoint) {
   HostInspector& window = m_host->OpenInspector(Mail("Open"), Announce::kNo);
   ASSERT_EQ(Connect(), S_OK);

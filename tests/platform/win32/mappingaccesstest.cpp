@@ -35,7 +35,7 @@ TEST(MappingAccess, InteractiveUsersMayMapAndNobodyMayChangeTheList) {
   const std::string name = "Global\\quorvexaccess" + std::to_string(GetCurrentProcessId());
   const platform::Handle made = platform::mappings.CreateFileMappingA(4096, name.c_str());
   ASSERT_NE(made, nullptr);
-  // DC and LC are the rights to map for writing and reading; OW is whoever owns the mapping.
+  // DC and LC are the rights to map for writing and reading; OW is the owner of the mapping.
   EXPECT_EQ(AccessListOf(made), "D:P(A;;DCLC;;;IU)(A;;DCLC;;;SY)(A;;DCLC;;;BA)(A;;DCLC;;;OW)");
   EXPECT_TRUE(platform::handles.CloseHandle(made));
 }

@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <map>
 #include <optional>
+#include <string>
 #include <string_view>
 #include <utility>
 
@@ -18,29 +19,43 @@ constexpr std::ptrdiff_t kManyPeople = 10;
 
 std::atomic<bool> g_stop{false};
 
-// Mails that are being sent at the same time come from different threads or processes.
+// Identifies a mail while it is being sent: each one is checked by one thread of one process.
 using Sender = std::pair<std::uint32_t, std::uint32_t>;
 
 class Judge {
  public:
-  std::int32_t Answer(const agentkit::Request& request) {
-    std::int32_t& verdict = m_verdicts[Sender(request.processId, request.threadId)];
-    if (request.itemType == channel::kItemRecipients) {  // the first item of each mail
-      // Every address ends in a NUL.
-      const auto people = std::count(request.payload.begin(), request.payload.end(), '\0');
-      verdict = people > kManyPeople ? channel::kActionTag : channel::kActionGoOn;
-      return channel::kActionGoOn;  // anything else keeps the content from being asked about
+  ActionCode Answer(const agentkit::Request& request) {
+    const Sender sender(request.processId, request.threadId);
+    switch (request.itemType) {
+      case channel::kItemRecipients: {
+        // Every address ends in a NUL.
+        const auto people = std::count(request.payload.begin(), request.payload.end(), '\0');
+        m_verdicts[sender] = people > kManyPeople ? channel::kActionTag : channel::kActionGoOn;
+        return channel::kActionGoOn;  // with any other answer, the content isn't checked
+      }
+      case channel::kItemFile:
+        if (!std::string_view(request.name).ends_with(".key")) return channel::kActionGoOn;
+        return m_verdicts[sender] = channel::kActionBlock;
+      case channel::kItemClose: {
+        // This answer replaces the ones to the files, so it repeats the verdict.
+        const auto found = m_verdicts.find(sender);
+        if (found == m_verdicts.end()) return channel::kActionGoOn;
+        const ActionCode verdict = found->second;
+        m_verdicts.erase(found);
+        return verdict;
+      }
+      default:
+        return channel::kActionGoOn;
     }
-    if (request.itemType == channel::kItemFile &&
-        std::string_view(request.name).ends_with(".key")) {
-      return verdict = channel::kActionBlock;  // ends the files; the last item still comes
-    }
-    // The last word replaces whatever the files came to, so it has to be the worst of all.
-    return request.itemType == channel::kItemClose && verdict != 0 ? verdict : channel::kActionGoOn;
+  }
+
+  // The sender's mail has ended without kItemClose.
+  void Forget(const agentkit::Request& request) {
+    m_verdicts.erase(Sender(request.processId, request.threadId));
   }
 
  private:
-  std::map<Sender, std::int32_t> m_verdicts;
+  std::map<Sender, ActionCode> m_verdicts;  // of the mails that are being sent
 };
 
 }  // namespace
@@ -49,17 +64,23 @@ int main() {
   std::signal(SIGINT, [](int) { g_stop = true; });
   std::signal(SIGTERM, [](int) { g_stop = true; });
   Judge judge;
-  agentkit::Agent agent({.onRequest = [&judge](const agentkit::Request& request) {
-    const std::int32_t answer = judge.Answer(request);
-    std::printf("%08x:%08x  type %u  %zu bytes  %s  -> %d\n",
-                static_cast<unsigned>(request.processId), static_cast<unsigned>(request.threadId),
-                static_cast<unsigned>(request.itemType), request.payload.size(),
-                request.name.c_str(), static_cast<int>(answer));
+  agentkit::Handlers handlers;
+  handlers.onRequest = [&judge](const agentkit::Request& request) {
+    const ActionCode answer = judge.Answer(request);
+    const std::string word(channel::ItemWord(request.itemType));
+    std::printf("%08x:%08x  %s  %zu bytes  %s  -> %d\n", static_cast<unsigned>(request.processId),
+                static_cast<unsigned>(request.threadId), word.empty() ? "unknown" : word.c_str(),
+                request.payload.size(), request.name.c_str(), static_cast<int>(answer));
     std::fflush(stdout);
     return std::optional(answer);
-  }});
+  };
+  handlers.onEnd = [&judge](const agentkit::Request& request, agentkit::Ending ending) {
+    if (ending != agentkit::Ending::kAnswerTaken) judge.Forget(request);
+  };
+  agentkit::Agent agent(handlers);
   if (agent.Start() != agentkit::OpenResult::kOpened) {
-    std::fputs("no ring to be had: another agent has it, or the system refuses it\n", stderr);
+    std::fputs("the ring can't be created: another agent has it, or the system refuses it\n",
+               stderr);
     return 1;
   }
   std::puts("ready");

@@ -162,6 +162,8 @@ check_same_on_windows() {
   local arguments
   use_wine || return 1
   cd "$top" || return 1
+  # On Windows the check of Logger.cfg also looks for the log's folder.
+  mkdir -p "$WINEPREFIX/drive_c/Logs"
   for arguments in "log check docs/examples/Logger.cfg" "ring docs/examples/stalled.ring" \
     "log explain docs/examples/mail.PC17_0.log" "config show x_name" "config keys"; do
     diff <(build/native/quorvex $arguments; echo "status $?") \

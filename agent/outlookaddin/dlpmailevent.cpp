@@ -1,6 +1,7 @@
 #include "agent/outlookaddin/dlpmailevent.h"
 
 #include <cstdio>
+#include <utility>
 
 #include "agent/outlookaddin/eventconnection.h"
 #include "agent/outlookaddin/hostborder.h"
@@ -65,7 +66,8 @@ class DlpMailEvent::Running {
  public:
   explicit Running(DlpMailEvent* sink) : m_sink(sink) { ++m_sink->m_running; }
   ~Running() {
-    if (--m_sink->m_running == 0 && m_sink->m_isDestroyed) delete m_sink;
+    // The host holds the sink during its call and releases it afterwards, so the memory stays.
+    if (--m_sink->m_running == 0 && m_sink->m_isDestroyed) m_sink->End();
   }
   Running(const Running&) = delete;
   Running& operator=(const Running&) = delete;
@@ -101,8 +103,12 @@ DlpMailEvent::DlpMailEvent(_MailItem* item) : m_pMailItem(item) {
 }
 
 DlpMailEvent::~DlpMailEvent() {
-  // A Send that the host fires inside the calls below must not delete the sink again.
-  ++m_running;
+  End();
+}
+
+void DlpMailEvent::End() {
+  // The host may fire a Send inside the calls below.
+  if (std::exchange(m_isEnded, true)) return;
   if (m_pMailItem != nullptr) {
     UnadviseEvents(m_pMailItem, outlookaddin::IID_ItemEvents, m_dwEventCookie);
     m_dwEventCookie = platform::kNoEventCookie;

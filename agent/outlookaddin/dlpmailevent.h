@@ -50,9 +50,9 @@ class DlpMailEvent final
   // slots.
   ~DlpMailEvent();
 
-  // For the owner of a sink that Attach made: deletes it. A sink whose OnMailSend is running is
-  // deleted when that returns; host calls may pump messages, so a window can close during the check
-  // of its own mail.
+  // For the owner of a sink that Attach made: ends and deletes it. Host calls may pump messages, so
+  // a window can close during the check of its own mail: a sink whose OnMailSend is running ends
+  // when that returns, and its memory is never freed, since the host still has to release it.
   void Destroy();
 
   DlpMailEvent(const DlpMailEvent&) = delete;
@@ -115,8 +115,11 @@ class DlpMailEvent final
   static std::uint32_t GetAttachmentTempPath(platform::WideChar* buffer, std::uint32_t capacity);
 
  private:
-  // Counts a running OnMailSend, and deletes the sink at its end if Destroy was called meanwhile.
+  // Counts a running OnMailSend, and ends the sink after it if Destroy was called meanwhile.
   class Running;
+
+  // Unsubscribes the sink, releases the item and logs that. Does so once.
+  void End();
 
   // CheckEmail, without the clean-up after an exception.
   ActionCode RunStages(_MailItem* item);
@@ -130,4 +133,5 @@ class DlpMailEvent final
   std::string m_strSignaturePath;  // ANSI; empty if no image is waiting for CheckSignature
   int m_running = 0;               // calls of OnMailSend
   bool m_isDestroyed = false;      // Destroy was called
+  bool m_isEnded = false;          // End was called
 };

@@ -21,8 +21,8 @@ struct MappingOperations {
   // Opens an existing mapping. Returns null if it doesn't exist or access is denied.
   Handle (*OpenFileMappingA)(std::uint32_t access, bool inheritHandle, const char* name);
 
-  // Creates a mapping of `size` bytes that interactive users, the system and administrators may map.
-  // Returns null if the name exists or memory is short. Agents use this, not the add-in.
+  // Creates a mapping of `size` bytes that interactive users, the system and administrators may
+  // map. Returns null if the name exists or memory is short. Agents use this, not the add-in.
   Handle (*CreateFileMappingA)(std::uint32_t size, const char* name);
 
   // Maps the first `size` bytes. Returns null if the mapping, rounded up to whole pages, is smaller

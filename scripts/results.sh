@@ -100,7 +100,8 @@ report_gtest() {
   else
     printf '  ok      %s: %d tests\n' "$name" "$passed"
   fi
-  [ "$skipped" -gt 0 ] && grep -A 2 -E '^\[ RUN' "$log" | grep -B 1 -A 1 -i 'skipped' | head -n 20 |
+  # Each with its reason, which is the line before.
+  [ "$skipped" -gt 0 ] && grep -h -B 1 -E '^\[  SKIPPED \] .* ms\)$' "$log" | grep -v '^--$' | head -n 20 |
     sed 's/^/          /'
   count passed "$passed"
   if [ "$failed" -gt 0 ]; then count failed "$failed" "$name"; fi

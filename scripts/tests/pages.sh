@@ -2,7 +2,7 @@
 # Pages and screenshots stay in build/pages.
 
 test_pages() {
-  local log="$results_logs/pages.log" status=0 ran failed
+  local log="$results_logs/pages.log" status=0 ran failed passed
   build_or_fail native quorvex || return
   echo "Pages in a browser"
   rm -rf "$top/build/pages"
@@ -14,12 +14,12 @@ test_pages() {
   if [ "${ran:-0}" -eq 0 ] || { [ "$status" -ne 0 ] && [ "$failed" -eq 0 ]; }; then
     failed=$((failed + 1)) ran=$((${ran:-0} + 1))
   fi
-  results_passed=$((results_passed + ran - failed))
-  results_failed=$((results_failed + failed))
+  passed=$((ran - failed))
+  if [ "$passed" -gt 0 ]; then count passed "$passed"; fi
   if [ "$failed" -eq 0 ]; then
     printf '  ok      pages: %d tests\n' "$ran"
   else
-    results_failures+=("pages in a browser")
+    count failed "$failed" "pages in a browser"
     printf '  FAILED  pages: %d of %d\n' "$failed" "$ran"
     tail -n 60 "$log" | sed 's/^/          /'
   fi

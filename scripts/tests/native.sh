@@ -1,7 +1,7 @@
 # The native build and its tests, with each compiler and each sanitizer.
 
-# run_programs PRESET [ENVIRONMENT...]: every test program of a native build, as many at once as
-# there are processors.
+# run_programs PRESET [ENVIRONMENT...]: every test program of a native build, twice as many at once as
+# there are processors, since the longest ones mostly wait.
 run_programs() {
   local preset=$1 program programs=()
   shift
@@ -9,7 +9,7 @@ run_programs() {
     [ -x "$program" ] && programs+=("$program")
   done
   for program in "${programs[@]}"; do
-    while [ "$(jobs -pr | wc -l)" -ge "$(nproc)" ]; do wait -n; done
+    while [ "$(jobs -pr | wc -l)" -ge $((2 * $(nproc))) ]; do wait -n; done
     run_gtest "$preset $(basename "$program")" env "$@" "$program" &
   done
   wait

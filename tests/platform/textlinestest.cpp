@@ -133,7 +133,7 @@ TEST(TextLines, FailedReadIsNotRetried) {
 
 TEST(TextLines, FileThatCannotBeOpenedHasNoLines) {
   const tests::TemporaryFolder folder;
-  const tests::OpenFiles files;
+  const tests::OpenFiles calls;
   {
     TextLines missing(folder.Entry("missing.txt").c_str());
     EXPECT_FALSE(missing.IsOpen());
@@ -141,25 +141,25 @@ TEST(TextLines, FileThatCannotBeOpenedHasNoLines) {
     EXPECT_FALSE(missing.Next(&line));
     EXPECT_FALSE(missing.NextPiece(10, &line));
   }
-  EXPECT_EQ(files.Opened(), 1);
-  EXPECT_EQ(files.Closed(), 0);
+  EXPECT_EQ(calls.Opened(), 1);
+  EXPECT_EQ(calls.Closed(), 0);
   EXPECT_FALSE(TextLines(nullptr).IsOpen());
-  EXPECT_EQ(files.Opened(), 1);
+  EXPECT_EQ(calls.Opened(), 1);
 }
 
 TEST(TextLines, OpensForReadingSharedWithReadersAndWritersAndClosesAtTheEnd) {
   const TextFile file("one\n");
-  const tests::OpenFiles files;
+  const tests::OpenFiles calls;
   {
     TextLines lines(file.Path().c_str());
     EXPECT_TRUE(lines.IsOpen());
-    EXPECT_EQ(files.Closed(), 0);
+    EXPECT_EQ(calls.Closed(), 0);
   }
-  EXPECT_EQ(files.Opened(), 1);
-  EXPECT_EQ(files.Closed(), 1);
-  EXPECT_EQ(files.LastAccess(), platform::kGenericRead);
-  EXPECT_EQ(files.LastShare(), platform::kShareReadWrite);
-  EXPECT_EQ(files.LastDisposition(), platform::kOpenExisting);
+  EXPECT_EQ(calls.Opened(), 1);
+  EXPECT_EQ(calls.Closed(), 1);
+  EXPECT_EQ(calls.LastAccess(), platform::kGenericRead);
+  EXPECT_EQ(calls.LastShare(), platform::kShareReadWrite);
+  EXPECT_EQ(calls.LastDisposition(), platform::kOpenExisting);
 }
 
 TEST(TextPieces, IncludeTheLfIfItFits) {

@@ -67,7 +67,7 @@
 
 namespace agentkit {
 
-// After these times, in milliseconds, the party at the other end counts as gone. The add-in itself
+// After these times, in milliseconds, the other end counts as gone. The add-in itself
 // has given up before.
 inline constexpr std::uint32_t kBlockGoneMs = 15'000;    // a push, or a block that isn't complete
 inline constexpr std::uint32_t kAnswerGoneMs = 300'000;  // a block that waits for the answer

@@ -167,7 +167,7 @@ TEST_F(BlockTest, PayloadAndNameAreToldApart) {
 
 TEST_F(BlockTest, BlockWithoutItsNulsIsReadWholeAndReported) {
   const auto read = [this](const std::string& content, int sequence, std::string* payload) {
-    // The content is all that stands behind the status word.
+    // Nothing but the content follows the status word.
     HandRequester requester(std::string(content.size() - 2, '.'), "", sequence);
     EXPECT_TRUE(m_block.Create(requester.record));
     agentkit::SharedView view;

@@ -17,8 +17,6 @@ using inspection::ring::EntryState;
 using inspection::ring::Finding;
 using inspection::ring::Snapshot;
 
-constexpr std::size_t kColumns = 80;
-
 std::string TypeWord(std::uint32_t itemType) {
   const std::string_view word = channel::ItemWord(itemType);
   if (!word.empty()) return std::string(word);

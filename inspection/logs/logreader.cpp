@@ -127,8 +127,8 @@ void LogReader::AppendUtf16(std::string_view bytes) {
   constexpr unsigned kReplacement = 0xFFFD;
   std::size_t at = 0;
   for (; at + 1 < all.size(); at += 2) {
-    const auto one = static_cast<unsigned char>(all[at]);
-    const auto two = static_cast<unsigned char>(all[at + 1]);
+    const unsigned one = static_cast<unsigned char>(all[at]);
+    const unsigned two = static_cast<unsigned char>(all[at + 1]);
     const unsigned unit = m_encoding == Encoding::kLittleEndian ? one | two << 8U : two | one << 8U;
     const bool isLow = unit >= 0xDC00 && unit < 0xE000;
     if (m_high != 0) {

@@ -25,23 +25,28 @@ using Sender = std::pair<std::uint32_t, std::uint32_t>;
 class Judge {
  public:
   ActionCode Answer(const agentkit::Request& request) {
-    const Sender sender(request.processId, request.threadId);
+    Mail& mail = m_mails[Sender(request.processId, request.threadId)];
+    // Recipients, sender and envelope come before any file. One of them after a file belongs to a
+    // new mail: the last one ended without kItemClose.
+    if (mail.hasFiles && request.itemType != channel::kItemFile &&
+        request.itemType != channel::kItemClose) {
+      mail = {};
+    }
     switch (request.itemType) {
       case channel::kItemRecipients: {
         // Every address ends in a NUL.
         const auto people = std::count(request.payload.begin(), request.payload.end(), '\0');
-        m_verdicts[sender] = people > kManyPeople ? channel::kActionTag : channel::kActionGoOn;
+        mail.verdict = people > kManyPeople ? channel::kActionTag : channel::kActionGoOn;
         return channel::kActionGoOn;  // with any other answer, the content isn't checked
       }
       case channel::kItemFile:
+        mail.hasFiles = true;
         if (!std::string_view(request.name).ends_with(".key")) return channel::kActionGoOn;
-        return m_verdicts[sender] = channel::kActionBlock;
+        return mail.verdict = channel::kActionBlock;
       case channel::kItemClose: {
         // This answer replaces the ones to the files, so it repeats the verdict.
-        const auto found = m_verdicts.find(sender);
-        if (found == m_verdicts.end()) return channel::kActionGoOn;
-        const ActionCode verdict = found->second;
-        m_verdicts.erase(found);
+        const ActionCode verdict = mail.verdict;
+        Forget(request);
         return verdict;
       }
       default:
@@ -49,13 +54,17 @@ class Judge {
     }
   }
 
-  // The sender's mail has ended without kItemClose.
+  // The sender's mail has ended, perhaps without kItemClose.
   void Forget(const agentkit::Request& request) {
-    m_verdicts.erase(Sender(request.processId, request.threadId));
+    m_mails.erase(Sender(request.processId, request.threadId));
   }
 
  private:
-  std::map<Sender, ActionCode> m_verdicts;  // of the mails that are being sent
+  struct Mail {
+    ActionCode verdict = channel::kActionGoOn;
+    bool hasFiles = false;
+  };
+  std::map<Sender, Mail> m_mails;  // those that are being sent
 };
 
 }  // namespace

@@ -5,7 +5,7 @@
 packages_native="g++ cmake ninja-build pkg-config ccache libgmime-3.0-dev libgsf-1-dev libxml2-dev libcli11-dev
   nlohmann-json3-dev rapidjson-dev libtomlplusplus-dev libpcre2-dev libfmt-dev libutfcpp-dev
   zlib1g-dev libgtest-dev libgmock-dev"
-packages_tests="rsyslog"
+packages_tests="rsyslog man-db groff-base python3"
 packages_lint="clang-14 clang-format-14 clang-tidy-14 jq python3"
 packages_sanitize="libclang-rt-14-dev"
 packages_bits32="g++-multilib googletest"

@@ -4,6 +4,11 @@
 #include <algorithm>
 #include <cstdio>
 #include <sstream>
+#include <string_view>
+
+#include "text/suggestion.h"
+#include "tools/commandpages.h"
+#include "tools/optionwords.h"
 
 namespace tools {
 
@@ -106,9 +111,62 @@ void Describe(CLI::App& app, const Command& command, const std::string& name, in
   if (command.run) app.callback([&command, name, status] { *status = Run(command, name); });
 }
 
+// The words that may follow the command: its parts, or the names of its options.
+std::vector<std::string> KnownWords(const Command& command, bool options) {
+  std::vector<std::string> known;
+  if (!options) {
+    for (const Command& part : command.subcommands) known.push_back(part.name);
+    return known;
+  }
+  known.push_back("--help");
+  if (!command.version.empty()) known.push_back("--version");
+  for (const Option& option : command.options) {
+    for (const std::string& name : OptionNames(option)) {
+      if (name.starts_with("--")) known.push_back(name);
+    }
+  }
+  return known;
+}
+
+// The complaint about wrong usage. `why` is the library's, and `unexpected` the words that it
+// didn't accept. A word that is no command, or no option of its command, gets one that may suggest
+// another.
+std::string Complaint(const Command& program, const std::vector<std::string>& arguments,
+                      const std::vector<std::string>& unexpected, const std::string& why) {
+  const Command* command = &program;
+  std::string name = program.name;
+  for (const std::string& word : arguments) {
+    if (command->subcommands.empty() || word.starts_with('-')) break;
+    const auto part = std::find_if(command->subcommands.begin(), command->subcommands.end(),
+                                   [&](const Command& one) { return one.name == word; });
+    if (part == command->subcommands.end()) {
+      const std::vector<std::string> known = KnownWords(*command, false);
+      const std::vector<std::string_view> views(known.begin(), known.end());
+      return name + ": unknown command \"" + word + "\"" + Suggestion(word, views) + "\nRun \"" +
+             name + " --help\" for the list of commands.\n";
+    }
+    command = &*part;
+    name += " " + word;
+  }
+  std::string complaint = name + ": " + why;
+  if (!unexpected.empty() && unexpected.front().starts_with("--")) {
+    const std::string option = unexpected.front().substr(0, unexpected.front().find('='));
+    const std::vector<std::string> known = KnownWords(*command, true);
+    const std::vector<std::string_view> views(known.begin(), known.end());
+    complaint = name + ": unknown option \"" + option + "\"" + Suggestion(option, views);
+  }
+  return complaint + "\nRun \"" + name + " --help\" for " +
+         (command->subcommands.empty() ? "its options" : "the list of commands") + ".\n";
+}
+
 }  // namespace
 
-int RunCommandLine(const Command& program, std::vector<std::string> arguments) {
+int RunCommandLine(const Command& program, const std::vector<std::string>& arguments) {
+  // For the build, so the help doesn't show it.
+  if (arguments.size() == 2 && arguments[0] == "--write-pages") {
+    WritePages(program, arguments[1]);
+    return kStatusDone;
+  }
   CLI::App app(program.summary, program.name);
   app.formatter(std::make_shared<HelpText>());
   // On Windows too, a word that begins with "/" is a path.
@@ -120,14 +178,14 @@ int RunCommandLine(const Command& program, std::vector<std::string> arguments) {
   int status = kStatusDone;
   Describe(app, program, program.name, &status);
   // The parser takes the arguments from the last to the first.
-  std::reverse(arguments.begin(), arguments.end());
+  std::vector<std::string> reversed(arguments.rbegin(), arguments.rend());
   try {
-    app.parse(arguments);
+    app.parse(reversed);
   } catch (const CLI::Success& request) {
     return app.exit(request);  // prints the help
   } catch (const CLI::ParseError& wrong) {
-    std::fprintf(stderr, "%s: %s\nRun \"%s --help\" for the list of commands.\n",
-                 program.name.c_str(), wrong.what(), program.name.c_str());
+    const std::string complaint = Complaint(program, arguments, app.remaining(true), wrong.what());
+    std::fputs(complaint.c_str(), stderr);
     return kStatusUsage;
   }
   return status;

@@ -75,7 +75,8 @@ Command ImportCommand() {
                    .required = true},
                   {.name = "-o,--output",
                    .target = &options->output,
-                   .help = "The file to write; without it standard output"}},
+                   .help = "The file to write; without it standard output",
+                   .valueName = "FILE"}},
       .run = [options] { return RunImport(*options); },
   };
 }

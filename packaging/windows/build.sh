@@ -3,9 +3,11 @@
 #
 #   packaging/windows/build.sh [--version X.Y.Z] [--dll64 FILE] [--dll32 FILE] [--output FOLDER]
 #                              [--help-link URL] [--contact TEXT]
+#                              [--settings FILE] [--logger FILE]
 #
 # The defaults are the version in CMakeLists.txt, build/win64/DlpAddIn.dll, build/win32/DlpAddIn.dll
-# and build/packaging. The list of programs shows the help link and the contact. Refuses a library of
+# and build/packaging. The list of programs shows the help link and the contact. The optional features
+# SettingsFile and Log install the other two files as vrk.pro and Logger.cfg. Refuses a library of
 # the wrong bitness, and a signed library together with an unsigned one. A failure leaves no incomplete
 # output file. Needs wixl, msitools and faketime.
 #
@@ -29,6 +31,14 @@ addin_x64="{3D9C2B61-40F7-4E1A-B7A5-6C81F2D0935E}"
 addin_x86="{B52E7F14-9A0D-4C68-8F3B-D7164EA0C289}"
 keep_x64="{E6047A93-1C5F-4B2D-A8D9-50F3B7C16E24}"
 keep_x86="{71C8D5E2-F36A-4097-93BE-0A4D2C98B7F5}"
+event_x64="{0C9E4F71-58B2-4D3A-9E06-A1F7358C2B4D}"
+event_x86="{94B1D6A8-2E7F-4C05-B3D9-6F08E5A7C132}"
+settings_x64="{C27A05E9-6B14-4F8D-8A53-D90E1B76F42C}"
+settings_x86="{5F83B1D4-A9C6-4E20-97F5-3B2D08C64E71}"
+logger_x64="{E8160D3B-7C95-42AF-B4E1-0596A3D8F72E}"
+logger_x86="{28D4F7A6-B03E-4159-8C6D-E17F92B05A34}"
+logfolder_x64="{7B95E2C1-D84F-4A36-A07E-4C1B63F8D950}"
+logfolder_x86="{AD306F58-1E92-4BC7-95D4-8F7B20E6C1A3}"
 
 version=$(sed -nE 's/^project\(.* VERSION ([0-9.]+).*/\1/p' "$top/CMakeLists.txt")
 dll_x64="$top/build/win64/DlpAddIn.dll"
@@ -36,10 +46,13 @@ dll_x86="$top/build/win32/DlpAddIn.dll"
 output="$top/build/packaging"
 help_link=""
 contact=""
+settings="$here/vrk.pro"
+logger="$here/Logger.cfg"
 while [ $# -gt 0 ]; do
   case $1 in
     -h | --help) usage; exit 0 ;;
-    --version | --dll64 | --dll32 | --output | --help-link | --contact) [ $# -ge 2 ] || { usage >&2; exit 3; } ;;
+    --version | --dll64 | --dll32 | --output | --help-link | --contact | --settings | --logger)
+      [ $# -ge 2 ] || { usage >&2; exit 3; } ;;
     *) usage >&2; exit 3 ;;
   esac
   case $1 in
@@ -49,6 +62,8 @@ while [ $# -gt 0 ]; do
     --output) output=$2 ;;
     --help-link) help_link=$2 ;;
     --contact) contact=$2 ;;
+    --settings) settings=$2 ;;
+    --logger) logger=$2 ;;
   esac
   shift 2
 done
@@ -98,7 +113,7 @@ rows() {
       return text
     }
     /^ *(#|$)/ { next }
-    NF != 6 || $5 !~ /^(string|dword|key)$/ {
+    NF != 6 || $5 !~ /^(string|expand|dword|key)$/ {
       print "registry.txt:" NR ": not part | root | key | name | type | value" >"/dev/stderr"
       exit 1
     }
@@ -118,8 +133,10 @@ wix_rows() {
     {
       printf "<RegistryValue Root=\"%s\" Key=\"%s\" ", $1, $2
       if ($3 != "") printf "Name=\"%s\" ", $3
-      printf "Type=\"%s\" Value=\"%s\"", ($4 == "dword" ? "integer" : "string"), $5
-      print (keypath == "keep" ? " KeyPath=\"yes\"/>" : "/>")
+      type["dword"] = "integer"; type["string"] = "string"; type["expand"] = "expandable"
+      printf "Type=\"%s\" Value=\"%s\"", type[$4], $5
+      # The rows are a component of their own, and the first one says whether it is installed.
+      print ((keypath == "keep" || keypath == "event") && !rows++ ? " KeyPath=\"yes\"/>" : "/>")
     }'
 }
 
@@ -153,28 +170,59 @@ property() {
 # A fixed clock for the tools that write the time into the package.
 at_epoch() { TZ=UTC faketime -f "$(date -u -d "@$epoch" '+%Y-%m-%d %H:%M:%S')" "$@"; }
 
-# make_msi ARCH BITS DLL PROGRAMFILES WIN64 ADDIN KEEP
+# add_optional_files MSI WIN64: what wixl can't express of the features SettingsFile and Log. The attributes
+# of their files are 16 (permanent) and 128 (never overwrite). In the log's folder, the system and
+# administrators have full control, and users may create, change and delete files. That table needs Windows
+# Installer 5, so Windows 7.
+add_optional_files() {
+  at_epoch msibuild "$1" -q "UPDATE \`Component\` SET \`Attributes\` = $((16 + 128 + $2)) \
+WHERE \`Component\` = 'Settings'"
+  at_epoch msibuild "$1" -q "UPDATE \`Component\` SET \`Attributes\` = $((16 + 128 + $2)) \
+WHERE \`Component\` = 'LoggerFile'"
+  at_epoch msibuild "$1" -q "CREATE TABLE \`MsiLockPermissionsEx\` (\`MsiLockPermissionsEx\` \
+CHAR(72) NOT NULL, \`LockObject\` CHAR(72) NOT NULL, \`Table\` CHAR(32) NOT NULL, \`SDDLText\` \
+CHAR(0) NOT NULL, \`Condition\` CHAR(255) PRIMARY KEY \`MsiLockPermissionsEx\`)"
+  at_epoch msibuild "$1" -q "INSERT INTO \`MsiLockPermissionsEx\` (\`MsiLockPermissionsEx\`, \
+\`LockObject\`, \`Table\`, \`SDDLText\`) VALUES ('LogFolder', 'LogFolder', 'CreateFolder', \
+'D:P(A;OICI;FA;;;SY)(A;OICI;FA;;;BA)(A;OICI;0x1301bf;;;BU)')"
+}
+
+# identities ARCH: replaces the components' names by their identities.
+identities() {
+  local name variable
+  for name in addin keep event settings logger logfolder; do
+    variable="${name}_$1"
+    printf 's|@%s@|%s|; ' "${name^^}" "${!variable}"
+  done
+}
+
+# make_msi ARCH BITS DLL PROGRAMFILES SYSTEM WIN64
 make_msi() {
-  local arch=$1 bits=$2 dll=$3 work="$scratch/$1" part own wrong
+  local arch=$1 bits=$2 dll=$3 work="$scratch/$1" part own wrong file
   own=$(file_version "$dll")
   mkdir -p "$work"
   wrong='CLICKTORUN="x86" OR (NOT CLICKTORUN AND OUTLOOK32="x86" AND NOT OUTLOOK64="x64")'
   [ "$bits" = 64 ] || wrong='CLICKTORUN="x64" OR (NOT CLICKTORUN AND OUTLOOK64="x64" AND NOT OUTLOOK32="x86")'
   sed -e "s|@PRODUCT@|$(guid "$upgrade_code $version $arch")|; s|@WRONG@|$wrong|" -e "s|@VERSION@|$version|g; s|@UPGRADE@|$upgrade_code|g; s|@BITS@|$bits|g" \
-    -e "s|@PROGRAMFILES@|$4|; s|@WIN64@|$5|; s|@ADDIN@|$6|; s|@KEEP@|$7|" \
+    -e "s|@PROGRAMFILES@|$4|; s|@SYSTEM@|$5|; s|@WIN64@|$6|; $(identities "$arch")" \
     "$here/addin.wxs.in" >"$work/addin.wxs"
-  for part in class load keep; do
+  for part in class load keep event; do
     wix_rows "$part" "$bits" >"$work/$part"
     sed -i -e "/<!-- rows $part -->/{r $work/$part" -e 'd}' "$work/addin.wxs"
   done
-  if [ -n "$help_link" ]; then property ARPHELPLINK "$help_link"; fi >"$work/arp"
+  property ARPSIZE "$(($(stat -c %s "$dll") / 1024 + 1))" >"$work/arp"
+  if [ -n "$help_link" ]; then property ARPHELPLINK "$help_link"; fi >>"$work/arp"
   if [ -n "$contact" ]; then property ARPCONTACT "$contact"; fi >>"$work/arp"
   sed -i -e "/<!-- arp -->/{r $work/arp" -e 'd}' "$work/addin.wxs"
   # wixl accepts only relative file names.
   cp "$dll" "$work/DlpAddIn.dll"
-  touch -d "@$epoch" "$work/DlpAddIn.dll"
+  # With the line ends of Windows.
+  sed 's/\r*$/\r/' "$settings" >"$work/vrk.pro"
+  sed 's/\r*$/\r/' "$logger" >"$work/Logger.cfg"
+  for file in DlpAddIn.dll vrk.pro Logger.cfg; do touch -d "@$epoch" "$work/$file"; done
   (cd "$work" && at_epoch wixl --arch "$arch" --output out.msi addin.wxs)
   add_keys "$work/out.msi" "$bits"
+  add_optional_files "$work/out.msi" "$([ "$bits" = 64 ] && echo 256 || echo 0)"
   # wixl doesn't read the library's version. Without a version, Windows Installer would never replace
   # an older library on the disk.
   at_epoch msibuild "$work/out.msi" -q "UPDATE \`File\` SET \`Version\` = '$own', \
@@ -189,7 +237,7 @@ VALUES ('$upgrade_code', '0.0.0', '$version', $((1 + 256 + 512)), 'OLDERFOUND')"
 \`Value\` = 'OLDERFOUND;NEWERFOUND;IGNOREOUTLOOKBITNESS' WHERE \`Property\` = 'SecureCustomProperties'"
   at_epoch msibuild "$work/out.msi" -s "Quorvex mail add-in for $bits-bit Outlook" Quorvex \
     "$(msiinfo suminfo "$work/out.msi" | sed -n 's/^Template: //p')" \
-    "$(guid "$(cat "$work/addin.wxs"; sha256sum <"$dll")")"
+    "$(guid "$(cat "$work/addin.wxs"; cd "$work" && sha256sum DlpAddIn.dll vrk.pro Logger.cfg)")"
   mv "$work/out.msi" "$output/DlpAddIn-$arch.msi"
 }
 
@@ -256,8 +304,8 @@ for bits in 64 32; do
 done
 [ $(($(signature_size "$dll_x64") > 0)) = $(($(signature_size "$dll_x86") > 0)) ] ||
   fail "only one of the two libraries is signed"
-make_msi x64 64 "$dll_x64" ProgramFiles64Folder yes "$addin_x64" "$keep_x64"
-make_msi x86 32 "$dll_x86" ProgramFilesFolder no "$addin_x86" "$keep_x86"
+make_msi x64 64 "$dll_x64" ProgramFiles64Folder System64Folder yes
+make_msi x86 32 "$dll_x86" ProgramFilesFolder SystemFolder no
 make_reg x64 64
 make_reg x86 32
 (cd "$output" && ls -l DlpAddIn-* | awk '{ printf "%9d  %s\n", $5, $NF }')

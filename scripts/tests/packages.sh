@@ -20,6 +20,61 @@ check_wrong_bitness_is_refused() {
   wine reg delete "$software\\16.0" /reg:64 /f
 }
 
+# The features that bring files and an event source, of an administrator's own package. A file that is there
+# stays, and removal leaves the files. Wine ignores the rights of the log's folder.
+check_optional_features() {
+  local own="$packaging_folder/own" system="$WINEPREFIX/drive_c/windows/system32"
+  local key='hkey_local_machine\system\currentcontrolset\services\eventlog\application\quorvex'
+  rm -rf "$own" && mkdir -p "$own" "$system/zbagent" || return 1
+  printf 'x_name = X-Ours\n' >"$own/vrk.pro"
+  printf 'Outlook 12 UDP 192.0.2.10\n' >"$own/Logger.cfg"
+  printf 'Outlook 8 Dbg\r\n' >"$system/Logger.cfg"
+  "$top/packaging/windows/build.sh" --output "$own" --settings "$own/vrk.pro" --logger "$own/Logger.cfg" ||
+    return 1
+  msi /i own/DlpAddIn-x64.msi && ! [ -e "$system/zbagent/vrk.pro" ] && msi /x own/DlpAddIn-x64.msi || return 1
+  msi /i own/DlpAddIn-x64.msi ADDLOCAL=Main,SettingsFile,Log,EventSource || return 1
+  cmp <(printf 'x_name = X-Ours\r\n') "$system/zbagent/vrk.pro" &&
+    cmp <(printf 'Outlook 8 Dbg\r\n') "$system/Logger.cfg" &&
+    [ -d "$WINEPREFIX/drive_c/ProgramData/Quorvex" ] || return 1
+  wine reg query "${key/hkey_local_machine/HKLM}" | tr -d '\r' | tr -s ' ' >"$own/event" || return 1
+  diff "$own/event" - <<'VALUES' || return 1
+
+HKEY_LOCAL_MACHINE\System\CurrentControlSet\Services\EventLog\Application\Quorvex
+ EventMessageFile REG_EXPAND_SZ %SystemRoot%\System32\EventCreate.exe
+ TypesSupported REG_DWORD 0x7
+ CustomSource REG_DWORD 0x1
+
+VALUES
+  msi /x own/DlpAddIn-x64.msi || return 1
+  [ -e "$system/zbagent/vrk.pro" ] && [ -e "$system/Logger.cfg" ] &&
+    [ ! -e "$WINEPREFIX/drive_c/ProgramData/Quorvex" ] &&
+    ! wine reg query "${key/hkey_local_machine/HKLM}" || return 1
+  rm -r "$system/zbagent" "$system/Logger.cfg"
+}
+
+# The rights as Windows Installer reads them, and the files that a package has without other orders.
+check_optional_contents() {
+  local package="$packaging_folder/DlpAddIn-x64.msi" attributes
+  msiinfo export "$package" MsiLockPermissionsEx | tr -d '\r' |
+    grep -qxF "$(printf 'LogFolder\tLogFolder\tCreateFolder\tD:P(A;OICI;FA;;;SY)(A;OICI;FA;;;BA)(A;OICI;0x1301bf;;;BU)\t')" ||
+    return 1
+  attributes=$(msiinfo export "$package" Component | awk -F '\t' '$1 ~ /^(Settings|LoggerFile)$/ { print $4 }' | sort -u)
+  [ "$attributes" = 400 ] || { echo "attributes are $attributes"; return 1; }
+  "$top/build/native/quorvex" config check "$top/packaging/windows/vrk.pro" &&
+    "$top/build/native/quorvex" log check "$top/packaging/windows/Logger.cfg"
+}
+
+# What the list of programs says, for the package of check_built that has all of it.
+check_list_of_programs() {
+  local size name
+  size=$(($(stat -c %s "$top/build/win64/DlpAddIn.dll") / 1024 + 1))
+  for name in 'helplink="https://help.example"' 'contact="the help desk"' \
+    "$(printf 'estimatedsize=dword:%08x' $size)"; do
+    grep -qi "currentversion.uninstall.*|$name" "$packaging_folder/upgraded.registry" ||
+      { echo "there is no $name"; grep -i 'currentversion.uninstall' "$packaging_folder/upgraded.registry"; return 1; }
+  done
+}
+
 # A repair isn't tested: Wine's msiexec /fa fails with 1.
 check_same_bytes() {
   local arch

@@ -111,7 +111,7 @@ check_built() {
     dd of="$next/DlpAddIn.dll" bs=1 seek=$((offset + 8)) conv=notrunc status=none
   next_version="$major.$((minor + 1)).$patch"
   "$top/packaging/windows/build.sh" --version "$next_version" --dll64 "$next/DlpAddIn.dll" \
-    --output "$next" || return 1
+    --help-link https://help.example --contact "the help desk" --output "$next" || return 1
   [ "$(msi_file_version "$packaging_folder/DlpAddIn-x64.msi")" = "$version.0" ] &&
     [ "$(msi_file_version "$next/DlpAddIn-x64.msi")" = "$next_version.0" ]
 }
@@ -288,6 +288,7 @@ test_packaging() {
   check "build.sh refuses libraries that don't fit" check_refusals
   check "signatures are valid, and only for the signed bytes" check_signature
   check "every file states the same version" check_versions
+  check "optional features have the right attributes and rights" check_optional_contents
   if ! start_packaging_wine; then
     failed "starting Wine for the installers"
     return 0
@@ -298,10 +299,12 @@ test_packaging() {
     wine_within 600 "$top/build/win64/test_endtoend.exe" --gtest_filter=-Registration.*
   check "the policy is written and removed only on request" check_policy_when_asked_for
   check "a newer version replaces an older one" check_newer_replaces
+  check "the list of programs shows size, help link and contact" check_list_of_programs
   check "an older version is refused" check_older_is_refused
   check "32 and 64 bits replace each other" check_bits_replace_each_other
   check "removal leaves nothing" check_removed
   check "the .reg files write and remove the same" check_reg_files
+  check "optional features write their files and values, and keep existing files" check_optional_features
   check "a package for the other bitness of Outlook is refused" check_wrong_bitness_is_refused
   wineserver -k 2>/dev/null
   if have_wine32; then

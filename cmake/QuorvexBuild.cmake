@@ -31,10 +31,12 @@ if(QUORVEX_CCACHE)
   set(CMAKE_CXX_COMPILER_LAUNCHER "${CMAKE_C_COMPILER_LAUNCHER}")
 endif()
 
-if(WIN32)
-  # What leaves this project contains neither a path of the machine that built it nor the time. -g1 is
-  # enough for a stack trace.
+# What leaves this project contains neither a path of the machine that built it nor the time. -g1 is
+# enough for a stack trace.
+if(WIN32 OR CMAKE_BUILD_TYPE STREQUAL "Release")
   add_compile_options("-ffile-prefix-map=${PROJECT_SOURCE_DIR}/=" -g1)
+endif()
+if(WIN32)
   add_link_options(-Wl,--no-insert-timestamp)
   add_compile_definitions(UNICODE _UNICODE _WIN32_WINNT=0x0601)
   add_link_options(-static -Wl,--dynamicbase -Wl,--nxcompat)

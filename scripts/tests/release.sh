@@ -1,21 +1,46 @@
-# What is handed out: made twice, the second time signed, and compared.
+# What is handed out: made twice, the second time signed and in another folder, and compared.
 
 release_folder="$top/build/releasetest"
 
+# Each run clones and builds in a temporary folder of its own; the second one's has a longer path. ccache's
+# folder shows afterwards that it wasn't used.
 check_release() {
-  rm -rf "$release_folder" && mkdir -p "$release_folder" && make_certificate "$release_folder" &&
-    "$top/packaging/release.sh" --output "$release_folder/plain" &&
-    "$top/packaging/release.sh" --output "$release_folder/signed" \
-      --certificate "$release_folder/test.pfx" --password-file "$release_folder/test.pass"
+  rm -rf "$release_folder" && mkdir -p "$release_folder/a/longer/path" "$release_folder/ccache" &&
+    make_certificate "$release_folder" || return 1
+  local -x CCACHE_DIR="$release_folder/ccache"
+  "$top/packaging/release.sh" --output "$release_folder/plain" &&
+    TMPDIR="$release_folder/a/longer/path" "$top/packaging/release.sh" --output "$release_folder/signed" \
+      --certificate "$release_folder/test.pfx" --password-file "$release_folder/test.pass" || return 1
+  [ -z "$(find "$CCACHE_DIR" -type f)" ] || { echo "the builds used ccache"; return 1; }
 }
 
-# Two builds, in different folders and at different times. Only what a signature changes may differ.
+# Only what a signature changes may differ: the signed files, and the list that has their checksums. The
+# libraries and quorvex.exe are compared too, by what they were before they were signed.
 check_reproducible() {
   local different
+  (cd "$release_folder" && diff plain/SHA256SUMS.unsigned signed/SHA256SUMS.unsigned) || return 1
   different=$(diff <(sort -k 2 "$release_folder/plain/SHA256SUMS") \
     <(sort -k 2 "$release_folder/signed/SHA256SUMS") | sed -n 's/^> [0-9a-f]*  //p' | tr '\n' ' ')
-  [ "$different" = "DlpAddIn-x64.dll DlpAddIn-x64.msi DlpAddIn-x86.dll DlpAddIn-x86.msi quorvex.exe " ] ||
+  [ "$different" = "DlpAddIn-x64.dll DlpAddIn-x64.msi DlpAddIn-x86.dll DlpAddIn-x86.msi quorvex.exe sbom.spdx.json " ] ||
     { echo "these differ: $different"; return 1; }
+  LC_ALL=C comm -12 <(cat "$release_folder/plain"/SHA256SUMS* | LC_ALL=C sort -u) \
+    <(cat "$release_folder/signed"/SHA256SUMS* | LC_ALL=C sort -u) >"$release_folder/compared"
+  [ "$(wc -l <"$release_folder/compared")" -ge 20 ]
+}
+
+# An unsigned package made from the same libraries has the same bytes as the one of the other build.
+check_reproducible_packages() {
+  local arch
+  for arch in 64:x64 32:x86; do
+    cmp <(sha256sum <"$release_folder/plain/DlpAddIn-${arch#*:}.dll") \
+      <(sed -n "s|  win${arch%:*}/DlpAddIn.dll|  -|p" "$release_folder/signed/SHA256SUMS.unsigned") || return 1
+  done
+  (cd "$top" && SOURCE_DATE_EPOCH=$(git log -1 --format=%ct) packaging/windows/build.sh \
+    --output "$release_folder/again" --dll64 "$release_folder/plain/DlpAddIn-x64.dll" \
+    --dll32 "$release_folder/plain/DlpAddIn-x86.dll") || return 1
+  for arch in x64 x86; do
+    cmp "$release_folder/again/DlpAddIn-$arch.msi" "$release_folder/plain/DlpAddIn-$arch.msi" || return 1
+  done
 }
 
 # The packages must contain the signed libraries, and be signed themselves.
@@ -33,44 +58,117 @@ check_release_is_signed() {
   done
 }
 
-# The kit's package alone is enough to build the example, with the flags that it gives.
+# The kit's package alone is enough to build the example, with the flags that it gives, and the example runs.
 check_kit_package() {
-  local kit="$release_folder/kit"
+  local kit="$release_folder/kit" status=0
   rm -rf "$kit" && dpkg-deb -x "$release_folder"/plain/quorvex-agentkit_*.deb "$kit" || return 1
   # shellcheck disable=SC2046
   g++ "$kit"/usr/share/doc/quorvex-agentkit/examples/agent.cpp -o "$release_folder/agent" \
-    $(PKG_CONFIG_SYSROOT_DIR="$kit" PKG_CONFIG_PATH="$(echo "$kit"/usr/lib/*/pkgconfig)" \
-      pkg-config --cflags --libs quorvex-agentkit | sed "s|-L/usr|-L$kit/usr|; s|-I/usr|-I$kit/usr|")
+    $(PKG_CONFIG_SYSROOT_DIR="$kit" PKG_CONFIG_PATH="$(find "$kit/usr/lib" -name pkgconfig)" \
+      pkg-config --cflags --libs quorvex-agentkit | sed "s|-L/usr|-L$kit/usr|; s|-I/usr|-I$kit/usr|") || return 1
+  mkdir -p "$release_folder/root"
+  QUORVEX_ROOT="$release_folder/root" timeout 2 "$release_folder/agent" || status=$?
+  [ "$status" = 124 ] || { echo "the example agent ended with $status"; return 1; }
 }
 
-# The debug information of each library, found by its build id, names the add-in's functions.
+# The tools' package, unpacked where nothing else of the project is.
+check_tools_package() {
+  local root="$release_folder/tools" package field
+  package=$(ls "$release_folder"/plain/quorvex_*.deb)
+  rm -rf "$root" && dpkg-deb -x "$package" "$root" || return 1
+  (cd "$root/usr/share/doc/quorvex/samples" && QUORVEX_ROOT="$root/machine" timeout 60 \
+    "$root/usr/bin/quorvex" send --json --rules rules.toml 05-blocked-body.eml 01-plain.eml) >"$root/sent"
+  [ "$(jq -r .outcome "$root/sent" | tr '\n' ' ')" = "blocked sent " ] || { cat "$root/sent"; return 1; }
+  [ "$("$top/scripts/typeinbash" "$root/usr/share/bash-completion/completions/quorvex" quorvex \
+    <<<"quorvex conf")" = "config conform" ] || return 1
+  MANWIDTH=80 man -l "$root/usr/share/man/man1/quorvex-log-explain.1.gz" | grep -q '^EXIT STATUS' || return 1
+  grep -q '<h1' "$root/usr/share/doc/quorvex/docs/administration.html" || return 1
+  for field in Maintainer Depends; do
+    dpkg-deb -f "$package" $field | grep -vE 'invalid|^$' || { echo "no $field"; return 1; }
+  done
+}
+
+check_release_versions() {
+  local version file
+  version=$(sed -nE 's/^project\(.* VERSION ([0-9.]+).*/\1/p' "$top/CMakeLists.txt")
+  [ "$(head -n 1 "$release_folder/plain/CHANGELOG")" = "quorvex $version" ] || return 1
+  [ "$("$release_folder/tools/usr/bin/quorvex" --version)" = "quorvex $version" ] || return 1
+  for file in "$release_folder"/plain/*.deb; do
+    [ "$(dpkg-deb -f "$file" Version)" = "$version" ] || { echo "$file: another version"; return 1; }
+  done
+  [ "$(PKG_CONFIG_PATH="$(find "$release_folder/kit/usr/lib" -name pkgconfig)" \
+    pkg-config --modversion quorvex-agentkit)" = "$version" ] || return 1
+  for file in "$release_folder"/plain/*.msi; do
+    msiinfo export "$file" Property | tr -d '\r' | grep -qx "ProductVersion.$version" || return 1
+  done
+  [ "$(jq -r '.packages[] | select(.supplier == "Organization: Quorvex").versionInfo' \
+    "$release_folder/plain/sbom.spdx.json" | sort -u)" = "$version" ]
+}
+
+# The debug information of each binary, found by its build id, names its functions.
 check_symbols() {
-  local arch id
-  for arch in x64 x86; do
-    id=$(x86_64-w64-mingw32-objdump -p "$release_folder/plain/DlpAddIn-$arch.dll" |
+  local file name id
+  for file in DlpAddIn-x64.dll:DlpMailEvent::OnMailSend DlpAddIn-x86.dll:DlpMailEvent::OnMailSend \
+    quorvex.exe:tools::SendCommand; do
+    name=${file#*:} file=${file%%:*}
+    id=$(x86_64-w64-mingw32-objdump -p "$release_folder/plain/$file" |
       sed -nE 's/.*RSDS signature ([0-9a-f]{32}).*/\1/p')
     x86_64-w64-mingw32-nm -C "$release_folder/plain/symbols/.build-id/${id:0:2}/${id:2}.debug" |
-      grep -q 'DlpMailEvent::OnMailSend' || { echo "$arch: no symbols for $id"; return 1; }
+      grep -F "$name" >/dev/null || { echo "$file: no symbols for $id"; return 1; }
   done
+  id=$(readelf -n "$release_folder/tools/usr/bin/quorvex" | sed -nE 's/.*Build ID: ([0-9a-f]+)$/\1/p')
+  nm -C "$release_folder/plain/symbols/.build-id/${id:0:2}/${id:2}.debug" | grep -F tools::SendCommand >/dev/null
 }
 
-# What the runtime and the compiler put into every binary must be in the list.
+# lists FILE PACKAGE: the list of contents says that FILE contains something of PACKAGE.
+lists() {
+  jq -e --arg file "$1" --arg package "$2" '
+    def id: gsub("[^A-Za-z0-9.-]"; "-") | "SPDXRef-" + .;
+    .relationships | any(.spdxElementId == ($file | id) and .relatedSpdxElement == ($package | id))' \
+    "$release_folder/plain/sbom.spdx.json" >/dev/null
+}
+
+# Bytes that a library leaves in each binary that contains it: the list must name the library's package
+# exactly for those binaries.
 check_sbom() {
-  local list="$release_folder/plain/sbom.spdx.json" name
-  for name in DlpAddIn-x64.dll:g++-mingw-w64-x86-64-posix DlpAddIn-x86.dll:g++-mingw-w64-i686-posix \
-    quorvex.exe:nlohmann-json3-dev; do
-    jq -e --arg from "SPDXRef-${name%:*}" --arg to "SPDXRef-$(sed "s,[^A-Za-z0-9.-],-,g" <<<"${name#*:}")" \
-      '.relationships | any(.spdxElementId == $from and .relatedSpdxElement == $to)' "$list" >/dev/null ||
-      { echo "$name isn't listed"; return 1; }
+  local file binary row mark package count=0
+  for file in "DlpAddIn-x64.dll x86-64" "DlpAddIn-x86.dll i686" "quorvex.exe x86-64" "quorvex_*.deb -"; do
+    read -r file arch <<<"$file"
+    binary="$release_folder/plain/$file"
+    if [ "$arch" = - ]; then
+      file=$(cd "$release_folder/plain" && echo $file) binary="$release_folder/tools/usr/bin/quorvex"
+    fi
+    for row in 'N3CLI libcli11-dev' 'N8nlohmann nlohmann-json3-dev' 'N4toml libtomlplusplus-dev' \
+      'N3fmt libfmt-dev' 'inflate 1[.] libz-mingw-w64-dev' 'Mingw-w64 runtime failure mingw-w64-@-dev' \
+      'St9bad_alloc g++-mingw-w64-@-posix'; do
+      mark=${row% *} package=$(sed "s/@/$arch/" <<<"${row##* }")
+      [ "$package" = "g++-mingw-w64---posix" ] && package=libstdc++-12-dev
+      if LC_ALL=C grep -qa "$mark" "$binary"; then
+        count=$((count + 1))
+        lists "$file" "$package" || { echo "$file contains $package, but the list doesn't say so"; return 1; }
+      elif lists "$file" "$package"; then
+        echo "the list says that $file contains $package, but it has no \"$mark\""
+        return 1
+      fi
+    done
   done
+  [ "$count" -ge 10 ] || { echo "only $count marks found"; return 1; }
+  # The checksums in it are those of the files.
+  diff <(jq -r '.packages[] | select(.checksums) | .checksums[0].checksumValue + "  " + .name' \
+    "$release_folder/plain/sbom.spdx.json" | LC_ALL=C sort) \
+    <(grep -E '[.](dll|msi|exe|deb)$' "$release_folder/plain/SHA256SUMS" | LC_ALL=C sort)
 }
 
 test_release() {
   echo "Release"
   check "everything that is handed out is made, and made signed" check_release
   check "two builds of a commit have the same bytes" check_reproducible
+  sed 's/^/          the same: /' "$release_folder/compared"
+  check "packages made again from the same libraries have the same bytes" check_reproducible_packages
   check "signed packages contain signed libraries" check_release_is_signed
   check "the agent kit's package builds the example" check_kit_package
+  check "the tools' package works where it is unpacked" check_tools_package
+  check "everything handed out states the same version" check_release_versions
   check "debug information is found by build id" check_symbols
-  check "the list of contents names runtimes and libraries" check_sbom
+  check "the list of contents says what is in the binaries" check_sbom
 }

@@ -1,6 +1,7 @@
 // The manual pages of commandpages.h.
 #include <algorithm>
 #include <sstream>
+#include <string_view>
 
 #include "tools/commandpages.h"
 #include "tools/optionwords.h"

@@ -42,7 +42,7 @@ std::string ValueName(const Option& option) {
 std::string ShownDefault(const Option& option) {
   if (!option.showsDefault) return "";
   return std::visit(
-      [](const auto* target) -> std::string {
+      []([[maybe_unused]] const auto* target) -> std::string {
         using Value = std::remove_cvref_t<decltype(*target)>;
         if constexpr (std::is_same_v<Value, std::string>) {
           return *target;

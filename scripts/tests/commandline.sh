@@ -7,7 +7,6 @@ check_completion() {
   local cases="$results_logs/completion"
   cat >"$cases" <<'CASES'
 quorvex se|send
-quorvex s|send summary
 quorvex co|compare config conform
 quorvex config |config check keys show
 quorvex log li|log listen

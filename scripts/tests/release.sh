@@ -76,6 +76,7 @@ check_tools_package() {
   local root="$release_folder/tools" package field
   package=$(ls "$release_folder"/plain/quorvex_*.deb)
   rm -rf "$root" && dpkg-deb -x "$package" "$root" || return 1
+  cp -R "$root/usr/share/doc/quorvex/samples/root" "$root/machine" || return 1
   (cd "$root/usr/share/doc/quorvex/samples" && QUORVEX_ROOT="$root/machine" timeout 60 \
     "$root/usr/bin/quorvex" send --json --rules rules.toml 05-blocked-body.eml 01-plain.eml) >"$root/sent"
   [ "$(jq -r .outcome "$root/sent" | tr '\n' ' ')" = "blocked sent " ] || { cat "$root/sent"; return 1; }

@@ -165,6 +165,8 @@ std::string Page(const Command& command, const std::string& name, const std::str
   std::string upper = PageName(name);
   for (char& c : upper) c = c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
   std::string text = ".TH " + Escaped(upper) + " 1 \"\" \"" + Escaped(version) + "\"\n";
+  // Commands must not be hyphenated, or their words set apart to fill the line.
+  text += ".nh\n.ad l\n";
   text += ".SH NAME\n" + Escaped(PageName(name)) + " \\- " + Escaped(command.summary) + "\n";
   text += ".SH SYNOPSIS\n" + Synopsis(command, name);
   if (!footer.paragraphs.empty()) text += ".SH DESCRIPTION\n";

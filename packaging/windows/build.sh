@@ -133,8 +133,7 @@ wix_rows() {
     {
       printf "<RegistryValue Root=\"%s\" Key=\"%s\" ", $1, $2
       if ($3 != "") printf "Name=\"%s\" ", $3
-      type["dword"] = "integer"; type["string"] = "string"; type["expand"] = "expandable"
-      printf "Type=\"%s\" Value=\"%s\"", type[$4], $5
+      printf "Type=\"%s\" Value=\"%s\"", ($4 == "dword" ? "integer" : "string"), $5
       # The rows are a component of their own, and the first one says whether it is installed.
       print ((keypath == "keep" || keypath == "event") && !rows++ ? " KeyPath=\"yes\"/>" : "/>")
     }'
@@ -149,6 +148,15 @@ add_keys() {
     at_epoch msibuild "$1" -q "INSERT INTO \`Registry\` (\`Registry\`, \`Root\`, \`Key\`, \`Name\`, \
 \`Component_\`) VALUES ('key$number', 0, '$key', '*', 'AddIn')"
   done < <(rows class "$2" '' '' | awk -F '|' '$4 == "key"')
+}
+
+# mark_expandable MSI BITS: "#%" marks a text with variables. wixl would take it for part of the text.
+mark_expandable() {
+  local key name value
+  while IFS='|' read -r _ key name _ value; do
+    at_epoch msibuild "$1" -q "UPDATE \`Registry\` SET \`Value\` = '#%$value' WHERE \`Key\` = '$key' \
+AND \`Name\` = '$name'"
+  done < <(rows event "$2" '' '' | awk -F '|' '$4 == "expand"')
 }
 
 # file_version DLL: prints the version from its version block, as Windows Installer compares it.
@@ -222,6 +230,7 @@ make_msi() {
   for file in DlpAddIn.dll vrk.pro Logger.cfg; do touch -d "@$epoch" "$work/$file"; done
   (cd "$work" && at_epoch wixl --arch "$arch" --output out.msi addin.wxs)
   add_keys "$work/out.msi" "$bits"
+  mark_expandable "$work/out.msi" "$bits"
   add_optional_files "$work/out.msi" "$([ "$bits" = 64 ] && echo 256 || echo 0)"
   # wixl doesn't read the library's version. Without a version, Windows Installer would never replace
   # an older library on the disk.

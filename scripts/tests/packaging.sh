@@ -297,6 +297,7 @@ test_packaging() {
   check "a silent installation installs the library and its registry values" check_installed
   QUORVEX_INSTALLED="${installed_64}DlpAddIn.dll" gtest "the installed library end to end" \
     wine_within 600 "$top/build/win64/test_endtoend.exe" --gtest_filter=-Registration.*
+  check "a repair brings file and registry values back" check_repair
   check "the policy is written and removed only on request" check_policy_when_asked_for
   check "a newer version replaces an older one" check_newer_replaces
   check "the list of programs shows size, help link and contact" check_list_of_programs

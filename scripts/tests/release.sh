@@ -140,7 +140,7 @@ check_sbom() {
       file=$(cd "$release_folder/plain" && echo $file) binary="$release_folder/tools/usr/bin/quorvex"
     fi
     for row in 'N3CLI libcli11-dev' 'N8nlohmann nlohmann-json3-dev' 'N4toml libtomlplusplus-dev' \
-      'N3fmt libfmt-dev' 'inflate 1[.] libz-mingw-w64-dev' 'Mingw-w64 runtime failure mingw-w64-@-dev' \
+      'N3fmt libfmt-dev' 'Mingw-w64 runtime failure mingw-w64-@-dev' \
       'St9bad_alloc g++-mingw-w64-@-posix'; do
       mark=${row% *} package=$(sed "s/@/$arch/" <<<"${row##* }")
       [ "$package" = "g++-mingw-w64---posix" ] && package=libstdc++-12-dev

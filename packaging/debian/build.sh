@@ -38,7 +38,7 @@ depends() {
   local found
   mkdir -p "$work/shlibs/debian"
   printf 'Source: quorvex\n\nPackage: quorvex\nArchitecture: any\n' >"$work/shlibs/debian/control"
-  found=$(cd "$work/shlibs" && dpkg-shlibdeps -O "$1" | sed -n 's/^shlibs:Depends=//p')
+  found=$(cd "$work/shlibs" && dpkg-shlibdeps --warnings=0 -O "$1" | sed -n 's/^shlibs:Depends=//p')
   [ -n "$found" ] || { echo "$1: no dependencies found" >&2; exit 1; }
   echo "$found"
 }

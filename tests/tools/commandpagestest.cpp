@@ -76,7 +76,6 @@ TEST_F(CommandPages, APageShowsAllThatTheDescriptionSays) {
   EXPECT_EQ(tools::ManualPages(Program()).at(2).text,
             ".TH PROG\\-DATA\\-READ 1 \"\" \"prog 1.2.3\"\n"
             ".nh\n.ad l\n"
-            ".nh\n.ad l\n"
             ".SH NAME\n"
             "prog\\-data\\-read \\- Read files\n"
             ".SH SYNOPSIS\n"

@@ -90,13 +90,15 @@ symbols() {
 (top=$PWD && . scripts/wine.sh && use_wine && wineserver -w)
 compile win64 DlpAddIn quorvex
 compile win32 DlpAddIn
-compile release quorvex qv_agentkit
+compile release quorvex quorvex_agentkit quorvex_agentkit_c
 
 x86_64-w64-mingw32-objcopy -p --only-keep-debug build/win64/quorvex.exe build/win64/quorvex.debug
 x86_64-w64-mingw32-strip -p build/win64/quorvex.exe
-objcopy -p --only-keep-debug build/release/quorvex build/release/quorvex.debug
 symbols build/win64/quorvex.exe build/win64/quorvex.debug
-symbols build/release/quorvex build/release/quorvex.debug
+for file in quorvex "agentkit/libquorvex-agentkit-c.so.$version"; do
+  objcopy -p --only-keep-debug "build/release/$file" "build/release/$file.debug"
+  symbols "build/release/$file" "build/release/$file.debug"
+done
 (cd build && sha256sum win64/DlpAddIn.dll win32/DlpAddIn.dll win64/quorvex.exe) >"$output/SHA256SUMS.unsigned"
 for bits in 64 32; do
   cmake/checkdll.sh "build/win$bits/DlpAddIn.dll"

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # packaging/debian/build.sh BUILD VERSION OUTPUT: makes two Debian packages in OUTPUT from the build folder
 # BUILD: quorvex (the command line, its manual pages and completion, the documents) and quorvex-agentkit
-# (headers, library, example). SOURCE_DATE_EPOCH sets the time of their files, and QUORVEX_MAINTAINER
+# (headers, libraries, examples). SOURCE_DATE_EPOCH sets the time of their files, and QUORVEX_MAINTAINER
 # ("Name <address>") who maintains them: by default time and author of the last commit. Needs dpkg-dev and
 # python3-markdown.
 set -eu -o pipefail
@@ -9,7 +9,6 @@ set -eu -o pipefail
 top=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
 build=$(realpath "$1") version=$2 output=$(realpath "$3")
 architecture=$(dpkg --print-architecture)
-triplet=$(dpkg-architecture -qDEB_HOST_MULTIARCH)
 export SOURCE_DATE_EPOCH=${SOURCE_DATE_EPOCH:-$(git -C "$top" log -1 --format=%ct)}
 maintainer=${QUORVEX_MAINTAINER:-$(git -C "$top" log -1 --format='%an <%ae>')}
 work=$(mktemp -d)
@@ -21,7 +20,7 @@ umask 022
 package() {
   local root="$work/$1" size
   mkdir -p "$root/DEBIAN"
-  size=$(find "$root" -type f -printf '%s\n' | awk '{ sum += $1 } END { print int((sum + 1023) / 1024) }')
+  size=$(find "$root/usr" -type f -printf '%s\n' | awk '{ sum += $1 } END { print int((sum + 1023) / 1024) }')
   printf '%s\n' "Package: $1" "Version: $version" "Architecture: $architecture" "Section: $2" \
     "Priority: optional" "Maintainer: $maintainer" "Depends: $3" "Installed-Size: $size" \
     "Description: $4" " $5" >"$root/DEBIAN/control"
@@ -54,36 +53,18 @@ needed=$(depends "$root/usr/bin/quorvex")
 package quorvex utils "$needed" "tools for the Quorvex mail add-in" \
   "Simulates the add-in and its agent, explains settings, logs and shared memory."
 
-# The kit: one library from those that it consists of, and only the headers that a user includes.
+# The kit, with its examples.
 root="$work/quorvex-agentkit"
-library="$root/usr/lib/$triplet"
-include="$root/usr/include/quorvex"
-mkdir -p "$library/pkgconfig" "$include" "$root/usr/share/doc/quorvex-agentkit/examples"
-ar -M <<SCRIPT
-create $library/libquorvex-agentkit.a
-addlib $build/agentkit/libqv_agentkit.a
-addlib $build/platform/libqv_platform.a
-save
-SCRIPT
-strip -p --strip-debug -D "$library/libquorvex-agentkit.a"
-# What agentkit.h includes, and what those include.
-headers=(agentkit/agentkit.h)
-for ((i = 0; i < ${#headers[@]}; i++)); do
-  mkdir -p "$include/$(dirname "${headers[i]}")"
-  cp "$top/${headers[i]}" "$include/${headers[i]}"
-  while IFS= read -r header; do
-    [[ " ${headers[*]} " == *" $header "* ]] || headers+=("$header")
-  done < <(sed -nE 's/^#include "(.*)"$/\1/p' "$top/${headers[i]}")
-done
-cat >"$library/pkgconfig/quorvex-agentkit.pc" <<PC
-Name: quorvex-agentkit
-Description: The library for people who write an agent for the Quorvex mail add-in
-Version: $version
-Cflags: -std=c++20 -I/usr/include/quorvex
-Libs: -L/usr/lib/$triplet -lquorvex-agentkit
-PC
-cp "$top/examples/agent.cpp" "$root/usr/share/doc/quorvex-agentkit/examples/"
-cp "$top/docs/protocol.md" "$root/usr/share/doc/quorvex-agentkit/"
-package quorvex-agentkit libdevel "libstdc++-12-dev | libstdc++-dev" \
+documents="$root/usr/share/doc/quorvex-agentkit"
+cmake --install "$build" --component agentkit --prefix "$root/usr" >/dev/null
+strip -p --strip-debug -D "$root/usr/lib/libquorvex-agentkit.a"
+strip -p --strip-unneeded "$root/usr/lib/libquorvex-agentkit-c.so.$version"
+mkdir -p "$documents" "$root/DEBIAN"
+cp -R "$top/examples" "$documents/"
+cp "$top/docs/protocol.md" "$top/docs/agentkit.md" "$documents/"
+# The loader's list of libraries has to be renewed.
+echo "activate-noawait ldconfig" >"$root/DEBIAN/triggers"
+needed=$(depends "$root/usr/lib/libquorvex-agentkit-c.so.$version")
+package quorvex-agentkit libdevel "$needed, libstdc++-12-dev | libstdc++-dev" \
   "library for agents of the Quorvex mail add-in" \
-  "Answers the add-in's requests through shared memory: headers, static library and an example."
+  "Answers the add-in's requests through shared memory: for C++, C and other languages, with examples."

@@ -58,17 +58,23 @@ check_release_is_signed() {
   done
 }
 
-# The kit's package alone is enough to build the example, with the flags that it gives, and the example runs.
+# The kit's package alone is enough to build the examples for both libraries, and they start.
 check_kit_package() {
-  local kit="$release_folder/kit" status=0
+  local kit="$release_folder/kit" name flags status
   rm -rf "$kit" && dpkg-deb -x "$release_folder"/plain/quorvex-agentkit_*.deb "$kit" || return 1
-  # shellcheck disable=SC2046
-  g++ "$kit"/usr/share/doc/quorvex-agentkit/examples/agent.cpp -o "$release_folder/agent" \
-    $(PKG_CONFIG_SYSROOT_DIR="$kit" PKG_CONFIG_PATH="$(find "$kit/usr/lib" -name pkgconfig)" \
-      pkg-config --cflags --libs quorvex-agentkit | sed "s|-L/usr|-L$kit/usr|; s|-I/usr|-I$kit/usr|") || return 1
-  mkdir -p "$release_folder/root"
-  QUORVEX_ROOT="$release_folder/root" timeout 2 "$release_folder/agent" || status=$?
-  [ "$status" = 124 ] || { echo "the example agent ended with $status"; return 1; }
+  local examples="$kit/usr/share/doc/quorvex-agentkit/examples"
+  local -x PKG_CONFIG_PATH="$kit/usr/lib/pkgconfig" LD_LIBRARY_PATH="$kit/usr/lib" QUORVEX_ROOT="$release_folder/root"
+  mkdir -p "$QUORVEX_ROOT"
+  read -ra flags < <(pkg-config --cflags --libs quorvex-agentkit) &&
+    g++ "$examples/agent.cpp" -o "$release_folder/agent" "${flags[@]}" || return 1
+  read -ra flags < <(pkg-config --cflags --libs quorvex-agentkit-c) &&
+    gcc "$examples/agent.c" -o "$release_folder/agent-c" "${flags[@]}" || return 1
+  for name in agent agent-c; do
+    status=0
+    timeout 2 "$release_folder/$name" || status=$?
+    # An agent that timeout had to end was running.
+    [ "$status" = 124 ] || { echo "$name ended with $status"; return 1; }
+  done
 }
 
 # The tools' package, unpacked where nothing else of the project is.
@@ -97,8 +103,8 @@ check_release_versions() {
   for file in "$release_folder"/plain/*.deb; do
     [ "$(dpkg-deb -f "$file" Version)" = "$version" ] || { echo "$file: another version"; return 1; }
   done
-  [ "$(PKG_CONFIG_PATH="$(find "$release_folder/kit/usr/lib" -name pkgconfig)" \
-    pkg-config --modversion quorvex-agentkit)" = "$version" ] || return 1
+  [ "$(PKG_CONFIG_PATH="$release_folder/kit/usr/lib/pkgconfig" pkg-config --modversion \
+    quorvex-agentkit)" = "$version" ] || return 1
   for file in "$release_folder"/plain/*.msi; do
     msiinfo export "$file" Property | tr -d '\r' | grep -qx "ProductVersion.$version" || return 1
   done

@@ -32,12 +32,13 @@ package() {
     >/dev/null
 }
 
-# depends FILE: the packages whose libraries the program or library needs.
+# depends FILE: the packages whose libraries the program or library needs. By the folder DEBIAN,
+# dpkg-shlibdeps recognises the package that FILE is in.
 depends() {
   local found
   mkdir -p "$work/shlibs/debian"
   printf 'Source: quorvex\n\nPackage: quorvex\nArchitecture: any\n' >"$work/shlibs/debian/control"
-  found=$(cd "$work/shlibs" && dpkg-shlibdeps --warnings=0 -O "$1" | sed -n 's/^shlibs:Depends=//p')
+  found=$(cd "$work/shlibs" && dpkg-shlibdeps -O "$1" | sed -n 's/^shlibs:Depends=//p')
   [ -n "$found" ] || { echo "$1: no dependencies found" >&2; exit 1; }
   echo "$found"
 }
@@ -46,7 +47,7 @@ root="$work/quorvex"
 cmake --install "$build" --component quorvex --prefix "$root/usr" >/dev/null
 strip -p "$root/usr/bin/quorvex"
 gzip -9n "$root"/usr/share/man/man1/*.1
-mkdir -p "$root/usr/share/doc/quorvex"
+mkdir -p "$root/usr/share/doc/quorvex" "$root/DEBIAN"
 "$top/packaging/documents" "$root/usr/share/doc/quorvex"
 cp -R "$top/samples" "$root/usr/share/doc/quorvex/"
 needed=$(depends "$root/usr/bin/quorvex")

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <string_view>
+#include <utility>
 
 #include "agent/outlookaddin/dlpexplorerevent.h"
 #include "agent/outlookaddin/dlpinspectorevent.h"
@@ -216,6 +217,9 @@ void CDlpAddinConnect::ScanInspectors() {
   // If the host fails, the known captions stay as they were.
   if (!inspectors || FAILED(inspectors->get_Count(&count))) return;
   std::vector<platform::WideString> captions;
+  const auto most = static_cast<std::size_t>(std::max(count, LONG{0}));
+  captions.reserve(most);
+  m_knownCaptions.reserve(m_knownCaptions.size() + most);
   const auto known = static_cast<LONG>(m_knownCaptions.size());
   const bool changed = count > known;
   if (changed) {
@@ -224,10 +228,19 @@ void CDlpAddinConnect::ScanInspectors() {
         "Inspector change triggered by timer. lCurInspectorsCount: %d, original count: %d.",
         static_cast<int>(count), static_cast<int>(known));
   }
-  for (LONG position = count; position >= 1; --position) {
-    ComPtr<_Inspector> inspector;
-    if (FAILED(inspectors->Item(PositionVariant(position), inspector.Put()))) inspector.Reset();
-    if (inspector) captions.push_back(ScanInspector(inspector.Get(), changed));
+  try {
+    for (LONG position = count; position >= 1; --position) {
+      ComPtr<_Inspector> inspector;
+      if (FAILED(inspectors->Item(PositionVariant(position), inspector.Put()))) inspector.Reset();
+      if (inspector) captions.push_back(ScanInspector(inspector.Get(), changed));
+    }
+  } catch (...) {
+    // These mails have a sink. The next scan looks at the other windows again, but it must not give
+    // a mail a second sink. Reserved above, so this can't throw.
+    for (platform::WideString& caption : captions) {
+      if (!IsKnown(caption)) m_knownCaptions.push_back(std::move(caption));
+    }
+    throw;
   }
   m_knownCaptions.swap(captions);
 }

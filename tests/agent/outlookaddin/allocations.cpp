@@ -64,6 +64,31 @@ bool SetAllocationsCount(bool count) {
   return std::exchange(s_counts, count);
 }
 
+OnlyAddInCounts::OnlyAddInCounts(simulation::host::HostCalls& calls) : m_calls(calls) {
+  m_calls.onEnter = [this](std::string_view) { Enter(false); };
+  m_calls.onLeave = [this] { Leave(); };
+  m_calls.onCallAddIn = [this] { Enter(true); };
+  m_calls.onAddInReturned = [this] { Leave(); };
+}
+
+OnlyAddInCounts::~OnlyAddInCounts() {
+  m_calls.onEnter = nullptr;
+  m_calls.onLeave = nullptr;
+  m_calls.onCallAddIn = nullptr;
+  m_calls.onAddInReturned = nullptr;
+}
+
+void OnlyAddInCounts::Enter(bool count) {
+  const bool before = SetAllocationsCount(false);
+  m_before.push_back(before);
+  SetAllocationsCount(count);
+}
+
+void OnlyAddInCounts::Leave() {
+  SetAllocationsCount(m_before.back());
+  m_before.pop_back();
+}
+
 }  // namespace tests
 
 void* operator new(std::size_t size) {

@@ -7,6 +7,9 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <vector>
+
+#include "simulation/host/hostcalls.h"
 
 namespace tests {
 
@@ -38,6 +41,23 @@ class AllocationsCount {
 
 struct AllocationsDontCount : AllocationsCount {
   AllocationsDontCount() : AllocationsCount(false) {}
+};
+
+// Inside the host's calls allocations don't count, and inside its calls of the add-in they do. It
+// replaces the four functions of `calls` and must not be destroyed during a call.
+class OnlyAddInCounts {
+ public:
+  explicit OnlyAddInCounts(simulation::host::HostCalls& calls);
+  ~OnlyAddInCounts();
+  OnlyAddInCounts(const OnlyAddInCounts&) = delete;
+  OnlyAddInCounts& operator=(const OnlyAddInCounts&) = delete;
+
+ private:
+  void Enter(bool count);
+  void Leave();
+
+  simulation::host::HostCalls& m_calls;
+  std::vector<bool> m_before;  // calls nest, so each remembers what was before it
 };
 
 }  // namespace tests

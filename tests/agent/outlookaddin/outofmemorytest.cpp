@@ -1,8 +1,6 @@
 // A whole life of the add-in in which memory runs out: each of its allocations fails in turn. The
 // host survives, a mail stays open only if the agent said so, the cursor is restored, the temporary
 // files are deleted, nothing is leaked, and one line at Crit says what happened.
-#include <array>
-
 #include "agent/outlookaddin/addinids.h"
 #include "agent/outlookaddin/dlpaddinconnect.h"
 #include "agent/outlookaddin/module.h"
@@ -110,16 +108,8 @@ Life OutOfMemory::Live(std::uint64_t failing) {
     ledger = host.SharedLedger();
     host.OpenExplorer();
     host.OpenInspector(mail, Announce::kNo);
-    // The host's own allocations don't fail. Calls nest, so each remembers what was before it.
-    std::array<bool, 32> before = {};
-    std::size_t depth = 0;
-    const auto leave = [&] { SetAllocationsCount(before.at(--depth)); };
-    host.Calls().onEnter = [&](std::string_view) {
-      before.at(depth++) = SetAllocationsCount(false);
-    };
-    host.Calls().onLeave = leave;
-    host.Calls().onCallAddIn = [&] { before.at(depth++) = SetAllocationsCount(true); };
-    host.Calls().onAddInReturned = leave;
+    // The host's own allocations don't fail.
+    const OnlyAddInCounts counts(host.Calls());
 
     RestartAllocations(failing);
     _IDTExtensibility2* addIn = nullptr;

@@ -1,4 +1,5 @@
 // The scan of the timer, which finds the windows that no event announced.
+#include "tests/agent/outlookaddin/allocations.h"
 #include "tests/agent/outlookaddin/hostedaddin.h"
 
 namespace tests {
@@ -220,6 +221,31 @@ TEST_F(Scan, ReadsOnlyCaptionsWhenNothingIsNew) {
   EXPECT_EQ(Calls("_Inspectors::Item"), 5u);
   EXPECT_EQ(Calls("_Inspector::get_Caption"), 5u);
   EXPECT_EQ(m_host->Calls().Total(), 2u + 5u + 5u);
+}
+
+// Whichever allocation of a scan fails, the next scan completes it.
+TEST_F(Scan, GivesEachMailOneSinkAfterMemoryRanOutMidway) {
+  std::uint64_t number = 0;
+  std::uint64_t failed = 0;
+  do {
+    SCOPED_TRACE(++number);
+    ConnectFresh("15.0");
+    HostInspector& known = Open("A window that the event announced");
+    HostInspector& first = Open("The first window that it didn't", Announce::kNo);
+    HostInspector& second = Open("The second window that it didn't", Announce::kNo);
+    {
+      const OnlyAddInCounts counts(m_host->Calls());
+      RestartAllocations(number);
+      const AllocationsCount count;
+      Tick();
+    }
+    failed = Allocations().failed;
+    Tick();
+    EXPECT_EQ(SinksOn(*known.Mail()), 1u);
+    EXPECT_EQ(SinksOn(*first.Mail()), 1u);
+    EXPECT_EQ(SinksOn(*second.Mail()), 1u);
+  } while (failed != 0 && !HasFailure());
+  EXPECT_GT(number, 8u);
 }
 
 TEST_F(Scan, KeepsNoReferences) {

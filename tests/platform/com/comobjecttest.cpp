@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/com/comptr.h"
 #include "platform/com/dispatchimpl.h"
 #include "platform/com/guid.h"
 #include "platform/registry.h"
@@ -161,20 +162,51 @@ TEST_F(ComModuleTest, ACreatorThatReturnsNullMakesTheClassUnavailable) {
   EXPECT_EQ(failed, E_OUTOFMEMORY);
 }
 
-// A class object that reports success for every query and returns null.
-struct EmptyAnswer final : IUnknown {
+// A class object that answers every query with the same result and pointer.
+struct FixedAnswer final : IUnknown {
+  FixedAnswer(HRESULT fixedResult, void* fixed) : result(fixedResult), pointer(fixed) {}
   HRESULT STDMETHODCALLTYPE QueryInterface(REFIID, void** object) override {
-    *object = nullptr;
-    return S_OK;
+    *object = pointer;
+    return result;
   }
   ULONG STDMETHODCALLTYPE AddRef() override { return ++count; }
   ULONG STDMETHODCALLTYPE Release() override { return --count; }
 
+  HRESULT result;
+  void* pointer;
   ULONG count = 1;
 };
 
+TEST_F(ComModuleTest, AClassObjectThatAnswersWithAWarningIsReturned) {
+  static FixedAnswer warning(S_FALSE, &warning);
+  TestModule module;
+  platform::ObjectMapEntry& entry = TestModule::Objects()[0];
+  entry.createClassObject = [](auto, REFIID, void** object) -> HRESULT {
+    *object = &warning;
+    return S_FALSE;
+  };
+  void* object = nullptr;
+  const HRESULT result = module.DllGetClassObject(kSampleClass, IID_IClassFactory, &object);
+  entry.createClassObject = Sample::CreateClassObject;
+  EXPECT_EQ(result, S_FALSE);
+  EXPECT_EQ(object, &warning);
+}
+
+TEST(QueryFor, KeepsWhatComesWithAWarningAndReleasesWhatComesWithAFailure) {
+  FixedAnswer answer(S_FALSE, &answer);
+  platform::ComPtr<IUnknown> result;
+  EXPECT_EQ(platform::QueryFor(&answer, IID_IUnknown, &result), S_FALSE);
+  EXPECT_EQ(result.Get(), &answer);
+  EXPECT_EQ(answer.count, 1u);
+  EXPECT_EQ(result.Detach(), &answer);
+  answer.result = E_FAIL;
+  EXPECT_EQ(platform::QueryFor(&answer, IID_IUnknown, &result), E_FAIL);
+  EXPECT_EQ(result.Get(), nullptr);
+  EXPECT_EQ(answer.count, 0u);
+}
+
 TEST_F(ComModuleTest, AClassObjectThatReturnsNullMakesTheClassUnavailable) {
-  static EmptyAnswer empty;
+  static FixedAnswer empty(S_OK, nullptr);
   {
     TestModule module;
     platform::ObjectMapEntry& entry = TestModule::Objects()[0];
@@ -311,7 +343,7 @@ TEST_F(ComModuleTest, CreatesTheGlobalInterfaceTableOnceAndReleasesIt) {
       [&](auto, IGlobalInterfaceTable** result) -> HRESULT {
         ++made;
         *result = &table;
-        return S_OK;
+        return S_FALSE;  // a warning
       });
   {
     TestModule module;
@@ -414,7 +446,7 @@ struct FakeLibrary final : ITypeLib {
     EXPECT_TRUE(IsEqualGUID(guid, kSampleIid));
     *result = &info;
     info.AddRef();
-    return S_OK;
+    return infoResult;
   }
   HRESULT STDMETHODCALLTYPE GetLibAttr(TLIBATTR** result) override {
     *result = &attributes;
@@ -436,6 +468,7 @@ struct FakeLibrary final : ITypeLib {
   ULONG count = 0;
   FakeInfo info;
   TLIBATTR attributes = {};
+  HRESULT infoResult = S_OK;
   HRESULT attributesResult = S_OK;
   int attributesReleased = 0;
 };
@@ -456,7 +489,7 @@ TEST(TypeInfo, IsLoadedOnFirstUseAndKept) {
         if (FAILED(answer)) return answer;
         library.AddRef();
         *result = &library;
-        return S_OK;
+        return answer;
       });
   DISPID dispid = 0;
   EXPECT_EQ(holder.GetIDsOfNames(nullptr, 1, 0x409, &dispid), TYPE_E_LIBNOTREGISTERED);
@@ -465,7 +498,8 @@ TEST(TypeInfo, IsLoadedOnFirstUseAndKept) {
   EXPECT_EQ(info, nullptr);
   EXPECT_EQ(loads, 2);
 
-  answer = S_OK;
+  answer = S_FALSE;  // a warning
+  library.infoResult = S_FALSE;
   EXPECT_EQ(holder.GetTypeInfo(0, 0x409, &info), S_OK);
   EXPECT_EQ(info, &library.info);
   EXPECT_EQ(holder.GetIDsOfNames(nullptr, 1, 0x409, &dispid), S_OK);
@@ -580,7 +614,7 @@ class Registration : public ComModuleTest {
     if (FAILED(m_loadResult)) return m_loadResult;
     m_library.AddRef();
     *result = &m_library;
-    return S_OK;
+    return m_loadResult;
   }};
   RegisterLib m_register{
       [this](auto, ITypeLib* library, const WideChar* path, const WideChar* folder) {
@@ -647,6 +681,19 @@ TEST_F(Registration, AFailedTypeLibraryIsTheResult) {
   m_library.attributesResult = E_OUTOFMEMORY;
   EXPECT_EQ(module.DllUnregisterServer(), E_OUTOFMEMORY);
   EXPECT_EQ(m_library.count, 0u);
+}
+
+TEST_F(Registration, AWarningStopsNothing) {
+  TestModule module;
+  s_registration = S_FALSE;
+  m_loadResult = S_FALSE;
+  m_library.attributesResult = S_FALSE;
+  EXPECT_EQ(module.DllRegisterServer(), S_OK);
+  EXPECT_EQ(module.DllUnregisterServer(), S_OK);
+  EXPECT_THAT(s_registered, ElementsAre("register", "unregister"));
+  EXPECT_THAT(m_steps, ElementsAre("load", "register", "load", "unregister"));
+  m_registerResult = S_FALSE;
+  EXPECT_EQ(module.DllRegisterServer(), S_FALSE);
 }
 
 TEST_F(Registration, AModuleWithoutAPathFails) {

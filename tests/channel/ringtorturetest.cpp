@@ -14,6 +14,7 @@
 
 #include "channel/ringbuffer.h"
 #include "tests/channel/memoryring.h"
+#include "tests/support/seed.h"
 
 namespace {
 
@@ -64,9 +65,9 @@ class Consumer {
   std::uint32_t m_position;
 };
 
-void Torture(std::uint32_t capacity, std::uint32_t writers, std::uint32_t perWriter,
-             std::uint32_t seed) {
-  SCOPED_TRACE("seed " + std::to_string(seed));
+void Torture(std::uint32_t capacity, std::uint32_t writers, std::uint32_t perWriter) {
+  const unsigned seed = tests::Seed();
+  SCOPED_TRACE(tests::HowToRepeat(seed));
   MemoryRing ring(capacity);
   std::memset(ring.Data(), 0, capacity);
   const std::uint32_t start = 0U - perWriter * 152 / 2 / capacity * capacity;
@@ -133,13 +134,13 @@ void Torture(std::uint32_t capacity, std::uint32_t writers, std::uint32_t perWri
 }
 
 TEST(RingTorture, OneWriterAndTheConsumerMeetOverASmallRing) {
-  Torture(512, 1, 20000, 1);
+  Torture(512, 1, 20000);
 }
 TEST(RingTorture, ThreeWritersLoseAndTearNothingOverASmallRing) {
-  Torture(1024, 3, 8000, 2);
+  Torture(1024, 3, 8000);
 }
 TEST(RingTorture, FourWritersLoseAndTearNothingOverTheFullRing) {
-  Torture(262144, 4, 8000, 3);
+  Torture(262144, 4, 8000);
 }
 
 // Another thread keeps changing the header's capacity. The push uses the one value that it read and

@@ -22,7 +22,6 @@
 #include <map>
 #include <memory>
 #include <optional>
-#include <random>
 #include <string>
 #include <vector>
 
@@ -34,6 +33,7 @@
 #include "tests/soak/oracle.h"
 #include "tests/soak/processfigures.h"
 #include "tests/soak/randommail.h"
+#include "tests/support/seed.h"
 #include "tools/system/commandline.h"
 
 namespace {
@@ -57,7 +57,7 @@ constexpr VARIANT_BOOL kUntouched = 5;
 
 struct Options {
   std::uint64_t mails = 2000;
-  std::uint64_t seed = std::random_device()();
+  std::uint64_t seed = tests::Seed();
   std::string agent;
   std::string rules = QUORVEX_SOAK_RULES;
   std::size_t keep = 0;

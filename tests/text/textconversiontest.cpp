@@ -5,7 +5,9 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <limits>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -131,6 +133,23 @@ TEST(TextConversion, EmptyTextNeedsNoSystemCall) {
   EXPECT_EQ(AnsiToUtf8(""), "");
   EXPECT_EQ(Utf8ToAnsi(""), "");
   EXPECT_TRUE(system.Questions().empty());
+}
+
+// The recorded system reads nothing, so one unit is enough.
+TEST(TextConversion, LongestTextIsAsLongAsTheSystemCanCount) {
+  constexpr auto kMost = static_cast<std::size_t>(std::numeric_limits<int>::max());
+  const WideChar wide = 'a';
+  const char narrow = 'a';
+  for (const auto& [size, calls] : {std::pair(kMost, 1U), std::pair(kMost + 1, 0U)}) {
+    const RecordedSystem forNarrowing(3, 1);
+    EXPECT_EQ(WideToUtf8(WideStringView(&wide, size)), "");
+    EXPECT_EQ(forNarrowing.Questions().size(), calls);
+  }
+  for (const auto& [size, calls] : {std::pair(kMost, 1U), std::pair(kMost + 1, 0U)}) {
+    const RecordedSystem forWidening(3, 1);
+    EXPECT_EQ(Utf8ToWide(std::string_view(&narrow, size)), WideString());
+    EXPECT_EQ(forWidening.Questions().size(), calls);
+  }
 }
 
 TEST(TextConversion, FailedLengthQueryReturnsEmptyTextWithoutASecondCall) {

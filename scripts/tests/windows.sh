@@ -46,6 +46,13 @@ check_same_as_native() {
   diff "$work/native" "$work/wine"
 }
 
+# Exceptions end where they should although another add-in has loaded its own unwinder.
+other_unwinder_tests() {
+  local -x QUORVEX_OTHER_UNWINDER="Z:$top/build/win32/otherunwinder/libgcc_s_dw2-1.dll"
+  wine_within "$windows_test_seconds" "$top/build/win32/test_endtoend.exe" \
+    --gtest_filter='Mails.*Exception*:Mails.Survives*'
+}
+
 # run_windows_tests PRESET: under the Wine in use.
 run_windows_tests() {
   local program
@@ -53,6 +60,7 @@ run_windows_tests() {
     [ -f "$program" ] &&
       gtest "$1 $(basename "$program" .exe)" wine_within "$windows_test_seconds" "$program"
   done
+  if [ "$1" = win32 ]; then gtest "win32 test_endtoend, another unwinder" other_unwinder_tests; fi
   check "$1 quorvex.exe sends the samples with the native one's results" check_same_as_native "$1"
   wineserver -k 2>/dev/null
   return 0

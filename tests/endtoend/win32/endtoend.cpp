@@ -18,6 +18,7 @@ namespace {
 
 constexpr std::uint32_t kChildMilliseconds = 60'000;
 constexpr const wchar_t* kInstalledVariable = L"QUORVEX_INSTALLED";
+constexpr const wchar_t* kUnwinderVariable = L"QUORVEX_OTHER_UNWINDER";
 
 // Blocks and tags mails by their words.
 constexpr const char* kRules =
@@ -222,6 +223,16 @@ class Machine {
 
 std::unique_ptr<Machine> g_machine;
 
+// With the libraries that it needs, which are beside it.
+void LoadOtherUnwinder() {
+  const wchar_t* const variable = _wgetenv(kUnwinderVariable);
+  if (variable == nullptr) return;
+  const std::filesystem::path path = std::filesystem::path(variable).make_preferred();
+  ASSERT_EQ(GetModuleHandleW(L"DlpAddIn.dll"), nullptr);
+  ASSERT_NE(LoadLibraryExW(path.c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH), nullptr);
+  ASSERT_NE(GetModuleHandleW(L"libgcc_s_dw2-1.dll"), nullptr);
+}
+
 // Lasts until the process ends, because the library must stay loaded that long: its timers go on.
 class EndOfProcess : public testing::Environment {
  public:
@@ -239,6 +250,7 @@ testing::Environment* const g_endOfProcess = testing::AddGlobalTestEnvironment(n
 
 void EndToEnd::SetUpTestSuite() {
   if (!g_machine) {
+    ASSERT_NO_FATAL_FAILURE(LoadOtherUnwinder());
     ASSERT_EQ(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED), S_OK);
     g_machine = std::make_unique<Machine>();
     ASSERT_EQ(MakeHostTypeLibrary(g_machine->TypeLibrary().c_str()), S_OK);

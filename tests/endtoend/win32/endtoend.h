@@ -7,6 +7,9 @@
 // If the environment variable QUORVEX_INSTALLED has the path of an installed library, the program
 // registers nothing and expects COM to load that library. Such a run must leave out the tests of
 // the registration (Registration.*).
+//
+// If QUORVEX_OTHER_UNWINDER has the path of a libgcc_s_dw2-1.dll, the program loads it before the
+// add-in, as another add-in of the host may.
 #pragma once
 
 #include <gmock/gmock.h>

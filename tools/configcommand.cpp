@@ -5,14 +5,16 @@
 #include <cstdio>
 #include <memory>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include "config/configkeytable.h"
 #include "inspection/settings/settinghelp.h"
 #include "inspection/settings/settingscheck.h"
-#include "inspection/settings/valuejudge.h"
 #include "tools/command.h"
 #include "tools/inputfile.h"
 #include "tools/json.h"
+#include "tools/outputline.h"
 #include "tools/text.h"
 
 namespace tools {
@@ -25,38 +27,85 @@ struct ConfigOptions {
   bool json = false;
 };
 
-void ListKey(const ConfigOptions& options, std::string_view key, std::string_view internalKey,
-             std::string_view accepted, std::string_view pattern, Json* all) {
-  const inspection::settings::AddInSetting* const own = inspection::settings::FindAddInSetting(key);
-  if (options.json) {
-    all->Add(Json::Object()
-                 .Add("internal", internalKey.empty() ? Json() : Json(internalKey))
-                 .Add("key", key)
-                 .Add("accepted", accepted)
-                 .Add("pattern", pattern.empty() ? Json() : Json(pattern))
-                 .Add("read_by_addin", own != nullptr)
-                 .Add("default", own != nullptr ? Json(own->defaultValue) : Json()));
-    return;
+using inspection::settings::kUnitUnknown;
+
+constexpr std::string_view kAgentsOwn = "the agent's own";
+
+// What the commands say about one setting.
+struct Description {
+  std::string_view key;
+  std::string_view internalKey;  // empty for the setting that the table doesn't have
+  std::string_view accepted;
+  std::string_view pattern;  // like internalKey
+  std::string_view unit;     // empty if the value has none
+  std::string_view meaning;
+  std::string_view defaultValue;  // empty if only the agent knows it
+  bool isReadByAddIn = false;
+};
+
+Description Describe(const ConfigKey* setting) {
+  Description all;
+  all.key = setting == nullptr ? inspection::settings::kChallengeKey : setting->publicKey;
+  all.accepted = inspection::settings::kChallengeAccepted;
+  if (setting != nullptr) {
+    all.internalKey = setting->internalKey;
+    all.accepted = inspection::settings::HelpOn(*setting).accepted;
+    all.pattern = setting->pattern;
+    all.unit = inspection::settings::MeaningOf(*setting).unit;
+    all.meaning = inspection::settings::MeaningOf(*setting).meaning;
   }
-  std::string line = fmt::format("{:<42} {}", key, accepted);
-  if (own != nullptr) line += fmt::format(". Read by the add-in; default: {}", own->defaultValue);
-  fmt::print("{}\n", line.size() <= 80 ? line : Wrapped(line, 80, 43));
+  if (const auto* const own = inspection::settings::FindAddInSetting(all.key)) {
+    all.meaning = own->meaning;
+    all.defaultValue = own->defaultValue;
+    all.isReadByAddIn = true;
+  }
+  return all;
+}
+
+Json OrNull(std::string_view text) {
+  return text.empty() ? Json() : Json(text);
+}
+
+Json DescriptionJson(const Description& setting) {
+  return Json::Object()
+      .Add("internal", OrNull(setting.internalKey))
+      .Add("key", setting.key)
+      .Add("accepted", setting.accepted)
+      .Add("pattern", OrNull(setting.pattern))
+      .Add("unit", setting.unit == kUnitUnknown ? Json() : Json(setting.unit))
+      .Add("meaning", setting.meaning)
+      .Add("read_by_addin", setting.isReadByAddIn)
+      .Add("default", OrNull(setting.defaultValue));
+}
+
+void ListKey(const Description& setting) {
+  std::string line = fmt::format("{:<42} {}", setting.key, setting.accepted);
+  if (!setting.unit.empty() && setting.unit != kUnitUnknown) {
+    line += fmt::format(" ({})", setting.unit);
+  }
+  line += fmt::format("; {}", setting.meaning);
+  if (setting.isReadByAddIn) {
+    line += fmt::format(". Read by the add-in; default: {}", setting.defaultValue);
+  }
+  PrintLine(line, 43);
 }
 
 int ListKeys(const ConfigOptions& options) {
-  Json all = Json::Array();
-  for (const ConfigKey& setting : g_configKeyTable) {
-    ListKey(options, setting.publicKey, setting.internalKey,
-            inspection::settings::HelpOn(setting).accepted, setting.pattern, &all);
+  std::vector<Description> all;
+  for (const ConfigKey& setting : g_configKeyTable) all.push_back(Describe(&setting));
+  all.push_back(Describe(nullptr));
+  if (!options.json) {
+    for (const Description& setting : all) ListKey(setting);
+    return kStatusDone;
   }
-  ListKey(options, inspection::settings::kChallengeKey, {},
-          inspection::settings::kChallengeAccepted, {}, &all);
-  if (options.json) fmt::print("{}\n", all.Text());
+  Json list = Json::Array();
+  for (const Description& setting : all) list.Add(DescriptionJson(setting));
+  fmt::print("{}\n", list.Text());
   return kStatusDone;
 }
 
 void PrintField(std::string_view name, std::string_view text) {
-  fmt::print("{}\n", Wrapped(fmt::format("{:<14}{}", name, text), 80, 14));
+  PrintLine(fmt::format("{:<14}{}", name, text), 14);
 }
 
 // Examples as the property file has to have them.
@@ -68,62 +117,38 @@ Json Written(std::span<const std::string_view> examples) {
   return list;
 }
 
-void PrintAddInSetting(std::string_view key) {
-  const auto* const own = inspection::settings::FindAddInSetting(key);
-  if (own == nullptr) return;
-  PrintField("Read by", "the add-in");
-  PrintField("Default", own->defaultValue);
-  PrintField("Meaning", own->meaning);
-}
-
-int ShowChallengeKey(const ConfigOptions& options) {
-  if (options.json) {
-    fmt::print("{}\n", Json::Object()
-                           .Add("internal", Json())
-                           .Add("key", inspection::settings::kChallengeKey)
-                           .Add("accepted", inspection::settings::kChallengeAccepted)
-                           .Add("pattern", Json())
-                           .Text());
-    return kStatusDone;
-  }
-  PrintField("Key", inspection::settings::kChallengeKey);
-  PrintField("Accepted", inspection::settings::kChallengeAccepted);
-  PrintAddInSetting(inspection::settings::kChallengeKey);
-  PrintField("Pattern", "none");
-  return kStatusDone;
-}
-
 int ShowKey(const ConfigOptions& options) {
-  if (options.key == inspection::settings::kChallengeKey) return ShowChallengeKey(options);
   const ConfigKey* setting = inspection::settings::FindByPublicKey(options.key);
   if (setting == nullptr) setting = g_configKeyTable.Find(options.key);
-  if (setting == nullptr) {
+  if (setting == nullptr && options.key != inspection::settings::kChallengeKey) {
     throw CommandError(fmt::format("unknown key \"{}\"{}", Printable(options.key),
                                    inspection::settings::SuggestedKey(options.key)));
   }
-  const inspection::settings::SettingHelp& help = inspection::settings::HelpOn(*setting);
+  const Description shown = Describe(setting);
+  static constexpr inspection::settings::SettingHelp kNoExamples{};
+  const inspection::settings::SettingHelp& help =
+      setting == nullptr ? kNoExamples : inspection::settings::HelpOn(*setting);
   if (options.json) {
-    fmt::print("{}\n", Json::Object()
-                           .Add("internal", setting->internalKey)
-                           .Add("key", setting->publicKey)
-                           .Add("accepted", help.accepted)
-                           .Add("pattern", setting->pattern)
+    fmt::print("{}\n", DescriptionJson(shown)
                            .Add("matches", Written(help.matches))
                            .Add("refused", Written(help.refused))
                            .Text());
     return kStatusDone;
   }
-  PrintField("Key", setting->publicKey);
-  PrintField("Internal key", setting->internalKey);
-  PrintField("Accepted", help.accepted);
-  PrintAddInSetting(setting->publicKey);
+  PrintField("Key", shown.key);
+  if (setting != nullptr) PrintField("Internal key", shown.internalKey);
+  PrintField("Meaning", shown.meaning);
+  PrintField("Read by", shown.isReadByAddIn ? "the add-in" : "the agent");
+  PrintField("Accepted", shown.accepted);
+  if (!shown.unit.empty()) PrintField("Unit", shown.unit);
+  PrintField("Default", shown.isReadByAddIn ? shown.defaultValue : kAgentsOwn);
   for (const std::string_view example : help.matches) {
     PrintField("  matches", inspection::settings::AsWritten(example));
   }
   for (const std::string_view example : help.refused) {
     PrintField("  doesn't", inspection::settings::AsWritten(example));
   }
-  PrintField("Pattern", setting->pattern);
+  PrintField("Pattern", setting == nullptr ? "none" : shown.pattern);
   return kStatusDone;
 }
 
@@ -141,23 +166,20 @@ void PrintFinding(const std::string& file, const inspection::settings::Finding& 
   if (!finding.key.empty() && !finding.value.empty()) subject += " = ";
   subject += Shortened(finding.value, 60);
   if (!subject.empty()) subject += ": ";
-  fmt::print("{}\n", Wrapped(fmt::format("{}:{}: {}: {}{}", Printable(file), finding.line,
-                                         inspection::settings::NameOf(finding.severity), subject,
-                                         Shortened(finding.message, 300)),
-                             80, 4));
+  PrintLine(fmt::format("{}:{}: {}: {}{}", file, finding.line,
+                        inspection::settings::NameOf(finding.severity), subject,
+                        Shortened(finding.message, 300)),
+            4);
 }
 
 int CheckFile(const ConfigOptions& options) {
-  if (!inspection::settings::JudgesValues()) {
-    throw CommandError(
-        "this build has no engine for the settings' patterns (PCRE2); check the file with quorvex "
-        "on Linux");
-  }
   RequireTextFile(options.file, kStatusUsage);
   const inspection::settings::SettingsReport report =
       inspection::settings::CheckSettings(options.file);
   if (!report.opened) RefuseFile(options.file, kStatusUsage);
-  const int status = report.IsClean() ? kStatusDone : kStatusFindings;
+  const int status = report.NeedsFixing() ? kStatusFindings
+                     : report.IsClean()   ? kStatusDone
+                                          : kStatusUnchecked;
   if (options.json) {
     Json findings = Json::Array();
     for (const inspection::settings::Finding& finding : report.findings) {
@@ -168,6 +190,7 @@ int CheckFile(const ConfigOptions& options) {
                            .Add("lines", report.lines)
                            .Add("settings", report.settings)
                            .Add("clean", report.IsClean())
+                           .Add("not_checked", report.notChecked)
                            .Add("findings", findings)
                            .Add("left_out", report.left)
                            .Text());
@@ -176,10 +199,11 @@ int CheckFile(const ConfigOptions& options) {
   for (const inspection::settings::Finding& finding : report.findings)
     PrintFinding(options.file, finding);
   if (report.left > 0) fmt::print("... and {} more\n", report.left);
-  const std::string total = fmt::format(
-      "{}: {} in {}, {}", Printable(options.file), Counted(report.settings, "known setting"),
-      Counted(report.lines, "line"), report.IsClean() ? "nothing to fix" : "see above");
-  fmt::print("{}\n", Wrapped(total, 80, 4));
+  std::string total =
+      fmt::format("{}: {} in {}", options.file, Counted(report.settings, "known setting"),
+                  Counted(report.lines, "line"));
+  if (report.notChecked > 0) total += fmt::format(", {} not checked", report.notChecked);
+  PrintLine(total + (report.IsClean() ? ", nothing to fix" : ", see above"), 4);
   return status;
 }
 
@@ -194,7 +218,9 @@ Command ConfigCommand() {
       .footer =
           "Examples:\n"
           "  quorvex config keys\n"
-          "  quorvex config keys --json",
+          "  quorvex config keys --json\n\n"
+          "The agent defines its settings and their defaults. What the list says about\n"
+          "those that the add-in doesn't read follows from their names and patterns.",
       .options = {json},
       .run = [options] { return ListKeys(*options); },
   };
@@ -220,8 +246,9 @@ Command ConfigCommand() {
           "Examples:\n"
           "  quorvex config check vrk.pro\n"
           "  quorvex config check --json vrk.pro\n\n"
-          "Exit status: 0 clean (notes don't count), 1 findings, 3 wrong usage, or there is\n"
-          "no such file.",
+          "Exit status: 0 clean (notes don't count), 1 findings, 4 no findings, but some\n"
+          "values couldn't be checked (quorvex for Windows lacks an engine for some\n"
+          "patterns), 3 wrong usage, or there is no such file.",
       .options = {{.name = "FILE",
                    .target = &options->file,
                    .help = "The property file",

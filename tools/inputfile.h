@@ -18,7 +18,7 @@ void RequireFile(const std::string& path, int status);
 // The same for a small file of text. Also refuses pipes and devices, which may never end, and files
 // of more than kLargestTextFile bytes.
 void RequireTextFile(const std::string& path, int status);
-inline constexpr std::uintmax_t kLargestTextFile = std::uintmax_t{64} << 20;
+inline constexpr std::uintmax_t kLargestTextFile = std::uintmax_t{1} << 20;
 
 // The error of a file that is there but can't be read: "<path>: can't be opened".
 [[noreturn]] void RefuseFile(const std::string& path, int status);

@@ -10,6 +10,7 @@
 #include "tools/command.h"
 #include "tools/inputfile.h"
 #include "tools/json.h"
+#include "tools/outputline.h"
 #include "tools/text.h"
 
 namespace tools {
@@ -21,11 +22,9 @@ struct CheckOptions {
   bool json = false;
 };
 
-void PrintLine(const std::string& file, std::size_t line, std::string_view kind,
-               std::string_view text) {
-  fmt::print("{}\n", Wrapped(fmt::format("{}:{}: {}: {}", Printable(file), line, kind,
-                                         Shortened(text, 700)),
-                             80, 4));
+void ShowLine(const std::string& file, std::size_t line, std::string_view kind,
+              std::string_view text) {
+  PrintLine(fmt::format("{}:{}: {}: {}", file, line, kind, Shortened(text, 700)), 4);
 }
 
 Json LineJson(const inspection::logs::LoggerLine& line) {
@@ -47,9 +46,9 @@ int CheckConfig(const CheckOptions& options) {
       return;
     }
     const std::string subject = line.module.empty() ? "" : line.module + ": ";
-    PrintLine(options.file, line.line, inspection::logs::NameOf(line.kind), subject + line.what);
+    ShowLine(options.file, line.line, inspection::logs::NameOf(line.kind), subject + line.what);
     for (const std::string& warning : line.warnings) {
-      PrintLine(options.file, line.line, "warning", warning);
+      ShowLine(options.file, line.line, "warning", warning);
     }
   };
   if (options.json) {
@@ -67,14 +66,12 @@ int CheckConfig(const CheckOptions& options) {
   if (!report.opened) RefuseFile(options.file, kStatusUsage);
   if (!options.json) {
     for (const std::string& warning : report.onFile) {
-      fmt::print("{}\n",
-                 Wrapped(fmt::format("{}: warning: {}", Printable(options.file), warning), 80, 4));
+      PrintLine(fmt::format("{}: warning: {}", options.file, warning), 4);
     }
-    const std::string total =
-        fmt::format("{}: {}, {} of them for \"Outlook\"; {} refused, {}", Printable(options.file),
-                    Counted(report.streams, "stream"), report.addInStreams,
-                    Counted(report.refused, "line"), Counted(report.warnings, "warning"));
-    fmt::print("{}\n", Wrapped(total, 80, 4));
+    PrintLine(fmt::format("{}: {}, {} of them for \"Outlook\"; {} refused, {}", options.file,
+                          Counted(report.streams, "stream"), report.addInStreams,
+                          Counted(report.refused, "line"), Counted(report.warnings, "warning")),
+              4);
   }
   return report.IsClean() ? kStatusDone : kStatusFindings;
 }

@@ -19,6 +19,16 @@ struct SettingHelp {
 // The help on a setting of the table. Settings that share a pattern share their help.
 const SettingHelp& HelpOn(const ConfigKey& setting);
 
+// What a setting of the table is for.
+struct SettingMeaning {
+  std::string_view meaning;  // one line
+  std::string_view unit;  // of its value; empty if it has none, kUnitUnknown if nothing states it
+};
+inline constexpr std::string_view kUnitUnknown = "not stated";
+
+// The agent defines its settings; what is known of them here follows from their names and patterns.
+const SettingMeaning& MeaningOf(const ConfigKey& setting);
+
 // The setting with this key in the property file, ignoring ASCII case; null if the table has none.
 const ConfigKey* FindByPublicKey(std::string_view key);
 

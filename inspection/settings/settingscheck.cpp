@@ -157,6 +157,10 @@ void SettingsCheck::Judge(const Setting& setting) {
   } else if (judgement == ValueJudgement::kTooComplex) {
     Add(setting.line, Severity::kError, setting.key, setting.value,
         "too complex to check; accepted is: " + accepted);
+  } else if (judgement == ValueJudgement::kNotChecked) {
+    ++m_report.notChecked;
+    Add(setting.line, Severity::kNotChecked, setting.key, setting.value,
+        "quorvex for Windows can't check it; accepted is: " + accepted);
   }
 }
 
@@ -175,6 +179,8 @@ const char* NameOf(Severity severity) {
       return "note";
     case Severity::kWarning:
       return "warning";
+    case Severity::kNotChecked:
+      return "not checked";
     case Severity::kError:
       break;
   }
@@ -182,8 +188,12 @@ const char* NameOf(Severity severity) {
 }
 
 bool SettingsReport::IsClean() const {
-  return left == 0 && std::all_of(findings.begin(), findings.end(), [](const Finding& finding) {
-           return finding.severity == Severity::kNote;
+  return !NeedsFixing() && notChecked == 0;
+}
+
+bool SettingsReport::NeedsFixing() const {
+  return left > 0 || std::any_of(findings.begin(), findings.end(), [](const Finding& finding) {
+           return finding.severity == Severity::kWarning || finding.severity == Severity::kError;
          });
 }
 

@@ -43,10 +43,6 @@ pcre2_code* Compiled(std::string_view pattern) {
 
 }  // namespace
 
-bool JudgesValues() {
-  return true;
-}
-
 ValueJudgement JudgeValue(std::string_view pattern, std::string_view value) {
   pcre2_code* const code = Compiled(pattern);
   const std::unique_ptr<pcre2_match_data, Free> data(pcre2_match_data_create(1, nullptr));

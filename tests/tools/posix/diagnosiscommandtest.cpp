@@ -2,8 +2,11 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <pty.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -44,6 +47,31 @@ class DiagnosisCommand : public testing::Test {
             ReadAll(m_folder.Entry("err"))};
   }
 
+  // On a terminal of that width, which joins output and errors.
+  std::string RunOnTerminal(unsigned short columns, const std::string& arguments) const {
+    winsize size = {};
+    size.ws_col = columns;
+    size.ws_row = 24;
+    int terminal = -1;
+    const pid_t child = forkpty(&terminal, nullptr, nullptr, &size);
+    if (child == 0) {
+      const std::string command =
+          "cd '" + m_folder.Path().string() + "' && exec '" + QUORVEX_PROGRAM + "' " + arguments;
+      execl("/bin/sh", "sh", "-c", command.c_str(), nullptr);
+      _exit(127);
+    }
+    std::string output;
+    char piece[4096];
+    for (ssize_t count; (count = read(terminal, piece, sizeof(piece))) > 0;) {
+      output.append(piece, static_cast<std::size_t>(count));
+    }
+    close(terminal);
+    int status = 0;
+    waitpid(child, &status, 0);
+    std::erase(output, '\r');
+    return output;
+  }
+
   void Write(const std::string& name, const std::string& bytes) const {
     std::ofstream(m_folder.Entry(name), std::ios::binary) << bytes;
   }
@@ -60,8 +88,11 @@ class DiagnosisCommand : public testing::Test {
 TEST_F(DiagnosisCommand, KeysListsAllSettings) {
   const DiagnosisRun plain = Run("config keys");
   EXPECT_EQ(plain.status, 0);
-  EXPECT_THAT(plain.output, HasSubstr("seconds_to_remember_inputs                 0 to 3600\n"));
-  ExpectPlainAndNarrow(plain.output);
+  EXPECT_THAT(
+      plain.output,
+      HasSubstr("\nseconds_to_remember_inputs                 0 to 3600 (seconds); how long "
+                "the user's inputs are remembered\n"));
+  EXPECT_EQ(std::count(plain.output.begin(), plain.output.end(), '\n'), 81);
   const Json keys = Json::parse(Run("config keys --json").output);
   EXPECT_EQ(keys.size(), 81u);
   std::vector<std::string> read;
@@ -70,6 +101,8 @@ TEST_F(DiagnosisCommand, KeysListsAllSettings) {
   }
   EXPECT_THAT(read, testing::ElementsAre("x_name", "x_value", "use_challenge_response"));
   EXPECT_EQ(keys[80]["default"], "false");
+  EXPECT_EQ(keys[3]["unit"], "seconds");
+  EXPECT_EQ(keys[3]["default"], nullptr);
 }
 
 TEST_F(DiagnosisCommand, ShowTellsOneSettingWithExamples) {
@@ -78,7 +111,11 @@ TEST_F(DiagnosisCommand, ShowTellsOneSettingWithExamples) {
   EXPECT_EQ(run.output,
             "Key           dialogs_timeout\n"
             "Internal key  DLOG_TIMEOUT\n"
+            "Meaning       how long a dialog waits for the user\n"
+            "Read by       the agent\n"
             "Accepted      5 to 180\n"
+            "Unit          not stated\n"
+            "Default       the agent's own\n"
             "  matches     5\n"
             "  matches     180\n"
             "  doesn't     4\n"
@@ -86,8 +123,9 @@ TEST_F(DiagnosisCommand, ShowTellsOneSettingWithExamples) {
             "Pattern       ^\\s*(?:180|1[0-7]\\d|[1-9]\\d|[5-9])\\s*$\n");
   EXPECT_EQ(Run("config show DLOG_TIMEOUT").output, run.output);
   EXPECT_EQ(Json::parse(Run("config show --json x_name").output)["internal"], "X_NAME");
+  EXPECT_THAT(Run("config show x_value").output, HasSubstr("\nRead by       the add-in\n"));
   EXPECT_THAT(Run("config show x_value").output,
-              HasSubstr("\nRead by       the add-in\nDefault       The message is sensitive\n"));
+              HasSubstr("\nDefault       The message is sensitive\n"));
   EXPECT_THAT(Run("config show use_challenge_response").output,
               HasSubstr("\nDefault       false\n"));
 }
@@ -139,6 +177,9 @@ TEST_F(DiagnosisCommand, EndlessAndHugeFilesAreRefusedAtOnce) {
     EXPECT_EQ(Run(command + " huge").errors,
               "quorvex " + command + ": huge: too large for a settings file\n");
     EXPECT_EQ(Run(command + " huge").status, 3);
+    std::filesystem::resize_file(m_folder.Entry("huge"), (std::uintmax_t{1} << 20) + 1);
+    EXPECT_EQ(Run(command + " huge").status, 3);
+    std::filesystem::resize_file(m_folder.Entry("huge"), std::uintmax_t{1} << 40);
   }
 }
 
@@ -155,15 +196,36 @@ TEST_F(DiagnosisCommand, LogCheckTellsEachLine) {
   EXPECT_EQ(json["outlook_streams"], 1);
 }
 
-TEST_F(DiagnosisCommand, TheTotalsOfTheChecksKeepTo80ColumnsWhateverTheFilesName) {
+// For `grep` and for scripts.
+TEST_F(DiagnosisCommand, FindingsStayOneLineWhereTheOutputIsNoTerminal) {
   const std::string name = "a-file-of-settings-with-a-name-of-some-length";
-  Write(name, "Outlook 15 Dbg\n");
-  EXPECT_EQ(Run("log check " + name).output,
-            name + ":1: stream: Outlook: Info, Warn,\n    Err, Crit to the debugger\n" + name +
-                ": 1 stream, 1 of them for\n    \"Outlook\"; 0 lines refused, 0 warnings\n");
-  Write(name, "x_name = X-Sensitivity\n");
+  Write(name, "Outlook 15 File mail.log\n");
+  EXPECT_THAT(
+      Run("log check " + name).output,
+      testing::StartsWith(name + ":1: stream: Outlook: Info, Warn, Err, Crit to the files "));
+  Write(name, "x_name = X Sensitivity\n");
   EXPECT_EQ(Run("config check " + name).output,
-            name + ": 1 known setting in 1 line,\n    nothing to fix\n");
+            name +
+                ":1: error: x_name = X Sensitivity: not accepted; accepted is: 1 to 50 printable "
+                "ASCII characters, no white space and no colon\n" +
+                name + ": 1 known setting in 1 line, see above\n");
+}
+
+TEST_F(DiagnosisCommand, FindingsAreWrappedToTheTerminalsWidth) {
+  Write("vrk.pro", "x_name = X Sensitivity\n");
+  EXPECT_EQ(RunOnTerminal(80, "config check vrk.pro"),
+            "vrk.pro:1: error: x_name = X Sensitivity: not accepted; accepted is: 1 to 50\n"
+            "    printable ASCII characters, no white space and no colon\n"
+            "vrk.pro: 1 known setting in 1 line, see above\n");
+  EXPECT_EQ(
+      RunOnTerminal(200, "config check vrk.pro"),
+      "vrk.pro:1: error: x_name = X Sensitivity: not accepted; accepted is: 1 to 50 printable "
+      "ASCII characters, no white space and no colon\n"
+      "vrk.pro: 1 known setting in 1 line, see above\n");
+  Write("Logger.cfg", "Outlook 0xF Dbg\n");
+  EXPECT_THAT(RunOnTerminal(40, "log check Logger.cfg"),
+              testing::StartsWith("Logger.cfg:1: refused: Outlook: the mask\n"
+                                  "    \"0xF\" is not a number; it is a sum\n"));
 }
 
 TEST_F(DiagnosisCommand, LogExplainReadsARingInTheOrderOfTime) {

@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
+#include <random>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -11,6 +13,7 @@
 #include "inspection/settings/settinghelp.h"
 #include "inspection/settings/settingscheck.h"
 #include "inspection/settings/valuejudge.h"
+#include "tests/support/seed.h"
 #include "tests/support/temporaryfolder.h"
 
 namespace inspection::settings {
@@ -80,6 +83,97 @@ TEST(ValueJudge, UnluckyAddressesAreGivenUpAndLongListsAreNot) {
   std::string list;
   for (int i = 0; i < 1000; ++i) list += "10.0." + std::to_string(i % 255) + ".1:80,";
   EXPECT_EQ(JudgeValue(RE_IP_LIST, list), ValueJudgement::kAccepted);
+}
+
+TEST(SettingHelp, EachSettingHasAMeaningOfItsOwn) {
+  std::set<std::string_view> meanings;
+  for (const ConfigKey& setting : g_configKeyTable) {
+    EXPECT_NE(MeaningOf(setting).meaning, "not described") << setting.publicKey;
+    EXPECT_TRUE(meanings.insert(MeaningOf(setting).meaning).second) << setting.publicKey;
+    // Lists, names and switches have no unit; for a number it is known or not.
+    const std::string_view accepted = HelpOn(setting).accepted;
+    const bool isNumber = accepted.starts_with("0 to ") || accepted.starts_with("1 to ") ||
+                          accepted.starts_with("2 to ") || accepted.starts_with("5 to ");
+    const bool counts = isNumber && accepted.find("characters") == std::string_view::npos;
+    EXPECT_EQ(MeaningOf(setting).unit.empty(), !counts) << setting.publicKey;
+  }
+}
+
+// Values on both sides of each pattern's limits, and random ones.
+std::set<std::string> ValuesToJudge(unsigned seed) {
+  std::set<std::string> values = {"",
+                                  " ",
+                                  "\n",
+                                  "true\n",
+                                  " true\t",
+                                  "0",
+                                  "00",
+                                  "007",
+                                  "-1",
+                                  "a b",
+                                  "]",
+                                  "[",
+                                  "\x7F",
+                                  "\xFF",
+                                  "a:b",
+                                  "\xC3\xA9",
+                                  "*",
+                                  "a|b",
+                                  "a||b",
+                                  "C:\\a",
+                                  "a.example,b.example",
+                                  "(x)",
+                                  "\\",
+                                  "a,,b",
+                                  std::string(1, '\0'),
+                                  std::string(50, 'x'),
+                                  std::string(51, 'x'),
+                                  std::string(101, 'x'),
+                                  std::string(2048, '1')};
+  for (int number = 0; number <= 11'000; number += 61) values.insert(std::to_string(number));
+  for (const ConfigKey& setting : g_configKeyTable) {
+    const SettingHelp& help = HelpOn(setting);
+    for (const auto& examples : {help.matches, help.refused}) {
+      for (const std::string_view example : examples) {
+        values.emplace(example);
+        values.insert(" " + std::string(example) + "\t");
+        values.insert(std::string(example) + "\n");
+        values.emplace(example.substr(1));
+      }
+    }
+  }
+  std::mt19937_64 random(seed);
+  for (int i = 0; i < 300; ++i) {
+    std::string value(random() % 8, ' ');
+    for (char& c : value) c = static_cast<char>(random() % 256);
+    values.insert(value);
+  }
+  return values;
+}
+
+// The engine of quorvex.exe agrees with PCRE2, or says that it can't tell.
+TEST(ValueJudge, LibraryAgreesWithPcre2WhereItDecides) {
+  const unsigned seed = tests::Seed();
+  SCOPED_TRACE(tests::HowToRepeat(seed));
+  std::set<std::string_view> patterns;
+  for (const ConfigKey& setting : g_configKeyTable) patterns.insert(setting.pattern);
+  std::set<std::string_view> unchecked;
+  const std::set<std::string> values = ValuesToJudge(seed);
+  for (const std::string_view pattern : patterns) {
+    for (const std::string& value : values) {
+      const ValueJudgement judged = JudgeWithLibrary(pattern, value);
+      if (judged == ValueJudgement::kNotChecked) {
+        unchecked.insert(pattern);
+      } else {
+        ASSERT_EQ(judged, JudgeValue(pattern, value)) << pattern << "\n\"" << value << "\"";
+      }
+    }
+  }
+  EXPECT_THAT(unchecked, testing::UnorderedElementsAre(RE_WIN_PATH, RE_IP_LIST));
+}
+
+TEST(ValueJudge, LibraryDoesNotJudgeLongValues) {
+  EXPECT_EQ(JudgeWithLibrary(RE_HOST_LIST, std::string(2049, 'a')), ValueJudgement::kNotChecked);
 }
 
 TEST_F(SettingsCheckTest, GoodFileIsClean) {

@@ -8,6 +8,7 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "platform/clock.h"
@@ -64,12 +65,18 @@ class ProgressBar {
   bool m_shown;
 };
 
-MailOutcome SendOne(MailRoad& road, const simulation::mail::RawMail& mail) {
+// Frees the mail's bytes before it is sent: its text may be large.
+simulation::mail::MailModel TakeModel(simulation::mail::RawMail& mail) {
+  const std::string bytes = std::move(mail.bytes);
+  return simulation::mail::ReadMail(bytes);
+}
+
+MailOutcome SendOne(MailRoad& road, simulation::mail::RawMail& mail) {
   MailOutcome unreadable;
   unreadable.mail = mail.name;
   unreadable.error = mail.error;
   try {
-    if (!mail.error) return road.Send(mail.name, simulation::mail::ReadMail(mail.bytes));
+    if (!mail.error) return road.Send(mail.name, TakeModel(mail));
   } catch (const std::exception& error) {
     unreadable.error = error.what();
   }
@@ -146,7 +153,7 @@ class Sending {
       all = std::max(all, done + 1);
       const ProgressBar bar(all, m_style, hasBar);
       bar.Show(done);
-      const auto mail = source->Next();
+      auto mail = source->Next();
       if (!mail) {
         bar.Hide();
         break;

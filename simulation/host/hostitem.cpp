@@ -1,6 +1,6 @@
 #include "simulation/host/hostitem.h"
 
-#include "simulation/host/hosttext.h"
+#include <utility>
 
 namespace simulation::host {
 
@@ -12,24 +12,23 @@ std::string ItemLabel(const mail::MailModel& model) {
 
 HostMailItem::HostMailItem(HostCorePointer core, mail::MailModel model)
     : HostEventSource(std::move(core), kItemEvents, ItemLabel(model)),
-      m_model(std::make_shared<const mail::MailModel>(std::move(model))),
       m_book(std::make_shared<HostAddressBook>(SharedCore())) {
-  TakeTexts();
+  TakeModel(std::move(model));
 }
 
 HostMailItem::~HostMailItem() {
   m_book->Close();
 }
 
-void HostMailItem::TakeTexts() {
-  m_subject = ToWide(m_model->subject);
-  m_body = ToWide(m_model->body);
-  m_htmlBody = ToWide(m_model->htmlBody);
+void HostMailItem::TakeModel(mail::MailModel model) {
+  m_subject = ToWide(model.subject);
+  m_body = HostText(std::exchange(model.body, std::nullopt));
+  m_htmlBody = HostText(std::exchange(model.htmlBody, std::nullopt));
+  m_model = std::make_shared<const mail::MailModel>(std::move(model));
 }
 
 void HostMailItem::SetModel(mail::MailModel model) {
-  m_model = std::make_shared<const mail::MailModel>(std::move(model));
-  TakeTexts();
+  TakeModel(std::move(model));
   m_recipients = {};
   m_attachments = {};
   m_session = {};
@@ -78,7 +77,7 @@ HRESULT HostMailItem::get_Attachments(Attachments** attachments) {
 }
 
 HRESULT HostMailItem::get_Body(BSTR* body) {
-  return Answer("_MailItem::get_Body", body, [&] { return GiveText(m_body, body); });
+  return Answer("_MailItem::get_Body", body, [&] { return m_body.Give(body); });
 }
 
 HRESULT HostMailItem::get_MAPIOBJECT(IUnknown** object) {
@@ -93,7 +92,7 @@ HRESULT HostMailItem::get_Subject(BSTR* subject) {
 }
 
 HRESULT HostMailItem::get_HTMLBody(BSTR* html) {
-  return Answer("_MailItem::get_HTMLBody", html, [&] { return GiveText(m_htmlBody, html); });
+  return Answer("_MailItem::get_HTMLBody", html, [&] { return m_htmlBody.Give(html); });
 }
 
 HRESULT HostMailItem::get_Recipients(Recipients** recipients) {

@@ -19,6 +19,7 @@
 #include "simulation/host/hostmessage.h"
 #include "simulation/host/hostobject.h"
 #include "simulation/host/hostrecipients.h"
+#include "simulation/host/hosttext.h"
 #include "simulation/mail/mailmodel.h"
 
 namespace simulation::host {
@@ -42,6 +43,7 @@ class HostMailItem final : public HostEventSource<HostMailItem, _MailItem> {
   HostMailItem(HostCorePointer core, mail::MailModel model);
   ~HostMailItem() override;
 
+  // Without the bodies, which the item keeps elsewhere.
   const mail::MailModel& Model() const { return *m_model; }
   // The user has edited the mail. The item stays the same object and keeps the named properties;
   // the objects below it are created anew.
@@ -67,12 +69,12 @@ class HostMailItem final : public HostEventSource<HostMailItem, _MailItem> {
   std::string Label() const override;
 
  private:
-  void TakeTexts();
+  void TakeModel(mail::MailModel model);
 
   std::shared_ptr<const mail::MailModel> m_model;
   std::optional<platform::WideString> m_subject;
-  std::optional<platform::WideString> m_body;
-  std::optional<platform::WideString> m_htmlBody;
+  HostText m_body;
+  HostText m_htmlBody;
   HostAddressBookPointer m_book;
   HostRef<HostRecipients> m_recipients;
   HostRef<HostAttachments> m_attachments;

@@ -158,6 +158,7 @@ void SortParts(GMimeObject* root, LineEnds lineEnds, MailModel& mail) {
 
 std::string ValidUtf8(const char* text) {
   if (text == nullptr) return {};
+  if (g_utf8_validate(text, -1, nullptr) != 0) return text;
   const std::unique_ptr<char, Free> valid(g_utf8_make_valid(text, -1));
   return valid.get();
 }

@@ -18,6 +18,10 @@ namespace {
 struct Unref {
   void operator()(void* object) const { g_object_unref(object); }
 };
+// Frees the array and not the bytes, which belong to the caller.
+struct LeaveBytes {
+  void operator()(GByteArray* array) const { g_byte_array_free(array, FALSE); }
+};
 struct FreeOptions {
   void operator()(GMimeParserOptions* options) const { g_mime_parser_options_free(options); }
 };
@@ -147,10 +151,11 @@ bool BeginsWithHeaderLine(std::string_view bytes) {
   return at < bytes.size() && bytes[at] == ':';
 }
 
-std::unique_ptr<GMimeMessage, Unref> Parse(std::string_view bytes) {
+// The message refers to the bytes: a large mail isn't copied.
+std::unique_ptr<GMimeMessage, Unref> Parse(GByteArray* bytes) {
   const auto options = LenientOptions();
-  const std::unique_ptr<GMimeStream, Unref> stream(
-      g_mime_stream_mem_new_with_buffer(bytes.data(), bytes.size()));
+  const std::unique_ptr<GMimeStream, Unref> stream(g_mime_stream_mem_new_with_byte_array(bytes));
+  g_mime_stream_mem_set_owner(GMIME_STREAM_MEM(stream.get()), FALSE);
   const std::unique_ptr<GMimeParser, Unref> parser(g_mime_parser_new_with_stream(stream.get()));
   return std::unique_ptr<GMimeMessage, Unref>(
       g_mime_parser_construct_message(parser.get(), options.get()));
@@ -166,7 +171,11 @@ MailModel ReadInternetMessage(std::string_view bytes) {
     throw MailError("it is not a mail: it doesn't begin with a header line");
   }
   if (MayOpenTooManyGroups(bytes)) throw MailError("an address header has too many groups");
-  const auto message = Parse(bytes);
+  // The library never changes the bytes.
+  auto* const unchanged = const_cast<guint8*>(reinterpret_cast<const guint8*>(bytes.data()));
+  const std::unique_ptr<GByteArray, LeaveBytes> array(
+      g_byte_array_new_take(unchanged, bytes.size()));
+  const auto message = Parse(array.get());
   if (!message) throw MailError("the mail library can't read it");
 
   MailModel mail;

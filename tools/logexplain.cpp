@@ -120,7 +120,7 @@ class Explanation {
 
   int Run() {
     const tools::system::StopSignal stop;
-    LogSources sources(m_options.files);
+    LogSources sources(m_options.files, m_options.follow);
     sources.ReadAll(&m_stories);
     if (m_options.follow) {
       m_stories.TellEnded();

@@ -45,7 +45,8 @@ std::string MachineOf(std::string_view path) {
 
 }  // namespace
 
-LogSources::LogSources(const std::vector<std::string>& paths) {
+LogSources::LogSources(const std::vector<std::string>& paths, bool isFollowed)
+    : m_isFollowed(isFollowed) {
   for (const std::string& path : paths) {
     if (path != "-") RequireFile(path, kStatusUsage);
   }
@@ -89,6 +90,7 @@ std::unique_ptr<LogSources::Source> LogSources::Open(const std::string& path) {
     source->file.seekg(0);
   }
   source->reader = std::make_unique<inspection::logs::LogReader>(*source->stream);
+  source->reader->HoldIncomplete(m_isFollowed);
   return source;
 }
 
@@ -163,6 +165,12 @@ void LogSources::Follow(inspection::logs::LogStories* stories, const std::atomic
     OpenNewFiles();
     stories->TellEnded();
     std::fflush(stdout);
+  }
+  // Now nothing more comes.
+  for (auto& source : m_sources) {
+    source->reader->Resume();
+    source->reader->HoldIncomplete(false);
+    Read(*source, stories);
   }
 }
 

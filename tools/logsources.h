@@ -18,11 +18,13 @@ class LogSources {
   // file whose beginning is the same as another's is read once: it is a copy, or the same file at
   // another time. Raises CommandError for a missing file; reports an unreadable one on standard
   // error.
-  explicit LogSources(const std::vector<std::string>& paths);
+  // With `isFollowed` the files may still grow: see Follow.
+  explicit LogSources(const std::vector<std::string>& paths, bool isFollowed = false);
 
   // Reads everything there is.
   void ReadAll(inspection::logs::LogStories* stories);
-  // Reads on as the files grow, until `*stop`. Also reads files of the same ring
+  // Reads on as the files grow, until `stop`. A last line counts once its line end is there. Also
+  // reads files of the same ring
   // ("mail.PC17_3.log" beside "mail.PC17_2.log") that are created later.
   void Follow(inspection::logs::LogStories* stories, const std::atomic<bool>& stop);
 
@@ -47,6 +49,7 @@ class LogSources {
   void Report(const Source& source);
 
   std::vector<std::unique_ptr<Source>> m_sources;
+  bool m_isFollowed;
   bool m_isUnreadable = false;
 };
 

@@ -54,7 +54,7 @@ bool LogReader::Fill() {
       m_ended = true;
       if (m_stream.bad()) m_error = "can't be read";
       if (m_inflater && !m_inflater->isMemberOver) m_error = "the compressed data is incomplete";
-      if (m_encoding == Encoding::kUndecided && !m_odd.empty()) {
+      if (m_encoding == Encoding::kUndecided && !m_odd.empty() && !m_holdsIncomplete) {
         m_encoding = Encoding::kBytes;
         m_text += std::exchange(m_odd, {});
       }
@@ -178,7 +178,7 @@ bool LogReader::Next(std::string_view* line) {
     }
     searched = rest.size();
     if (Fill()) continue;
-    if (searched == 0 || m_isSkipping) return false;
+    if (searched == 0 || m_isSkipping || m_holdsIncomplete) return false;
     *line = std::string_view(m_text).substr(m_begin);
     m_begin = m_text.size();
     return true;

@@ -26,8 +26,11 @@ class LogReader {
   bool Next(std::string_view* line);
 
   // For a file that is still being written: call it when Next has returned false, to go on with
-  // what was written since. Until then a last line without a line end counts as a line.
+  // what was written since.
   void Resume();
+  // Whether Next waits for the end of an incomplete last line instead of returning it as a line.
+  // Set it while the file is being written, or half a line and its rest count as two lines.
+  void HoldIncomplete(bool isHeld) { m_holdsIncomplete = isHeld; }
 
   // Why reading stopped before the stream's end, in words; empty if it didn't.
   const std::string& Error() const { return m_error; }
@@ -58,6 +61,7 @@ class LogReader {
   bool m_isSkipping = false;  // the rest of a line that was too long
   bool m_afterCr = false;     // a LF here belongs to the CR before it
   bool m_ended = false;
+  bool m_holdsIncomplete = false;
   std::string m_error;
 };
 

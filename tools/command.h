@@ -64,9 +64,11 @@ struct Command {
 };
 
 Command AgentCommand();
+Command BundleCommand();
 Command CompareCommand();
 Command ConfigCommand();
 Command ConformCommand();
+Command DoctorCommand();
 Command ImportCommand();
 Command LogCommand();
 Command LogExplainCommand();  // part of LogCommand

@@ -18,6 +18,7 @@
 #include "tools/system/stopsignal.h"
 #include "tools/system/terminal.h"
 #include "tools/text.h"
+#include "tools/timeargument.h"
 
 namespace tools {
 
@@ -34,7 +35,8 @@ constexpr const char* kHelp =
     "  journalctl -o short-iso | quorvex log explain -\n"
     "  quorvex log explain --follow mail.PC17_*.log   what happens now\n\n"
     "Reads the logger's files, what a syslog server made of them, and what `quorvex\n"
-    "log listen` writes, also UTF-16 and gzip. The log has to have Info lines.\n\n"
+    "log listen` writes, also UTF-16 and gzip, and the logs in a bundle. The log has\n"
+    "to have Info lines.\n\n"
     "Exit status: 0 every mail was checked, 1 some were not or in part, 2 a file\n"
     "can't be read, 4 the log says too little to tell, 3 wrong usage, or there is no\n"
     "such file. The options that select mails select those that count.";
@@ -61,23 +63,6 @@ std::string Lowered(std::string text) {
 
 bool Holds(const std::string& text, const std::string& part) {
   return Lowered(text).find(Lowered(part)) != std::string::npos;
-}
-
-// "2026-11-21", "2026-11-21 14:30" or "2026-11-21T14:30:05", in the form that story times sort in.
-std::string TimeArgument(const std::string& text, const char* option) {
-  constexpr std::string_view kForm = "0000-00-00T00:00:00";
-  const bool isComplete = text.size() == 10 || text.size() == 16 || text.size() == 19;
-  bool isTime = isComplete;
-  for (std::size_t i = 0; isTime && i < text.size(); ++i) {
-    isTime = kForm[i] == '0' ? text[i] >= '0' && text[i] <= '9'
-                             : text[i] == kForm[i] || (i == 10 && text[i] == ' ');
-  }
-  if (!isTime) {
-    throw CommandError(fmt::format("{}: \"{}\" is no time like 2026-11-21 or 2026-11-21T14:30",
-                                   option, Printable(text)));
-  }
-  return text.substr(0, 4) + text.substr(5, 2) + text.substr(8, 2) +
-         text.substr(std::min<std::size_t>(text.size(), 11));
 }
 
 // Selects the mails that the options ask for.

@@ -5,8 +5,10 @@
 #include <algorithm>
 #include <cstdio>
 #include <iostream>
+#include <sstream>
 
 #include "platform/clock.h"
+#include "tools/bundlefile.h"
 #include "tools/command.h"
 #include "tools/inputfile.h"
 #include "tools/system/terminal.h"
@@ -51,7 +53,11 @@ LogSources::LogSources(const std::vector<std::string>& paths, bool isFollowed)
     if (path != "-") RequireFile(path, kStatusUsage);
   }
   for (const std::string& path : paths) {
-    if (auto source = Open(path)) Add(std::move(source));
+    if (path != "-" && IsBundle(path)) {
+      AddBundle(path);
+    } else if (auto source = Open(path)) {
+      Add(std::move(source));
+    }
   }
   std::stable_sort(m_sources.begin(), m_sources.end(),
                    [](const auto& one, const auto& other) { return one->begins < other->begins; });
@@ -65,33 +71,50 @@ std::unique_ptr<LogSources::Source> LogSources::Open(const std::string& path) {
     tools::system::ReadBinaryInput();
     source->stream = &std::cin;
   } else {
-    source->file.open(PathOf(path), std::ios::binary);
-    source->stream = &source->file;
-    if (!source->file) {
+    source->file = std::make_unique<std::ifstream>(PathOf(path), std::ios::binary);
+    source->stream = source->file.get();
+    if (!*source->file) {
       fmt::print(stderr, "quorvex log explain: {}: can't be opened\n", Printable(path));
       m_isUnreadable = true;
       return nullptr;
     }
-    // A reader of its own for the beginning.
-    inspection::logs::LogReader reader(source->file);
-    std::string_view line;
-    std::string buffer;
-    for (std::size_t i = 0; i < kSearchedLines && reader.Next(&line); ++i) {
-      if (source->head.size() < kHeadSize) source->head.append(line).push_back('\n');
-      if (source->begins.empty()) {
-        const auto parsed = inspection::logs::ParseSourceLine(line, &buffer);
-        if (parsed) source->begins = inspection::logs::SortableTime(parsed->line);
-      } else if (source->head.size() >= kHeadSize) {
-        break;
-      }
-    }
-    source->head.resize(std::min(source->head.size(), kHeadSize));
-    source->file.clear();
-    source->file.seekg(0);
+    ReadHead(source.get());
   }
   source->reader = std::make_unique<inspection::logs::LogReader>(*source->stream);
   source->reader->HoldIncomplete(m_isFollowed);
   return source;
+}
+
+void LogSources::AddBundle(const std::string& path) {
+  for (inspection::bundle::ZipEntry& entry : ReadBundle(path, kStatusUnreadable)) {
+    if (!entry.name.starts_with(kBundleLogs)) continue;
+    auto source = std::make_unique<Source>();
+    source->path = path + "/" + entry.name;
+    source->machine = MachineOf(entry.name);
+    source->file = std::make_unique<std::istringstream>(std::move(entry.bytes));
+    source->stream = source->file.get();
+    ReadHead(source.get());
+    source->reader = std::make_unique<inspection::logs::LogReader>(*source->stream);
+    Add(std::move(source));
+  }
+}
+
+void LogSources::ReadHead(Source* source) {
+  inspection::logs::LogReader reader(*source->stream);
+  std::string_view line;
+  std::string buffer;
+  for (std::size_t i = 0; i < kSearchedLines && reader.Next(&line); ++i) {
+    if (source->head.size() < kHeadSize) source->head.append(line).push_back('\n');
+    if (source->begins.empty()) {
+      const auto parsed = inspection::logs::ParseSourceLine(line, &buffer);
+      if (parsed) source->begins = inspection::logs::SortableTime(parsed->line);
+    } else if (source->head.size() >= kHeadSize) {
+      break;
+    }
+  }
+  source->head.resize(std::min(source->head.size(), kHeadSize));
+  source->stream->clear();
+  source->stream->seekg(0);
 }
 
 void LogSources::Add(std::unique_ptr<Source> source) {

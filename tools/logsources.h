@@ -37,12 +37,16 @@ class LogSources {
     std::string machine;  // from the file's name
     std::string begins;   // the time of its first line of the log, sortable
     std::string head;     // its first bytes, decoded
-    std::ifstream file;
+    std::unique_ptr<std::istream> file;
     std::istream* stream = nullptr;
     std::unique_ptr<inspection::logs::LogReader> reader;
   };
 
   std::unique_ptr<Source> Open(const std::string& path);
+  // Adds each log of a bundle.
+  void AddBundle(const std::string& path);
+  // Reads the beginning, and goes back to it.
+  static void ReadHead(Source* source);
   void Add(std::unique_ptr<Source> source);
   void Read(Source& source, inspection::logs::LogStories* stories);
   void OpenNewFiles();

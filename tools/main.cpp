@@ -21,11 +21,13 @@ int main(int argc, char** argv) {
             "  quorvex agent --rules samples/rules.toml   answer the add-in by these rules\n"
             "  quorvex config check vrk.pro               what is wrong with the settings\n"
             "  quorvex ring                               what is in the ring now\n"
+            "  quorvex doctor                             is it working on this PC\n"
             "  quorvex conform                            does the agent keep to the protocol\n"
             "  quorvex agent --help                       everything about one subcommand",
         .subcommands = {tools::SendCommand(), tools::AgentCommand(), tools::ConformCommand(),
                         tools::ImportCommand(), tools::ConfigCommand(), tools::LogCommand(),
-                        tools::RingCommand(), tools::SummaryCommand(), tools::CompareCommand()},
+                        tools::RingCommand(), tools::DoctorCommand(), tools::BundleCommand(),
+                        tools::SummaryCommand(), tools::CompareCommand()},
         .version = QUORVEX_VERSION};
     return tools::RunCommandLine(program, tools::system::CommandLineArguments(argc, argv));
   } catch (const std::exception& wrong) {

@@ -37,6 +37,7 @@ struct SendOptions {
   std::string log;
   std::string html;
   std::string hostVersion = "16.0.0.1234";
+  std::string ring = channel::kRingName;
   bool useRunningAgent = false;
   bool json = false;
 };
@@ -140,7 +141,7 @@ class Sending {
 
   int Run(const RunSlot& slot) {
     MailRoad road({.hostVersion = m_options.hostVersion,
-                   .ring = m_options.useRunningAgent ? channel::kRingName : slot.RingName(),
+                   .ring = m_options.useRunningAgent ? m_options.ring : slot.RingName(),
                    .hasRules = !m_options.useRunningAgent});
     const bool hasBar =
         tools::system::IsTerminal(tools::system::Stream::kOutput) && !m_options.json;
@@ -215,6 +216,24 @@ int RunSend(const SendOptions& options) {
   return Sending(options, stop).Run(slot);
 }
 
+constexpr const char* kHelp =
+    "Examples:\n"
+    "  quorvex send mail.eml\n"
+    "      What the add-in asks about this mail. The simulated agent lets it go.\n"
+    "  quorvex send --rules samples/rules.toml samples/*.eml\n"
+    "      The same with an agent that blocks and tags.\n"
+    "  quorvex send --agent --json mail.eml\n"
+    "      Ask the agent that is running; the result for a program to read.\n"
+    "  quorvex send --log - mail.eml\n"
+    "      With the add-in's own log after each mail.\n"
+    "  quorvex send archive.mbox inbox/ letter.msg\n"
+    "      Every mail in them. A mail in a mailbox has a name like archive.mbox#17.\n"
+    "  find . -name '*.eml' | quorvex send --files-from -\n"
+    "      The mails in a list.\n\n"
+    "Exit status: 0 all let go and checked, 1 some blocked, 2 some unreadable, 4 some\n"
+    "not checked completely, 130 interrupted, 3 wrong usage, or the add-in or the\n"
+    "agent can't be started. Of several, the first in the order 3, 130, 2, 1, 4.";
+
 }  // namespace
 
 Command SendCommand() {
@@ -222,23 +241,7 @@ Command SendCommand() {
   return {
       .name = "send",
       .summary = "Send mails through the add-in",
-      .footer =
-          "Examples:\n"
-          "  quorvex send mail.eml\n"
-          "      What the add-in asks about this mail. The simulated agent lets it go.\n"
-          "  quorvex send --rules samples/rules.toml samples/*.eml\n"
-          "      The same with an agent that blocks and tags.\n"
-          "  quorvex send --agent --json mail.eml\n"
-          "      Ask the agent that is running; the result for a program to read.\n"
-          "  quorvex send --log - mail.eml\n"
-          "      With the add-in's own log after each mail.\n"
-          "  quorvex send archive.mbox inbox/ letter.msg\n"
-          "      Every mail in them. A mail in a mailbox has a name like archive.mbox#17.\n"
-          "  find . -name '*.eml' | quorvex send --files-from -\n"
-          "      The mails in a list.\n\n"
-          "Exit status: 0 all let go and checked, 1 some blocked, 2 some unreadable, 4 some\n"
-          "not checked completely, 130 interrupted, 3 wrong usage, or the add-in or the\n"
-          "agent can't be started. Of several, the first in the order 3, 130, 2, 1, 4.",
+      .footer = kHelp,
       .options = {{.name = "MAIL",
                    .target = &options->mails,
                    .help = simulation::mail::kReadsInternetMessages
@@ -258,6 +261,9 @@ Command SendCommand() {
                    .target = &options->useRunningAgent,
                    .help = "Use the agent that is running, and start none",
                    .excludes = "--rules"},
+                  {.name = "--ring",
+                   .target = &options->ring,
+                   .help = "With --agent: another name for the agent's ring"},
                   {.name = "--json",
                    .target = &options->json,
                    .help = "One JSON object a line, one line a mail"},

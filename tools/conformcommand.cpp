@@ -1,11 +1,25 @@
 // `quorvex conform`: does the running agent do what the add-in expects of it?
+#include <algorithm>
+#include <array>
 #include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <memory>
 #include <string>
 
 #include "inspection/conformance/conformance.h"
+#include "platform/files.h"
+#include "platform/folders.h"
+#include "platform/process.h"
+#include "text/textconversion.h"
 #include "tools/command.h"
-#include "tools/json.h"
+#include "tools/conformmails.h"
+#include "tools/conformreport.h"
+#include "tools/inputfile.h"
+#include "tools/startedagent.h"
+#include "tools/system/commandline.h"
+#include "tools/system/filereads.h"
 #include "tools/system/stopsignal.h"
 #include "tools/system/terminal.h"
 #include "tools/text.h"
@@ -13,32 +27,74 @@
 namespace tools {
 namespace {
 
+using inspection::conformance::Outcome;
+using inspection::conformance::Result;
+
 constexpr const char* kHelp =
     "Examples:\n"
-    "  quorvex conform                      check the agent that is running\n"
-    "  quorvex conform --json               one JSON object a check, then the totals\n"
-    "  quorvex conform --long               4 GB through the ring: a cursor past 2^32\n"
+    "  quorvex conform                    check the agent that is running\n"
+    "  quorvex conform --expect FILE      also that it blocks and tags what it must\n"
+    "  quorvex conform --start '/opt/agent --quiet'\n"
+    "                                     start the agent, and kill it in mid-mail\n"
+    "  quorvex conform --junit FILE       the results for a CI system as well\n"
+    "  quorvex conform --long             4 GB through the ring: a cursor past 2^32\n"
     "\n"
-    "Takes the add-in's part. Run it while no mail is being sent. The last two checks\n"
-    "wait until the agent reclaims a dead writer's space, up to 30 s each.\n"
-    "Exit status: 0 no check failed, 1 some failed, 3 wrong usage, or no agent is\n"
-    "running.";
+    "FILE of --expect is TOML, with one table for each mail:\n"
+    "  [[mail]]\n"
+    "  file = \"secret.eml\"        relative to that file\n"
+    "  must_be = \"blocked\"        or \"sent\", or \"tagged\"\n"
+    "\n"
+    "Acts as the add-in. Run it while no mail is being sent. The last checks wait\n"
+    "until the agent reclaims a dead writer's space, up to 30 s each.\n"
+    "Exit status: 0 all checks passed, except those that take an option (\"not\n"
+    "checked\"); 1 some failed; 4 none failed, but some couldn't tell (\"unknown\");\n"
+    "130 interrupted; 3 wrong usage, or no agent is running.";
 
 struct ConformOptions {
   inspection::conformance::Options checks;
+  std::string expect;
+  std::string start;
+  std::string junit;
   bool json = false;
 };
 
-const char* Word(inspection::conformance::Outcome outcome) {
-  switch (outcome) {
-    case inspection::conformance::Outcome::kPass:
-      return "pass";
-    case inspection::conformance::Outcome::kFail:
-      return "FAIL";
-    case inspection::conformance::Outcome::kNotTested:
-      break;
+// A folder for the files of this run, in the user's temporary folder as the add-in's files.
+class RunFolder {
+ public:
+  RunFolder() {
+    std::array<char, platform::kMaxPath> folder{};
+    platform::folders.GetTempPathA(static_cast<std::uint32_t>(folder.size()), folder.data());
+    m_path = AnsiToUtf8(folder.data()) + "quorvex-conform-" +
+             std::to_string(platform::process.GetCurrentProcessId()) + "/";
+    std::error_code error;
+    std::filesystem::create_directories(PathOf(m_path), error);
+    if (error) throw CommandError(Printable(m_path) + ": can't be created");
   }
-  return "not tested";
+  ~RunFolder() {
+    std::error_code error;
+    std::filesystem::remove_all(PathOf(m_path), error);
+  }
+  RunFolder(const RunFolder&) = delete;
+  RunFolder& operator=(const RunFolder&) = delete;
+
+  const std::string& Path() const { return m_path; }
+
+ private:
+  std::string m_path;
+};
+
+std::vector<Expectation> LoadExpectations(const std::string& path) {
+  if (path.empty()) return {};
+  RequireTextFile(path, kStatusUsage);
+  std::ifstream file(PathOf(path), std::ios::binary);
+  if (!file) RefuseFile(path, kStatusUsage);
+  const std::string text(std::istreambuf_iterator<char>(file), {});
+  ExpectationFile expectations = ParseExpectations(path, text);
+  for (const std::string& mistake : expectations.mistakes) {
+    std::fprintf(stderr, "%s\n", mistake.c_str());
+  }
+  if (!expectations.mistakes.empty()) throw CommandError("the expectations can't be used");
+  return std::move(expectations.mails);
 }
 
 class ConformRun {
@@ -48,14 +104,36 @@ class ConformRun {
         m_colours(tools::system::TakesColours(tools::system::Stream::kOutput)) {}
 
   int Run() {
+    std::ofstream junit;
+    if (!m_options.junit.empty()) {
+      junit.open(PathOf(m_options.junit), std::ios::binary | std::ios::trunc);
+      if (!junit) throw CommandError(Printable(m_options.junit) + ": can't be written");
+    }
     const tools::system::StopSignal stop;
-    if (!inspection::conformance::Run(
-            m_options.checks, stop.Flag(),
-            [this](const inspection::conformance::Result& result) { Show(result); })) {
+    const RunFolder folder;
+    const MailChecks mails{.program = tools::system::OwnProgramPath(),
+                           .ring = m_options.checks.ring,
+                           .folder = folder.Path(),
+                           .expectationPath = m_options.expect,
+                           .expectations = LoadExpectations(m_options.expect)};
+    std::unique_ptr<StartedAgent> agent;
+    if (!m_options.start.empty()) {
+      agent = std::make_unique<StartedAgent>(m_options.start, m_options.checks.ring);
+    }
+    inspection::conformance::Options checks = m_options.checks;
+    checks.folder = folder.Path();
+    checks.probe = {tools::system::WatchReads, tools::system::WasRead};
+    if (agent) checks.restart = [&agent] { agent->Kill(); };
+    checks.extra = ChecksWithMails(&mails, &stop.Flag());
+    if (!inspection::conformance::Run(checks, stop.Flag(),
+                                      [this](const Result& result) { Show(result); })) {
       throw CommandError("there is no ring " + m_options.checks.ring + ": no agent is running");
     }
-    ShowTotals();
-    return m_failed > 0 ? kStatusFindings : kStatusDone;
+    Print(m_options.json ? ConformTotalsJson(m_results) : ConformTotals(m_results));
+    if (junit.is_open() && !(junit << ConformJUnit(m_results) << std::flush)) {
+      throw CommandError(Printable(m_options.junit) + ": can't be written");
+    }
+    return stop.Flag() ? kStatusInterrupted : ExitStatus();
   }
 
  private:
@@ -64,52 +142,27 @@ class ConformRun {
     std::fflush(stdout);
   }
 
-  void Show(const inspection::conformance::Result& result) {
-    ++(result.outcome == inspection::conformance::Outcome::kPass   ? m_passed
-       : result.outcome == inspection::conformance::Outcome::kFail ? m_failed
-                                                                   : m_notTested);
-    if (m_options.json) {
-      const std::string word = result.outcome == inspection::conformance::Outcome::kFail ? "fail"
-                               : result.outcome == inspection::conformance::Outcome::kPass
-                                   ? "pass"
-                                   : "not-tested";
-      Print(Json::Object()
-                .Add("check", result.check)
-                .Add("outcome", word)
-                .Add("seen", result.seen)
-                .Text());
-      return;
-    }
-    constexpr std::size_t kOutcomeWidth = 12;
-    std::string outcome = Word(result.outcome);
-    const std::size_t width = outcome.size();
-    if (m_colours && result.outcome != inspection::conformance::Outcome::kPass) {
-      outcome =
-          (result.outcome == inspection::conformance::Outcome::kFail ? "\x1b[31m" : "\x1b[33m") +
-          outcome + "\x1b[0m";
-    }
-    Print(outcome + std::string(kOutcomeWidth - width, ' ') + result.check + "\n" +
-          Wrapped(std::string(kOutcomeWidth, ' ') + result.seen, 80, kOutcomeWidth));
+  bool Has(Outcome outcome) const {
+    return std::any_of(m_results.begin(), m_results.end(),
+                       [outcome](const Result& result) { return result.outcome == outcome; });
   }
 
-  void ShowTotals() const {
-    if (m_options.json) {
-      Print(Json::Object()
-                .Add("passed", m_passed)
-                .Add("failed", m_failed)
-                .Add("not_tested", m_notTested)
-                .Text());
-      return;
-    }
-    Print(std::to_string(m_passed) + " passed, " + std::to_string(m_failed) + " failed, " +
-          std::to_string(m_notTested) + " not tested");
+  int ExitStatus() const {
+    if (Has(Outcome::kFail)) return kStatusFindings;
+    return Has(Outcome::kUnknown) ? kStatusUnchecked : kStatusDone;
+  }
+
+  void Show(const Result& result) {
+    m_results.push_back(result);
+    if (m_options.json) return Print(ConformJson(result));
+    std::string text = ConformText(result, m_colours);
+    text.pop_back();
+    Print(text);
   }
 
   const ConformOptions& m_options;
   const bool m_colours;
-  int m_passed = 0;
-  int m_failed = 0;
-  int m_notTested = 0;
+  std::vector<Result> m_results;
 };
 
 }  // namespace
@@ -120,9 +173,22 @@ Command ConformCommand() {
       .name = "conform",
       .summary = "Check whether the running agent keeps to the protocol",
       .footer = kHelp,
-      .options = {{.name = "--json",
+      .options = {{.name = "--expect",
+                   .target = &options->expect,
+                   .help = "What the agent must do with which mail (TOML, see below)",
+                   .valueName = "FILE"},
+                  {.name = "--start",
+                   .target = &options->start,
+                   .help = "Start the agent with this command, and end it at the end. It begins "
+                           "with the program's path",
+                   .valueName = "COMMAND"},
+                  {.name = "--json",
                    .target = &options->json,
                    .help = "One JSON object a line instead of text"},
+                  {.name = "--junit",
+                   .target = &options->junit,
+                   .help = "Also write the results as JUnit XML",
+                   .valueName = "FILE"},
                   {.name = "--long",
                    .target = &options->checks.isLongTrip,
                    .help = "Also the check that takes minutes: the cursor past 2^32"},

@@ -5,7 +5,6 @@
 #include <cstdio>
 #include <cstring>
 
-#include "platform/clock.h"
 #include "platform/process.h"
 
 namespace inspection::conformance {
@@ -19,10 +18,8 @@ std::atomic_ref<Word> Shared(Word& word) {
 }
 
 int NextSequence() {
-  static int s_next = 0;
-  const int sequence = s_next;
-  s_next = s_next == channel::kLastSequence ? 0 : s_next + 1;
-  return sequence;
+  static std::atomic<unsigned> s_next{0};
+  return static_cast<int>(s_next++ % (channel::kLastSequence + 1));
 }
 
 }  // namespace
@@ -43,6 +40,20 @@ std::uint32_t Writer::Cursor() const {
   return Shared(Ring()->writeCursor).load();
 }
 
+std::uint32_t Writer::Consumed() const {
+  return Shared(Ring()->consumerWord).load();
+}
+
+bool Writer::IsClear(std::uint32_t position, std::uint32_t size) const {
+  const auto capacity = static_cast<std::uint32_t>(Capacity());
+  for (std::uint32_t i = 0; i < size; i += kWord) {
+    if (Shared(*reinterpret_cast<std::uint32_t*>(Area() + (position + i) % capacity)).load() != 0) {
+      return false;
+    }
+  }
+  return true;
+}
+
 bool Writer::CountUsed(std::uint32_t entrySize) {
   const auto size = static_cast<std::int32_t>(entrySize);
   if (Shared(Ring()->usedBytes).fetch_add(size) + size > Capacity()) {
@@ -60,20 +71,25 @@ std::optional<std::uint32_t> Writer::Reserve(std::uint32_t payloadLength) {
 void Writer::Complete(std::uint32_t position, const std::vector<unsigned char>& payload) {
   const auto capacity = static_cast<std::uint32_t>(Capacity());
   const auto length = static_cast<std::uint32_t>(payload.size());
-  unsigned char* const area = m_view.Data() + sizeof(RingHeader);
   const std::uint32_t start = (position + kWord) % capacity;
   const std::uint32_t first = std::min(length, capacity - start);
-  std::memcpy(area + start, payload.data(), first);
-  if (length > first) std::memcpy(area, payload.data() + first, length - first);
-  // Release, and last of all: whoever sees the length sees the payload.
-  Shared(*reinterpret_cast<std::uint32_t*>(area + position % capacity))
+  std::memcpy(Area() + start, payload.data(), first);
+  if (length > first) std::memcpy(Area(), payload.data() + first, length - first);
+  StoreLength(position, length);
+}
+
+// Release, and last of all: a consumer that sees the length sees the payload.
+void Writer::StoreLength(std::uint32_t position, std::uint32_t length) {
+  const std::uint32_t offset = position % static_cast<std::uint32_t>(Capacity());
+  Shared(*reinterpret_cast<std::uint32_t*>(Area() + offset))
       .store(length, std::memory_order_release);
 }
 
-Requester::Requester(std::uint32_t lane, std::uint32_t itemType, std::string payload)
-    : m_content(std::move(payload) + std::string(2, '\0')) {
+Requester::Requester(std::uint32_t threadId, std::uint32_t itemType, std::string payload,
+                     const std::string& name)
+    : m_content(std::move(payload) + '\0' + name + '\0') {
   m_record.dwProcessId = platform::process.GetCurrentProcessId();
-  m_record.dwThreadId = platform::process.GetCurrentThreadId() + lane;
+  m_record.dwThreadId = threadId;
   m_record.dwBlockLength = static_cast<std::uint32_t>(sizeof(RequestBlock) + m_content.size());
   m_record.dwRequestKind = channel::kRequestKindContent;
   m_record.dwItemType = itemType;
@@ -82,7 +98,7 @@ Requester::Requester(std::uint32_t lane, std::uint32_t itemType, std::string pay
                 static_cast<unsigned>(m_record.dwThreadId), NextSequence());
 }
 
-std::vector<unsigned char> Requester::Record() const {
+std::vector<unsigned char> Requester::RecordBytes() const {
   const auto* const bytes = reinterpret_cast<const unsigned char*>(&m_record);
   return {bytes, bytes + sizeof(m_record)};
 }
@@ -93,22 +109,35 @@ void Requester::Push(Writer& writer) {
     m_state = State::kRefused;
     return;
   }
-  writer.Complete(*position, Record());
+  writer.Complete(*position, RecordBytes());
   MarkPushed();
 }
 
 void Requester::MarkPushed() {
   m_state = State::kPushed;
-  m_sinceTick = platform::clock.GetTickCount();
+  m_since = Clock::now();
+}
+
+bool Requester::OpenEmptyBlock() {
+  if (!m_block.Open(m_record.szBlockName, m_record.dwBlockLength)) return false;
+  ExchangeStatus(channel::kStatusFilling);
+  return true;
+}
+
+void Requester::Fill() {
+  std::memcpy(m_block.Data() + channel::kPayloadOffset, m_content.data(), m_content.size());
+  m_blockMs = MsSince();
+  m_since = Clock::now();
+  m_state = State::kAsked;
+}
+
+void Requester::Spoil(unsigned char byte) {
+  std::memset(m_block.Data() + channel::kPayloadOffset, byte, m_content.size());
 }
 
 bool Requester::OpenBlock() {
-  if (!m_block.Open(m_record.szBlockName, m_record.dwBlockLength)) return false;
-  ExchangeStatus(channel::kStatusFilling);
-  std::memcpy(m_block.Data() + channel::kPayloadOffset, m_content.data(), m_content.size());
-  m_blockMs = platform::clock.GetTickCount() - m_sinceTick;
-  m_sinceTick += m_blockMs;
-  m_state = State::kAsked;
+  if (!OpenEmptyBlock()) return false;
+  Fill();
   return true;
 }
 
@@ -117,22 +146,39 @@ std::int32_t Requester::ExchangeStatus(std::int32_t status) {
 }
 
 bool Requester::Step(std::uint32_t blockWaitMs, std::uint32_t answerWaitMs) {
-  const std::uint32_t waited = platform::clock.GetTickCount() - m_sinceTick;
   if (m_state == State::kPushed && !OpenBlock()) {
-    if (waited > blockWaitMs) m_state = State::kNoBlock;
+    if (MsSince() > blockWaitMs) m_state = State::kNoBlock;
   } else if (m_state == State::kAsked) {
     m_answer = ExchangeStatus(channel::kStatusWaiting);
-    m_answerMs = waited;
+    m_answerMs = MsSince();
     if (m_answer > channel::kStatusWaiting) {
       m_state = State::kAnswered;
       CloseBlock();
-    } else if (waited > answerWaitMs) {
+    } else if (m_answerMs > answerWaitMs) {
       ExchangeStatus(channel::kStatusGivenUp);
       m_state = State::kNoAnswer;
       CloseBlock();
     }
   }
   return m_state != State::kPushed && m_state != State::kAsked;
+}
+
+std::string EndOf(const Requester& request) {
+  char text[64];
+  switch (request.Now()) {
+    case Requester::State::kAnswered:
+      std::snprintf(text, sizeof(text), "answered %d after %.1f ms",
+                    static_cast<int>(request.Answer()), request.BlockMs() + request.AnswerMs());
+      return text;
+    case Requester::State::kRefused:
+      return "no room in the ring";
+    case Requester::State::kNoBlock:
+      return "no block in the add-in's time";
+    case Requester::State::kNoAnswer:
+      return "no answer in the add-in's time";
+    default:
+      return "not ended";
+  }
 }
 
 }  // namespace inspection::conformance

@@ -1,6 +1,7 @@
 // The add-in's half of the channel in single steps, for checks that need them.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -16,11 +17,16 @@ class Writer {
  public:
   // Maps what the add-in maps. False if there is no such ring, or a smaller one.
   bool Open(const std::string& ring);
+  void Close() { m_view.Close(); }
+  bool IsOpen() const { return m_view.Data() != nullptr; }
 
   std::int32_t Capacity() const;
   std::int32_t Used() const;
   std::uint32_t Cursor() const;
+  std::uint32_t Consumed() const;
   std::uint32_t OffsetOfCursor() const { return Cursor() % static_cast<std::uint32_t>(Capacity()); }
+  // Whether `size` bytes from that position on are all zero.
+  bool IsClear(std::uint32_t position, std::uint32_t size) const;
 
   // The first addition of a push; false, and undone, if there is no room.
   bool CountUsed(std::uint32_t entrySize);
@@ -28,14 +34,17 @@ class Writer {
   std::optional<std::uint32_t> Reserve(std::uint32_t payloadLength);
   // The copy and the length word. `payload` has a length that is a multiple of 4.
   void Complete(std::uint32_t position, const std::vector<unsigned char>& payload);
+  // The length word alone.
+  void StoreLength(std::uint32_t position, std::uint32_t length);
 
  private:
   RingHeader* Ring() const { return reinterpret_cast<RingHeader*>(m_view.Data()); }
+  unsigned char* Area() const { return m_view.Data() + sizeof(RingHeader); }
 
   agentkit::SharedView m_view;
 };
 
-// One request, taken along by calls of Step.
+// One request, advanced by calls of Step.
 class Requester {
  public:
   enum class State {
@@ -48,10 +57,13 @@ class Requester {
     kNoAnswer   // the answer didn't; 5 was stored
   };
 
-  // `lane` stands for one sender; the lanes of one process have thread ids of their own.
-  Requester(std::uint32_t lane, std::uint32_t itemType, std::string payload);
+  // `threadId` identifies the mail.
+  Requester(std::uint32_t threadId, std::uint32_t itemType, std::string payload,
+            const std::string& name = {});
 
-  std::vector<unsigned char> Record() const;
+  // The record, to be changed before the push.
+  ContentRequest& Record() { return m_record; }
+  std::vector<unsigned char> RecordBytes() const;
   std::string BlockName() const { return m_record.szBlockName; }
   std::uint32_t BlockLength() const { return m_record.dwBlockLength; }
 
@@ -62,24 +74,40 @@ class Requester {
   bool Step(std::uint32_t blockWaitMs, std::uint32_t answerWaitMs);
   // Opens and fills the block without asking. False while it isn't there.
   bool OpenBlock();
+  // Opens the block and stores 0, without filling it.
+  bool OpenEmptyBlock();
+  // Fills an open block; Step then asks.
+  void Fill();
+  // Overwrites payload and name, with the terminators.
+  void Spoil(unsigned char byte);
   std::int32_t ExchangeStatus(std::int32_t status);
   void CloseBlock() { m_block.Close(); }
 
   State Now() const { return m_state; }
+  bool IsAnswered() const { return m_state == State::kAnswered; }
   std::int32_t Answer() const { return m_answer; }
   // Milliseconds from the push to the block, and from there to the answer.
-  std::uint32_t BlockMs() const { return m_blockMs; }
-  std::uint32_t AnswerMs() const { return m_answerMs; }
+  double BlockMs() const { return m_blockMs; }
+  double AnswerMs() const { return m_answerMs; }
 
  private:
+  using Clock = std::chrono::steady_clock;
+
+  double MsSince() const {
+    return std::chrono::duration<double, std::milli>(Clock::now() - m_since).count();
+  }
+
   ContentRequest m_record{};
   std::string m_content;
   agentkit::SharedView m_block;
   State m_state = State::kNew;
   std::int32_t m_answer = 0;
-  std::uint32_t m_sinceTick = 0;
-  std::uint32_t m_blockMs = 0;
-  std::uint32_t m_answerMs = 0;
+  Clock::time_point m_since;
+  double m_blockMs = 0;
+  double m_answerMs = 0;
 };
+
+// How the request ended, in words: "answered 4 after 3.1 ms".
+std::string EndOf(const Requester& request);
 
 }  // namespace inspection::conformance

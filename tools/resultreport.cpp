@@ -20,20 +20,6 @@ using inspection::comparison::Tenths;
 using inspection::comparison::Verdict;
 using inspection::comparison::Waits;
 
-std::string CheckedWord(Checked checked) {
-  switch (checked) {
-    case Checked::kYes:
-      return "checked";
-    case Checked::kPart:
-      return "checked in part";
-    case Checked::kNo:
-      return "unchecked";
-    case Checked::kUnknown:
-      break;
-  }
-  return "not known whether checked";
-}
-
 std::string TimeText(Tenths time) {
   if (time < 10'000) return fmt::format("{}.{} ms", time / 10, time % 10);
   return fmt::format("{:.2f} s", static_cast<double>(time) / 10'000);
@@ -109,7 +95,7 @@ std::string TotalsText(const inspection::comparison::Totals& totals) {
   text += fmt::format("\n{} checked, {} checked in part, {} unchecked", totals.Of(Checked::kYes),
                       totals.Of(Checked::kPart), totals.Of(Checked::kNo));
   if (totals.Of(Checked::kUnknown) > 0) {
-    text += fmt::format(", {} not known whether checked", totals.Of(Checked::kUnknown));
+    text += fmt::format(", {} {}", totals.Of(Checked::kUnknown), PhraseOf(Checked::kUnknown));
   }
   text += "\n" + CountsText("not checked, or in part, because", totals.Reasons());
   text += CountsText("blocked or tagged by", totals.Decisions());
@@ -128,8 +114,7 @@ std::string DifferenceText(const inspection::comparison::Difference& difference)
     text += fmt::format(" (no. {} of this name)", difference.occurrence);
   if (difference.change == Change::kChecked) {
     text += fmt::format("\n  {}: {} -> {}\n", SideText(difference.before),
-                        CheckedWord(difference.before->checked),
-                        CheckedWord(difference.after->checked));
+                        PhraseOf(difference.before->checked), PhraseOf(difference.after->checked));
   } else {
     text += fmt::format("\n  {} -> {}\n", SideText(difference.before), SideText(difference.after));
   }

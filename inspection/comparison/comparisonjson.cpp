@@ -15,7 +15,7 @@ void Side(Writer& writer, const char* key, const Verdict* verdict) {
   }
   writer.StartObject();
   Member(writer, "outcome", std::string_view(NameOf(verdict->outcome)));
-  Member(writer, "checked", std::string_view(NameOf(verdict->checked)));
+  Member(writer, "checked", NameOf(verdict->checked));
   Member(writer, "tag", verdict->tag);
   Member(writer, "decided_by", verdict->decidedBy);
   Member(writer, "reasons", verdict->reasons);

@@ -44,7 +44,7 @@ std::string MailJson(const RecordedMail& mail) {
   Text(writer, "mail", mail.mail);
   Text(writer, "error", mail.error);
   Member(writer, "outcome", std::string_view(NameOf(mail.outcome)));
-  Member(writer, "checked", std::string_view(NameOf(mail.checked)));
+  Member(writer, "checked", NameOf(mail.checked));
   Text(writer, "tag", mail.tag);
   Time(writer, "ms", mail.time);
   Text(writer, "subject", mail.subject);

@@ -11,9 +11,6 @@ namespace {
 
 constexpr const char* kOutcomeNames[kOutcomes] = {"sent", "blocked", "tagged", "unreadable",
                                                   "unknown"};
-constexpr const char* kOldCheckedNames[kCheckedLevels] = {"checked", "checked in part", "unchecked",
-                                                          "unknown"};
-constexpr const char* kCheckedNames[kCheckedLevels] = {"yes", "part", "no", "unknown"};
 
 // A request as its fields come, in any order.
 struct RawRequest {
@@ -201,7 +198,7 @@ class MailHandler : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, MailH
       m_mail.error = text;
       m_hasError = true;
     }
-    // "verdict" and its words for `checked` come from older versions of log explain.
+    // Older versions of log explain write "verdict", and a phrase for `checked`.
     if (m_key == "outcome" || m_key == "verdict") {
       m_hasOutcome = true;
       m_mail.outcome = Outcome::kUnknown;
@@ -212,8 +209,8 @@ class MailHandler : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, MailH
     if (m_key == "checked") {
       m_mail.checked = Checked::kUnknown;
       for (std::size_t i = 0; i < kCheckedLevels; ++i) {
-        if (text == kCheckedNames[i] || text == kOldCheckedNames[i])
-          m_mail.checked = static_cast<Checked>(i);
+        const auto level = static_cast<Checked>(i);
+        if (text == NameOf(level) || text == PhraseOf(level)) m_mail.checked = level;
       }
     }
   }
@@ -260,9 +257,6 @@ bool IsEnvelope(const std::string& stage) {
 
 const char* NameOf(Outcome outcome) {
   return kOutcomeNames[static_cast<std::size_t>(outcome)];
-}
-const char* NameOf(Checked checked) {
-  return kCheckedNames[static_cast<std::size_t>(checked)];
 }
 
 bool ParseRecordedMail(char* line, std::size_t size, RecordedMail* mail, std::string* why) {

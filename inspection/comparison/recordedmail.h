@@ -12,19 +12,18 @@
 #include <vector>
 
 #include "channel/protocol.h"
+#include "inspection/checked/checked.h"
 
 namespace inspection::comparison {
 
 enum class Outcome { kSent, kBlocked, kTagged, kUnreadable, kUnknown };
 inline constexpr std::size_t kOutcomes = 5;
 
-// Whether the agent saw and answered for all of the mail, a part of it, or none.
-enum class Checked { kYes, kPart, kNo, kUnknown };
-inline constexpr std::size_t kCheckedLevels = 4;
-
-// The words of the recorded lines: "sent", "blocked", ...; "yes", "part", "no", "unknown".
+// The words of the recorded lines: "sent", "blocked", "tagged", "unreadable", "unknown".
 const char* NameOf(Outcome outcome);
-const char* NameOf(Checked checked);
+
+using checked::Checked;
+inline constexpr std::size_t kCheckedLevels = 4;
 
 // A time in tenths of a millisecond, as exact as the lines have it.
 using Tenths = std::int64_t;

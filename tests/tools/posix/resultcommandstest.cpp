@@ -87,7 +87,7 @@ TEST_F(ResultCommands, SummaryOfMergedFilesIsTheSameAsOfTheFiles) {
 TEST_F(ResultCommands, WhatIsNotKnownIsCountedAsUnknown) {
   Write("old", R"({"mail":"a","outcome":"sent","requests":[{"type":9,"answer":4}]})");
   const ResultRun run = Run("summary old");
-  EXPECT_THAT(run.output, HasSubstr("\n0 checked, 0 checked in part, 0 unchecked, 1 not known "
+  EXPECT_THAT(run.output, HasSubstr("\n0 checked, 0 checked in part, 0 unchecked, 1 unknown "
                                     "whether checked\n"));
   EXPECT_THAT(run.output, HasSubstr("\n  1 request without a recorded wait\n"));
 }

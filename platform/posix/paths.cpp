@@ -6,7 +6,9 @@
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
+#include <mutex>
 #include <system_error>
+#include <utility>
 #include <vector>
 
 #include "platform/posix/utf.h"
@@ -38,11 +40,7 @@ std::filesystem::path UnresolvedRoot() {
                       : std::filesystem::path(home) / ".local/state/quorvex";
 }
 
-}  // namespace
-
-std::string RootFolder() {
-  const std::filesystem::path root = UnresolvedRoot();
-  if (root.empty()) return {};
+std::string Resolved(const std::filesystem::path& root) {
   // Mappings are found by this name, so every link to the folder must resolve to the same one.
   std::error_code error;
   std::filesystem::path resolved = std::filesystem::weakly_canonical(root, error);
@@ -50,6 +48,29 @@ std::string RootFolder() {
   std::string text = resolved.string();
   while (text.size() > 1 && text.back() == '/') text.pop_back();
   return text;
+}
+
+}  // namespace
+
+std::string RootFolder() {
+  // Resolving takes a system call for each folder on the way, and every mapping and file asks.
+  // Never destroyed: files and mappings may be closed after this file's statics.
+  struct LastRoot {
+    std::mutex mutex;
+    std::filesystem::path root;
+    std::string resolved;
+  };
+  static LastRoot& last = *new LastRoot;
+  std::filesystem::path root = UnresolvedRoot();
+  if (root.empty()) return {};
+  // A relative path depends on the current folder.
+  if (root.is_relative()) return Resolved(root);
+  const std::lock_guard lock(last.mutex);
+  if (root != last.root) {
+    last.resolved = Resolved(root);
+    last.root = std::move(root);
+  }
+  return last.resolved;
 }
 
 std::string NativePath(const char* path) {

@@ -1,6 +1,7 @@
 #include "simulation/mail/mailbox.h"
 
 #include <string_view>
+#include <utility>
 
 #include "simulation/mail/bytesource.h"
 #include "simulation/mail/mailreader.h"
@@ -58,6 +59,13 @@ std::optional<std::string> MailboxReader::Next() {
   m_hasNext = false;
   ++m_number;
   return m_isMailbox ? NextOfMailbox() : m_begin + AllBytes(m_file);
+}
+
+bool MailboxReader::Skip() {
+  if (m_isMailbox) return Next().has_value();
+  if (!std::exchange(m_hasNext, false)) return false;
+  ++m_number;
+  return true;
 }
 
 std::string MailboxReader::NextOfMailbox() {

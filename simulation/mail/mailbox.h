@@ -18,7 +18,11 @@ class MailboxReader {
   // fails or if the mail is larger than kLargestMail; then there is no next mail.
   std::optional<std::string> Next();
 
-  // Counts the mails that Next returned.
+  // Passes over the next mail, without reading it where that isn't needed to find the one after
+  // it. False at the end. Raises like Next.
+  bool Skip();
+
+  // Counts the mails that Next returned or Skip passed over.
   int Number() const { return m_number; }
   // True if there is or was more than one.
   bool HasSeveral() const { return m_number > 1 || m_hasNext; }

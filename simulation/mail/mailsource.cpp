@@ -50,6 +50,14 @@ class MailSource::Mailbox {
     return mail;
   }
 
+  bool Skip() {
+    try {
+      return m_reader.Skip();
+    } catch (const MailError&) {
+      return true;  // Next returns it as a mail with an error
+    }
+  }
+
  private:
   std::string m_path;
   std::unique_ptr<std::istream> m_file;
@@ -125,19 +133,34 @@ MailSource::MailSource(std::vector<std::string> inputs, const std::string& files
 MailSource::~MailSource() = default;
 
 std::optional<RawMail> MailSource::Next() {
-  for (;;) {
-    if (m_mailbox) {
-      if (auto mail = m_mailbox->Next()) return mail;
-      m_mailbox.reset();
-    }
-    const std::optional<std::string> input = NextInput();
-    if (!input) return std::nullopt;
-    try {
-      Open(*input);
-    } catch (const MailError& error) {
-      return RawMail{*input, {}, error.what()};
-    }
+  std::optional<RawMail> mail;
+  do {
+    if (m_mailbox) mail = m_mailbox->Next();
+    if (!mail) m_mailbox.reset();
+  } while (!mail && OpenNext(&mail));
+  return mail;
+}
+
+bool MailSource::Skip() {
+  std::optional<RawMail> failed;
+  bool isSkipped = false;
+  do {
+    isSkipped = failed || (m_mailbox && m_mailbox->Skip());
+    if (!isSkipped) m_mailbox.reset();
+  } while (!isSkipped && OpenNext(&failed));
+  return isSkipped;
+}
+
+// Opens the next input; one that can't be opened becomes `*failed`. False after the last one.
+bool MailSource::OpenNext(std::optional<RawMail>* failed) {
+  const std::optional<std::string> input = NextInput();
+  if (!input) return false;
+  try {
+    Open(*input);
+  } catch (const MailError& error) {
+    *failed = RawMail{*input, {}, error.what()};
   }
+  return true;
 }
 
 std::optional<std::string> MailSource::NextInput() {

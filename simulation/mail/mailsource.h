@@ -50,11 +50,16 @@ class MailSource {
   // The next mail, or the next input that can't be read; absent after the last one.
   std::optional<RawMail> Next();
 
+  // Passes over what Next would return, without reading a file that holds one mail. False after
+  // the last one.
+  bool Skip();
+
  private:
   class Mailbox;
   class Folder;
   class List;
 
+  bool OpenNext(std::optional<RawMail>* failed);
   std::optional<std::string> NextInput();
   void Open(const std::string& input);
 

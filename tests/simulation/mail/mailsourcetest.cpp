@@ -119,5 +119,29 @@ TEST_F(Sources, WhatCannotBeReadIsReportedAndTheRestGoesOn) {
               ElementsAre("missing!No such file or directory", "a.eml=A"));
 }
 
+TEST_F(Sources, SkippingPassesOverWhatNextWouldReturn) {
+  const std::string from = "From a Mon May  2 16:07:05 2005\n";
+  Write("a.eml", "A");
+  Write("b.mbox", from + "1\n\n" + from + "2\n");
+  Write("c/c.eml", "C");
+  const std::vector<std::string> inputs = {Path("a.eml"), Path("missing"), Path("b.mbox"),
+                                           Path("c")};
+  std::vector<std::string> names;
+  MailSource all(inputs);
+  while (const auto mail = all.Next()) names.push_back(mail->name);
+  ASSERT_THAT(names, SizeIs(5));
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    MailSource source(inputs);
+    for (std::size_t skipped = 0; skipped < i; ++skipped) EXPECT_TRUE(source.Skip());
+    const auto mail = source.Next();
+    ASSERT_TRUE(mail);
+    EXPECT_EQ(mail->name, names[i]);
+  }
+  MailSource none(inputs);
+  for (std::size_t i = 0; i < names.size(); ++i) EXPECT_TRUE(none.Skip());
+  EXPECT_FALSE(none.Skip());
+  EXPECT_FALSE(none.Next());
+}
+
 }  // namespace
 }  // namespace simulation::mail

@@ -101,7 +101,7 @@ TEST(MachineRegistry, ThisPcCanBeDescribed) {
   EXPECT_FALSE(machine.agent.isThere);
   EXPECT_TRUE(machine.temporary.isThere);
   EXPECT_TRUE(machine.temporary.isWritable);
-  EXPECT_FALSE(machine.computer.empty());
+  EXPECT_FALSE(machine.system.empty());
 }
 
 }  // namespace

@@ -7,6 +7,8 @@
 #include <cstring>
 #include <string>
 
+#include "platform/mappings.h"
+#include "platform/scopedhandle.h"
 #include "tools/system/windowsfacts.h"
 
 namespace tools::system {
@@ -105,14 +107,14 @@ TEST(WindowsFacts, ListTheLibrariesOfARunningProgram) {
 TEST(WindowsFacts, ReadTheAccessListOfAMapping) {
   const char* const name = "Local\\QuorvexAccessTest";
   EXPECT_FALSE(ReadMappingAccess(name).isThere);
-  const HANDLE mapping =
-      CreateFileMappingA(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, 4096, name);
-  ASSERT_NE(mapping, nullptr);
+  const platform::ScopedHandle mapping(platform::mappings.CreateFileMappingA(4096, name));
+  ASSERT_TRUE(mapping.IsOpen());
   const MappingAccess access = ReadMappingAccess(name);
   EXPECT_TRUE(access.isThere);
   EXPECT_EQ(access.problem, "");
-  EXPECT_TRUE(access.list.starts_with("D:")) << access.list;
-  CloseHandle(mapping);
+  // Interactive users may map it. Its owner may read the list on Windows only if the list says so.
+  EXPECT_TRUE(access.list.empty() || access.list.find(";;;IU)") != std::string::npos)
+      << access.list;
 }
 
 TEST(WindowsFacts, AnUnsignedFileHasNoPublisher) {

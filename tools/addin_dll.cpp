@@ -10,6 +10,7 @@
 #include "logging/loggerconfig.h"
 #include "logging/runtimetext.h"
 #include "logging/vrklogger.h"
+#include "platform/clock.h"
 #include "platform/folders.h"
 #include "platform/process.h"
 #include "text/textconversion.h"
@@ -95,6 +96,8 @@ void AddIn::Watch(ExchangeLog* log, const std::string& ring) {
                        std::uint32_t size) { log->Mapped(mapping, view, size); },
        .unmapping = [log](const void* view) { log->Unmapping(view); },
        .debugText = [log](std::string text) { log->Logged(std::move(text)); },
+       .sleep = [](std::uint32_t milliseconds) { platform::clock.Sleep(milliseconds); },
+       .tickCount = [] { return platform::clock.GetTickCount(); },
        .systemDirectory = folder->Path(),
        .temporaryFolder = TemporaryFolder()});
 }

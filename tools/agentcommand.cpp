@@ -6,6 +6,7 @@
 #include "channel/protocol.h"
 #include "platform/process.h"
 #include "simulation/agent/simulatedagent.h"
+#include "tools/agentrules.h"
 #include "tools/command.h"
 #include "tools/json.h"
 #include "tools/system/childprocess.h"
@@ -77,7 +78,7 @@ class AgentRun {
         m_colours(tools::system::TakesColours(tools::system::Stream::kOutput)) {}
 
   void Run() {
-    simulation::agent::RuleSet rules = LoadRules();
+    simulation::agent::RuleSet rules = ReadRules(m_options.rules, !m_options.quiet);
     simulation::agent::SimulatedAgent::Options options;
     options.poll = m_options.poll;
     options.kit.takeOver = m_options.takeOver;
@@ -109,24 +110,6 @@ class AgentRun {
  private:
   static void Complain(const std::string& message) {
     std::fprintf(stderr, "quorvex agent: %s\n", message.c_str());
-  }
-
-  simulation::agent::RuleSet LoadRules() const {
-    if (m_options.rules.empty()) return {};
-    simulation::agent::RulesFile file = simulation::agent::LoadRules(m_options.rules);
-    for (const simulation::agent::RulesRemark& mistake : file.mistakes) {
-      std::fprintf(stderr, "%s\n", simulation::agent::RemarkText(m_options.rules, mistake).c_str());
-    }
-    if (!file.mistakes.empty()) {
-      throw CommandError("the rules can't be used; the agent wasn't started");
-    }
-    if (!m_options.quiet) {
-      for (simulation::agent::RulesRemark& note : file.notes) {
-        note.message = "note: " + note.message;
-        std::fprintf(stderr, "%s\n", simulation::agent::RemarkText(m_options.rules, note).c_str());
-      }
-    }
-    return std::move(file.rules);
   }
 
   void CheckStarted(agentkit::OpenResult result) const {

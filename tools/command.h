@@ -51,6 +51,7 @@ struct Option {
   std::string excludes = {};            // the name of an option that can't be used with this one
   std::vector<std::string> oneOf = {};  // the accepted values, in any case
   std::size_t least = 0;                // the smallest accepted number
+  bool hidden = false;                  // not in the help: for processes that the command starts
 };
 
 struct Command {

@@ -67,6 +67,7 @@ CLI::Option* AddTarget(CLI::App& app, const Option& option) {
 void AddOption(CLI::App& app, const Option& option) {
   CLI::Option* const added = AddTarget(app, option);
   if (option.required) added->required();
+  if (option.hidden) added->group("");
   if (option.showsDefault) added->capture_default_str();
   if (!option.valueName.empty()) added->type_name(option.valueName);
   if (!option.oneOf.empty()) added->check(CLI::IsMember(option.oneOf, CLI::ignore_case));

@@ -26,7 +26,7 @@ constexpr const char* kHelp =
     "Examples:\n"
     "  quorvex compare before.jsonl after.jsonl\n"
     "      Every mail whose verdict changed, and the rule or request that changed it.\n"
-    "  quorvex compare old.toml new.toml *.eml --html changes.html\n"
+    "  quorvex compare --fast old.toml new.toml archive/ --html changes.html\n"
     "      What would change if these rules replaced those; also as a page.\n"
     "  quorvex compare recorded.jsonl --agent\n"
     "      Does the running agent decide as recorded? Sends the recorded mails again.\n"
@@ -39,7 +39,10 @@ constexpr const char* kHelp =
 
 struct CompareOptions {
   std::vector<std::string> words;  // the runs, then the mails
+  std::string filesFrom;
   std::string html;
+  std::size_t jobs = 1;
+  bool fast = false;
   bool agent = false;
   bool json = false;
   bool summary = false;
@@ -48,7 +51,7 @@ struct CompareOptions {
 struct Runs {
   ComparedRun before;
   ComparedRun after;
-  std::vector<std::string> mails;
+  MailsToSend mails;
 };
 
 using inspection::comparison::Comparison;
@@ -61,16 +64,22 @@ Runs RunsOf(const CompareOptions& options) {
   Runs runs;
   runs.before = RunNamed(options.words[0]);
   runs.after = options.agent ? ComparedRun{RunKind::kAgent, {}} : RunNamed(options.words[1]);
-  runs.mails.assign(options.words.begin() + static_cast<std::ptrdiff_t>(named),
-                    options.words.end());
+  runs.mails = {{options.words.begin() + static_cast<std::ptrdiff_t>(named), options.words.end()},
+                options.filesFrom,
+                options.fast,
+                options.jobs};
   const bool sends =
       runs.before.kind != RunKind::kRecorded || runs.after.kind != RunKind::kRecorded;
-  if (!sends && !runs.mails.empty()) throw CommandError("recorded runs need no mails");
-  if (runs.before.kind != RunKind::kRecorded && runs.mails.empty()) {
+  if (!sends && !runs.mails.IsEmpty()) throw CommandError("recorded runs need no mails");
+  if (runs.before.kind != RunKind::kRecorded && runs.mails.IsEmpty()) {
     throw CommandError("name the mails to send");
   }
-  const auto isInput = [](const std::string& word) { return word == "-"; };
-  if (std::count_if(options.words.begin(), options.words.end(), isInput) > (sends ? 0 : 1)) {
+  if (options.fast && options.agent) {
+    throw CommandError("--fast can't be used with --agent: a running agent needs the real time");
+  }
+  const auto inputs = std::count(options.words.begin(), options.words.end(), "-") +
+                      (options.filesFrom == "-" ? 1 : 0);
+  if (inputs > (sends ? 0 : 1)) {
     throw CommandError(sends ? "standard input can't be sent twice; name files"
                              : "only one of the runs can be standard input");
   }
@@ -117,14 +126,14 @@ int RunCompare(const CompareOptions& options) {
   Comparison comparison([&output](const Difference& difference) { output.Tell(difference); },
                         output.HasPage());
   // Without mails named, those of the recording are sent again.
-  const bool sendsAgain = runs.after.kind != RunKind::kRecorded && runs.mails.empty();
+  const bool sendsAgain = runs.after.kind != RunKind::kRecorded && runs.mails.IsEmpty();
   std::vector<std::string> names;
   bool whole =
       FeedRun(runs.before, runs.mails, [&comparison, &names, sendsAgain](const RecordedMail& mail) {
         comparison.TakeBefore(mail);
         if (sendsAgain) names.push_back(mail.mail);
       });
-  if (sendsAgain) runs.mails = FilesOfMails(names);
+  if (sendsAgain) runs.mails.mails = FilesOfMails(names);
   whole &= FeedRun(runs.after, runs.mails,
                    [&comparison](const RecordedMail& mail) { comparison.TakeAfter(mail); });
   comparison.Finish();
@@ -143,11 +152,23 @@ Command CompareCommand() {
       .footer = kHelp,
       .options = {{.name = "RUN",
                    .target = &options->words,
-                   .help = "Both runs, then the mails to send; \"-\" is standard input",
+                   .help = "Both runs, then the mails to send; as a run, \"-\" is standard input",
                    .required = true},
+                  {.name = "--files-from",
+                   .target = &options->filesFrom,
+                   .help = "A file with further mails to send, one path a line",
+                   .valueName = "FILE"},
                   {.name = "--agent",
                    .target = &options->agent,
                    .help = "Compare with the agent that is running"},
+                  {.name = "--fast",
+                   .target = &options->fast,
+                   .help = "Send the mails without the waits; see send"},
+                  {.name = "--jobs",
+                   .target = &options->jobs,
+                   .help = "How many processes share the mails; see send",
+                   .valueName = "N",
+                   .least = 1},
                   {.name = "--json",
                    .target = &options->json,
                    .help = "One JSON object a line: the differences, then {\"summary\": ...}"},

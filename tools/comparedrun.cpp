@@ -26,16 +26,19 @@ constexpr std::uint32_t kEndMs = 30'000;
 // Far below what any system's command line holds.
 constexpr std::size_t kMostArgumentBytes = 16'000;
 
-void SendBatch(const ComparedRun& run, const std::vector<std::string>& mails,
-               ResultReader* reader) {
-  std::vector<std::string> arguments = {"send", "--json"};
+void SendBatch(const ComparedRun& run, const MailsToSend& batch, ResultReader* reader) {
+  std::vector<std::string> arguments = {"send", "--json", "--jobs", std::to_string(batch.jobs)};
+  if (batch.fast) arguments.emplace_back("--fast");
+  if (!batch.filesFrom.empty()) {
+    arguments.insert(arguments.end(), {"--files-from", batch.filesFrom});
+  }
   if (run.kind == RunKind::kAgent) {
     arguments.emplace_back("--agent");
   } else {
     arguments.insert(arguments.end(), {"--rules", run.path});
   }
   arguments.emplace_back("--");
-  arguments.insert(arguments.end(), mails.begin(), mails.end());
+  arguments.insert(arguments.end(), batch.mails.begin(), batch.mails.end());
   ChildProcess child;
   std::string error;
   if (!child.Start(tools::system::OwnProgramPath(), arguments, &error)) throw CommandError(error);
@@ -63,8 +66,7 @@ std::string NameOf(const ComparedRun& run) {
   return run.kind == RunKind::kAgent ? "the running agent" : run.path;
 }
 
-bool FeedRun(const ComparedRun& run, const std::vector<std::string>& mails,
-             ResultReader::Take take) {
+bool FeedRun(const ComparedRun& run, const MailsToSend& mails, ResultReader::Take take) {
   ResultReader reader(std::move(take), true);
   bool whole = true;
   if (run.kind == RunKind::kRecorded) {
@@ -72,18 +74,19 @@ bool FeedRun(const ComparedRun& run, const std::vector<std::string>& mails,
     whole = reader.ReadFile(run.path, &error);
     if (!whole) fmt::print(stderr, "quorvex compare: {}: {}\n", Printable(run.path), error);
   } else {
-    std::vector<std::string> batch;
+    MailsToSend batch = {{}, {}, mails.fast, mails.jobs};
     std::size_t bytes = 0;
-    for (const std::string& mail : mails) {
-      if (!batch.empty() && bytes + mail.size() > kMostArgumentBytes) {
+    for (const std::string& mail : mails.mails) {
+      if (!batch.mails.empty() && bytes + mail.size() > kMostArgumentBytes) {
         SendBatch(run, batch, &reader);
-        batch.clear();
+        batch.mails.clear();
         bytes = 0;
       }
-      batch.push_back(mail);
+      batch.mails.push_back(mail);
       bytes += mail.size() + 3;
     }
-    if (!batch.empty()) SendBatch(run, batch, &reader);
+    batch.filesFrom = mails.filesFrom;
+    if (!batch.IsEmpty()) SendBatch(run, batch, &reader);
   }
   PrintBadLines("compare", reader);
   return whole && reader.BadLines() == 0;

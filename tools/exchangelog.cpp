@@ -9,9 +9,8 @@ namespace tools {
 
 namespace {
 
-double MillisecondsSince(std::chrono::steady_clock::time_point began) {
-  return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - began)
-      .count();
+double Milliseconds(ExchangeLog::Clock::duration time) {
+  return std::chrono::duration<double, std::milli>(time).count();
 }
 
 // Without a temporary folder the add-in sends a name without a path, which another process can't
@@ -27,7 +26,7 @@ bool MayBePath(const std::string& payload) {
 void ExchangeLog::Opened(std::string_view name, platform::Handle mapping) {
   if (name == channel::kRingName) {
     m_exchanges.emplace_back();
-    m_began = Clock::now();
+    m_began = m_now();
     m_ring = {mapping};
     m_block = {};
     m_hasWait = false;
@@ -39,10 +38,9 @@ void ExchangeLog::Opened(std::string_view name, platform::Handle mapping) {
 
 void ExchangeLog::Mapped(platform::Handle mapping, const void* view, std::uint32_t size) {
   for (View* const known : {&m_ring, &m_block}) {
-    if (mapping != nullptr && known->mapping == mapping) {
-      known->view = view;
-      known->size = size;
-    }
+    if (mapping == nullptr || known->mapping != mapping) continue;
+    // A mapping without a view is closed at once, and an agent in this process may get its handle.
+    *known = view == nullptr ? View{} : View{mapping, view, size};
   }
 }
 
@@ -51,12 +49,12 @@ void ExchangeLog::Unmapping(const void* view) {
   const bool isBlock = view == m_block.view;
   if (!isBlock && view != m_ring.view) return;
   Exchange& exchange = m_exchanges.back();
-  if (!m_hasWait) exchange.waitMs = MillisecondsSince(m_began);
+  if (!m_hasWait) exchange.waitMs = Milliseconds(m_now() - m_began);
   m_hasWait = true;
   if (isBlock) {
     const Clock::time_point began = Clock::now();
     ReadBlock(exchange, view, m_block.size);
-    m_ownMs += MillisecondsSince(began);
+    m_ownMs += Milliseconds(Clock::now() - began);
   }
   (isBlock ? m_block : m_ring) = {};
 }

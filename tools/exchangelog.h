@@ -7,6 +7,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -31,10 +32,16 @@ struct Exchange {
 // For one thread: the one that fires Send.
 class ExchangeLog {
  public:
+  using Clock = std::chrono::steady_clock;
+
+  // `now` is the clock for the waits.
+  explicit ExchangeLog(std::function<Clock::time_point()> now = &Clock::now)
+      : m_now(std::move(now)) {}
+
   // The add-in has opened the mapping `name`; `mapping` is null if it doesn't exist. Opening the
   // ring begins an exchange.
   void Opened(std::string_view name, platform::Handle mapping);
-  // It has mapped `size` bytes of it.
+  // It has mapped `size` bytes of it; `view` is null if that failed.
   void Mapped(platform::Handle mapping, const void* view, std::uint32_t size);
   // It is about to unmap the view, which can still be read.
   void Unmapping(const void* view);
@@ -51,13 +58,13 @@ class ExchangeLog {
  private:
   void ReadBlock(Exchange& exchange, const void* view, std::uint32_t size);
 
-  using Clock = std::chrono::steady_clock;
   struct View {
     platform::Handle mapping = nullptr;
     const void* view = nullptr;
     std::uint32_t size = 0;
   };
 
+  const std::function<Clock::time_point()> m_now;
   std::vector<Exchange> m_exchanges;
   Clock::time_point m_began;
   View m_ring;

@@ -10,9 +10,8 @@
 
 #include "simulation/mail/mailjson.h"
 #include "simulation/mail/mailreader.h"
-#include "simulation/mail/mailsource.h"
 #include "tools/command.h"
-#include "tools/system/terminal.h"
+#include "tools/mailinputs.h"
 
 namespace tools {
 
@@ -20,6 +19,7 @@ namespace {
 
 struct ImportOptions {
   std::vector<std::string> mails;
+  std::string filesFrom;
   std::string output;
 };
 
@@ -36,9 +36,8 @@ bool WriteTo(const std::string& path, const std::string& text) {
 int RunImport(const ImportOptions& options) {
   int status = kStatusDone;
   int count = 0;
-  tools::system::ReadBinaryInput();
-  simulation::mail::MailSource source(options.mails);
-  while (const auto raw = source.Next()) {
+  const auto source = OpenMails(options.mails, options.filesFrom);
+  while (const auto raw = source->Next()) {
     if (++count > 1 && !options.output.empty()) throw CommandError("--output takes one mail only");
     try {
       if (raw->error) throw simulation::mail::MailError(*raw->error);
@@ -71,8 +70,11 @@ Command ImportCommand() {
           "can't be written.",
       .options = {{.name = "MAIL",
                    .target = &options->mails,
-                   .help = "Mails (.eml, .msg), mailboxes (mbox, Maildir) or folders",
-                   .required = true},
+                   .help = "Mails (.eml, .msg), mailboxes (mbox, Maildir) or folders"},
+                  {.name = "--files-from",
+                   .target = &options->filesFrom,
+                   .help = "A file with further mails, one path a line; \"-\" for standard input",
+                   .valueName = "FILE"},
                   {.name = "-o,--output",
                    .target = &options->output,
                    .help = "The file to write; without it standard output",

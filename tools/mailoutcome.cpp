@@ -6,6 +6,8 @@
 
 namespace tools {
 
+using inspection::comparison::Outcome;
+
 namespace {
 
 double Rounded(double milliseconds) {
@@ -30,9 +32,10 @@ Json RequestJson(const SentRequest& request) {
 
 }  // namespace
 
-const char* OutcomeWord(const MailOutcome& outcome) {
-  if (outcome.cancel != 0) return "blocked";
-  return outcome.tag ? "tagged" : "sent";
+Outcome OutcomeOf(const MailOutcome& outcome) {
+  if (outcome.error) return Outcome::kUnreadable;
+  if (outcome.cancel != 0) return Outcome::kBlocked;
+  return outcome.tag ? Outcome::kTagged : Outcome::kSent;
 }
 
 std::string OutcomeJson(const MailOutcome& outcome) {
@@ -49,7 +52,7 @@ std::string OutcomeJson(const MailOutcome& outcome) {
   if (outcome.tag) {
     tag = Json::Object().Add("name", outcome.tag->name).Add("value", outcome.tag->value);
   }
-  return object.Add("outcome", OutcomeWord(outcome))
+  return object.Add("outcome", NameOf(OutcomeOf(outcome)))
       .Add("action", outcome.action)
       .Add("cancel", outcome.cancel)
       .Add("checked", NameOf(outcome.checked))

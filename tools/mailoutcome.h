@@ -8,6 +8,7 @@
 
 #include "channel/protocol.h"
 #include "inspection/checked/checked.h"
+#include "inspection/comparison/recordedmail.h"
 #include "inspection/logs/logstory.h"
 
 namespace tools {
@@ -44,8 +45,8 @@ struct MailOutcome {
   double milliseconds = 0;     // how long Send held the host
 };
 
-// "sent", "blocked" or "tagged".
-const char* OutcomeWord(const MailOutcome& outcome);
+// What became of it; never kUnknown.
+inspection::comparison::Outcome OutcomeOf(const MailOutcome& outcome);
 
 // One JSON object, without a line end: {"mail", "outcome", "action", "cancel", "checked",
 // "reasons", "requests", "tag", "ms"}, or {"mail", "error"}.

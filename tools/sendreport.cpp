@@ -3,6 +3,9 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <numeric>
 #include <string_view>
 
 #include "tools/command.h"
@@ -13,6 +16,7 @@ namespace tools {
 namespace {
 
 using inspection::checked::Checked;
+using inspection::comparison::Outcome;
 using inspection::logs::RequestEnd;
 
 constexpr std::size_t kStageWidth = 11;
@@ -85,6 +89,14 @@ std::string Row(const SentRequest& request, const ReportStyle& style) {
   return line + "\n";
 }
 
+// "12 s", "1 min 35 s", "2 h 05 min".
+std::string DurationText(double seconds) {
+  const auto whole = static_cast<std::int64_t>(std::ceil(seconds));
+  if (whole < 60) return fmt::format("{} s", whole);
+  if (whole < 3600) return fmt::format("{} min {:02} s", whole / 60, whole % 60);
+  return fmt::format("{} h {:02} min", whole / 3600, whole % 3600 / 60);
+}
+
 std::string Verdict(const MailOutcome& outcome, const ReportStyle& style) {
   const std::string after =
       fmt::format(" after {:.0f} ms: {}", outcome.milliseconds, PhraseOf(outcome.checked));
@@ -124,45 +136,58 @@ std::string MailReport(const MailOutcome& outcome, const ReportStyle& style) {
   return report;
 }
 
-std::string ProgressLine(std::size_t done, std::size_t all, const ReportStyle& style) {
-  const std::string numbers = fmt::format(" {} of {}", done, all);
-  const std::size_t room = std::min<std::size_t>(style.width - numbers.size() - 3, 40);
-  const std::size_t filled = all == 0 ? 0 : room * done / all;
-  return "[" + std::string(filled, '#') + std::string(room - filled, '.') + "]" + numbers;
+std::string ProgressLine(const Progress& progress, const ReportStyle& style) {
+  std::string numbers = fmt::format(" {}", progress.done);
+  if (progress.all) numbers += fmt::format(" of {}", *progress.all);
+  if (progress.done > 0 && progress.seconds > 0) {
+    const double rate = static_cast<double>(progress.done) / progress.seconds;
+    numbers += fmt::format(", {:.{}f} a second", rate, rate < 10 ? 1 : 0);
+    if (progress.all && *progress.all >= progress.done) {
+      numbers +=
+          ", " + DurationText(static_cast<double>(*progress.all - progress.done) / rate) + " left";
+    }
+  }
+  constexpr std::size_t kShortestBar = 8;
+  if (!progress.all || numbers.size() + 2 + kShortestBar >= style.width) {
+    return Padded(numbers.substr(1), std::min(numbers.size() - 1, style.width - 1));
+  }
+  const std::size_t width = std::min<std::size_t>(style.width - numbers.size() - 3, 40);
+  const std::size_t filled =
+      width * std::min(progress.done, *progress.all) / std::max<std::size_t>(*progress.all, 1);
+  return "[" + std::string(filled, '#') + std::string(width - filled, '.') + "]" + numbers;
 }
 
-void Summary::Count(const MailOutcome& outcome) {
-  if (outcome.error) {
-    ++m_unreadable;
-  } else if (outcome.cancel != 0) {
-    ++m_blocked;
-  } else if (outcome.tag) {
-    ++m_tagged;
-  } else {
-    ++m_sent;
-  }
-  if (!outcome.error) ++m_checked[static_cast<std::size_t>(outcome.checked)];
+void Summary::Count(Outcome outcome, Checked checked) {
+  ++m_outcomes[static_cast<std::size_t>(outcome)];
+  if (outcome != Outcome::kUnreadable) ++m_checked[static_cast<std::size_t>(checked)];
+}
+
+void Summary::Interrupt(std::optional<std::size_t> all) {
+  m_isInterrupted = true;
+  m_interruptedOf = all;
+}
+
+std::size_t Summary::All() const {
+  return std::accumulate(m_outcomes.begin(), m_outcomes.end(), std::size_t{0});
 }
 
 std::string Summary::Line() const {
-  const auto count = [this](Checked checked) {
-    return m_checked[static_cast<std::size_t>(checked)];
-  };
   std::string line = fmt::format("{}: {} sent, {} blocked, {} tagged", Counted(All(), "mail"),
-                                 m_sent, m_blocked, m_tagged);
-  if (m_unreadable > 0) line += fmt::format(", {} unreadable", m_unreadable);
-  line += fmt::format("; {} checked, {} in part, {} unchecked", count(Checked::kYes),
-                      count(Checked::kPart) + count(Checked::kUnknown), count(Checked::kNo));
-  if (m_interruptedOf) line += fmt::format("; interrupted after {} of {}", All(), *m_interruptedOf);
+                                 Of(Outcome::kSent), Of(Outcome::kBlocked), Of(Outcome::kTagged));
+  const std::size_t unreadable = Of(Outcome::kUnreadable);
+  if (unreadable > 0) line += fmt::format(", {} unreadable", unreadable);
+  line += fmt::format("; {} checked, {} in part, {} unchecked", Of(Checked::kYes),
+                      Of(Checked::kPart) + Of(Checked::kUnknown), Of(Checked::kNo));
+  if (m_isInterrupted) line += fmt::format("; interrupted after {}", All());
+  if (m_interruptedOf) line += fmt::format(" of {}", *m_interruptedOf);
   return line + "\n";
 }
 
 int Summary::ExitStatus() const {
-  if (m_interruptedOf) return kStatusInterrupted;
-  if (m_unreadable > 0) return kStatusUnreadable;
-  if (m_blocked > 0) return kStatusFindings;
-  const std::size_t read = All() - m_unreadable;
-  return read > m_checked[static_cast<std::size_t>(Checked::kYes)] ? kStatusUnchecked : kStatusDone;
+  if (m_isInterrupted) return kStatusInterrupted;
+  if (Of(Outcome::kUnreadable) > 0) return kStatusUnreadable;
+  if (Of(Outcome::kBlocked) > 0) return kStatusFindings;
+  return All() > Of(Checked::kYes) ? kStatusUnchecked : kStatusDone;
 }
 
 }  // namespace tools

@@ -20,16 +20,26 @@ struct ReportStyle {
 // LF.
 std::string MailReport(const MailOutcome& outcome, const ReportStyle& style);
 
-// A progress bar with `done` and `all` in numbers after it, on one line without a line end.
-std::string ProgressLine(std::size_t done, std::size_t all, const ReportStyle& style);
+// How far a run is.
+struct Progress {
+  std::size_t done = 0;
+  std::optional<std::size_t> all;  // absent until the mails have been counted
+  double seconds = 0;              // since the run's start
+};
+
+// A bar, the numbers, mails a second and the time left, as far as they are known and fit the width.
+// One line without a line end.
+std::string ProgressLine(const Progress& progress, const ReportStyle& style);
 
 // Counts what became of all mails.
 class Summary {
  public:
-  void Count(const MailOutcome& outcome);
-  // The run ended before all of `all` mails were sent.
-  void Interrupt(std::size_t all) { m_interruptedOf = all; }
+  void Count(inspection::comparison::Outcome outcome, inspection::checked::Checked checked);
+  // The run ended before all mails were sent. `all` is their number, if it is known.
+  void Interrupt(std::optional<std::size_t> all);
 
+  // The number of mails so far.
+  std::size_t All() const;
   // One line, ended by LF.
   std::string Line() const;
   // 130 interrupted, 2 some unreadable, 1 some blocked, 4 some not checked completely, 0 none of
@@ -37,13 +47,16 @@ class Summary {
   int ExitStatus() const;
 
  private:
-  std::size_t All() const { return m_sent + m_blocked + m_tagged + m_unreadable; }
+  std::size_t Of(inspection::comparison::Outcome outcome) const {
+    return m_outcomes[static_cast<std::size_t>(outcome)];
+  }
+  std::size_t Of(inspection::checked::Checked checked) const {
+    return m_checked[static_cast<std::size_t>(checked)];
+  }
 
-  std::size_t m_sent = 0;
-  std::size_t m_blocked = 0;
-  std::size_t m_tagged = 0;
-  std::size_t m_unreadable = 0;
-  std::array<std::size_t, 4> m_checked{};  // by inspection::checked::Checked
+  std::array<std::size_t, inspection::comparison::kOutcomes> m_outcomes{};
+  std::array<std::size_t, inspection::comparison::kCheckedLevels> m_checked{};
+  bool m_isInterrupted = false;
   std::optional<std::size_t> m_interruptedOf;
 };
 

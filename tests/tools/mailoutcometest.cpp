@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "tools/exchangelog.h"
-#include "tools/mailroad.h"
+#include "tools/mailrun.h"
 
 namespace tools {
 namespace {

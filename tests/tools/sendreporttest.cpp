@@ -16,6 +16,7 @@ namespace {
 using testing::EndsWith;
 using testing::HasSubstr;
 using testing::Not;
+using testing::StartsWith;
 
 using inspection::checked::Checked;
 using inspection::checked::Reason;
@@ -182,40 +183,46 @@ TEST(MailReport, SaysWhatBlocksAndWhatTags) {
   EXPECT_EQ(MailReport(unreadable, {}), "b.eml\n  unreadable: the file is empty\n");
 }
 
+void Count(Summary& summary, const MailOutcome& mail) {
+  summary.Count(OutcomeOf(mail), mail.checked);
+}
+
 TEST(Summary, CountsWhatBecameOfTheMailsAndWhetherTheyWereChecked) {
   Summary summary;
-  summary.Count(PlainMail());
+  Count(summary, PlainMail());
   EXPECT_EQ(summary.Line(),
             "1 mail: 1 sent, 0 blocked, 0 tagged; 1 checked, 0 in part, 0 unchecked\n");
   MailOutcome blocked = PlainMail();
   blocked.cancel = 1;
-  summary.Count(blocked);
+  Count(summary, blocked);
   MailOutcome unreadable;
   unreadable.error = "";
-  summary.Count(unreadable);
-  summary.Count(MailWith(Checked::kNo, Reason::kNoAgent));
-  summary.Count(MailWith(Checked::kPart, Reason::kNoAnswer));
+  Count(summary, unreadable);
+  Count(summary, MailWith(Checked::kNo, Reason::kNoAgent));
+  Count(summary, MailWith(Checked::kPart, Reason::kNoAnswer));
   EXPECT_EQ(summary.Line(),
             "5 mails: 3 sent, 1 blocked, 0 tagged, 1 unreadable; 2 checked, 1 in part, 1 "
             "unchecked\n");
   summary.Interrupt(9);
   EXPECT_THAT(summary.Line(), EndsWith("1 unchecked; interrupted after 5 of 9\n"));
+  summary.Interrupt(std::nullopt);
+  EXPECT_THAT(summary.Line(), EndsWith("1 unchecked; interrupted after 5\n"));
 }
 
 TEST(Summary, TheGravestStatusWins) {
   Summary summary;
   EXPECT_EQ(summary.ExitStatus(), 0);
-  summary.Count(PlainMail());
+  Count(summary, PlainMail());
   EXPECT_EQ(summary.ExitStatus(), 0);
-  summary.Count(MailWith(Checked::kPart, Reason::kNoAnswer));
+  Count(summary, MailWith(Checked::kPart, Reason::kNoAnswer));
   EXPECT_EQ(summary.ExitStatus(), 4);
   MailOutcome blocked = PlainMail();
   blocked.cancel = 1;
-  summary.Count(blocked);
+  Count(summary, blocked);
   EXPECT_EQ(summary.ExitStatus(), 1);
   MailOutcome unreadable;
   unreadable.error = "";
-  summary.Count(unreadable);
+  Count(summary, unreadable);
   EXPECT_EQ(summary.ExitStatus(), 2);
   summary.Interrupt(9);
   EXPECT_EQ(summary.ExitStatus(), 130);
@@ -226,17 +233,36 @@ TEST(Summary, ABlockedMailThatWasNotCheckedCompletelyIsBlocked) {
   Summary summary;
   MailOutcome blocked = MailWith(Checked::kPart, Reason::kSubjectNotRead);
   blocked.cancel = 1;
-  summary.Count(blocked);
+  Count(summary, blocked);
   EXPECT_EQ(summary.ExitStatus(), 1);
 }
 
-TEST(ProgressLine, IsFullAtTheEndAndFitsTheWidth) {
+TEST(ProgressLine, HasABarTheNumbersTheRateAndTheTimeLeft) {
   ReportStyle style;
-  EXPECT_EQ(ProgressLine(0, 4, style), "[" + std::string(40, '.') + "] 0 of 4");
-  EXPECT_EQ(ProgressLine(1, 4, style),
-            "[" + std::string(10, '#') + std::string(30, '.') + "] 1 of 4");
-  style.width = 40;
-  EXPECT_LE(ProgressLine(4000, 4000, style).size(), 40U);
+  EXPECT_EQ(ProgressLine({.done = 0, .all = 4}, style), "[" + std::string(40, '.') + "] 0 of 4");
+  EXPECT_EQ(
+      ProgressLine({.done = 1, .all = 4, .seconds = 4}, style),
+      "[" + std::string(10, '#') + std::string(30, '.') + "] 1 of 4, 0.2 a second, 12 s left");
+  EXPECT_THAT(ProgressLine({.done = 1000, .all = 96'000, .seconds = 1}, style),
+              EndsWith("] 1000 of 96000, 1000 a second, 1 min 35 s left"));
+  EXPECT_THAT(ProgressLine({.done = 10, .all = 75'010, .seconds = 1}, style),
+              EndsWith("] 10 of 75010, 10 a second, 2 h 05 min left"));
+  EXPECT_THAT(ProgressLine({.done = 5, .all = 5, .seconds = 1}, style),
+              StartsWith("[" + std::string(40, '#') + "] 5 of 5, "));
+}
+
+TEST(ProgressLine, LeavesOutWhatIsNotKnownYet) {
+  EXPECT_EQ(ProgressLine({.done = 0, .all = {}}, {}), "0");
+  EXPECT_EQ(ProgressLine({.done = 600, .all = {}, .seconds = 2}, {}), "600, 300 a second");
+}
+
+TEST(ProgressLine, FitsTheWidth) {
+  for (const std::size_t width : {std::size_t{40}, std::size_t{50}, std::size_t{80}}) {
+    const ReportStyle style = {.width = width};
+    EXPECT_LT(DisplayWidth(ProgressLine({.done = 4000, .all = 123'456, .seconds = 1}, style)),
+              width);
+    EXPECT_LT(DisplayWidth(ProgressLine({.done = 4000, .all = 4000, .seconds = 1}, style)), width);
+  }
 }
 
 }  // namespace

@@ -15,6 +15,8 @@ struct LibraryWatch {
   std::function<void(void* mapping, const void* view, std::uint32_t size)> mapped;
   std::function<void(const void* view)> unmapping;
   std::function<void(std::string text)> debugText;
+  std::function<void(std::uint32_t milliseconds)> sleep;
+  std::function<std::uint32_t()> tickCount;
   std::string systemDirectory;  // instead of the system's own
   std::string temporaryFolder;  // instead of the system's own, with a final backslash
 };

@@ -34,6 +34,14 @@ void WINAPI OnDebugText(const wchar_t* text) {
   g_watch.debugText(win32::ToUtf8(text));
 }
 
+void WINAPI OnSleep(DWORD milliseconds) {
+  g_watch.sleep(milliseconds);
+}
+
+DWORD WINAPI OnTickCount() {
+  return g_watch.tickCount();
+}
+
 // Copies as the system's functions for folders do.
 template <typename Character>
 UINT Copied(const std::string& text, UINT size, Character* buffer) {
@@ -101,10 +109,12 @@ void WatchLibrary(const void* code, LibraryWatch watch) {
       GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
       static_cast<const wchar_t*>(code), &library);
   if (library == nullptr) return;
-  const std::array<Import, 7> imports = {ImportOf("OpenFileMappingA", &OnOpenFileMapping),
+  const std::array<Import, 9> imports = {ImportOf("OpenFileMappingA", &OnOpenFileMapping),
                                          ImportOf("MapViewOfFile", &OnMapViewOfFile),
                                          ImportOf("UnmapViewOfFile", &OnUnmapViewOfFile),
                                          ImportOf("OutputDebugStringW", &OnDebugText),
+                                         ImportOf("Sleep", &OnSleep),
+                                         ImportOf("GetTickCount", &OnTickCount),
                                          ImportOf("GetSystemDirectoryA", &OnSystemDirectory),
                                          ImportOf("GetTempPathA", &OnTempPathA),
                                          ImportOf("GetTempPathW", &OnTempPathW)};

@@ -1,4 +1,4 @@
-#include "tools/mailroad.h"
+#include "tools/mailrun.h"
 
 #include <algorithm>
 #include <chrono>
@@ -7,7 +7,8 @@
 #include <utility>
 
 #include "agent/outlookaddin/outlookmodel.h"
-#include "platform/process.h"
+#include "agent/outlookaddin/verdictcache.h"
+#include "platform/clock.h"
 
 namespace tools {
 
@@ -20,9 +21,6 @@ using inspection::logs::RequestEnd;
 using inspection::logs::StoryRequest;
 
 constexpr std::string_view kAttachmentStage = "attachment";
-
-// How long the agent's journal may take to arrive after its last answer.
-constexpr std::uint32_t kJournalMilliseconds = 1000;
 
 std::uint32_t ItemTypeOf(std::string_view stage) {
   for (const channel::ItemType& known : channel::kItemTypes) {
@@ -119,8 +117,8 @@ MailOutcome OutcomeOf(const std::vector<std::string>& lines, const std::vector<E
   return outcome;
 }
 
-MailRoad::MailRoad(const Options& options)
-    : m_options(options), m_host(options.hostVersion), m_journal(simulation::agent::JournalPath()) {
+MailRun::MailRun(const Options& options)
+    : m_options(options), m_exchanges(options.now), m_host(options.hostVersion) {
   m_addIn.Watch(&m_exchanges, options.ring);
   m_host.OpenExplorer();
   if (FAILED(m_host.Connect(m_addIn.Object()))) {
@@ -129,12 +127,12 @@ MailRoad::MailRoad(const Options& options)
   m_addIn.StartLog();
 }
 
-MailRoad::~MailRoad() {
+MailRun::~MailRun() {
   m_host.Disconnect();
-  for (simulation::host::HostMailItem* const item : m_sent) item->Release();
+  for (const ClosedMail& closed : m_closed) closed.item->Release();
 }
 
-MailOutcome MailRoad::Send(const std::string& mail, simulation::mail::MailModel model) {
+MailOutcome MailRun::Send(const std::string& mail, simulation::mail::MailModel model) {
   const std::vector<simulation::mail::MailAttachment> attachments = [&model] {
     std::vector<simulation::mail::MailAttachment> kinds;
     for (const auto& attachment : model.attachments) kinds.emplace_back().type = attachment.type;
@@ -143,12 +141,11 @@ MailOutcome MailRoad::Send(const std::string& mail, simulation::mail::MailModel 
   simulation::host::HostInspector& window = m_host.OpenInspector(std::move(model));
   simulation::host::HostMailItem& item = *window.Mail();
   item.AddRef();
-  m_sent.push_back(&item);
   TakeLines();
 
-  const auto begin = std::chrono::steady_clock::now();
+  const auto begin = m_options.now();
   const simulation::host::SendOutcome sent = m_host.Send(item);
-  const std::chrono::duration<double, std::milli> took = std::chrono::steady_clock::now() - begin;
+  const std::chrono::duration<double, std::milli> took = m_options.now() - begin;
 
   const std::vector<std::string> lines = TakeLines();
   const std::vector<Exchange> exchanges = m_exchanges.TakeExchanges();
@@ -157,32 +154,40 @@ MailOutcome MailRoad::Send(const std::string& mail, simulation::mail::MailModel 
   outcome.cancel = sent.cancel;
   outcome.milliseconds = std::max(0.0, took.count() - m_exchanges.TakeOwnMs());
   outcome.tag = TagOf(item);
-  if (m_options.hasRules) AddRules(outcome.requests, exchanges);
+  if (m_options.decisions) AddRules(outcome.requests, exchanges);
   m_host.CloseInspector(window);
+  m_closed.push_back({&item, platform::clock.GetTickCount()});
+  ReleaseForgottenMails();
   TakeLines();
   return outcome;
 }
 
-std::vector<std::string> MailRoad::TakeLines() {
+std::vector<std::string> MailRun::TakeLines() {
   std::vector<std::string> lines = m_exchanges.TakeLines();
   for (const std::string& line : lines) m_log += line;
   return lines;
 }
 
-void MailRoad::AddRules(std::vector<SentRequest>& requests,
-                        const std::vector<Exchange>& exchanges) {
-  const bool isTaken = std::any_of(requests.begin(), requests.end(),
-                                   [](const SentRequest& one) { return one.payload.has_value(); });
-  const auto journal = m_journal.TakeMail(platform::process.GetCurrentProcessId(), 0,
-                                          isTaken ? kJournalMilliseconds : 0);
-  for (const simulation::agent::JournalRequest& line : journal) {
+void MailRun::AddRules(std::vector<SentRequest>& requests,
+                       const std::vector<Exchange>& exchanges) const {
+  const bool wasAsked = std::any_of(requests.begin(), requests.end(),
+                                    [](const SentRequest& one) { return one.payload.has_value(); });
+  for (const DecidedRequest& decided : m_options.decisions(wasAsked)) {
     for (std::size_t i = 0; i < requests.size(); ++i) {
-      if (exchanges[i].block == line.block) requests[i].rule = line.because;
+      if (exchanges[i].block == decided.block) requests[i].rule = decided.rule;
     }
   }
 }
 
-std::optional<MailTag> MailRoad::TagOf(const simulation::host::HostMailItem& item) const {
+void MailRun::ReleaseForgottenMails() {
+  const std::uint32_t now = platform::clock.GetTickCount();
+  while (!m_closed.empty() && now - m_closed.front().sinceTick > VerdictCache::kLifetime) {
+    m_closed.front().item->Release();
+    m_closed.pop_front();
+  }
+}
+
+std::optional<MailTag> MailRun::TagOf(const simulation::host::HostMailItem& item) const {
   for (const simulation::host::HostNamedProperty& property : item.NamedProperties()) {
     return MailTag{property.name, property.value};
   }

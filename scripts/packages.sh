@@ -16,6 +16,7 @@ packages_packaging="wixl msitools faketime osslsigncode openssl dpkg-dev python3
 packages_bench="libbenchmark-dev libinih-dev libspdlog-dev libboost-dev
   libconcurrentqueue-dev python3 gnuplot-nox"
 packages_model="spin gcc"
+packages_documents="parallel"
 packages_pages="python3 chromium chromium-driver fonts-dejavu-core poppler-utils"
 
 need_packages() {

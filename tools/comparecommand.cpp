@@ -19,9 +19,9 @@ namespace tools {
 namespace {
 
 constexpr const char* kHelp =
-    "Each run is a file of results recorded with `send --json`, or a rules file (.toml)\n"
-    "that answers the mails named after both runs. With --agent the second run is the\n"
-    "running agent instead.\n"
+    "Each run is a file of results recorded with `send --json`, or a rules file\n"
+    "(.toml) that answers the mails named after both runs. With --agent the second\n"
+    "run is the running agent instead.\n"
     "\n"
     "Examples:\n"
     "  quorvex compare before.jsonl after.jsonl\n"

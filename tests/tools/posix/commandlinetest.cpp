@@ -338,8 +338,9 @@ TEST_F(CommandLine, HelpShowsExamplesAndIsNoError) {
 
 TEST_F(CommandLine, HelpFitsIntoEightyColumns) {
   for (const std::string command :
-       {"", "send ", "agent ", "import ", "conform ", "ring ", "config ", "config check ",
-        "config keys ", "config show ", "log ", "log check ", "log explain ", "log listen "}) {
+       {"", "send ", "agent ", "import ", "conform ", "ring ", "summary ", "compare ", "config ",
+        "config check ", "config keys ", "config show ", "log ", "log check ", "log explain ",
+        "log listen "}) {
     std::istringstream help(Run(command + "--help").output);
     for (std::string line; std::getline(help, line);) {
       EXPECT_LE(line.size(), 80u) << command << line;

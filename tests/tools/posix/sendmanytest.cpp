@@ -180,12 +180,12 @@ TEST_F(SendMany, JobsPrintWhatOneRunPrintsInTheSameOrder) {
 
 TEST_F(SendMany, JobsPrintTheSameTextLogAndTotals) {
   const std::string mails = "--fast --log log " + Rules() + Samples();
-  static const std::regex kTime("(\\d+ ms)|( +wait)");
+  static const std::regex kWaitText("(\\d+ ms)|( +wait)");
   const ManyRun one = Run(mails);
   const std::string log = Read("log");
   const ManyRun jobs = Run("--jobs 2 " + mails);
   EXPECT_EQ(jobs.status, 1) << jobs.errors;
-  EXPECT_EQ(std::regex_replace(jobs.output, kTime, ""), std::regex_replace(one.output, kTime, ""));
+  EXPECT_EQ(std::regex_replace(jobs.output, kWaitText, ""), std::regex_replace(one.output, kWaitText, ""));
   EXPECT_THAT(one.output, HasSubstr("05-blocked-body.eml\n  stage"));
   const auto closes = [](const std::string& text) {
     return std::count(text.begin(), text.end(), '\n');

@@ -21,6 +21,7 @@ void WriteFile(const std::filesystem::path& path, const std::string& text) {
 std::string OptionsOfKind(const Command& command, const std::string& name, ValueKind kind) {
   std::string patterns;
   for (const Option& option : command.options) {
+    if (option.hidden) continue;
     if (IsPositional(option) || KindOf(option) != kind) continue;
     for (const std::string& word : OptionNames(option)) {
       patterns += (patterns.empty() ? "\"" : " | \"") + name + " " + word + "\"";
@@ -31,6 +32,7 @@ std::string OptionsOfKind(const Command& command, const std::string& name, Value
 
 void AddValues(const Command& command, const std::string& name, std::string* script) {
   for (const Option& option : command.options) {
+    if (option.hidden) continue;
     if (IsPositional(option) || option.oneOf.empty()) continue;
     for (const std::string& word : OptionNames(option)) {
       *script +=
@@ -51,6 +53,7 @@ void AddWords(const Command& command, const std::string& name, std::string* scri
   bool takesFiles = false;
   for (const Command& part : command.subcommands) words.push_back(part.name);
   for (const Option& option : command.options) {
+    if (option.hidden) continue;
     if (!IsPositional(option)) {
       for (const std::string& word : OptionNames(option)) options.push_back(word);
     } else if (KindOf(option) == ValueKind::kFile) {

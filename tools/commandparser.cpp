@@ -122,6 +122,7 @@ std::vector<std::string> KnownWords(const Command& command, bool options) {
   known.push_back("--help");
   if (!command.version.empty()) known.push_back("--version");
   for (const Option& option : command.options) {
+    if (option.hidden) continue;
     for (const std::string& name : OptionNames(option)) {
       if (name.starts_with("--")) known.push_back(name);
     }

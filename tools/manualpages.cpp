@@ -131,6 +131,7 @@ std::string Synopsis(const Command& command, const std::string& name) {
   if (!command.subcommands.empty()) return text + " " + Italic("COMMAND") + " ...\n";
   text += " [" + Italic("OPTION") + "]...";
   for (const Option& option : command.options) {
+    if (option.hidden) continue;
     if (!IsPositional(option)) continue;
     const std::string word = Italic(option.name) + (IsRepeatable(option) ? "..." : "");
     text += option.required ? " " + word : " [" + word + "]";
@@ -147,9 +148,11 @@ std::string PageName(const std::string& command) {
 std::string Options(const Command& command) {
   std::string text;
   for (const Option& option : command.options) {
+    if (option.hidden) continue;
     if (IsPositional(option)) text += OptionEntry(option);
   }
   for (const Option& option : command.options) {
+    if (option.hidden) continue;
     if (!IsPositional(option)) text += OptionEntry(option);
   }
   text += ".TP\n" + Bold("-h") + ", " + Bold("--help") + "\nPrint the help and exit.\n";

@@ -185,7 +185,8 @@ TEST_F(SendMany, JobsPrintTheSameTextLogAndTotals) {
   const std::string log = Read("log");
   const ManyRun jobs = Run("--jobs 2 " + mails);
   EXPECT_EQ(jobs.status, 1) << jobs.errors;
-  EXPECT_EQ(std::regex_replace(jobs.output, kWaitText, ""), std::regex_replace(one.output, kWaitText, ""));
+  EXPECT_EQ(std::regex_replace(jobs.output, kWaitText, ""),
+            std::regex_replace(one.output, kWaitText, ""));
   EXPECT_THAT(one.output, HasSubstr("05-blocked-body.eml\n  stage"));
   const auto closes = [](const std::string& text) {
     return std::count(text.begin(), text.end(), '\n');

@@ -27,7 +27,7 @@ using testing::StartsWith;
 class Conform : public testing::Test {
  protected:
   Conform() {
-    m_kit.ring.deadWriterMs = 300;
+    m_kit.ring.deadWriterMs = 1'500;  // well over the 300 ms of the check of incomplete entries
     m_kit.fillWaitMs = 1'000;
     m_kit.idleMs = 1;
     m_options.goneLeastMs = 200;

@@ -39,6 +39,9 @@ LogReader::~LogReader() = default;
 void LogReader::Resume() {
   m_ended = false;
   m_stream.clear();
+  // Windows' C runtime remembers the end of a file until somebody seeks. Standard input can't.
+  m_stream.seekg(0, std::ios::cur);
+  m_stream.clear();
 }
 
 // Appends more to m_text. False at the end.

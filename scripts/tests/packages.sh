@@ -130,7 +130,8 @@ check_signature() {
 }
 
 # Everything that states the version states the one in CMakeLists.txt. The type library isn't part of it:
-# it has a version of its own, 1.0, which registrations refer to.
+# it has a version of its own, 1.0, which registrations refer to. grep reads to the end here: with -q it may
+# leave before msiinfo has written everything, which counts as a failure of msiinfo.
 check_versions() {
   local version package library wide
   version=$(sed -nE 's/^project\(.* VERSION ([0-9.]+).*/\1/p' "$top/CMakeLists.txt")
@@ -140,9 +141,9 @@ check_versions() {
   for package in x64:64 x86:32; do
     library="$top/build/win${package#*:}/DlpAddIn.dll"
     package="$packaging_folder/DlpAddIn-${package%:*}.msi"
-    msiinfo export "$package" Property | tr -d '\r' | grep -qx "ProductVersion.$version" ||
+    msiinfo export "$package" Property | tr -d '\r' | grep -x "ProductVersion.$version" >/dev/null ||
       { echo "$package: another product version"; return 1; }
-    msiinfo export "$package" File | grep -qF "$version.0" || { echo "$package: another file"; return 1; }
+    msiinfo export "$package" File | grep -F "$version.0" >/dev/null || { echo "$package: another file"; return 1; }
     LC_ALL=C grep -qaP "P\x00r\x00o\x00d\x00u\x00c\x00t\x00V\x00e\x00r\x00s\x00i\x00o\x00n\x00(\x00)+$wide\x00\x00" \
       "$library" || { echo "$library: another version in the resource"; return 1; }
   done

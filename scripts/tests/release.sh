@@ -88,7 +88,7 @@ check_tools_package() {
   [ "$(jq -r .outcome "$root/sent" | tr '\n' ' ')" = "blocked sent " ] || { cat "$root/sent"; return 1; }
   [ "$("$top/scripts/typeinbash" "$root/usr/share/bash-completion/completions/quorvex" quorvex \
     <<<"quorvex conf")" = "config conform" ] || return 1
-  MANWIDTH=80 man -l "$root/usr/share/man/man1/quorvex-log-explain.1.gz" | grep -q '^EXIT STATUS' || return 1
+  MANWIDTH=80 man -l "$root/usr/share/man/man1/quorvex-log-explain.1.gz" | grep '^EXIT STATUS' >/dev/null || return 1
   grep -q '<h1' "$root/usr/share/doc/quorvex/docs/administration.html" || return 1
   for field in Maintainer Depends; do
     dpkg-deb -f "$package" $field | grep -vE 'invalid|^$' || { echo "no $field"; return 1; }
@@ -106,7 +106,7 @@ check_release_versions() {
   [ "$(PKG_CONFIG_PATH="$release_folder/kit/usr/lib/pkgconfig" pkg-config --modversion \
     quorvex-agentkit)" = "$version" ] || return 1
   for file in "$release_folder"/plain/*.msi; do
-    msiinfo export "$file" Property | tr -d '\r' | grep -qx "ProductVersion.$version" || return 1
+    msiinfo export "$file" Property | tr -d '\r' | grep -x "ProductVersion.$version" >/dev/null || return 1
   done
   [ "$(jq -r '.packages[] | select(.supplier == "Organization: Quorvex").versionInfo' \
     "$release_folder/plain/sbom.spdx.json" | sort -u)" = "$version" ]

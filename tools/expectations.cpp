@@ -1,11 +1,10 @@
 #include "tools/expectations.h"
 
-#include <toml++/toml.h>
-
 #include <algorithm>
 #include <array>
 #include <filesystem>
 
+#include "simulation/agent/toml.h"
 #include "text/suggestion.h"
 #include "tools/inputfile.h"
 #include "tools/text.h"

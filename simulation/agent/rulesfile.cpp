@@ -1,6 +1,4 @@
 // Parses a rules file: checks every key, and gives the place of every mistake.
-#include <toml++/toml.h>
-
 #include <algorithm>
 #include <array>
 #include <limits>
@@ -8,6 +6,7 @@
 
 #include "channel/protocol.h"
 #include "simulation/agent/rules.h"
+#include "simulation/agent/toml.h"
 #include "text/suggestion.h"
 
 namespace simulation::agent {

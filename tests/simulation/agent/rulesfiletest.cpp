@@ -244,6 +244,8 @@ TEST(RulesFile, AllMistakesAtOnceInTheFilesOrder) {
 TEST(RulesFile, BrokenToml) {
   EXPECT_THAT(Mistakes("[[rule]]\nanswer = = 4\n"), ElementsAre(StartsWith("r:2:10: ")));
   EXPECT_THAT(Mistakes("[[rule\n"), ElementsAre(StartsWith("r:1:")));
+  EXPECT_THAT(Mistakes("[\n"), ElementsAre(StartsWith("r:1:2: ")));
+  EXPECT_THAT(Mistakes("[[\n"), ElementsAre(StartsWith("r:1:3: ")));
   EXPECT_THAT(Mistakes("a = 'open\n"), ElementsAre(StartsWith("r:1:")));
   EXPECT_THAT(Mistakes("name = \"\xFF\"\n"), ElementsAre(StartsWith("r:1:")));
   EXPECT_THAT(Mistakes("[[rule]]\nanswer = 3\nanswer = 4\n"), ElementsAre(StartsWith("r:3:")));

@@ -49,6 +49,9 @@ if(QUORVEX_SANITIZE)
   add_compile_options(-fsanitize=${QUORVEX_SANITIZE} -fno-omit-frame-pointer
                       -fno-sanitize-recover=all)
   add_link_options(-fsanitize=${QUORVEX_SANITIZE})
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+    add_compile_options("-fsanitize-ignorelist=${CMAKE_SOURCE_DIR}/cmake/librariesubsan.ignore")
+  endif()
   if(QUORVEX_SANITIZE MATCHES "undefined")
     # An event sink is called through COM's table, which its class matches slot by slot without
     # being derived from the interface that the caller knows.

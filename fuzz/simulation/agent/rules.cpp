@@ -1,5 +1,5 @@
 // The rules file. The input is its text. A file is either usable or has mistakes with places inside
-// it, and what is usable holds only answers, stages and counts that the agent knows.
+// it, and what is usable holds only stages and counts that the agent knows.
 #include "simulation/agent/rules.h"
 
 #include <algorithm>
@@ -23,15 +23,9 @@ void CheckRemarks(const std::vector<RulesRemark>& remarks, std::size_t lines) {
   }
 }
 
-bool IsKnownAnswer(std::int32_t answer) {
-  return answer == channel::kActionGoOn || answer == channel::kActionBlock ||
-         answer == channel::kActionTag;
-}
-
 void CheckRules(const simulation::agent::RuleSet& rules) {
   for (const auto& rule : rules.rules) {
     Require(!rule.name.empty(), "a rule has a name");
-    Require(IsKnownAnswer(rule.answer), "a rule has an answer that the add-in knows");
   }
   for (const auto& fault : rules.faults) {
     Require(!fault.name.empty(), "a fault has a name");

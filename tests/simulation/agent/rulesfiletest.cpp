@@ -246,6 +246,9 @@ TEST(RulesFile, BrokenToml) {
   EXPECT_THAT(Mistakes("[[rule\n"), ElementsAre(StartsWith("r:1:")));
   EXPECT_THAT(Mistakes("[\n"), ElementsAre(StartsWith("r:1:2: ")));
   EXPECT_THAT(Mistakes("[[\n"), ElementsAre(StartsWith("r:1:3: ")));
+  // Letters that the library's test for blanks beyond ASCII calls impossible.
+  EXPECT_THAT(Mistakes("\u00E4 = 1\n"), ElementsAre(StartsWith("r:1:1: ")));
+  EXPECT_THAT(Mistakes("a\u3002 = 1\n"), ElementsAre(StartsWith("r:1:2: ")));
   EXPECT_THAT(Mistakes("a = 'open\n"), ElementsAre(StartsWith("r:1:")));
   EXPECT_THAT(Mistakes("name = \"\xFF\"\n"), ElementsAre(StartsWith("r:1:")));
   EXPECT_THAT(Mistakes("[[rule]]\nanswer = 3\nanswer = 4\n"), ElementsAre(StartsWith("r:3:")));

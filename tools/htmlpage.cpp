@@ -30,11 +30,11 @@ void MailsPage::Add(const inspection::comparison::RecordedMail& mail) {
   if (m_page) m_page->Add(mail);
 }
 
-void MailsPage::AddLine(std::string line) {
+void MailsPage::AddLine(const std::string& line) {
   if (!m_page) return;
   inspection::comparison::RecordedMail mail;
   std::string why;
-  if (!ParseRecordedMail(line.data(), line.size(), &mail, &why)) {
+  if (!ParseRecordedMail(line, &mail, &why)) {
     throw std::logic_error("a result for the page is " + why);
   }
   m_page->Add(mail);

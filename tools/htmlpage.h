@@ -32,7 +32,7 @@ class MailsPage {
 
   void Add(const inspection::comparison::RecordedMail& mail);
   // The same from a line of `send --json` or `log explain --json`.
-  void AddLine(std::string line);
+  void AddLine(const std::string& line);
   void Finish();
 
  private:

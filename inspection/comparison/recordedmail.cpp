@@ -1,6 +1,7 @@
 #include "inspection/comparison/recordedmail.h"
 
 #include <rapidjson/error/en.h>
+#include <rapidjson/memorystream.h>
 #include <rapidjson/reader.h>
 
 #include <cmath>
@@ -91,8 +92,7 @@ class MailHandler : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, MailH
     return Value();
   }
   bool Key(const char* text, rapidjson::SizeType size, bool /*copy*/) {
-    // In a parse in place the key's bytes stay where they are until the line is done.
-    if (m_skipped == 0) m_key = std::string_view(text, size);
+    if (m_skipped == 0) m_key.assign(text, size);
     return true;
   }
 
@@ -238,7 +238,7 @@ class MailHandler : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, MailH
   RecordedMail& m_mail;
   Place m_place = Place::kOutside;
   std::size_t m_skipped = 0;  // levels inside something unknown
-  std::string_view m_key;
+  std::string m_key;
   RawRequest m_request;
   std::string m_tagName;
   std::string m_tagValue;
@@ -259,12 +259,14 @@ const char* NameOf(Outcome outcome) {
   return kOutcomeNames[static_cast<std::size_t>(outcome)];
 }
 
-bool ParseRecordedMail(char* line, std::size_t size, RecordedMail* mail, std::string* why) {
+bool ParseRecordedMail(std::string_view line, RecordedMail* mail, std::string* why) {
   *mail = {};
   // Iterative: a line of a million brackets must not use up the stack.
-  constexpr unsigned kFlags = rapidjson::kParseInsituFlag | rapidjson::kParseIterativeFlag |
-                              rapidjson::kParseValidateEncodingFlag;
-  rapidjson::InsituStringStream stream(line);
+  // Not in place: there the library reads up to three bytes behind the text's end if that is in the
+  // middle of a character.
+  constexpr unsigned kFlags =
+      rapidjson::kParseIterativeFlag | rapidjson::kParseValidateEncodingFlag;
+  rapidjson::MemoryStream stream(line.data(), line.size());
   rapidjson::Reader reader;
   MailHandler handler(mail);
   const rapidjson::ParseResult result = reader.Parse<kFlags>(stream, handler);
@@ -273,7 +275,7 @@ bool ParseRecordedMail(char* line, std::size_t size, RecordedMail* mail, std::st
            std::to_string(result.Offset() + 1) + ")";
     return false;
   }
-  if (stream.Tell() != size) {
+  if (stream.Tell() != line.size()) {
     *why = "not JSON: a NUL byte";
     return false;
   }

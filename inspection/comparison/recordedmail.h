@@ -59,9 +59,8 @@ struct RecordedMail {
   std::string when;
 };
 
-// Reads one line. `line` is changed in place and must be followed by a NUL, which `size` doesn't
-// count. On false `*why` says in a few words what is wrong, and `*mail` is of no use.
-bool ParseRecordedMail(char* line, std::size_t size, RecordedMail* mail, std::string* why);
+// Reads one line. On false `*why` says in a few words what is wrong, and `*mail` is of no use.
+bool ParseRecordedMail(std::string_view line, RecordedMail* mail, std::string* why);
 
 // The request that decided the mail: the last one about content, or the closing one, that was
 // answered with block or tag. Null if there is none, as with a mail that was let go.

@@ -13,8 +13,8 @@ namespace {
 
 constexpr std::size_t kChunk = std::size_t{1} << 20;
 
-bool IsBlank(const char* line, std::size_t size) {
-  return std::string_view(line, size).find_first_not_of(" \t") == std::string_view::npos;
+bool IsBlank(std::string_view line) {
+  return line.find_first_not_of(" \t") == std::string_view::npos;
 }
 
 bool IsUtf16(const char* text, std::size_t size) {
@@ -29,7 +29,7 @@ bool ResultReader::ReadFile(const std::string& path, std::string* error) {
   const std::filesystem::path file(std::u8string(path.begin(), path.end()));
   std::error_code status;
   if (std::filesystem::is_directory(file, status)) {
-    *error = "this is a folder";
+    *error = std::generic_category().message(EISDIR);
     return false;
   }
   errno = 0;
@@ -42,14 +42,14 @@ bool ResultReader::ReadFile(const std::string& path, std::string* error) {
 }
 
 bool ResultReader::Read(std::istream& stream, const std::string& name, std::string* error) {
-  std::vector<char> buffer(kChunk + 1);
+  std::vector<char> buffer(kChunk);
   std::size_t filled = 0;    // bytes in the buffer: an unfinished line
   std::size_t searched = 0;  // of these, known to have no line end
   std::size_t number = 1;
   bool first = true;
   bool skipping = false;  // the rest of a line that is too long
   for (bool more = true; more;) {
-    if (buffer.size() < filled + kChunk + 1) buffer.resize(2 * buffer.size() + kChunk);
+    if (buffer.size() < filled + kChunk) buffer.resize(2 * buffer.size() + kChunk);
     stream.read(buffer.data() + filled, kChunk);
     filled += static_cast<std::size_t>(stream.gcount());
     more = stream.good();
@@ -68,7 +68,7 @@ bool ResultReader::Read(std::istream& stream, const std::string& name, std::stri
       const auto end = found == nullptr
                            ? filled
                            : static_cast<std::size_t>(static_cast<char*>(found) - buffer.data());
-      if (!skipping) TakeLine(buffer.data() + begin, end - begin, name, number);
+      if (!skipping) ReadLine({buffer.data() + begin, end - begin}, name, number);
       skipping = false;
       ++number;
       begin = searched = std::min(end + 1, filled);
@@ -86,13 +86,11 @@ bool ResultReader::Read(std::istream& stream, const std::string& name, std::stri
   return !stream.bad();
 }
 
-void ResultReader::TakeLine(char* line, std::size_t size, const std::string& name,
-                            std::size_t number) {
-  if (size > 0 && line[size - 1] == '\r') --size;
-  if (IsBlank(line, size)) return;
-  line[size] = '\0';  // replaces the line end, or is one past a file's last byte
+void ResultReader::ReadLine(std::string_view line, const std::string& name, std::size_t number) {
+  if (line.ends_with('\r')) line.remove_suffix(1);
+  if (IsBlank(line)) return;
   std::string why;
-  if (!ParseRecordedMail(line, size, &m_mail, &why)) return Bad(name, number, std::move(why));
+  if (!ParseRecordedMail(line, &m_mail, &why)) return Bad(name, number, std::move(why));
   if (m_needsNames && m_mail.mail.empty()) return Bad(name, number, "no \"mail\": it has no name");
   ++m_mails;
   m_take(m_mail);

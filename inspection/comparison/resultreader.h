@@ -5,6 +5,7 @@
 #include <functional>
 #include <istream>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "inspection/comparison/recordedmail.h"
@@ -37,9 +38,7 @@ class ResultReader {
   bool Read(std::istream& stream, const std::string& name, std::string* error);
 
   // One line that the caller has read, without its line end.
-  void ReadLine(std::string line, const std::string& name, std::size_t number) {
-    TakeLine(line.data(), line.size(), name, number);
-  }
+  void ReadLine(std::string_view line, const std::string& name, std::size_t number);
 
   std::size_t Mails() const { return m_mails; }
   std::size_t BadLines() const { return m_badLines; }
@@ -49,7 +48,6 @@ class ResultReader {
   static constexpr std::size_t kShownBadLines = 20;
 
  private:
-  void TakeLine(char* line, std::size_t size, const std::string& name, std::size_t number);
   void Bad(const std::string& name, std::size_t number, std::string why);
 
   Take m_take;

@@ -16,10 +16,10 @@ using testing::HasSubstr;
 using testing::StartsWith;
 
 // The mail of a line, or null; `*why` says what is wrong with it.
-std::optional<RecordedMail> Parse(std::string line, std::string* why = nullptr) {
+std::optional<RecordedMail> Parse(const std::string& line, std::string* why = nullptr) {
   std::string ignored;
   RecordedMail mail;
-  if (!ParseRecordedMail(line.data(), line.size(), &mail, why ? why : &ignored)) return {};
+  if (!ParseRecordedMail(line, &mail, why ? why : &ignored)) return {};
   return mail;
 }
 

@@ -53,6 +53,12 @@ TEST_F(ResultReaderTest, ReportsABadLineWithItsPlaceAndGoesOn) {
   EXPECT_EQ(m_reader.ShownBadLines()[1].why, "no \"mail\": it has no name");
 }
 
+TEST_F(ResultReaderTest, ALineThatEndsInsideACharacterLeavesTheNextOneIntact) {
+  EXPECT_TRUE(Read("{\"mail\":\"\\n\xF2\n" + Result("a") + "\n{\"mail\":\"\xF2"));
+  EXPECT_THAT(m_names, ElementsAre("a"));
+  EXPECT_EQ(m_reader.BadLines(), 2u);
+}
+
 TEST_F(ResultReaderTest, CountsAllBadLinesAndShowsTheFirst) {
   std::string text;
   for (int i = 0; i < 1000; ++i) text += "nonsense\n";
@@ -93,7 +99,7 @@ TEST_F(ResultReaderTest, SaysWhyAFileCannotBeRead) {
   EXPECT_FALSE(m_reader.ReadFile(folder.Entry("missing.jsonl"), &m_error));
   EXPECT_EQ(m_error, "No such file or directory");
   EXPECT_FALSE(m_reader.ReadFile(folder.Entry(""), &m_error));
-  EXPECT_EQ(m_error, "this is a folder");
+  EXPECT_EQ(m_error, "Is a directory");
 }
 
 TEST_F(ResultReaderTest, ReadsSingleLinesToo) {

@@ -31,6 +31,10 @@ class AddIn {
   // Makes the add-in log at all levels, for `*log`. Call it after OnConnection, which reads the
   // user's Logger.cfg. What that file says stays in force, except lines for the debugger.
   void StartLog();
+  // Closes the listings of signature folders that the add-in leaves open on purpose, one for each
+  // mail with a signature image: after thousands of mails a Linux process would have no descriptors
+  // left. A DLL's listings stay open; Windows has room for millions.
+  void CloseListings();
 
  private:
   // The signature of DllGetClassObject.

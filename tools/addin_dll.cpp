@@ -105,4 +105,6 @@ void AddIn::Watch(ExchangeLog* log, const std::string& ring) {
 // The Logger.cfg that OnConnection has read sends the log here.
 void AddIn::StartLog() {}
 
+void AddIn::CloseListings() {}
+
 }  // namespace tools

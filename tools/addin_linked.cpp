@@ -1,9 +1,12 @@
 // The add-in as a part of this program, for systems that have no DLL to load. What it asks of the
 // system goes through the platform's tables, so it is watched there.
+#include <set>
+
 #include "agent/outlookaddin/module.h"
 #include "channel/protocol.h"
 #include "logging/vrklogger.h"
 #include "platform/diagnostics.h"
+#include "platform/files.h"
 #include "platform/mappings.h"
 #include "platform/scopedreplacement.h"
 #include "text/textconversion.h"
@@ -34,8 +37,19 @@ struct Watcher {
           log->Unmapping(view);
           return original(view);
         }),
-        debug([log](auto, const platform::WideChar* text) { log->Logged(WideToUtf8(text)); }) {}
+        debug([log](auto, const platform::WideChar* text) { log->Logged(WideToUtf8(text)); }),
+        findFirst([this](auto original, const char* pattern, platform::FindData* entry) {
+          const platform::Handle listing = original(pattern, entry);
+          if (listing != platform::kInvalidHandle) listings.insert(listing);
+          return listing;
+        }),
+        findClose([this](auto original, platform::Handle listing) {
+          listings.erase(listing);
+          return original(listing);
+        }) {}
   ~Watcher() { g_logger.SetStreamEnabled(kLogModule, kDebugger, 0); }
+  Watcher(const Watcher&) = delete;
+  Watcher& operator=(const Watcher&) = delete;
 
   using Mappings = platform::MappingOperations;
   platform::ScopedReplacement<platform::mappings, &Mappings::OpenFileMappingA> open;
@@ -44,6 +58,9 @@ struct Watcher {
   platform::ScopedReplacement<platform::diagnostics,
                               &platform::DiagnosticsOperations::OutputDebugStringW>
       debug;
+  platform::ScopedReplacement<platform::files, &platform::FileOperations::FindFirstFileA> findFirst;
+  platform::ScopedReplacement<platform::files, &platform::FileOperations::FindClose> findClose;
+  std::set<platform::Handle> listings;  // open ones
 };
 
 }  // namespace
@@ -61,6 +78,11 @@ void AddIn::Watch(ExchangeLog* log, const std::string& ring) {
 void AddIn::StartLog() {
   g_logger.SetStreamEnabled(kLogModule, kDebugger, 0);
   g_logger.AddStream(kLogModule, kAllLevels, kDebugger, nullptr);
+}
+
+void AddIn::CloseListings() {
+  std::set<platform::Handle>& listings = static_cast<Watcher*>(m_watcher.get())->listings;
+  while (!listings.empty()) platform::files.FindClose(*listings.begin());
 }
 
 }  // namespace tools

@@ -120,6 +120,7 @@ MailOutcome OutcomeOf(const std::vector<std::string>& lines, const std::vector<E
 MailRun::MailRun(const Options& options)
     : m_options(options), m_exchanges(options.now), m_host(options.hostVersion) {
   m_addIn.Watch(&m_exchanges, options.ring);
+  m_host.Calls().KeepJournal(false);
   m_host.OpenExplorer();
   if (FAILED(m_host.Connect(m_addIn.Object()))) {
     throw std::runtime_error("the add-in refused to be connected");
@@ -156,6 +157,7 @@ MailOutcome MailRun::Send(const std::string& mail, simulation::mail::MailModel m
   outcome.tag = TagOf(item);
   if (m_options.decisions) AddRules(outcome.requests, exchanges);
   m_host.CloseInspector(window);
+  m_addIn.CloseListings();
   m_closed.push_back({&item, platform::clock.GetTickCount()});
   ReleaseForgottenMails();
   TakeLines();

@@ -12,7 +12,7 @@ using inspection::conformance::Requester;
 
 constexpr std::uint32_t kLookAgainMs = 500;
 constexpr std::uint32_t kBlockMs = 1'500;
-constexpr std::uint32_t kAnswerMs = 3'000;  // from the request on
+constexpr std::uint32_t kAnswerMs = 1'500;  // from the block on
 constexpr std::uint32_t kStepMs = 5;
 
 void FindFaults(const std::string& ring, inspection::doctor::Agent* agent) {

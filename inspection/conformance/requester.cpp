@@ -115,7 +115,12 @@ void Requester::Push(Writer& writer) {
 
 void Requester::MarkPushed() {
   m_state = State::kPushed;
+  Begin();
+}
+
+void Requester::Begin() {
   m_since = Clock::now();
+  m_sinceTick = platform::clock.GetTickCount();
 }
 
 bool Requester::OpenEmptyBlock() {
@@ -127,7 +132,7 @@ bool Requester::OpenEmptyBlock() {
 void Requester::Fill() {
   std::memcpy(m_block.Data() + channel::kPayloadOffset, m_content.data(), m_content.size());
   m_blockMs = MsSince();
-  m_since = Clock::now();
+  Begin();
   m_state = State::kAsked;
 }
 
@@ -147,14 +152,14 @@ std::int32_t Requester::ExchangeStatus(std::int32_t status) {
 
 bool Requester::Step(std::uint32_t blockWaitMs, std::uint32_t answerWaitMs) {
   if (m_state == State::kPushed && !OpenBlock()) {
-    if (MsSince() > blockWaitMs) m_state = State::kNoBlock;
+    if (IsOver(blockWaitMs)) m_state = State::kNoBlock;
   } else if (m_state == State::kAsked) {
     m_answer = ExchangeStatus(channel::kStatusWaiting);
     m_answerMs = MsSince();
     if (m_answer > channel::kStatusWaiting) {
       m_state = State::kAnswered;
       CloseBlock();
-    } else if (m_answerMs > answerWaitMs) {
+    } else if (IsOver(answerWaitMs)) {
       ExchangeStatus(channel::kStatusGivenUp);
       m_state = State::kNoAnswer;
       CloseBlock();

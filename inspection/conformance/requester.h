@@ -9,6 +9,7 @@
 
 #include "agentkit/agentkit.h"
 #include "channel/protocol.h"
+#include "platform/clock.h"
 
 namespace inspection::conformance {
 
@@ -70,7 +71,8 @@ class Requester {
   void Push(Writer& writer);
   // For a record that was completed by hand.
   void MarkPushed();
-  // Tries the next thing once: opens and fills the block, or polls. True when it has ended.
+  // Tries the next thing once: opens and fills the block, or polls. True when it has ended. The
+  // milliseconds count from the push, and from the block.
   bool Step(std::uint32_t blockWaitMs, std::uint32_t answerWaitMs);
   // Opens and fills the block without asking. False while it isn't there.
   bool OpenBlock();
@@ -93,8 +95,12 @@ class Requester {
  private:
   using Clock = std::chrono::steady_clock;
 
+  void Begin();
   double MsSince() const {
     return std::chrono::duration<double, std::milli>(Clock::now() - m_since).count();
+  }
+  bool IsOver(std::uint32_t milliseconds) const {
+    return platform::clock.GetTickCount() - m_sinceTick > milliseconds;
   }
 
   ContentRequest m_record{};
@@ -102,7 +108,8 @@ class Requester {
   agentkit::SharedView m_block;
   State m_state = State::kNew;
   std::int32_t m_answer = 0;
-  Clock::time_point m_since;
+  Clock::time_point m_since;  // for the figures; the waits are the replaceable clock's
+  std::uint32_t m_sinceTick = 0;
   double m_blockMs = 0;
   double m_answerMs = 0;
 };

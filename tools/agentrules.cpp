@@ -4,11 +4,13 @@
 #include <utility>
 
 #include "tools/command.h"
+#include "tools/inputfile.h"
 
 namespace tools {
 
 simulation::agent::RuleSet ReadRules(const std::string& path, bool showsNotes) {
   if (path.empty()) return {};
+  RequireFile(path, kStatusUsage);
   simulation::agent::RulesFile file = simulation::agent::LoadRules(path);
   for (const simulation::agent::RulesRemark& mistake : file.mistakes) {
     std::fprintf(stderr, "%s\n", simulation::agent::RemarkText(path, mistake).c_str());

@@ -1,5 +1,6 @@
 #include "tools/inputfile.h"
 
+#include <cerrno>
 #include <system_error>
 
 #include "tools/command.h"
@@ -16,9 +17,9 @@ void RequireFile(const std::string& path, int status) {
   const auto type = std::filesystem::status(PathOf(path), error).type();
   std::string why;
   if (type == std::filesystem::file_type::not_found) {
-    why = "there is no such file";
+    why = std::generic_category().message(ENOENT);
   } else if (type == std::filesystem::file_type::directory) {
-    why = "this is a folder";
+    why = std::generic_category().message(EISDIR);
   } else if (error) {
     why = error.message();
   } else {
@@ -39,8 +40,12 @@ void RequireTextFile(const std::string& path, int status) {
   }
 }
 
+std::string WhyNotOpened() {
+  return errno != 0 ? std::generic_category().message(errno) : "can't be opened";
+}
+
 void RefuseFile(const std::string& path, int status) {
-  throw CommandError(Printable(path) + ": can't be opened", status);
+  throw CommandError(Printable(path) + ": " + WhyNotOpened(), status);
 }
 
 }  // namespace tools

@@ -20,7 +20,10 @@ void RequireFile(const std::string& path, int status);
 void RequireTextFile(const std::string& path, int status);
 inline constexpr std::uintmax_t kLargestTextFile = std::uintmax_t{1} << 20;
 
-// The error of a file that is there but can't be read: "<path>: can't be opened".
+// What the system says about a file that couldn't be opened just now, as errno has it.
+std::string WhyNotOpened();
+
+// The error of a file that is there but couldn't be opened: "<path>: <why>".
 [[noreturn]] void RefuseFile(const std::string& path, int status);
 
 }  // namespace tools

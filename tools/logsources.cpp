@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <iostream>
 #include <sstream>
@@ -71,10 +72,11 @@ std::unique_ptr<LogSources::Source> LogSources::Open(const std::string& path) {
     tools::system::ReadBinaryInput();
     source->stream = &std::cin;
   } else {
+    errno = 0;
     source->file = std::make_unique<std::ifstream>(PathOf(path), std::ios::binary);
     source->stream = source->file.get();
     if (!*source->file) {
-      fmt::print(stderr, "quorvex log explain: {}: can't be opened\n", Printable(path));
+      fmt::print(stderr, "quorvex log explain: {}: {}\n", Printable(path), WhyNotOpened());
       m_isUnreadable = true;
       return nullptr;
     }
@@ -91,6 +93,7 @@ void LogSources::AddBundle(const std::string& path) {
     auto source = std::make_unique<Source>();
     source->path = path + "/" + entry.name;
     source->machine = MachineOf(entry.name);
+    errno = 0;
     source->file = std::make_unique<std::istringstream>(std::move(entry.bytes));
     source->stream = source->file.get();
     ReadHead(source.get());

@@ -17,11 +17,12 @@ std::unique_ptr<std::istream> OpenBytes(const std::string& path) {
   if (path == "-") return std::make_unique<std::istream>(std::cin.rdbuf());
   const std::filesystem::path place = PathOf(path);
   std::error_code error;
-  if (std::filesystem::is_directory(place, error)) throw MailError("it is a folder");
+  if (std::filesystem::is_directory(place, error))
+    throw MailError(std::generic_category().message(EISDIR));
   errno = 0;
   auto file = std::make_unique<std::ifstream>(place, std::ios::binary);
   if (!*file) {
-    throw MailError(errno != 0 ? std::generic_category().message(errno) : "it can't be opened");
+    throw MailError(errno != 0 ? std::generic_category().message(errno) : "can't be opened");
   }
   return file;
 }

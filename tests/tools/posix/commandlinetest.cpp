@@ -188,6 +188,16 @@ TEST_F(CommandLine, AMissingListIsWrongUsage) {
   EXPECT_THAT(run.errors, HasSubstr("missing.txt: No such file or directory"));
 }
 
+TEST_F(CommandLine, MissingRulesAreWrongUsage) {
+  const std::vector<std::string> commands = {
+      "send --rules missing.toml '" + Sample("01-plain.eml") + "'", "agent --rules missing.toml"};
+  for (const std::string& command : commands) {
+    const RunResult run = Run(command);
+    EXPECT_EQ(run.status, 3);
+    EXPECT_THAT(run.errors, HasSubstr("missing.toml: No such file or directory\n"));
+  }
+}
+
 TEST_F(CommandLine, WithoutRulesEverythingGoesOn) {
   const RunResult run = Run("send '" + Sample("05-blocked-body.eml") + "'");
   EXPECT_EQ(run.status, 0) << run.errors;

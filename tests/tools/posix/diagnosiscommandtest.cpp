@@ -161,9 +161,9 @@ TEST_F(DiagnosisCommand, FilesThatAreNotThereAreSetUpErrors) {
   for (const std::string command : {"config check", "log check", "log explain"}) {
     const DiagnosisRun run = Run(command + " none");
     EXPECT_EQ(run.status, 3);
-    EXPECT_EQ(run.errors, "quorvex " + command + ": none: there is no such file\n");
+    EXPECT_EQ(run.errors, "quorvex " + command + ": none: No such file or directory\n");
     EXPECT_THAT(run.output, IsEmpty());
-    EXPECT_EQ(Run(command + " .").errors, "quorvex " + command + ": .: this is a folder\n");
+    EXPECT_EQ(Run(command + " .").errors, "quorvex " + command + ": .: Is a directory\n");
     EXPECT_EQ(Run(command).status, 3);
   }
 }

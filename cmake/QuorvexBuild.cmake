@@ -54,8 +54,12 @@ if(QUORVEX_SANITIZE)
   endif()
   if(QUORVEX_SANITIZE MATCHES "undefined")
     # An event sink is called through COM's table, which its class matches slot by slot without
-    # being derived from the interface that the caller knows.
+    # being derived from the interface that the caller knows. Its functions are called by their
+    # addresses, with the parameters that the table says.
     add_compile_options(-fno-sanitize=vptr)
+    if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+      add_compile_options(-fno-sanitize=function)
+    endif()
   endif()
 endif()
 
@@ -90,9 +94,10 @@ else()
   set(tool_levels $<IF:$<CONFIG:Release>,-O1,-O0> -g1)
 endif()
 
-# Half of the time of a tool's file goes into reading the same standard headers. Only g++ gets them
-# precompiled: the clang build shows when a file forgets to include what it uses.
-if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+# Half of the time of a tool's file goes into reading the same standard headers. The preset "clang" doesn't
+# precompile them: it shows when a file forgets to include what it uses.
+option(QUORVEX_PRECOMPILED "Precompile the standard headers of the tools" ON)
+if(QUORVEX_PRECOMPILED)
   set(tool_headers ON)
   file(CONFIGURE OUTPUT toolheaders.cpp CONTENT "")
   add_library(quorvex_tool_headers OBJECT "${CMAKE_CURRENT_BINARY_DIR}/toolheaders.cpp")

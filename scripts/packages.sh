@@ -2,11 +2,11 @@
 #
 # need_packages GROUP...: lists the packages that it installs; does nothing if all are installed.
 
-packages_native="g++ cmake ninja-build pkg-config ccache libgmime-3.0-dev libgsf-1-dev libxml2-dev libcli11-dev
+packages_native="g++ clang-14 cmake ninja-build pkg-config ccache libgmime-3.0-dev libgsf-1-dev libxml2-dev libcli11-dev
   nlohmann-json3-dev rapidjson-dev libtomlplusplus-dev libpcre2-dev libfmt-dev libutfcpp-dev
   zlib1g-dev libgtest-dev libgmock-dev"
 packages_tests="rsyslog man-db groff-base python3"
-packages_lint="clang-14 clang-format-14 clang-tidy-14 jq python3"
+packages_lint="clang-format-14 clang-tidy-14 jq python3"
 packages_sanitize="libclang-rt-14-dev"
 packages_bits32="g++-multilib googletest"
 packages_windows="g++-mingw-w64-x86-64-posix g++-mingw-w64-i686-posix mingw-w64-tools

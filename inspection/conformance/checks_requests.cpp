@@ -12,6 +12,7 @@ namespace {
 
 // Long enough for an agent that looks at its blocks every few milliseconds.
 constexpr std::uint32_t kLookMs = 60;
+constexpr std::uint32_t kHeaderMs = 1'000;
 
 // The block's name with its digits in upper case.
 std::string UpperCase(std::string text) {
@@ -71,6 +72,8 @@ void CheckRing(Session& session, Result& result) {
     return Fail(result, Rule::kRing, "the ring's mapping is too small",
                 "the 262164 bytes that the add-in maps can't be mapped");
   }
+  // An agent that has just been started may still be writing the header.
+  session.WaitFor(kHeaderMs, [&session] { return session.Ring().Capacity() != 0; });
   const std::int32_t capacity = session.Ring().Capacity();
   const std::string seen = "capacity " + std::to_string(capacity) + ", used bytes " +
                            std::to_string(session.Ring().Used()) + ", write cursor " +

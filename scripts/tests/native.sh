@@ -1,12 +1,13 @@
-# The native build and its tests, with each compiler and each sanitizer.
+# The native builds and their tests.
 
 # run_programs PRESET [ENVIRONMENT...]: every test program of a native build, twice as many at once as
-# there are processors, since the longest ones mostly wait.
+# there are processors, since the longest ones mostly wait. Those are the last in the alphabet, so the
+# programs start in reverse order.
 run_programs() {
   local preset=$1 program programs=()
   shift
   for program in "$top/build/$preset"/test_*; do
-    [ -x "$program" ] && programs+=("$program")
+    [ -x "$program" ] && programs=("$program" "${programs[@]}")
   done
   for program in "${programs[@]}"; do
     while [ "$(jobs -pr | wc -l)" -ge $((2 * $(nproc))) ]; do wait -n; done
@@ -29,9 +30,9 @@ test_native() {
   run_programs native
 }
 
-# The product and the tools; the tests are the same code under g++.
-test_clang() {
-  check "clang builds the product and the tools" build clang quorvex
+# Without precompiled headers, so that a file that forgets to include what it uses doesn't compile.
+test_includes() {
+  check "each file of the product and the tools includes what it uses" build clang quorvex
 }
 
 test_sanitizers() {

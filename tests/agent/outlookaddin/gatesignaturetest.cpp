@@ -23,7 +23,7 @@ class FakeListing {
         m_first([this](auto, const char* pattern, platform::FindData* entry) {
           return First(pattern, entry);
         }),
-        m_next([this](auto, platform::Handle handle, platform::FindData* entry) {
+        m_next([](auto, platform::Handle handle, platform::FindData* entry) {
           return handle != platform::kInvalidHandle && Next(static_cast<Walk*>(handle), entry);
         }),
         m_close([](auto, platform::Handle) { return true; }) {}

@@ -83,8 +83,8 @@ TEST(SimulatedHost, ConnectsAnAddInAsAtStartUp) {
 }
 
 TEST(SimulatedHost, ConnectsAnAddInByHand) {
-  SimulatedHost host;
   RecordingAddIn addIn;
+  SimulatedHost host;
   host.Connect(&addIn, ext_cm_AfterStartup);
   host.Disconnect(ext_dm_UserClosed);
   EXPECT_THAT(addIn.calls, ElementsAre("OnConnection", "OnAddInsUpdate", "OnDisconnection"));

@@ -104,25 +104,27 @@ function axisLabel(chart, at, width, ms) {
   chart.append(svg("text", { x: at, y: 166, "text-anchor": anchor }, words));
 }
 
-// Percentiles as dashed lines. The lowest one's label is left of its line, the others' right; those
-// that would cover each other share one.
+// Percentiles as dashed lines. A label is right of its line, except for the lowest one's and at the right
+// edge. Labels that would cover each other share the place of the first.
 function marks(chart, x, width, base, percentiles) {
   const labels = [];
+  const isLeft = (label) => (label === labels[0] && label.at > 90) || label.at > width - 90;
+  const end = (label) => label.at + (isLeft(label) ? -3 : 3 + 22 * (label.percents.length + 1));
+  const begin = (label) => label.at + (isLeft(label) ? -3 - 22 * (label.percents.length + 1) : 3);
   for (const [percent, time] of percentiles) {
     if (time === undefined) continue;
     const at = x(time);
     chart.append(svg("line", { class: "mark", x1: at, x2: at, y1: 14, y2: base }));
-    const last = labels[labels.length - 1];
-    if (last && (at - last.at < 6 || (labels.length > 1 && at - last.at < 44))) {
-      last.percents.push(percent);
-    } else {
-      labels.push({ at, percents: [percent] });
+    labels.push({ at, percents: [percent] });
+    while (labels.length > 1 && begin(labels[labels.length - 1]) < end(labels[labels.length - 2])) {
+      const covered = labels.pop();
+      labels[labels.length - 1].percents.push(...covered.percents);
     }
   }
-  labels.forEach(({ at, percents }, i) => {
-    const left = (i === 0 && at > 90) || at > width - 90;
-    chart.append(svg("text", { class: "mark-text", x: left ? at - 3 : at + 3, y: 10, "text-anchor": left ? "end" : "start" }, `${percents.join(" / ")} %`));
-  });
+  for (const label of labels) {
+    const at = label.at + (isLeft(label) ? -3 : 3);
+    chart.append(svg("text", { class: "mark-text", x: at, y: 10, "text-anchor": isLeft(label) ? "end" : "start" }, `${label.percents.join(" / ")} %`));
+  }
 }
 
 function figuresTable(title, rows) {

@@ -154,6 +154,20 @@ class Pages(unittest.TestCase):
         heights = self.browser.run("return [...document.querySelectorAll('.column')].map(e => +e.getAttribute('height'))")
         self.assertGreater(len(heights), 10)
 
+    def test_the_labels_of_the_percentiles_do_not_cover_each_other(self):
+        one = {"outcome": "sent", "checked": "yes", "reasons": [], "tag": None, "ms": 50}
+        for i, waits in enumerate(([40.1] * 90 + [40.2] * 5 + [44.2] * 4 + [62.1],
+                                   [1.0] * 94 + [5.0, 9.0, 12.0, 700.0, 900.0, 2500.0],
+                                   [1.0] * 60 + [40.0] * 37 + [60.0] * 3,
+                                   [2000.0] * 50 + [2400.0] * 50)):
+            results = [{"mail": str(k), **one, "requests": [request(1, 4, wait)]} for k, wait in enumerate(waits)]
+            self.open(make_page(f"labels{i}.html", "summary", write(f"labels{i}.jsonl", results)))
+            labels = self.browser.run("""return [...document.querySelectorAll('.mark-text')].map(e => {
+                const box = e.getBoundingClientRect(); return [box.left, box.right, e.textContent]; })""")
+            self.assertEqual(" ".join(text for _, _, text in labels).replace(" %", "").replace(" / ", " "), "50 95 99")
+            for (_, right, text), (left, _, other) in zip(labels, labels[1:]):
+                self.assertLess(right, left, f"{text} and {other} in page {i}")
+
     def test_the_filter_narrows_the_list_as_one_types(self):
         self.open(self.page)
         self.browser.keys("/", "offer-77")

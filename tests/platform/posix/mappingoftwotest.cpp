@@ -10,6 +10,8 @@
 #include <stdexcept>
 #include <vector>
 
+#include "tests/support/scopedvariable.h"
+
 namespace {
 
 [[maybe_unused]] const bool s_played = (tests::PlayIfTold(), true);
@@ -120,9 +122,7 @@ TEST(MappingOfMany, AForkedChildDoesNotAffectItsParent) {
 
 TEST(MappingOfMany, EachRootHasItsOwnNames) {
   const std::string name = "Global\\rooted" + std::to_string(getpid());
-  const char* const before = std::getenv("QUORVEX_ROOT");
-  const std::string kept = before == nullptr ? "" : before;
-  setenv("QUORVEX_ROOT", "/tmp/quorvex-one", 1);
+  const tests::ScopedVariable root("QUORVEX_ROOT", "/tmp/quorvex-one");
   const Handle first = platform::mappings.CreateFileMappingA(kMappingSize, name.c_str());
   setenv("QUORVEX_ROOT", "/tmp/quorvex-two", 1);
   EXPECT_EQ(platform::mappings.OpenFileMappingA(kMapReadWrite, false, name.c_str()), nullptr);
@@ -135,11 +135,6 @@ TEST(MappingOfMany, EachRootHasItsOwnNames) {
   EXPECT_NE(again, nullptr);
   platform::handles.CloseHandle(again);
   platform::handles.CloseHandle(first);
-  if (before == nullptr) {
-    unsetenv("QUORVEX_ROOT");
-  } else {
-    setenv("QUORVEX_ROOT", kept.c_str(), 1);
-  }
 }
 
 }  // namespace

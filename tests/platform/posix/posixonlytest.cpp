@@ -2,13 +2,16 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <netinet/in.h>
+#include <signal.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/time.h>
 #include <sys/wait.h>
+#include <time.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdint>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <map>
@@ -26,6 +29,7 @@
 #include "platform/security.h"
 #include "platform/sockets.h"
 #include "platform/ui.h"
+#include "tests/support/scopedvariable.h"
 #include "tests/support/temporaryfolder.h"
 
 namespace {
@@ -41,30 +45,7 @@ using platform::ScopedReplacement;
 using platform::ui;
 using testing::ElementsAre;
 using testing::Pair;
-
-// Sets a variable for a scope; null removes it.
-class ScopedVariable {
- public:
-  ScopedVariable(const char* name, const char* value) : m_name(name) {
-    if (const char* const before = std::getenv(name)) m_before = before, m_had = true;
-    Set(value);
-  }
-  ~ScopedVariable() { Set(m_had ? m_before.c_str() : nullptr); }
-  ScopedVariable(const ScopedVariable&) = delete;
-  ScopedVariable& operator=(const ScopedVariable&) = delete;
-
- private:
-  void Set(const char* value) {
-    if (value == nullptr) {
-      unsetenv(m_name);
-    } else {
-      setenv(m_name, value, 1);
-    }
-  }
-  const char* m_name;
-  std::string m_before;
-  bool m_had = false;
-};
+using tests::ScopedVariable;
 
 std::string TempPath() {
   char buffer[4096] = {};
@@ -131,7 +112,8 @@ TEST(RootFolder, APathTooLongForTheBufferFails) {
 }
 
 // The mode of a file that was opened with or without the descriptor for everyone.
-mode_t ModeAfterOpening(const std::string& path, bool everybody) {
+mode_t ModeAfterOpening(const std::string& path, bool everybody,
+                        std::uint32_t disposition = platform::kOpenAlways) {
   platform::SecurityDescriptor* descriptor = nullptr;
   if (everybody) {
     platform::security.ConvertStringSecurityDescriptorToSecurityDescriptorW(u"D:(A;;GA;;;WD)",
@@ -140,7 +122,7 @@ mode_t ModeAfterOpening(const std::string& path, bool everybody) {
   }
   const Handle file =
       files.CreateFileA(path.c_str(), platform::kGenericReadWrite, platform::kShareReadWrite,
-                        descriptor, platform::kOpenAlways, platform::kFileAttributeNormal);
+                        descriptor, disposition, platform::kFileAttributeNormal);
   platform::handles.CloseHandle(file);
   platform::security.LocalFree(descriptor);
   struct stat status = {};
@@ -154,6 +136,7 @@ TEST(FileModes, TheDescriptorForEveryoneAppliesToNewFiles) {
   EXPECT_EQ(ModeAfterOpening(folder.Entry("plain"), false), 0600u);
   EXPECT_EQ(ModeAfterOpening(folder.Entry("open"), true), 0666u);
   EXPECT_EQ(ModeAfterOpening(folder.Entry("plain"), true), 0600u);
+  EXPECT_EQ(ModeAfterOpening(folder.Entry("plain"), true, platform::kOpenExisting), 0600u);
   umask(before);
 }
 
@@ -171,6 +154,18 @@ TEST(FileNames, WideNamesAreUtf8) {
   ASSERT_NE(listing, kInvalidHandle);
   EXPECT_STREQ(entry.cFileName, "\xC3\xBC\xF0\x9F\x98\x80.txt");
   files.FindClose(listing);
+}
+
+TEST(FileWrites, OfNothingEndAlsoAfterAnEarlierInterruption) {
+  const tests::TemporaryFolder folder;
+  const Handle file = files.CreateFileA(folder.Entry("file").c_str(), platform::kGenericReadWrite,
+                                        platform::kShareReadWrite, nullptr, platform::kCreateAlways,
+                                        platform::kFileAttributeNormal);
+  std::uint32_t written = 77;
+  errno = EINTR;
+  EXPECT_TRUE(files.WriteFile(file, "", 0, &written));
+  EXPECT_EQ(written, 0u);
+  platform::handles.CloseHandle(file);
 }
 
 TEST(Handles, AreRejectedAfterClosing) {
@@ -210,6 +205,17 @@ TEST(DebuggersOutput, IsStandardErrorInUtf8) {
   EXPECT_EQ(testing::internal::GetCapturedStderr(),
             "narrow\nw\xC3\xAF"
             "de\n");
+}
+
+TEST(Sleeping, LastsAMillisecondIfAsked) {
+  const auto nanoseconds = [] {
+    timespec now = {};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return static_cast<std::int64_t>(now.tv_sec) * 1000000000 + now.tv_nsec;
+  };
+  const std::int64_t before = nanoseconds();
+  clock.Sleep(1);
+  EXPECT_GE(nanoseconds() - before, 1000000);
 }
 
 // A clock that only Sleep advances.
@@ -321,6 +327,50 @@ TEST(Datagrams, ArriveUnchanged) {
   }
   platform::sockets.CloseSocket(sender);
   close(receiver);
+}
+
+int s_receiver = -1;
+
+void TakeADatagram(int /*signal*/) {
+  char byte = 0;
+  recv(s_receiver, &byte, 1, MSG_DONTWAIT);
+}
+
+TEST(Datagrams, AreSentEvenIfASignalInterruptsTheSender) {
+  int pair[2] = {};
+  ASSERT_EQ(socketpair(AF_UNIX, SOCK_DGRAM, 0, pair), 0);
+  s_receiver = pair[1];
+  // Now there is no space, so the sender waits until the signal's handler makes some.
+  while (send(pair[0], "x", 1, MSG_DONTWAIT) == 1) {
+  }
+  struct sigaction taking = {};
+  taking.sa_handler = &TakeADatagram;
+  struct sigaction before = {};
+  sigaction(SIGALRM, &taking, &before);
+  itimerval every = {};
+  every.it_interval.tv_usec = every.it_value.tv_usec = 20000;
+  setitimer(ITIMER_REAL, &every, nullptr);
+  EXPECT_EQ(platform::sockets.Send(static_cast<platform::Socket>(pair[0]), "y", 1), 1);
+  every = {};
+  setitimer(ITIMER_REAL, &every, nullptr);
+  sigaction(SIGALRM, &before, nullptr);
+  close(pair[0]);
+  close(pair[1]);
+}
+
+std::uintptr_t ReturnManyBits(void* /*object*/) {
+  return 0xFFFFFFFE;
+}
+
+TEST(CallByTable, ReturnsTheLowHalfOfAWordAsASmallResult) {
+  std::uintptr_t (*const table[])(void*) = {&ReturnManyBits};
+  const auto* object = table;
+  for (const VARTYPE type : {VT_I2, VT_BOOL}) {
+    VARIANT result = {};
+    EXPECT_EQ(DispCallFunc(&object, 0, CC_STDCALL, type, 0, nullptr, nullptr, &result), S_OK);
+    EXPECT_EQ(result.vt, type);
+    EXPECT_EQ(result.iVal, -2);
+  }
 }
 
 TEST(CallByTable, RejectsUnknownConventionsAndTypes) {

@@ -424,6 +424,12 @@ TEST_F(Config, OfOneModuleContinuesAfterAnotherModulesRejectedLine) {
   EXPECT_THAT(Streams("Outlook"), ElementsAre("Dbg 15"));
 }
 
+TEST_F(Config, OfOneModuleRecordsNoFileOfAComment) {
+  const std::string path = Given(";Other 1 File C:\\other\nOutlook 15 Dbg\n");
+  EXPECT_EQ(logger.LoadModuleConfigFile(path.c_str(), "Outlook"), 1);
+  EXPECT_THAT(logger.m_logFiles, IsEmpty());
+}
+
 TEST_F(Config, OfOneModuleReturnsZeroWithoutArgumentsFileOrLine) {
   const std::string path = Given("Other 15 Dbg\n\n");
   EXPECT_EQ(logger.LoadModuleConfigFile(nullptr, "Outlook"), 0);

@@ -284,6 +284,17 @@ TEST_F(Registry, ReturnsTheCombinedMasksAndTheStateOfTheOldestStream) {
   EXPECT_EQ(enabled, 1);
 }
 
+TEST_F(Registry, ReturnsOnlyTheStateThatTheCallerWants) {
+  logger.AddStream("Outlook", 4, "Dbg", nullptr);
+  std::uint32_t mask = 0;
+  std::int32_t enabled = 99;
+  EXPECT_EQ(logger.GetStreamState("Outlook", "Dbg", &mask, nullptr), 1);
+  EXPECT_EQ(mask, 4U);
+  EXPECT_EQ(logger.GetStreamState("Outlook", "Dbg", nullptr, &enabled), 1);
+  EXPECT_EQ(enabled, 1);
+  EXPECT_EQ(logger.GetStreamState("Outlook", "Dbg", nullptr, nullptr), 1);
+}
+
 TEST_F(Registry, KeepsTheOutputsWithoutSuchAStream) {
   logger.AddStream("Outlook", 1, "Dbg", nullptr);
   std::uint32_t mask = 77;

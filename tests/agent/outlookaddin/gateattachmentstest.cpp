@@ -389,6 +389,16 @@ TEST_F(GateAttachments, MakesAPathOfTheLeafAloneWithoutATemporaryDirectory) {
   EXPECT_EQ(platform::WideString(buffer), QV_WIDE("OutlookAttachment.1"));
 }
 
+TEST_F(GateAttachments, EndsAPathWithANulWhateverTheBufferHeld) {
+  platform::WideChar buffer[800] = {};
+  std::fill(buffer, buffer + 800, platform::WideChar{'#'});
+  const std::uint32_t length = DlpMailEvent::GetAttachmentTempPath(buffer, 800);
+  ASSERT_LT(length, 799U);
+  EXPECT_EQ(buffer[length - 1], '1');
+  EXPECT_EQ(buffer[length], 0);
+  EXPECT_EQ(buffer[length + 1], '#');
+}
+
 TEST_F(GateAttachments, KeepsNoReferences) {
   Attach("a");
   Refer("C:\\data", "plan.doc");

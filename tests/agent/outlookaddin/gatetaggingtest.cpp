@@ -157,10 +157,22 @@ TEST_F(GateTagging, StopsAtAWarningOfTheStore) {
 }
 
 TEST_F(GateTagging, WritesNoTagWithoutMemory) {
-  platform::ScopedReplacement<platform::mapi, &platform::MapiOperations::MAPIAllocateBuffer>
-      failing([](auto, std::uint32_t, void**) { return static_cast<std::int32_t>(0x8007000E); });
-  EXPECT_FALSE(Sink().TagSensitiveMail());
-  EXPECT_THAT(Lines(), ElementsAre(Err("Could not allocate memory buffer.")));
+  alignas(MAPINAMEID) unsigned char memory[sizeof(MAPINAMEID)] = {};
+  const struct {
+    std::int32_t result;
+    void* buffer;
+  } kCases[] = {{static_cast<std::int32_t>(0x8007000E), nullptr},
+                {static_cast<std::int32_t>(0x8007000E), memory},
+                {0, nullptr}};  // success, but no memory
+  for (const auto& one : kCases) {
+    platform::ScopedReplacement<platform::mapi, &platform::MapiOperations::MAPIAllocateBuffer>
+        failing([&](auto, std::uint32_t, void** place) {
+          *place = one.buffer;
+          return one.result;
+        });
+    EXPECT_FALSE(Sink().TagSensitiveMail());
+    EXPECT_THAT(TakeLines(), ElementsAre(Err("Could not allocate memory buffer.")));
+  }
   EXPECT_EQ(Calls().Count("IMessage::GetIDsFromNames"), 0U);
 }
 

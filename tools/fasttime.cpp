@@ -4,13 +4,15 @@
 
 namespace tools {
 
-FastTime::FastTime(std::function<void()> turn)
+FastTime::FastTime(std::function<bool()> turn)
     : m_turn(std::move(turn)),
       m_sleep([this](auto, std::uint32_t milliseconds) {
-        for (std::uint32_t i = 0; i < milliseconds; ++i) {
+        bool hasMore = true;
+        for (; hasMore && milliseconds > 0; --milliseconds) {
           ++m_slept;
-          m_turn();
+          hasMore = m_turn();
         }
+        m_slept += std::chrono::milliseconds(milliseconds);
       }),
       m_ticks([this](auto original) {
         return original() + static_cast<std::uint32_t>(m_slept.count());

@@ -11,14 +11,15 @@
 namespace tools {
 
 // While an object of this class lives, platform::clock.Sleep returns at once. It moves the clock
-// forward by the time asked for, one millisecond after the other, and calls `turn` after each of
-// them: whatever would have happened during the sleep happens there. Everything else takes the time
-// that it takes.
+// forward by the time asked for and calls `turn` meanwhile: whatever would have happened during the
+// sleep happens there. The first turn is after the first millisecond. As long as `turn` returns
+// true, each further millisecond has one; then the rest of the sleep passes at once. Everything
+// else takes the time that it takes.
 //
 // For one thread. `turn` must not sleep.
 class FastTime {
  public:
-  explicit FastTime(std::function<void()> turn);
+  explicit FastTime(std::function<bool()> turn);
 
   FastTime(const FastTime&) = delete;
   FastTime& operator=(const FastTime&) = delete;
@@ -29,7 +30,7 @@ class FastTime {
   }
 
  private:
-  std::function<void()> m_turn;
+  std::function<bool()> m_turn;
   std::chrono::milliseconds m_slept{0};
   platform::ScopedReplacement<platform::clock, &platform::ClockOperations::Sleep> m_sleep;
   platform::ScopedReplacement<platform::clock, &platform::ClockOperations::GetTickCount> m_ticks;

@@ -7,7 +7,7 @@
 namespace tools {
 
 LocalAgent::LocalAgent(simulation::agent::RuleSet rules, const std::string& ring)
-    : m_time([this] { TakeTurn(); }) {
+    : m_time([this] { return TakeTurn(); }) {
   simulation::agent::SimulatedAgent::Options options;
   options.kit.ring.name = ring;
   simulation::agent::SimulatedAgent::Watchers watchers;
@@ -27,10 +27,13 @@ std::vector<DecidedRequest> LocalAgent::TakeDecisions() {
   return std::exchange(m_decisions, {});
 }
 
-// An agent that crashes leaves no ring and no block, like a process that ends.
-void LocalAgent::TakeTurn() {
-  if (m_agent) m_agent->Step();
+// An agent that crashes leaves no ring and no block, like a process that ends. While the add-in
+// sleeps, it changes nothing: after a turn without a change only an answer that is due later
+// can bring another.
+bool LocalAgent::TakeTurn() {
+  const bool hasMore = m_agent && (m_agent->Step() || m_agent->HasLateAnswers());
   if (m_crashes) m_agent.reset();
+  return hasMore;
 }
 
 }  // namespace tools

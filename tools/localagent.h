@@ -12,8 +12,8 @@
 
 namespace tools {
 
-// Uses the same ring and blocks as an agent in a process of its own, and looks at them each
-// millisecond that the add-in sleeps, as that agent does. The sleeps take no time: see FastTime.
+// Uses the same ring and blocks as an agent in a process of its own, and looks at them while the
+// add-in sleeps, as that agent does. The sleeps take no time: see FastTime.
 class LocalAgent {
  public:
   // Creates the ring. Ends the command with CommandError if it can't be created.
@@ -27,7 +27,7 @@ class LocalAgent {
   std::vector<DecidedRequest> TakeDecisions();
 
  private:
-  void TakeTurn();
+  bool TakeTurn();
 
   std::unique_ptr<simulation::agent::SimulatedAgent> m_agent;  // null after a crash
   bool m_crashes = false;

@@ -21,6 +21,9 @@ quorvex log listen --level w|log listen --level warn
 quorvex log listen --port m|log listen --port m
 quorvex config show m|config show m
 quorvex agent --js|agent --json
+quorvex do|doctor
+quorvex doctor --d|doctor --describe
+quorvex bundle --k|bundle --keep-domains
 quorvex fly m|fly m
 CASES
   "$top/scripts/typeinbash" "$commandline_pages/completions/quorvex" quorvex \

@@ -61,6 +61,9 @@ class SimulatedAgent {
   // Steps and sleeps until `stop` returns true.
   void Run(const std::function<bool()>& stop);
 
+  // Whether an answer waits for its time.
+  bool HasLateAnswers() const { return !m_late.empty(); }
+
   // For looking at sessions.
   const Judge& Rules() const { return m_judge; }
 

@@ -44,7 +44,7 @@ TEST(AgentLook, AsksNothingIfItMust) {
   MachineSources sources = Sources();
   sources.asksTheAgent = false;
   int turns = 0;
-  const FastTime time([&turns] { ++turns; });
+  const FastTime time([&turns] { return ++turns != 0; });
   agentkit::RingConsumer ring;
   ASSERT_EQ(ring.Create({}), agentkit::OpenResult::kOpened);
   EXPECT_EQ(LookAtAgent(sources).request, "");
@@ -58,7 +58,7 @@ TEST(AgentLook, GivesUpARequestThatNobodyTakesWithinTheLimit) {
   const MachineSources sources = Sources();
   agentkit::RingConsumer ring;
   ASSERT_EQ(ring.Create({}), agentkit::OpenResult::kOpened);
-  const FastTime time([] {});
+  const FastTime time([] { return false; });
   const auto began = time.Now();
   EXPECT_EQ(LookAtAgent(sources).request, "not taken");
   EXPECT_LT(time.Now() - began, kLimit);
@@ -69,7 +69,7 @@ TEST(AgentLook, GivesUpARequestWithoutAnAnswerWithinTheLimit) {
   const MachineSources sources = Sources();
   agentkit::Agent agent({.onRequest = [](const agentkit::Request&) { return std::nullopt; }});
   ASSERT_EQ(agent.Start(), agentkit::OpenResult::kOpened);
-  const FastTime time([&agent] { agent.Poll(); });
+  const FastTime time([&agent] { return agent.Poll(); });
   const auto began = time.Now();
   const inspection::doctor::Agent seen = LookAtAgent(sources);
   EXPECT_EQ(seen.request, "not answered");
@@ -84,7 +84,7 @@ TEST(AgentLook, LooksTwiceAtARingThatIsNotEmptyWithinTheLimit) {
   agentkit::RingConsumer ring;
   ASSERT_EQ(ring.Create({}), agentkit::OpenResult::kOpened);
   {
-    const FastTime time([] {});
+    const FastTime time([] { return false; });
     EXPECT_EQ(LookAtAgent(sources).request, "not taken");  // leaves its entry
     const auto began = time.Now();
     const inspection::doctor::Agent seen = LookAtAgent(sources);
@@ -93,7 +93,7 @@ TEST(AgentLook, LooksTwiceAtARingThatIsNotEmptyWithinTheLimit) {
     EXPECT_LT(time.Now() - began, kLimit);
   }
   std::vector<unsigned char> entry;
-  const FastTime time([&] { ring.Take(&entry); });
+  const FastTime time([&] { return ring.Take(&entry) == agentkit::TakeResult::kTaken; });
   const auto began = time.Now();
   const inspection::doctor::Agent seen = LookAtAgent(sources);
   EXPECT_THAT(seen.faults, IsEmpty());

@@ -7,11 +7,14 @@
 namespace tools {
 namespace {
 
-TEST(FastTime, MovesTheClockForwardWithATurnInEachMillisecond) {
+TEST(FastTime, MovesTheClockForwardWithATurnInEachMillisecondThatNeedsOne) {
   const auto began = std::chrono::steady_clock::now();
   const std::uint32_t before = platform::clock.GetTickCount();
   std::vector<std::uint32_t> ticks;
-  FastTime time([&ticks] { ticks.push_back(platform::clock.GetTickCount()); });
+  FastTime time([&ticks] {
+    ticks.push_back(platform::clock.GetTickCount());
+    return true;
+  });
   const auto start = time.Now();
   platform::clock.Sleep(600'000);
   ASSERT_EQ(ticks.size(), 600'000U);
@@ -21,10 +24,27 @@ TEST(FastTime, MovesTheClockForwardWithATurnInEachMillisecond) {
   EXPECT_LT(std::chrono::steady_clock::now() - began, std::chrono::minutes(5));
 }
 
+TEST(FastTime, TheRestOfASleepPassesAtOnceAfterATurnThatNeedsNoOther) {
+  const std::uint32_t before = platform::clock.GetTickCount();
+  std::vector<std::uint32_t> ticks;
+  FastTime time([&ticks] {
+    ticks.push_back(platform::clock.GetTickCount());
+    return ticks.size() < 3;
+  });
+  const auto start = time.Now();
+  platform::clock.Sleep(600'000);
+  ASSERT_EQ(ticks.size(), 3U);
+  EXPECT_LT(ticks[2] - before, 300'000U);
+  EXPECT_GE(time.Now() - start, std::chrono::minutes(10));
+  platform::clock.Sleep(1);
+  ASSERT_EQ(ticks.size(), 4U);
+  EXPECT_GE(ticks[3] - before, 600'001U);
+}
+
 TEST(FastTime, EndsWithItsScope) {
   const std::uint32_t before = platform::clock.GetTickCount();
   {
-    FastTime time([] {});
+    FastTime time([] { return false; });
     platform::clock.Sleep(600'000);
     EXPECT_GE(platform::clock.GetTickCount() - before, 600'000U);
   }

@@ -88,6 +88,10 @@ const Pair kPairs[] = {
      {'a', 0xC3, 0xA4, 0xE2, 0x82, 0xAC, 0xF0, 0x9F, 0x98, 0x80, 'b'}},
 };
 
+TEST(CodePages, OfUtf8HasTheSystemsNumber) {
+  EXPECT_EQ(kCodePageUtf8, 65001u);
+}
+
 TEST(CodePages, EachLengthOfCharacterConvertsBothWays) {
   for (const Pair& pair : kPairs) {
     SCOPED_TRACE(pair.name);

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 
 #include <cstdint>
+#include <type_traits>
 #include <vector>
 
 #include "platform/clock.h"
@@ -17,6 +18,11 @@ using testing::ElementsAre;
 
 using TickReplacement = ScopedReplacement<clock, &ClockOperations::GetTickCount>;
 using SleepReplacement = ScopedReplacement<clock, &ClockOperations::Sleep>;
+
+TEST(ScopedReplacement, CannotBeCopied) {
+  EXPECT_FALSE(std::is_copy_constructible_v<TickReplacement>);
+  EXPECT_FALSE(std::is_copy_assignable_v<TickReplacement>);
+}
 
 TEST(ScopedReplacement, ReplacesOneEntryForAScope) {
   const ClockOperations before = clock;

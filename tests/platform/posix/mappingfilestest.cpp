@@ -2,6 +2,8 @@
 // processes leave things in their places.
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <time.h>
 #include <unistd.h>
@@ -11,6 +13,7 @@
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <system_error>
 
 #include "platform/mappings.h"
 #include "tests/support/scopedvariable.h"
@@ -93,6 +96,23 @@ TEST_F(MappingFiles, ALinkInTheirPlaceIsNeitherFollowedNorRemoved) {
   EXPECT_EQ(Open(), nullptr);
   EXPECT_TRUE(std::filesystem::is_symlink(m_path));
   EXPECT_EQ(std::filesystem::file_size(folder.Path() / "file"), 7u);
+}
+
+// A limit on the size of files instead of a full file system.
+TEST_F(MappingFiles, ThatCannotGetTheirSizeAreClosed) {
+  rlimit before = {};
+  ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &before), 0);
+  const rlimit small = {4096, before.rlim_max};
+  const auto action = signal(SIGXFSZ, SIG_IGN);
+  ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &small), 0);
+  const Handle made = mappings.CreateFileMappingA(8192, m_name.c_str());
+  setrlimit(RLIMIT_FSIZE, &before);
+  signal(SIGXFSZ, action);
+  EXPECT_EQ(made, nullptr);
+  for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+    std::error_code ignored;
+    EXPECT_NE(std::filesystem::read_symlink(entry, ignored).string().rfind("/dev/shm/#", 0), 0u);
+  }
 }
 
 TEST_F(MappingFiles, NeedAName) {

@@ -16,6 +16,7 @@
 #include <fstream>
 #include <map>
 #include <string>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -24,6 +25,7 @@
 #include "platform/diagnostics.h"
 #include "platform/files.h"
 #include "platform/folders.h"
+#include "platform/posix/openobjects.h"
 #include "platform/process.h"
 #include "platform/scopedreplacement.h"
 #include "platform/security.h"
@@ -140,6 +142,26 @@ TEST(FileModes, TheDescriptorForEveryoneAppliesToNewFiles) {
   umask(before);
 }
 
+TEST(FileModes, TheReadOnlyAttributeRemovesEveryPermissionToWrite) {
+  const tests::TemporaryFolder folder;
+  const std::string path = folder.Entry("file");
+  std::ofstream(path) << "x";
+  ASSERT_EQ(chmod(path.c_str(), 0766), 0);
+  constexpr std::uint32_t kReadOnly = 1;
+  EXPECT_TRUE(
+      files.SetFileAttributesW(folder.Path().u16string().append(u"/file").c_str(), kReadOnly));
+  struct stat status = {};
+  EXPECT_EQ(stat(path.c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 07777, 0544u);
+}
+
+TEST(FileSizes, OfAFolderAreZero) {
+  const tests::TemporaryFolder folder;
+  std::uint64_t size = 77;
+  EXPECT_TRUE(files.GetFileAttributesExW(folder.Path().u16string().c_str(), &size));
+  EXPECT_EQ(size, 0u);
+}
+
 TEST(FileNames, WideNamesAreUtf8) {
   const tests::TemporaryFolder folder;
   const std::u16string path = folder.Path().u16string() + u"\\\u00FC\U0001F600.txt";
@@ -166,6 +188,11 @@ TEST(FileWrites, OfNothingEndAlsoAfterAnEarlierInterruption) {
   EXPECT_TRUE(files.WriteFile(file, "", 0, &written));
   EXPECT_EQ(written, 0u);
   platform::handles.CloseHandle(file);
+}
+
+TEST(Handles, ReferToObjectsThatCannotBeCopied) {
+  EXPECT_FALSE(std::is_copy_constructible_v<platform::posix::OpenObject>);
+  EXPECT_FALSE(std::is_copy_assignable_v<platform::posix::OpenObject>);
 }
 
 TEST(Handles, AreRejectedAfterClosing) {

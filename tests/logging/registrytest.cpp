@@ -3,6 +3,7 @@
 
 #include <cstdarg>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include "platform/diagnostics.h"
@@ -381,6 +382,11 @@ TEST_F(Registry, LetsTheThreadThatHoldsTheLockLogAgain) {
   wrapper->m_pStream = new LoggingStream(&logger, &lines);
   EXPECT_EQ(logger.Log("Outlook", kLogErr, "outer"), 1);
   EXPECT_THAT(lines, ElementsAre(Line("Outlook> Err : outer"), Line("Outlook> Crit: inner")));
+}
+
+TEST(Streams, CannotBeCopied) {
+  EXPECT_FALSE(std::is_copy_constructible_v<LoggingStream>);
+  EXPECT_FALSE(std::is_copy_assignable_v<LoggingStream>);
 }
 
 // Reports what still exists when the logger deletes it.

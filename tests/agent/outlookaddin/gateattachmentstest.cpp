@@ -352,6 +352,13 @@ TEST_F(GateAttachments, MakesNoPathAndUsesUpNoNumberWithoutABuffer) {
   EXPECT_EQ(g_attachmentSequence, 0);
 }
 
+TEST_F(GateAttachments, MakesNoPathButUsesUpANumberInAnEmptyBuffer) {
+  platform::WideChar buffer[800] = {};
+  EXPECT_EQ(DlpMailEvent::GetAttachmentTempPath(buffer, 0), 0U);
+  EXPECT_EQ(buffer[0], 0);
+  EXPECT_EQ(g_attachmentSequence, 1);
+}
+
 TEST_F(GateAttachments, APathIsTheWideTemporaryDirectoryAndTheLeaf) {
   platform::ScopedReplacement<platform::folders, &platform::FolderOperations::GetTempPathW> wide(
       [](auto, std::uint32_t size, platform::WideChar* buffer) {

@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 
+#include <sddl.h>
+
 #include <cstring>
 #include <string>
 
@@ -115,6 +117,20 @@ TEST(WindowsFacts, ReadTheAccessListOfAMapping) {
   // Interactive users may map it. Its owner may read the list on Windows only if the list says so.
   EXPECT_TRUE(access.list.empty() || access.list.find(";;;IU)") != std::string::npos)
       << access.list;
+}
+
+TEST(WindowsFacts, ReadAnAccessListThatEverybodyMayRead) {
+  const char* const name = "Local\\QuorvexReadableTest";
+  SECURITY_ATTRIBUTES attributes = {sizeof(attributes), nullptr, FALSE};
+  ASSERT_TRUE(ConvertStringSecurityDescriptorToSecurityDescriptorA(
+      "D:(A;;GA;;;WD)", SDDL_REVISION_1, &attributes.lpSecurityDescriptor, nullptr));
+  const HANDLE mapping =
+      CreateFileMappingA(INVALID_HANDLE_VALUE, &attributes, PAGE_READWRITE, 0, 4096, name);
+  LocalFree(attributes.lpSecurityDescriptor);
+  ASSERT_NE(mapping, nullptr);
+  const std::string list = ReadMappingAccess(name).list;
+  EXPECT_TRUE(list.starts_with("D:(A;;") && list.ends_with(";;;WD)")) << list;
+  CloseHandle(mapping);
 }
 
 TEST(WindowsFacts, AnUnsignedFileHasNoPublisher) {

@@ -115,7 +115,12 @@ class RunningJob {
       const ChildProcess::ReadResult result = m_child.ReadLine(&line, kLookMs);
       if (result == ChildProcess::ReadResult::kTimeOut) continue;
       if (result == ChildProcess::ReadResult::kEnd) return ReadEnd();
-      if (line == kJobDone) return Next::kDone;
+      if (line == kJobDone) {
+        // It only has to clean up. Killed meanwhile, it could leave something or complain.
+        int status = -1;
+        m_child.WaitForEnd(kEndMs, &status);
+        return Next::kDone;
+      }
       if (m_reader.Take(line)) return Next::kMail;
     }
     return Next::kStopped;

@@ -45,7 +45,7 @@ std::string WhyNotOpened() {
 }
 
 void RefuseFile(const std::string& path, int status) {
-  throw CommandError(Printable(path) + ": " + WhyNotOpened(), status);
+  throw CommandError(Printable(path) + ": can't be opened", status);
 }
 
 }  // namespace tools

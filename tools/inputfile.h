@@ -20,10 +20,11 @@ void RequireFile(const std::string& path, int status);
 void RequireTextFile(const std::string& path, int status);
 inline constexpr std::uintmax_t kLargestTextFile = std::uintmax_t{1} << 20;
 
-// What the system says about a file that couldn't be opened just now, as errno has it.
+// What the system says about a file that the standard library couldn't open just now. Set errno to
+// 0 before opening it: an older error would be reported instead.
 std::string WhyNotOpened();
 
-// The error of a file that is there but couldn't be opened: "<path>: <why>".
+// The error of a file that is there but can't be read: "<path>: can't be opened".
 [[noreturn]] void RefuseFile(const std::string& path, int status);
 
 }  // namespace tools

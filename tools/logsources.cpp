@@ -93,7 +93,6 @@ void LogSources::AddBundle(const std::string& path) {
     auto source = std::make_unique<Source>();
     source->path = path + "/" + entry.name;
     source->machine = MachineOf(entry.name);
-    errno = 0;
     source->file = std::make_unique<std::istringstream>(std::move(entry.bytes));
     source->stream = source->file.get();
     ReadHead(source.get());

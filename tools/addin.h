@@ -22,6 +22,10 @@ class AddIn {
   AddIn(const AddIn&) = delete;
   AddIn& operator=(const AddIn&) = delete;
 
+  // Whether the add-in calls the operating system through this program's platform tables. A DLL has its
+  // own.
+  static bool UsesOurPlatform();
+
   // Valid as long as this object.
   _IDTExtensibility2* Object() const { return m_object.Get(); }
 

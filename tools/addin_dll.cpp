@@ -71,6 +71,10 @@ class LoggerFolder {
 
 }  // namespace
 
+bool AddIn::UsesOurPlatform() {
+  return false;
+}
+
 AddIn::GetClassObjectFunction AddIn::Load() {
   const std::string path = [] {
     const std::u8string library =

@@ -65,6 +65,10 @@ struct Watcher {
 
 }  // namespace
 
+bool AddIn::UsesOurPlatform() {
+  return true;
+}
+
 AddIn::GetClassObjectFunction AddIn::Load() {
   return &DllGetClassObject;
 }

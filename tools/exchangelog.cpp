@@ -39,7 +39,7 @@ void ExchangeLog::Opened(std::string_view name, platform::Handle mapping) {
 void ExchangeLog::Mapped(platform::Handle mapping, const void* view, std::uint32_t size) {
   for (View* const known : {&m_ring, &m_block}) {
     if (mapping == nullptr || known->mapping != mapping) continue;
-    // A mapping without a view is closed at once, and an agent in this process may get its handle.
+    // A mapping without a view is closed at once, and another may get its handle.
     *known = view == nullptr ? View{} : View{mapping, view, size};
   }
 }

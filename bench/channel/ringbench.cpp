@@ -96,10 +96,9 @@ class Ring {
   bool Push(const ContentRequest& request) {
     return channel::PushEntry(m_header, kViewSize, &request, sizeof(request));
   }
-  bool Take(ContentRequest* request) {
-    if (m_consumer.Take(&m_bytes) != agentkit::TakeResult::kTaken) return false;
-    std::memcpy(request, m_bytes.data(), sizeof(*request));
-    return true;
+  const ContentRequest* Take() {
+    if (m_consumer.Take(&m_bytes) != agentkit::TakeResult::kTaken) return nullptr;
+    return reinterpret_cast<const ContentRequest*>(m_bytes.data());
   }
   RingHeader* Header() { return m_header; }
 
@@ -115,9 +114,10 @@ class Boost {
   static constexpr bool kKeepsOrder = true;
 
   bool Push(const ContentRequest& request) { return m_queue.push(request); }
-  bool Take(ContentRequest* request) { return m_queue.pop(*request); }
+  const ContentRequest* Take() { return m_queue.pop(m_taken) ? &m_taken : nullptr; }
 
  private:
+  ContentRequest m_taken;
   boost::lockfree::queue<ContentRequest, boost::lockfree::capacity<kSlots>> m_queue;
 };
 
@@ -126,9 +126,10 @@ class Moodycamel {
   static constexpr bool kKeepsOrder = true;
 
   bool Push(const ContentRequest& request) { return m_queue.try_enqueue(request); }
-  bool Take(ContentRequest* request) { return m_queue.try_dequeue(*request); }
+  const ContentRequest* Take() { return m_queue.try_dequeue(m_taken) ? &m_taken : nullptr; }
 
  private:
+  ContentRequest m_taken;
   moodycamel::ConcurrentQueue<ContentRequest> m_queue{2 * kSlots};
 };
 
@@ -144,12 +145,12 @@ class Floor {
     std::memcpy(m_area + cursor % kCapacity + 4, &request, sizeof(request));
     return true;
   }
-  bool Take(ContentRequest* request) {
-    if (m_position == m_writeCursor.load(std::memory_order_acquire)) return false;
-    std::memcpy(request, m_area + m_position % kCapacity + 4, sizeof(*request));
+  const ContentRequest* Take() {
+    if (m_position == m_writeCursor.load(std::memory_order_acquire)) return nullptr;
+    std::memcpy(&m_taken, m_area + m_position % kCapacity + 4, sizeof(m_taken));
     m_position += 152;
     m_usedBytes.fetch_sub(152, std::memory_order_acq_rel);
-    return true;
+    return &m_taken;
   }
 
  private:
@@ -157,13 +158,13 @@ class Floor {
   alignas(64) std::atomic<std::int32_t> m_usedBytes{0};
   std::atomic<std::uint32_t> m_writeCursor{0};
   alignas(64) std::uint32_t m_position = 0;
+  ContentRequest m_taken;
   alignas(64) unsigned char m_area[kViewSize + sizeof(ContentRequest)] = {};
 };
 
 template <typename Queue>
 void Drain(Queue& queue) {
-  ContentRequest request;
-  while (queue.Take(&request)) {
+  while (queue.Take() != nullptr) {
   }
 }
 
@@ -200,14 +201,14 @@ template <typename Queue>
 void PushAndTake(benchmark::State& state) {
   const auto queue = std::make_unique<Queue>();
   const ContentRequest request = MakeRequest();
-  ContentRequest taken;
   queue->Push(request);
   Drain(*queue);  // so that allocations made only once aren't counted
   const std::uint64_t before = g_allocations.load(std::memory_order_relaxed);
   for (auto _ : state) {
     queue->Push(request);
-    if (!queue->Take(&taken)) std::abort();
-    benchmark::DoNotOptimize(taken);
+    const ContentRequest* const taken = queue->Take();
+    if (taken == nullptr) std::abort();
+    benchmark::DoNotOptimize(*taken);
   }
   CountAllocations(state, g_allocations.load(std::memory_order_relaxed) - before);
 }
@@ -237,14 +238,14 @@ void PushMany(Queue& queue, std::uint32_t writer, std::uint32_t count) {
 template <typename Queue>
 bool TakeMany(Queue& queue, std::uint32_t writers, std::uint32_t perWriter) {
   std::vector<std::uint32_t> next(writers, 0);
-  ContentRequest request;
   for (std::uint32_t taken = 0; taken < writers * perWriter;) {
-    if (!queue.Take(&request)) {
+    const ContentRequest* const request = queue.Take();
+    if (request == nullptr) {
       std::this_thread::yield();
       continue;
     }
     if (Queue::kKeepsOrder &&
-        (request.dwProcessId >= writers || request.dwThreadId != next[request.dwProcessId]++)) {
+        (request->dwProcessId >= writers || request->dwThreadId != next[request->dwProcessId]++)) {
       return false;
     }
     ++taken;

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <limits>
-#include <vector>
+#include <memory>
 
 #include "platform/codepages.h"
 #include "platform/files.h"
@@ -52,22 +52,20 @@ std::optional<ContentFile> ReadContentFile(const std::string& path, std::uint64_
   if (!file.IsOpen()) return std::nullopt;
   ContentFile content;
   Sha256 hash;
-  std::vector<char> buffer(std::size_t{1} << 16);
+  constexpr std::uint32_t kBufferSize = 1U << 16;
+  const auto buffer = std::make_unique_for_overwrite<char[]>(kBufferSize);
   bool whole = false;
   for (;;) {
     std::uint32_t read = 0;
-    if (!platform::files.ReadFile(file.Get(), buffer.data(),
-                                  static_cast<std::uint32_t>(buffer.size()), &read)) {
-      break;
-    }
+    if (!platform::files.ReadFile(file.Get(), buffer.get(), kBufferSize, &read)) break;
     if (read == 0) {
       whole = true;
       break;
     }
-    hash.Add({buffer.data(), read});
+    hash.Add({buffer.get(), read});
     const std::uint64_t kept = std::min<std::uint64_t>(
         read, headLimit - std::min<std::uint64_t>(headLimit, content.bytes));
-    content.head.append(buffer.data(), static_cast<std::size_t>(kept));
+    content.head.append(buffer.get(), static_cast<std::size_t>(kept));
     content.bytes += read;
   }
   if (!whole) return std::nullopt;

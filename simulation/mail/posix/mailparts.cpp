@@ -4,6 +4,8 @@
 #include <gmime/gmime.h>
 
 #include <memory>
+#include <set>
+#include <string>
 #include <string_view>
 
 #include "simulation/mail/encodedwords.h"
@@ -21,6 +23,15 @@ struct FreeOptions {
 struct Free {
   void operator()(void* memory) const { g_free(memory); }
 };
+
+// GMime opens a converter for each text. The C library loads a shared library with the first one for a
+// character set and unloads it after the last, which takes longer than most texts, so one of each stays
+// open. A character set that doesn't exist isn't remembered, so a mail can't fill the memory.
+void KeepConverter(const char* charset) {
+  static std::set<std::string> kept;
+  if (charset == nullptr || kept.contains(charset)) return;
+  if (g_mime_iconv_open("UTF-8", charset) != reinterpret_cast<iconv_t>(-1)) kept.insert(charset);
+}
 
 std::string BytesOf(GMimeStream* stream) {
   const GByteArray* const bytes = g_mime_stream_mem_get_byte_array(GMIME_STREAM_MEM(stream));
@@ -117,6 +128,7 @@ class PartSorter {
     GMimeContentType* const type = g_mime_object_get_content_type(GMIME_OBJECT(part));
     const bool html = g_mime_content_type_is_type(type, "text", "html") != 0;
     if (!html && g_mime_content_type_is_type(type, "text", "plain") == 0) return false;
+    KeepConverter(g_mime_text_part_get_charset(part));
     const std::unique_ptr<char, Free> text(g_mime_text_part_get_text(part));
     std::optional<std::string>& place = html ? m_mail.htmlBody : m_mail.body;
     if (!place) {

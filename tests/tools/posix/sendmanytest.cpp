@@ -139,6 +139,17 @@ TEST_F(SendMany, AFastRunCountsTheWaitsThatItLeavesOut) {
   }
 }
 
+// What the agent does to its own views when it ends isn't what the add-in does.
+TEST_F(SendMany, AFastRunCountsTheWholeWaitForAnAgentThatCrashes) {
+  const std::string fault = Write("fault.toml", "[[fault]]\nstage = \"body\"\ndo = \"crash\"\n");
+  const ManyRun fast = Run("--json --fast --rules '" + fault + "' " + Sample("01-plain.eml"));
+  const Json body = Json::parse(fast.output)["requests"][4];
+  EXPECT_EQ(body["stage"], "body");
+  EXPECT_EQ(body["end"], "no answer in time");
+  EXPECT_GE(body["wait_ms"], 2500);
+  EXPECT_LT(body["wait_ms"], 2600);
+}
+
 TEST_F(SendMany, AFastRunNeedsTheAgentInItsProcess) {
   const ManyRun run = Run("--fast --agent " + Sample("01-plain.eml"));
   EXPECT_EQ(run.status, 3);

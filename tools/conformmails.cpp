@@ -5,12 +5,16 @@
 #include <memory>
 #include <utility>
 
+#include "channel/protocol.h"
 #include "inspection/checked/checked.h"
 #include "inspection/comparison/resultreader.h"
 #include "inspection/conformance/rules.h"
+#include "inspection/conformance/session.h"
 #include "simulation/mail/mailjson.h"
+#include "simulation/mail/mailreader.h"
 #include "tools/command.h"
 #include "tools/inputfile.h"
+#include "tools/mailinputs.h"
 #include "tools/system/childprocess.h"
 
 namespace tools {
@@ -195,9 +199,87 @@ std::string FirstOdd(const MailChecks& checks, const std::vector<Batch>& batches
   return {};
 }
 
+struct Item {
+  std::uint32_t type;
+  std::string payload;
+  std::string name;
+};
+
+// What the add-in asks about the mail in `path` before its last item. Writes the files.
+std::vector<Item> ItemsOf(const std::string& path, const std::string& folder) {
+  const auto raw = OpenMails({path}, {})->Next();
+  const MailModel mail = raw ? simulation::mail::ReadMail(raw->bytes) : MailModel();
+  std::string addresses;
+  for (const simulation::mail::MailRecipient& recipient : mail.recipients) {
+    const bool hasAddress = recipient.entry != nullptr && recipient.entry->address;
+    addresses += (hasAddress ? *recipient.entry->address : recipient.name) + std::string(1, '\0');
+  }
+  std::vector<Item> items = {{channel::kItemRecipients, addresses, {}},
+                             {channel::kItemSender, mail.senderName.value_or(""), {}},
+                             {channel::kItemEnvelope, {}, {}}};
+  const auto add = [&items, &folder](const std::string& content, const std::string& name) {
+    const std::string copy = folder + "unfinished-" + std::to_string(items.size());
+    std::ofstream(PathOf(copy), std::ios::binary) << content;
+    items.push_back({channel::kItemFile, copy, name});
+  };
+  if (mail.subject) add(*mail.subject, channel::kSubjectFile);
+  if (mail.body) add(*mail.body, channel::kBodyFile);
+  for (const simulation::mail::MailAttachment& attachment : mail.attachments) {
+    add(attachment.content, attachment.fileName.value_or(""));
+  }
+  return items;
+}
+
+// Whether one of the answers blocks or tags the mail. With `isWhole`, item 9 comes too.
+bool IsObjectedTo(inspection::conformance::Session* session, std::uint32_t mail,
+                  std::vector<Item> items, bool isWhole) {
+  if (isWhole) items.push_back({channel::kItemClose, {}, {}});
+  bool isObjectedTo = false;
+  for (const Item& item : items) {
+    const std::int32_t answer = session->Ask(mail, item.type, item.payload, item.name).Answer();
+    isObjectedTo |= item.type != channel::kItemRecipients &&
+                    (answer == channel::kActionBlock || answer == channel::kActionTag);
+  }
+  return isObjectedTo;
+}
+
+// Begins a mail that is objected to, doesn't end it, and sends one that isn't, with the same ids.
+void CheckUnfinished(const MailChecks& checks, const std::atomic<bool>& stop,
+                     const std::vector<const Expectation*>& passed, Result* result) {
+  const auto find = [&passed](bool isSent) {
+    const auto found = std::find_if(passed.begin(), passed.end(), [isSent](const Expectation* mail) {
+      return (mail->outcome == "sent") == isSent;
+    });
+    return found == passed.end() ? nullptr : *found;
+  };
+  const Expectation* const bad = find(false);
+  const Expectation* const good = find(true);
+  if (bad == nullptr || good == nullptr) {
+    result->seen += "; not tried after an unfinished one: that takes a mail that must be sent and one "
+                    "that must be blocked or tagged";
+    return;
+  }
+  inspection::conformance::Options options;
+  options.ring = checks.ring;
+  inspection::conformance::Session session(options, stop);
+  const std::vector<Item> badItems = ItemsOf(bad->file, checks.folder + "bad-");
+  const std::vector<Item> goodItems = ItemsOf(good->file, checks.folder + "good-");
+  if (!session.Ring().Open(checks.ring) || !IsObjectedTo(&session, 0, badItems, true) ||
+      IsObjectedTo(&session, 1, goodItems, true)) {
+    result->seen += "; not tried after an unfinished one: without the add-in, " + bad->file + " or " +
+                    good->file + " ends otherwise";
+    return;
+  }
+  IsObjectedTo(&session, 2, badItems, false);
+  if (IsObjectedTo(&session, 2, goodItems, true)) {
+    Fail(result, SentenceOf(Rule::kForget), "the agent doesn't forget a mail that never ended",
+         good->file + " isn't let go after " + bad->file + ", whose item 9 didn't come");
+  }
+}
+
 // Of those that are as agreed when they are sent alone: `passed`.
-void CheckExpectedInARow(const MailChecks& checks, const std::vector<const Expectation*>& passed,
-                         Result* result) {
+void CheckExpectedInARow(const MailChecks& checks, const std::atomic<bool>& stop,
+                         const std::vector<const Expectation*>& passed, Result* result) {
   if (passed.size() < 2) {
     result->seen = "this takes two mails that end as agreed";
     return;
@@ -211,7 +293,8 @@ void CheckExpectedInARow(const MailChecks& checks, const std::vector<const Expec
   for (const Expectation* expected : order) batch.push_back(expected->file);
   const std::string odd = FirstOdd(checks, {batch}, order);
   if (odd.empty()) {
-    return Pass(result, std::to_string(order.size()) + " mails from one process, as agreed");
+    Pass(result, std::to_string(order.size()) + " mails from one process, as agreed");
+    return CheckUnfinished(checks, stop, passed, result);
   }
   Fail(result, SentenceOf(Rule::kForget), "the agent doesn't forget a mail at its end", odd);
 }
@@ -266,8 +349,8 @@ std::vector<inspection::conformance::ExtraCheck> ChecksWithMails(const MailCheck
            }
          }});
   }
-  extra.push_back({"expected-in-a-row", [checks, passed](Result& result) {
-                     CheckExpectedInARow(*checks, *passed, &result);
+  extra.push_back({"expected-in-a-row", [checks, passed, stop](Result& result) {
+                     CheckExpectedInARow(*checks, *stop, *passed, &result);
                    }});
   extra.push_back({"expected-at-once", [checks, passed](Result& result) {
                      CheckExpectedAtOnce(*checks, *passed, &result);

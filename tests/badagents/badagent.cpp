@@ -383,7 +383,8 @@ class Agent {
       m_isStuck = true;
       return 0;
     }
-    if (type == channel::kItemRecipients && !m_faulty.Has("never-forgets")) {
+    if (type == channel::kItemRecipients && !m_faulty.Has("never-forgets") &&
+        !m_faulty.Has("forgets-at-the-end-only")) {
       m_verdicts[SenderOf(open)] = channel::kActionGoOn;
     }
     if (type == channel::kItemFile && !m_faulty.Has("ignores-files")) return AnswerToFile(open);

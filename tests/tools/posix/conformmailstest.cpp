@@ -64,6 +64,8 @@ TEST_F(ConformMails, EachBadAgentFailsTheCheckOfItsRuleAndNoOther) {
        {"expected: " + Sample("05-blocked-body.eml") + ": the agent decides otherwise than agreed",
         "expected-in-a-row: unknown", "expected-at-once: unknown"}},
       {"never-forgets", {"expected-in-a-row: the agent doesn't forget a mail at its end"}},
+      {"forgets-at-the-end-only",
+       {"expected-in-a-row: the agent doesn't forget a mail that never ended"}},
       {"mixes-mails-up",
        {"expected-at-once: mails that are in progress at once get each other's verdict"}},
       {"stays-dead", {"restart: the agent doesn't come back after its death"}}};

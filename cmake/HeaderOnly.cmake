@@ -13,5 +13,6 @@ target_include_directories(quorvex_headeronly SYSTEM INTERFACE "${quorvex_header
 # fmt can be used from its headers alone, but then each file that formats compiles all of it, which
 # takes 3 seconds. There is no compiled fmt for the cross builds, so we compile it here, once.
 add_library(quorvex_fmt STATIC "${CMAKE_CURRENT_LIST_DIR}/fmt.cpp")
+target_compile_options(quorvex_fmt PRIVATE ${tool_levels})
 target_include_directories(quorvex_fmt SYSTEM PRIVATE "${quorvex_headers}")
 target_link_libraries(quorvex_headeronly INTERFACE quorvex_fmt)

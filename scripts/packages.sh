@@ -9,7 +9,7 @@ packages_tests="rsyslog man-db groff-base python3"
 packages_lint="clang-format-14 clang-tidy-14 jq python3"
 packages_sanitize="libclang-rt-14-dev"
 packages_bits32="g++-multilib googletest"
-packages_windows="g++-mingw-w64-x86-64-posix g++-mingw-w64-i686-posix mingw-w64-tools
+packages_windows="g++-mingw-w64-x86-64-posix g++-mingw-w64-i686-posix mingw-w64-tools lld-14
   libz-mingw-w64-dev googletest
   wine wine64 libwine libwine-dev debootstrap"
 packages_packaging="wixl msitools faketime osslsigncode openssl dpkg-dev python3-markdown"

@@ -206,6 +206,19 @@ TEST_F(Connection, GoesOnAfterAnExplorerThatTheHostDoesNotReturn) {
   }
 }
 
+TEST_F(Connection, DoesNotWatchAnExplorerThatCameWithAFailure) {
+  UseHost("17.0");
+  HostExplorer& first = m_host->OpenExplorer();
+  HostExplorer& second = m_host->OpenExplorer();
+  m_host->Calls().FailCallOf("_Explorers::Item", 1, E_FAIL,
+                               simulation::host::FaultOutput::kGiven);
+  EXPECT_EQ(Connect(), S_OK);
+  EXPECT_EQ(m_log.Lines(), StartLines({"Initialize success"}));
+  EXPECT_EQ(first.FireInlineResponse().size(), 0u);
+  EXPECT_EQ(second.FireInlineResponse().size(), 1u);
+  EXPECT_EQ(Outstanding("_Explorer 1"), 0u);
+}
+
 TEST_F(Connection, SkipsExplorersThatItCannotCount) {
   for (const char* const step : {"_Application::get_Explorers", "_Explorers::get_Count"}) {
     for (const HRESULT fault : {E_FAIL, S_OK}) {

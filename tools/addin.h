@@ -22,8 +22,8 @@ class AddIn {
   AddIn(const AddIn&) = delete;
   AddIn& operator=(const AddIn&) = delete;
 
-  // Whether the add-in calls the operating system through this program's platform tables. A DLL has its
-  // own.
+  // Whether the add-in calls the operating system through this program's platform tables. A DLL has
+  // its own.
   static bool UsesOurPlatform();
 
   // Valid as long as this object.

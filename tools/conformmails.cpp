@@ -247,16 +247,17 @@ bool IsObjectedTo(inspection::conformance::Session* session, std::uint32_t mail,
 void CheckUnfinished(const MailChecks& checks, const std::atomic<bool>& stop,
                      const std::vector<const Expectation*>& passed, Result* result) {
   const auto find = [&passed](bool isSent) {
-    const auto found = std::find_if(passed.begin(), passed.end(), [isSent](const Expectation* mail) {
-      return (mail->outcome == "sent") == isSent;
-    });
+    const auto found = std::find_if(
+        passed.begin(), passed.end(),
+        [isSent](const Expectation* mail) { return (mail->outcome == "sent") == isSent; });
     return found == passed.end() ? nullptr : *found;
   };
   const Expectation* const bad = find(false);
   const Expectation* const good = find(true);
   if (bad == nullptr || good == nullptr) {
-    result->seen += "; not tried after an unfinished one: that takes a mail that must be sent and one "
-                    "that must be blocked or tagged";
+    result->seen +=
+        "; not tried after an unfinished one: that takes a mail that must be sent and one "
+        "that must be blocked or tagged";
     return;
   }
   inspection::conformance::Options options;
@@ -266,8 +267,8 @@ void CheckUnfinished(const MailChecks& checks, const std::atomic<bool>& stop,
   const std::vector<Item> goodItems = ItemsOf(good->file, checks.folder + "good-");
   if (!session.Ring().Open(checks.ring) || !IsObjectedTo(&session, 0, badItems, true) ||
       IsObjectedTo(&session, 1, goodItems, true)) {
-    result->seen += "; not tried after an unfinished one: without the add-in, " + bad->file + " or " +
-                    good->file + " ends otherwise";
+    result->seen += "; not tried after an unfinished one: without the add-in, " + bad->file +
+                    " or " + good->file + " ends otherwise";
     return;
   }
   IsObjectedTo(&session, 2, badItems, false);

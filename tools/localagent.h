@@ -16,8 +16,8 @@
 namespace tools {
 
 // Uses the same ring and blocks as an agent in a process of its own, and looks at them while the
-// add-in sleeps, as that agent does. The sleeps take no time: see FastTime. An add-in that is linked in
-// finds ring and blocks in this process's memory: see PrivateMappings.
+// add-in sleeps, as that agent does. The sleeps take no time: see FastTime. An add-in that is
+// linked in finds ring and blocks in this process's memory: see PrivateMappings.
 class LocalAgent {
  public:
   // Creates the ring. Ends the command with CommandError if it can't be created.

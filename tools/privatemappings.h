@@ -12,9 +12,9 @@
 
 namespace tools {
 
-// While an object of this class lives, the mappings of platform::mappings are in ordinary memory: same
-// names, sizes, contents and lives, but no other process sees them, and they take no system calls.
-// Views of one mapping have the same address.
+// While an object of this class lives, the mappings of platform::mappings are in ordinary memory:
+// same names, sizes, contents and lives, but no other process sees them, and they take no system
+// calls. Views of one mapping have the same address.
 //
 // One object at a time, for one thread. Close all its mappings before it is destroyed.
 class PrivateMappings {

@@ -24,9 +24,10 @@ struct Free {
   void operator()(void* memory) const { g_free(memory); }
 };
 
-// GMime opens a converter for each text. The C library loads a shared library with the first one for a
-// character set and unloads it after the last, which takes longer than most texts, so one of each stays
-// open. A character set that doesn't exist isn't remembered, so a mail can't fill the memory.
+// GMime opens a converter for each text. The C library loads a shared library with the first one
+// for a character set and unloads it after the last, which takes longer than most texts, so one of
+// each stays open. A character set that doesn't exist isn't remembered, so a mail can't fill the
+// memory.
 void KeepConverter(const char* charset) {
   static std::set<std::string> kept;
   if (charset == nullptr || kept.contains(charset)) return;

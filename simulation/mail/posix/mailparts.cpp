@@ -3,8 +3,8 @@
 #include <fmt/format.h>
 #include <gmime/gmime.h>
 
+#include <map>
 #include <memory>
-#include <set>
 #include <string>
 #include <string_view>
 
@@ -24,14 +24,19 @@ struct Free {
   void operator()(void* memory) const { g_free(memory); }
 };
 
+struct CloseConverter {
+  void operator()(void* converter) const { g_mime_iconv_close(static_cast<iconv_t>(converter)); }
+};
+
 // GMime opens a converter for each text. The C library loads a shared library with the first one
 // for a character set and unloads it after the last, which takes longer than most texts, so one of
-// each stays open. A character set that doesn't exist isn't remembered, so a mail can't fill the
+// each stays open. A character set that doesn't exist isn't remembered, so mails can't fill the
 // memory.
 void KeepConverter(const char* charset) {
-  static std::set<std::string> kept;
+  static std::map<std::string, std::unique_ptr<void, CloseConverter>> kept;
   if (charset == nullptr || kept.contains(charset)) return;
-  if (g_mime_iconv_open("UTF-8", charset) != reinterpret_cast<iconv_t>(-1)) kept.insert(charset);
+  const iconv_t converter = g_mime_iconv_open("UTF-8", charset);
+  if (converter != reinterpret_cast<iconv_t>(-1)) kept.emplace(charset, converter);
 }
 
 std::string BytesOf(GMimeStream* stream) {

@@ -405,7 +405,7 @@ class Agent {
 
   // The answer to a mail's item 9. The mail is forgotten.
   std::int32_t Verdict(const Open& open) {
-    constexpr std::uint32_t kMixedMs = 1'000;
+    constexpr std::uint32_t kMixedMs = 5'000;
     const auto found = m_verdicts.find(SenderOf(open));
     const std::int32_t verdict = found == m_verdicts.end() ? channel::kActionGoOn : found->second;
     if (found != m_verdicts.end() && !m_faulty.Has("never-forgets")) m_verdicts.erase(found);

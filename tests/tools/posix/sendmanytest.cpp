@@ -225,8 +225,8 @@ TEST_F(SendMany, JobsRefuseWhatTheyCannotShare) {
 }
 
 TEST_F(SendMany, AReaderThatGoesAwayEndsTheJobsQuietly) {
-  std::string mails;
-  for (int i = 0; i < 40; ++i) mails += Sample("01-plain.eml");
+  std::string mails;  // so many that the jobs are in the middle of them
+  for (int i = 0; i < 1000; ++i) mails += Sample("01-plain.eml");
   const std::string command = "cd '" + m_folder.Path().string() + "' && (QUORVEX_ROOT='" + Root() +
                               "' '" + QUORVEX_PROGRAM + "' send --fast --jobs 2 " + mails +
                               " 2>err; echo $? >status) | head -n 1 >first";

@@ -1,9 +1,12 @@
 #include "tools/privatemappings.h"
 
+#include <new>
+#include <utility>
+
 namespace tools {
 namespace {
 
-constexpr std::uint32_t kPageSize = 4096;
+constexpr std::size_t kPageSize = 4096;
 
 }  // namespace
 
@@ -40,11 +43,15 @@ platform::Handle PrivateMappings::Open(std::uint32_t /*access*/, bool /*inheritH
 }
 
 platform::Handle PrivateMappings::Create(std::uint32_t size, const char* name) {
-  const auto [named, isNew] = s_current->m_names.try_emplace(name);
-  if (!isNew) return nullptr;
-  const std::uint32_t wholePages = (size + kPageSize - 1) / kPageSize * kPageSize;
-  named->second.memory = std::make_shared<std::vector<unsigned char>>(wholePages);
-  return s_current->Publish(named);
+  if (s_current->m_names.contains(name)) return nullptr;
+  const std::size_t wholePages = (std::size_t{size} + kPageSize - 1) / kPageSize * kPageSize;
+  Memory memory;
+  try {
+    memory = std::make_shared<std::vector<unsigned char>>(wholePages);
+  } catch (const std::bad_alloc&) {
+    return nullptr;
+  }
+  return s_current->Publish(s_current->m_names.emplace(name, Named{std::move(memory)}).first);
 }
 
 void* PrivateMappings::Map(platform::Handle mapping, std::uint32_t /*access*/,

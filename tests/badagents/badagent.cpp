@@ -340,7 +340,9 @@ class Agent {
     auto status = Shared<std::int32_t>(open.view.Data());
     std::int32_t value = status.load(std::memory_order_acquire);
     if (value == channel::kStatusFilling && m_faulty.Has("answers-incomplete")) {
-      status.store(channel::kActionGoOn);
+      // Only over the 0: a later store would be a second fault.
+      status.compare_exchange_strong(value, channel::kActionGoOn);
+      return false;
     }
     if (value == channel::kStatusGivenUp) return !m_faulty.Has("keeps-given-up");
     if (value == channel::kStatusWaiting) {

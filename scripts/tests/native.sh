@@ -1,20 +1,29 @@
 # The native builds and their tests.
 
-# run_programs PRESET [ENVIRONMENT...]: every test program of a native build, twice as many at once as
-# there are processors, since the longest ones mostly wait. Those are the last in the alphabet, so the
-# programs start in reverse order.
+# run_programs PRESET [ENVIRONMENT...]: every test program of a native build, more at once than there are
+# processors, since the longest ones mostly wait. Those are the last in the alphabet, so the programs start
+# in reverse order; two of them have tests that take half a minute and run in four parts.
 run_programs() {
-  local preset=$1 program programs=()
+  local preset=$1 program name part parts programs=() names=()
   shift
   for program in "$top/build/$preset"/test_*; do
     [ -x "$program" ] && programs=("$program" "${programs[@]}")
   done
   for program in "${programs[@]}"; do
-    while [ "$(jobs -pr | wc -l)" -ge $((2 * $(nproc))) ]; do wait -n; done
-    run_gtest "$preset $(basename "$program")" env "$@" "$program" &
+    case $program in
+      */test_inspection | */test_tools) parts=4 ;;
+      *) parts=1 ;;
+    esac
+    for ((part = 0; part < parts; part++)); do
+      name="$preset $(basename "$program")"
+      [ $parts = 1 ] || name+=", part $((part + 1)) of $parts"
+      names+=("$name")
+      while [ "$(jobs -pr | wc -l)" -ge $((4 * $(nproc))) ]; do wait -n; done
+      run_gtest "$name" env "$@" GTEST_TOTAL_SHARDS=$parts GTEST_SHARD_INDEX=$part "$program" &
+    done
   done
   wait
-  for program in "${programs[@]}"; do report_gtest "$preset $(basename "$program")"; done
+  for name in "${names[@]}"; do report_gtest "$name"; done
 }
 
 # build_or_fail PRESET [TARGET...]: a failed build is a failed check, not the end of the run.
@@ -30,7 +39,8 @@ test_native() {
   run_programs native
 }
 
-# Without precompiled headers, so that a file that forgets to include what it uses doesn't compile.
+# Each file by itself and without precompiled headers, so that a file that forgets to include what it uses
+# doesn't compile.
 test_includes() {
   check "each file of the product and the tools includes what it uses" build clang quorvex
 }

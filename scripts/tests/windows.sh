@@ -90,9 +90,6 @@ windows_32() {
 
 # Each of the three has its own Wine folder, and so its own Wine server. Their programs mostly wait.
 test_windows() {
-  # One of the library's resources is made by a program that runs under Wine, so Wine comes before
-  # the builds.
-  (use_wine) || { failed "starting Wine"; return; }
   build_or_fail win64 && build_or_fail win32 || return
   have_wine32 || echo "No 32-bit Wine: $wine32_unavailable"
   at_once windows_64 windows_32 test_packaging

@@ -23,7 +23,7 @@ class RegistryViewTest : public testing::Test {
 
   void SetUp() override { m_bits = ReadSystemFacts().bits; }
   void TearDown() override {
-    for (const REGSAM view : {KEY_WOW64_64KEY, KEY_WOW64_32KEY}) {
+    for (const REGSAM view : {REGSAM{KEY_WOW64_64KEY}, REGSAM{KEY_WOW64_32KEY}}) {
       RegDeleteKeyExW(HKEY_LOCAL_MACHINE, kKey, view, 0);
       RegDeleteKeyExW(HKEY_CURRENT_USER, kKey, view, 0);
     }

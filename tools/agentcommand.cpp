@@ -29,7 +29,7 @@ struct AgentOptions {
   std::optional<std::uint32_t> poll;
 };
 
-constexpr const char* kHelp =
+constexpr const char* kAgentHelp =
     "Examples:\n"
     "  quorvex agent                              answer \"go on\" to everything\n"
     "  quorvex agent --rules samples/rules.toml   answer by the rules of a file\n"
@@ -199,7 +199,7 @@ Command AgentCommand() {
   return {
       .name = "agent",
       .summary = "Simulate the local agent: create the ring, answer the add-in by rules",
-      .footer = kHelp,
+      .footer = kAgentHelp,
       .options =
           {{.name = "--rules",
             .target = &options->rules,

@@ -31,7 +31,7 @@ namespace {
 using inspection::bundle::Redactor;
 using inspection::bundle::ZipEntry;
 
-constexpr const char* kHelp =
+constexpr const char* kBundleHelp =
     "Examples:\n"
     "  quorvex bundle pc17.zip                      on the PC (Windows)\n"
     "  quorvex bundle pc17.zip --since 2026-11-20   only what was logged since then\n"
@@ -265,7 +265,7 @@ Command BundleCommand() {
   return {
       .name = "bundle",
       .summary = "Pack what support needs to see, without what mails say",
-      .footer = kHelp,
+      .footer = kBundleHelp,
       .options = {{.name = "FILE",
                    .target = &options->output,
                    .help = "The .zip file to write",

@@ -18,7 +18,7 @@
 namespace tools {
 namespace {
 
-constexpr const char* kHelp =
+constexpr const char* kCompareHelp =
     "Each run is a file of results recorded with `send --json`, or a rules file\n"
     "(.toml) that answers the mails named after both runs. With --agent the second\n"
     "run is the running agent instead.\n"
@@ -149,7 +149,7 @@ Command CompareCommand() {
   return {
       .name = "compare",
       .summary = "Say which mails changed their verdict between two runs",
-      .footer = kHelp,
+      .footer = kCompareHelp,
       .options = {{.name = "RUN",
                    .target = &options->words,
                    .help = "Both runs, then the mails to send; as a run, \"-\" is standard input",

@@ -22,7 +22,7 @@ using tools::system::ChildProcess;
 
 // A mail takes minutes at most, even if no agent answers any of its requests.
 constexpr std::uint32_t kOneMailMs = 30 * 60'000;
-constexpr std::uint32_t kEndMs = 30'000;
+constexpr std::uint32_t kRunEndMs = 30'000;
 // Far below what any system's command line holds.
 constexpr std::size_t kMostArgumentBytes = 16'000;
 
@@ -49,7 +49,8 @@ void SendBatch(const ComparedRun& run, const MailsToSend& batch, ResultReader* r
     reader->ReadLine(line, NameOf(run), number);
   }
   int status = -1;
-  const bool ended = result == ChildProcess::ReadResult::kEnd && child.WaitForEnd(kEndMs, &status);
+  const bool ended =
+      result == ChildProcess::ReadResult::kEnd && child.WaitForEnd(kRunEndMs, &status);
   // 0, 1, 2 and 4 say what became of the mails.
   if (!ended || status == kStatusUsage || status > 4 || status < 0) {
     throw CommandError("the mails can't be sent with " + Printable(NameOf(run)));

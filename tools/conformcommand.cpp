@@ -27,10 +27,10 @@
 namespace tools {
 namespace {
 
-using inspection::conformance::Outcome;
+using inspection::conformance::CheckOutcome;
 using inspection::conformance::Result;
 
-constexpr const char* kHelp =
+constexpr const char* kConformHelp =
     "Examples:\n"
     "  quorvex conform                    check the agent that is running\n"
     "  quorvex conform --expect FILE      also that it blocks and tags what it must\n"
@@ -142,14 +142,14 @@ class ConformRun {
     std::fflush(stdout);
   }
 
-  bool Has(Outcome outcome) const {
+  bool Has(CheckOutcome outcome) const {
     return std::any_of(m_results.begin(), m_results.end(),
                        [outcome](const Result& result) { return result.outcome == outcome; });
   }
 
   int ExitStatus() const {
-    if (Has(Outcome::kFail)) return kStatusFindings;
-    return Has(Outcome::kUnknown) ? kStatusUnchecked : kStatusDone;
+    if (Has(CheckOutcome::kFail)) return kStatusFindings;
+    return Has(CheckOutcome::kUnknown) ? kStatusUnchecked : kStatusDone;
   }
 
   void Show(const Result& result) {
@@ -172,7 +172,7 @@ Command ConformCommand() {
   return {
       .name = "conform",
       .summary = "Check whether the running agent keeps to the protocol",
-      .footer = kHelp,
+      .footer = kConformHelp,
       .options = {{.name = "--expect",
                    .target = &options->expect,
                    .help = "What the agent must do with which mail (TOML, see below)",

@@ -25,6 +25,7 @@ using inspection::checked::Reason;
 using inspection::comparison::Checked;
 using inspection::comparison::Outcome;
 using inspection::comparison::RecordedMail;
+using inspection::conformance::CheckOutcome;
 using inspection::conformance::Result;
 using inspection::conformance::Rule;
 using simulation::mail::MailModel;
@@ -73,14 +74,14 @@ std::string Line(const RecordedMail& mail) {
 }
 
 void Fail(Result* result, std::string_view rule, std::string cause, std::string seen) {
-  result->outcome = inspection::conformance::Outcome::kFail;
+  result->outcome = CheckOutcome::kFail;
   result->rule = rule;
   result->cause = std::move(cause);
   result->seen = std::move(seen);
 }
 
 void Pass(Result* result, std::string seen) {
-  result->outcome = inspection::conformance::Outcome::kPass;
+  result->outcome = CheckOutcome::kPass;
   result->seen = std::move(seen);
 }
 
@@ -279,7 +280,7 @@ void CheckUnfinished(const MailChecks& checks, const std::atomic<bool>& stop,
   const std::optional<bool> isKept = IsObjectedTo(&session, 2, goodItems, true);
   if (!hasBegun || !isKept) {
     result->seen += "; after an unfinished one, a request wasn't answered";
-    result->outcome = inspection::conformance::Outcome::kUnknown;
+    result->outcome = CheckOutcome::kUnknown;
   } else if (!*isKept) {
     result->seen += ", also after one that never ended";
   } else {
@@ -344,7 +345,7 @@ std::vector<inspection::conformance::ExtraCheck> ChecksWithMails(const MailCheck
        [checks](Result& result) { CheckWholeMailsAtOnce(*checks, &result); }}};
   if (checks->expectations.empty()) {
     extra.push_back({"expected-verdicts", [](Result& result) {
-                       result.outcome = inspection::conformance::Outcome::kLeftOut;
+                       result.outcome = CheckOutcome::kLeftOut;
                        result.seen = "takes --expect, a file with what the agent must do";
                      }});
     return extra;
@@ -355,7 +356,7 @@ std::vector<inspection::conformance::ExtraCheck> ChecksWithMails(const MailCheck
         {"expected: " + expected.file, [checks, passed, stop, &expected](Result& result) {
            if (*stop) return;
            CheckExpected(*checks, expected, &result);
-           if (result.outcome == inspection::conformance::Outcome::kPass) {
+           if (result.outcome == CheckOutcome::kPass) {
              passed->push_back(&expected);
            }
          }});

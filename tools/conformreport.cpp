@@ -10,17 +10,17 @@
 namespace tools {
 namespace {
 
-using inspection::conformance::Outcome;
+using inspection::conformance::CheckOutcome;
 using inspection::conformance::Result;
 
 constexpr const char* kDocument = "docs/protocol.md: ";
 
-const char* WordOf(Outcome outcome) {
+const char* WordOf(CheckOutcome outcome) {
   constexpr const char* kWords[] = {"pass", "fail", "unknown", "not-checked"};
   return kWords[static_cast<std::size_t>(outcome)];
 }
 
-std::size_t Count(const std::vector<Result>& results, Outcome outcome) {
+std::size_t Count(const std::vector<Result>& results, CheckOutcome outcome) {
   return static_cast<std::size_t>(
       std::count_if(results.begin(), results.end(),
                     [outcome](const Result& result) { return result.outcome == outcome; }));
@@ -68,8 +68,8 @@ std::string ConformText(const Result& result, bool colours) {
   constexpr const char* kWords[] = {"pass", "FAIL", "unknown", "not checked"};
   std::string word = kWords[static_cast<std::size_t>(result.outcome)];
   const std::string gap(kIndent - word.size(), ' ');
-  if (colours && result.outcome != Outcome::kPass) {
-    word = (result.outcome == Outcome::kFail ? "\x1b[31m" : "\x1b[33m") + word + "\x1b[0m";
+  if (colours && result.outcome != CheckOutcome::kPass) {
+    word = (result.outcome == CheckOutcome::kFail ? "\x1b[31m" : "\x1b[33m") + word + "\x1b[0m";
   }
   std::string text = word + gap + Shortened(result.check, kWidth - kIndent) + "\n";
   const auto add = [&text](const std::string& line) {
@@ -90,7 +90,7 @@ std::string ConformText(const Result& result, bool colours) {
 std::string ConformJson(const Result& result) {
   Json object = Json::Object();
   object.Add("check", result.check).Add("outcome", WordOf(result.outcome)).Add("seen", result.seen);
-  if (result.outcome == Outcome::kFail) {
+  if (result.outcome == CheckOutcome::kFail) {
     object.Add("cause", result.cause).Add("rule", result.rule);
   }
   if (result.waits) {
@@ -104,16 +104,17 @@ std::string ConformJson(const Result& result) {
 
 std::string ConformTotals(const std::vector<Result>& results) {
   return fmt::format("{} passed, {} failed, {} unknown, {} not checked",
-                     Count(results, Outcome::kPass), Count(results, Outcome::kFail),
-                     Count(results, Outcome::kUnknown), Count(results, Outcome::kLeftOut));
+                     Count(results, CheckOutcome::kPass), Count(results, CheckOutcome::kFail),
+                     Count(results, CheckOutcome::kUnknown),
+                     Count(results, CheckOutcome::kLeftOut));
 }
 
 std::string ConformTotalsJson(const std::vector<Result>& results) {
   return Json::Object()
-      .Add("passed", Count(results, Outcome::kPass))
-      .Add("failed", Count(results, Outcome::kFail))
-      .Add("unknown", Count(results, Outcome::kUnknown))
-      .Add("not_checked", Count(results, Outcome::kLeftOut))
+      .Add("passed", Count(results, CheckOutcome::kPass))
+      .Add("failed", Count(results, CheckOutcome::kFail))
+      .Add("unknown", Count(results, CheckOutcome::kUnknown))
+      .Add("not_checked", Count(results, CheckOutcome::kLeftOut))
       .Text();
 }
 
@@ -122,23 +123,23 @@ std::string ConformJUnit(const std::vector<Result>& results) {
       "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
       "<testsuite name=\"quorvex conform\" tests=\"{}\" failures=\"{}\" errors=\"{}\" "
       "skipped=\"{}\">\n",
-      results.size(), Count(results, Outcome::kFail), Count(results, Outcome::kUnknown),
-      Count(results, Outcome::kLeftOut));
+      results.size(), Count(results, CheckOutcome::kFail), Count(results, CheckOutcome::kUnknown),
+      Count(results, CheckOutcome::kLeftOut));
   for (const Result& result : results) {
     text += fmt::format("  <testcase classname=\"conform\" name=\"{}\">\n", Escaped(result.check));
     const std::string seen = Escaped(SeenWithWaits(result));
     switch (result.outcome) {
-      case Outcome::kPass:
+      case CheckOutcome::kPass:
         text += fmt::format("    <system-out>{}</system-out>\n", seen);
         break;
-      case Outcome::kFail:
+      case CheckOutcome::kFail:
         text += fmt::format("    <failure message=\"{}\">{}\n{}{}</failure>\n",
                             Escaped(result.cause), seen, kDocument, Escaped(result.rule));
         break;
-      case Outcome::kUnknown:
+      case CheckOutcome::kUnknown:
         text += fmt::format("    <error message=\"{}\"/>\n", seen);
         break;
-      case Outcome::kLeftOut:
+      case CheckOutcome::kLeftOut:
         text += fmt::format("    <skipped message=\"{}\"/>\n", seen);
         break;
     }

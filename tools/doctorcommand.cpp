@@ -17,7 +17,7 @@ namespace tools {
 
 namespace {
 
-constexpr const char* kHelp =
+constexpr const char* kDoctorHelp =
     "Examples:\n"
     "  quorvex doctor                        is it working on this PC (Windows)\n"
     "  quorvex doctor --json                 the same for a program\n"
@@ -91,7 +91,7 @@ Command DoctorCommand() {
   return {
       .name = "doctor",
       .summary = "Tell whether the add-in works on this PC",
-      .footer = kHelp,
+      .footer = kDoctorHelp,
       .options = {{.name = "FILE",
                    .target = &options->file,
                    .help = "A description or bundle of another PC; without it this one"},

@@ -27,7 +27,7 @@ namespace {
 using inspection::checked::Checked;
 using inspection::logs::MailStory;
 
-constexpr const char* kHelp =
+constexpr const char* kExplainHelp =
     "Examples:\n"
     "  quorvex log explain mail.PC17_*.log            all files of a machine's log\n"
     "  quorvex log explain --unchecked --since 2026-11-20 mail.log\n"
@@ -196,7 +196,7 @@ Command LogExplainCommand() {
   return {
       .name = "explain",
       .summary = "Tell what became of each mail, and why",
-      .footer = kHelp,
+      .footer = kExplainHelp,
       .options =
           {{.name = "FILE",
             .target = &options->files,

@@ -23,7 +23,7 @@ namespace tools {
 
 namespace {
 
-constexpr const char* kHelp =
+constexpr const char* kListenHelp =
     "Examples:\n"
     "  quorvex log listen                             on this machine, port 514\n"
     "  quorvex log listen --port 5514 --level warn    warnings and worse\n"
@@ -160,7 +160,7 @@ Command LogListenCommand() {
   return {
       .name = "listen",
       .summary = "Show the log as it arrives by UDP",
-      .footer = kHelp,
+      .footer = kListenHelp,
       .options = {{.name = "--port",
                    .target = &options->port,
                    .help = "The port; 0 takes any free one",

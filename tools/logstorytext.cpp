@@ -18,7 +18,7 @@ bool WasAnswered(const StoryRequest& request) {
   return request.end == RequestEnd::kPassedOn || request.end == RequestEnd::kNotPassedOn;
 }
 
-std::string Joined(const std::vector<std::string>& names) {
+std::string JoinedNames(const std::vector<std::string>& names) {
   std::string text;
   for (const std::string& name : names) text.append(text.empty() ? "" : ", ").append(name);
   return text;
@@ -53,9 +53,9 @@ std::string StoryText(const MailStory& mail, std::size_t width) {
                       Shortened(mail.item, 24));
   text += Field("window", mail.window, width);
   text += Field("sender", mail.sender, width);
-  text += Field("to", Joined(mail.recipients), width);
+  text += Field("to", JoinedNames(mail.recipients), width);
   text += Field("subject", mail.subject, width);
-  text += Field("files", Joined(mail.attachments), width);
+  text += Field("files", JoinedNames(mail.attachments), width);
   for (const StoryRequest& request : mail.requests) {
     const std::string answer = WasAnswered(request) ? std::to_string(request.answer) : "-";
     text +=

@@ -17,7 +17,7 @@ namespace {
 constexpr std::uint32_t kLookAgainMs = 500;
 constexpr std::uint32_t kSleepMs = 50;
 
-constexpr const char* kHelp =
+constexpr const char* kRingHelp =
     "Examples:\n"
     "  quorvex ring                    look at the running agent's ring, twice\n"
     "  quorvex ring --watch            look again each second until Ctrl-C\n"
@@ -128,7 +128,7 @@ Command RingCommand() {
   return {
       .name = "ring",
       .summary = "Look into the ring between add-in and agent, live or saved",
-      .footer = kHelp,
+      .footer = kRingHelp,
       .options = {{.name = "FILE",
                    .target = &options->file,
                    .help = "A saved ring; without it the live one"},

@@ -20,7 +20,7 @@ namespace tools {
 
 namespace {
 
-constexpr const char* kHelp =
+constexpr const char* kSendHelp =
     "Examples:\n"
     "  quorvex send mail.eml\n"
     "      What the add-in asks about this mail. The simulated agent lets it go.\n"
@@ -154,7 +154,7 @@ Command SendCommand() {
   return {
       .name = "send",
       .summary = "Send mails through the add-in",
-      .footer = kHelp,
+      .footer = kSendHelp,
       .options = OptionsOf(options.get()),
       .run = [options] { return RunSend(*options); },
   };

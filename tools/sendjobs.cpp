@@ -32,7 +32,7 @@ using tools::system::ChildProcess;
 
 // How long to wait for a line before looking at the stop signal again.
 constexpr std::uint32_t kLookMs = 200;
-constexpr std::uint32_t kEndMs = 10'000;
+constexpr std::uint32_t kJobEndMs = 10'000;
 
 // The kinds of lines.
 constexpr char kResult = 'j';
@@ -118,7 +118,7 @@ class RunningJob {
       if (line == kJobDone) {
         // It only has to clean up. Killed meanwhile, it could leave something or complain.
         int status = -1;
-        m_child.WaitForEnd(kEndMs, &status);
+        m_child.WaitForEnd(kJobEndMs, &status);
         return Next::kDone;
       }
       if (m_reader.Take(line)) return Next::kMail;
@@ -131,7 +131,7 @@ class RunningJob {
   // A terminal's Ctrl-C may reach the job first.
   Next ReadEnd() {
     int status = -1;
-    const bool hasEnded = m_child.WaitForEnd(kEndMs, &status);
+    const bool hasEnded = m_child.WaitForEnd(kJobEndMs, &status);
     if (hasEnded && status == kStatusInterrupted) return Next::kStopped;
     throw CommandError(fmt::format("a job ended early, with status {}", status));
   }

@@ -12,7 +12,7 @@ namespace {
 constexpr std::uint32_t kStartMs = 20'000;
 constexpr std::uint32_t kStepMs = 20;
 constexpr std::uint32_t kPauseMs = 500;
-constexpr std::uint32_t kEndMs = 5'000;
+constexpr std::uint32_t kAgentEndMs = 5'000;
 
 bool HasRing(const std::string& ring) {
   return agentkit::SharedView().Open(ring, sizeof(RingHeader));
@@ -82,14 +82,14 @@ void StartedAgent::Keep() {
       const auto read = agent.ReadLine(&line, kStepMs);
       if (m_kill) {
         agent.Kill();
-        agent.WaitForEnd(kEndMs, &status);
+        agent.WaitForEnd(kAgentEndMs, &status);
         m_kill = false;
         break;
       }
       const bool isSilent = read == tools::system::ChildProcess::ReadResult::kEnd;
       if (isSilent && agent.WaitForEnd(kStepMs, &status)) break;
     }
-    if (m_end) agent.End(kEndMs);
+    if (m_end) agent.End(kAgentEndMs);
     for (std::uint32_t waited = 0; waited < kPauseMs && !m_end; waited += kStepMs) {
       platform::clock.Sleep(kStepMs);
     }

@@ -16,7 +16,7 @@
 namespace tools {
 namespace {
 
-constexpr const char* kHelp =
+constexpr const char* kSummaryHelp =
     "Examples:\n"
     "  quorvex send --json *.eml > run.jsonl\n"
     "  quorvex summary run.jsonl              add the results up\n"
@@ -60,7 +60,7 @@ Command SummaryCommand() {
   return {
       .name = "summary",
       .summary = "Add up recorded results of send or log explain",
-      .footer = kHelp,
+      .footer = kSummaryHelp,
       .options = {{.name = "FILE",
                    .target = &options->files,
                    .help = "Results recorded with --json; \"-\" is standard input",

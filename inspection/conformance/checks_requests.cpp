@@ -11,7 +11,7 @@ namespace inspection::conformance {
 namespace {
 
 // Long enough for an agent that looks at its blocks every few milliseconds.
-constexpr std::uint32_t kLookMs = 60;
+constexpr std::uint32_t kBlockLookMs = 60;
 constexpr std::uint32_t kHeaderMs = 1'000;
 
 // The block's name with its digits in upper case.
@@ -138,9 +138,9 @@ void CheckUsableAnswers(Session& session, Result& result) {
 }
 
 void CheckUnknownTypes(Session& session, Result& result) {
-  constexpr std::array<std::uint32_t, 4> kTypes = {0, 2, 10, 0xFFFF'FFFF};
+  constexpr std::array<std::uint32_t, 4> kUnknownTypes = {0, 2, 10, 0xFFFF'FFFF};
   std::deque<Requester> items;
-  for (const std::uint32_t type : kTypes) items.push_back(session.Ask(0, type, "conform"));
+  for (const std::uint32_t type : kUnknownTypes) items.push_back(session.Ask(0, type, "conform"));
   session.Ask(0, channel::kItemClose);
   for (Requester& item : items) {
     if (item.Answer() != channel::kActionGoOn || !item.IsAnswered()) {
@@ -189,7 +189,7 @@ void CheckFilesRead(Session& session, Result& result) {
     }
     session.Ask(0, channel::kItemFile, PayloadOf(path, file.file), file.name);
     // An agent may also read it until item 9.
-    session.WaitFor(kLookMs, [&] { return options.probe.wasRead(path); });
+    session.WaitFor(kBlockLookMs, [&] { return options.probe.wasRead(path); });
     if (!options.probe.wasRead(path))
       unread += (unread.empty() ? "" : ", ") + std::string(file.name);
   }
@@ -256,7 +256,7 @@ void CheckIncompleteBlock(Session& session, Result& result) {
                        [&request] { return request.OpenEmptyBlock(); })) {
     return Unknown(result, "no block in the add-in's time");
   }
-  session.WaitFor(kLookMs, [] { return false; });
+  session.WaitFor(kBlockLookMs, [] { return false; });
   const std::int32_t status = request.ExchangeStatus(channel::kStatusFilling);
   request.Fill();
   session.Finish(one);
@@ -268,7 +268,7 @@ void CheckIncompleteBlock(Session& session, Result& result) {
     return Fail(result, Rule::kIncompleteBlock,
                 "the agent gives up on a block that isn't complete at once", EndOf(request));
   }
-  Pass(result, "untouched for " + Text(kLookMs) + " ms, then " + EndOf(request));
+  Pass(result, "untouched for " + Text(kBlockLookMs) + " ms, then " + EndOf(request));
 }
 
 }  // namespace inspection::conformance

@@ -12,7 +12,7 @@ namespace {
 constexpr std::uint32_t kNear = 0U - (16U << 20);
 
 // How long an agent that frees or stores late may take.
-constexpr std::uint32_t kLookMs = 200;
+constexpr std::uint32_t kRingLookMs = 200;
 
 // Appends a request and looks at the ring at the moment when the agent frees its space.
 // False if that couldn't be seen.
@@ -95,7 +95,7 @@ void CheckEntriesCleared(Session& session, Result& result) {
   session.Ask(0, channel::kItemRecipients, Addresses(1));
   session.Ask(0, channel::kItemClose);
   constexpr std::uint32_t kSize = channel::kRequestEntrySize;
-  if (session.WaitFor(kLookMs, [&] { return session.Ring().IsClear(position, 2 * kSize); })) {
+  if (session.WaitFor(kRingLookMs, [&] { return session.Ring().IsClear(position, 2 * kSize); })) {
     return Pass(result, "two entries are all zero after they were taken");
   }
   const bool isLengthClear = session.Ring().IsClear(position, sizeof(RingEntry));
@@ -139,7 +139,7 @@ void CheckPositionStored(Session& session, Result& result) {
     const std::string text =
         "consumerWord was " + Text(word) + ", and writeCursor " + Text(session.Ring().Cursor());
     const bool isLate = session.WaitFor(
-        kLookMs, [&session] { return session.Ring().Consumed() == session.Ring().Cursor(); });
+        kRingLookMs, [&session] { return session.Ring().Consumed() == session.Ring().Cursor(); });
     return Fail(result, isLate ? Rule::kFree : Rule::kPosition,
                 isLate ? "the position is stored after the space was freed"
                        : "the position isn't stored in consumerWord",
@@ -208,7 +208,7 @@ void CheckForeignEntries(Session& session, Result& result) {
   if (!request.IsAnswered() || !session.Drained()) {
     return Fail(result, Rule::kForeign, "the agent stops at an entry that is no request", seen);
   }
-  if (!session.WaitFor(kLookMs, [&] { return session.Ring().IsClear(position, all); })) {
+  if (!session.WaitFor(kRingLookMs, [&] { return session.Ring().IsClear(position, all); })) {
     return Fail(result, Rule::kClear, "entries of another length aren't cleared completely", seen);
   }
   Pass(result, seen);
@@ -241,7 +241,7 @@ void CheckCursorWraps(Session& session, Result& result) {
   }
   if (!session.Drained()) return failed();
   CheckRequestAt(session, result, 76, Rule::kCursorWraps, cause);
-  if (result.outcome == Outcome::kUnknown) return failed();
+  if (result.outcome == CheckOutcome::kUnknown) return failed();
   result.seen += "; the cursor is now at " + Text(session.Ring().Cursor());
 }
 

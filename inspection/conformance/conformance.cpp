@@ -91,7 +91,7 @@ class Checks {
     }
     if (!m_session.IsStopped()) function(result);
     if (m_session.IsStopped()) return {.check = name, .seen = "stopped by the user"};
-    if (result.outcome == Outcome::kFail) {
+    if (result.outcome == CheckOutcome::kFail) {
       Lose(name, loses);
       const bool isServed = (m_lost & kServed) == 0;
       if (isServed && !m_session.IsAgentAlive()) Lose(name, kServed);

@@ -18,7 +18,7 @@
 
 namespace inspection::conformance {
 
-enum class Outcome {
+enum class CheckOutcome {
   kPass,
   kFail,
   kUnknown,  // tried, and nothing can be said
@@ -34,7 +34,7 @@ struct Waits {
 
 struct Result {
   std::string check;  // a stable word: "split-payload"
-  Outcome outcome = Outcome::kUnknown;
+  CheckOutcome outcome = CheckOutcome::kUnknown;
   std::string cause = {};  // of a failure: what the agent does wrong
   std::string seen = {};   // what was seen; why nothing can be said
   std::string rule = {};   // of a failure: the sentence of docs/protocol.md that it breaks

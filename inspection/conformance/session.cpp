@@ -43,10 +43,10 @@ void Session::Finish(std::deque<Requester>& requests) {
 }
 
 bool Session::PushFiller(std::uint32_t entrySize) {
-  constexpr std::uint32_t kWord = sizeof(RingEntry);
-  const std::optional<std::uint32_t> position = m_writer.Reserve(entrySize - kWord);
+  constexpr std::uint32_t kLengthWord = sizeof(RingEntry);
+  const std::optional<std::uint32_t> position = m_writer.Reserve(entrySize - kLengthWord);
   if (!position) return false;
-  m_filler.assign(entrySize - kWord, 0xA5);
+  m_filler.assign(entrySize - kLengthWord, 0xA5);
   m_writer.Complete(*position, m_filler);
   return true;
 }

@@ -13,24 +13,24 @@
 namespace inspection::conformance {
 
 inline void Pass(Result& result, std::string seen) {
-  result.outcome = Outcome::kPass;
+  result.outcome = CheckOutcome::kPass;
   result.seen = std::move(seen);
 }
 
 inline void Fail(Result& result, Rule rule, std::string cause, std::string seen) {
-  result.outcome = Outcome::kFail;
+  result.outcome = CheckOutcome::kFail;
   result.cause = std::move(cause);
   result.seen = std::move(seen);
   result.rule = SentenceOf(rule);
 }
 
 inline void Unknown(Result& result, std::string why) {
-  result.outcome = Outcome::kUnknown;
+  result.outcome = CheckOutcome::kUnknown;
   result.seen = std::move(why);
 }
 
 inline void LeaveOut(Result& result, std::string why) {
-  result.outcome = Outcome::kLeftOut;
+  result.outcome = CheckOutcome::kLeftOut;
   result.seen = std::move(why);
 }
 

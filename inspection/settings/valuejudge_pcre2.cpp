@@ -29,7 +29,7 @@ PCRE2_SPTR Units(std::string_view text) {
   return reinterpret_cast<PCRE2_SPTR>(text.empty() ? "" : text.data());
 }
 
-pcre2_code* Compiled(std::string_view pattern) {
+pcre2_code* CompiledCode(std::string_view pattern) {
   static std::map<std::string, Code, std::less<>> compiled;
   const auto found = compiled.find(pattern);
   if (found != compiled.end()) return found->second.get();
@@ -44,7 +44,7 @@ pcre2_code* Compiled(std::string_view pattern) {
 }  // namespace
 
 ValueJudgement JudgeValue(std::string_view pattern, std::string_view value) {
-  pcre2_code* const code = Compiled(pattern);
+  pcre2_code* const code = CompiledCode(pattern);
   const std::unique_ptr<pcre2_match_data, Free> data(pcre2_match_data_create(1, nullptr));
   const std::unique_ptr<pcre2_match_context, Free> context(pcre2_match_context_create(nullptr));
   pcre2_set_match_limit(context.get(), kMatchLimit);

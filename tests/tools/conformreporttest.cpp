@@ -8,20 +8,20 @@
 
 namespace {
 
-using inspection::conformance::Outcome;
+using inspection::conformance::CheckOutcome;
 using inspection::conformance::Result;
 
 std::vector<Result> OneOfEach() {
-  Result measured{.check = "requests-in-a-row", .outcome = Outcome::kPass, .seen = "2 of 2"};
+  Result measured{.check = "requests-in-a-row", .outcome = CheckOutcome::kPass, .seen = "2 of 2"};
   measured.waits = {.p50 = 1, .p95 = 2.25, .p99 = 3};
   return {measured,
           {.check = "entries-cleared",
-           .outcome = Outcome::kFail,
+           .outcome = CheckOutcome::kFail,
            .cause = "entries are <not> cleared",
            .seen = "offset 304 & more \x01",
            .rule = "Clear \"all\"."},
           {.check = "dead-writer", .seen = "can't be tried"},
-          {.check = "restart", .outcome = Outcome::kLeftOut, .seen = "takes --start"}};
+          {.check = "restart", .outcome = CheckOutcome::kLeftOut, .seen = "takes --start"}};
 }
 
 TEST(ConformReport, TextNamesCauseWhatWasSeenAndTheRule) {

@@ -9,15 +9,13 @@
 #include <string_view>
 
 #include "simulation/mail/encodedwords.h"
+#include "simulation/mail/posix/unref.h"
 
 namespace simulation::mail {
 
 namespace {
 
-struct Unref {
-  void operator()(void* object) const { g_object_unref(object); }
-};
-struct FreeOptions {
+struct FreeFormatOptions {
   void operator()(GMimeFormatOptions* options) const { g_mime_format_options_free(options); }
 };
 struct Free {
@@ -53,7 +51,7 @@ std::string DecodedContent(GMimePart* part) {
 }
 
 std::string MessageBytes(GMimeMessage* message, GMimeNewLineFormat lineEnds) {
-  const std::unique_ptr<GMimeFormatOptions, FreeOptions> options(g_mime_format_options_new());
+  const std::unique_ptr<GMimeFormatOptions, FreeFormatOptions> options(g_mime_format_options_new());
   g_mime_format_options_set_newline_format(options.get(), lineEnds);
   const std::unique_ptr<GMimeStream, Unref> memory(g_mime_stream_mem_new());
   g_mime_object_write_to_stream(GMIME_OBJECT(message), options.get(), memory.get());

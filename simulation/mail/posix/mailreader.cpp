@@ -10,26 +10,24 @@
 #include "simulation/mail/htmltext.h"
 #include "simulation/mail/mailparts.h"
 #include "simulation/mail/mailtext.h"
+#include "simulation/mail/posix/unref.h"
 
 namespace simulation::mail {
 
 namespace {
 
-struct Unref {
-  void operator()(void* object) const { g_object_unref(object); }
-};
 // Frees the array and not the bytes, which belong to the caller.
 struct LeaveBytes {
   void operator()(GByteArray* array) const { g_byte_array_free(array, FALSE); }
 };
-struct FreeOptions {
+struct FreeParserOptions {
   void operator()(GMimeParserOptions* options) const { g_mime_parser_options_free(options); }
 };
 
-std::unique_ptr<GMimeParserOptions, FreeOptions> LenientOptions() {
+std::unique_ptr<GMimeParserOptions, FreeParserOptions> LenientOptions() {
   static const bool started = (g_mime_init(), true);
   static_cast<void>(started);
-  std::unique_ptr<GMimeParserOptions, FreeOptions> options(g_mime_parser_options_new());
+  std::unique_ptr<GMimeParserOptions, FreeParserOptions> options(g_mime_parser_options_new());
   // Eight-bit headers without a declared charset: UTF-8 if valid, otherwise Latin.
   const char* const charsets[] = {"utf-8", "windows-1252", nullptr};
   g_mime_parser_options_set_fallback_charsets(options.get(), const_cast<const char**>(charsets));

@@ -11,14 +11,12 @@
 #include <memory>
 
 #include "simulation/mail/mailreader.h"
+#include "simulation/mail/posix/unref.h"
 
 namespace simulation::mail {
 
 namespace {
 
-struct Unref {
-  void operator()(void* object) const { g_object_unref(object); }
-};
 using InputPointer = std::unique_ptr<GsfInput, Unref>;
 using InfilePointer = std::unique_ptr<GsfInfile, Unref>;
 using OutputPointer = std::unique_ptr<GsfOutput, Unref>;

@@ -30,18 +30,19 @@ class ResultReaderTest : public testing::Test {
   ResultReader m_reader{[this](const RecordedMail& mail) { m_names.push_back(mail.mail); }, true};
 };
 
-std::string Result(const std::string& name) {
+std::string ResultLine(const std::string& name) {
   return R"({"mail":")" + name + R"(","outcome":"sent"})";
 }
 
 TEST_F(ResultReaderTest, TakesEveryLineEndAndAnUnfinishedLastLine) {
-  EXPECT_TRUE(Read("\xEF\xBB\xBF" + Result("a") + "\r\n\n  \n" + Result("b") + "\n" + Result("c")));
+  EXPECT_TRUE(Read("\xEF\xBB\xBF" + ResultLine("a") + "\r\n\n  \n" + ResultLine("b") + "\n" +
+                   ResultLine("c")));
   EXPECT_THAT(m_names, ElementsAre("a", "b", "c"));
   EXPECT_EQ(m_reader.BadLines(), 0u);
 }
 
 TEST_F(ResultReaderTest, ReportsABadLineWithItsPlaceAndGoesOn) {
-  EXPECT_TRUE(Read(Result("a") + "\n\n{\"mail\":\"half\n" + Result("b") + "\n" +
+  EXPECT_TRUE(Read(ResultLine("a") + "\n\n{\"mail\":\"half\n" + ResultLine("b") + "\n" +
                    R"({"outcome":"sent"})" + "\n"));
   EXPECT_THAT(m_names, ElementsAre("a", "b"));
   EXPECT_EQ(m_reader.BadLines(), 2u);
@@ -54,7 +55,7 @@ TEST_F(ResultReaderTest, ReportsABadLineWithItsPlaceAndGoesOn) {
 }
 
 TEST_F(ResultReaderTest, ALineThatEndsInsideACharacterLeavesTheNextOneIntact) {
-  EXPECT_TRUE(Read("{\"mail\":\"\\n\xF2\n" + Result("a") + "\n{\"mail\":\"\xF2"));
+  EXPECT_TRUE(Read("{\"mail\":\"\\n\xF2\n" + ResultLine("a") + "\n{\"mail\":\"\xF2"));
   EXPECT_THAT(m_names, ElementsAre("a"));
   EXPECT_EQ(m_reader.BadLines(), 2u);
 }
@@ -73,7 +74,7 @@ TEST_F(ResultReaderTest, TakesLinesOfAnyLengthAcrossTheBuffersEnd) {
   std::vector<std::string> names;
   for (const std::size_t size : {1u << 20, 3u, 3u << 20, (1u << 20) - 28, 100u, 5u << 20}) {
     names.push_back(std::string(size, static_cast<char>('a' + names.size())));
-    text += Result(names.back()) + "\n";
+    text += ResultLine(names.back()) + "\n";
   }
   EXPECT_TRUE(Read(text));
   EXPECT_EQ(m_names, names);
@@ -81,8 +82,8 @@ TEST_F(ResultReaderTest, TakesLinesOfAnyLengthAcrossTheBuffersEnd) {
 }
 
 TEST_F(ResultReaderTest, PassesOverALineThatIsTooLong) {
-  EXPECT_TRUE(
-      Read(Result("a") + "\n" + Result(std::string(70u << 20, 'x')) + "\n" + Result("b") + "\n"));
+  EXPECT_TRUE(Read(ResultLine("a") + "\n" + ResultLine(std::string(70u << 20, 'x')) + "\n" +
+                   ResultLine("b") + "\n"));
   EXPECT_THAT(m_names, ElementsAre("a", "b"));
   ASSERT_THAT(m_reader.ShownBadLines(), SizeIs(1));
   EXPECT_EQ(m_reader.ShownBadLines()[0].line, 2u);
@@ -103,7 +104,7 @@ TEST_F(ResultReaderTest, SaysWhyAFileCannotBeRead) {
 }
 
 TEST_F(ResultReaderTest, ReadsSingleLinesToo) {
-  m_reader.ReadLine(Result("a") + "\r", "child", 1);
+  m_reader.ReadLine(ResultLine("a") + "\r", "child", 1);
   m_reader.ReadLine("", "child", 2);
   m_reader.ReadLine("bad", "child", 3);
   EXPECT_THAT(m_names, ElementsAre("a"));
@@ -114,8 +115,8 @@ TEST_F(ResultReaderTest, ReadsSingleLinesToo) {
 
 TEST_F(ResultReaderTest, ReadsSeveralFilesOneAfterTheOther) {
   const tests::TemporaryFolder folder;
-  std::ofstream(folder.Path() / "one", std::ios::binary) << Result("a");
-  std::ofstream(folder.Path() / "two", std::ios::binary) << Result("b") << "\nbad\n";
+  std::ofstream(folder.Path() / "one", std::ios::binary) << ResultLine("a");
+  std::ofstream(folder.Path() / "two", std::ios::binary) << ResultLine("b") << "\nbad\n";
   EXPECT_TRUE(m_reader.ReadFile(folder.Entry("one"), &m_error));
   EXPECT_TRUE(m_reader.ReadFile(folder.Entry("two"), &m_error));
   EXPECT_THAT(m_names, ElementsAre("a", "b"));

@@ -19,7 +19,7 @@
 
 namespace {
 
-using inspection::conformance::Outcome;
+using inspection::conformance::CheckOutcome;
 using inspection::conformance::Result;
 using testing::HasSubstr;
 using testing::StartsWith;
@@ -58,7 +58,7 @@ class Conform : public testing::Test {
     return names;
   }
 
-  Outcome OutcomeOf(const std::string& check) { return m_results.at(check).outcome; }
+  CheckOutcome OutcomeOf(const std::string& check) { return m_results.at(check).outcome; }
   std::string SeenAt(const std::string& check) { return m_results.at(check).seen; }
 
   tests::PrivateNames m_names;
@@ -87,7 +87,7 @@ TEST_F(Conform, AnAgentOnTheKitPassesEverythingWithTheCursorGoingPastTwoToThe32)
   EXPECT_EQ(Run(), inspection::conformance::CheckNames());
   for (const auto& [name, result] : m_results) {
     const bool isLeftOut = name == "files-read" || name == "restart";
-    EXPECT_EQ(result.outcome, isLeftOut ? Outcome::kLeftOut : Outcome::kPass)
+    EXPECT_EQ(result.outcome, isLeftOut ? CheckOutcome::kLeftOut : CheckOutcome::kPass)
         << name << ": " << result.cause << ": " << result.seen;
     EXPECT_EQ(result.waits.has_value(), name == "requests-in-a-row");
   }
@@ -112,10 +112,10 @@ TEST_F(Conform, ACheckThatCannotBeTriedSaysWhichFailureIsInItsWay) {
     return std::nullopt;
   }});
   Run();
-  EXPECT_EQ(OutcomeOf("answered"), Outcome::kFail);
+  EXPECT_EQ(OutcomeOf("answered"), CheckOutcome::kFail);
   EXPECT_EQ(SeenAt("answered"), "the status word was last 1");
   EXPECT_EQ(m_results["answered"].rule, "The add-in asks, the agent answers.");
-  EXPECT_EQ(OutcomeOf("dead-writer"), Outcome::kUnknown);
+  EXPECT_EQ(OutcomeOf("dead-writer"), CheckOutcome::kUnknown);
   EXPECT_EQ(SeenAt("dead-writer"), "can't be tried because answered failed");
   EXPECT_EQ(SeenAt("restart"), "can't be tried because answered failed");
 }
@@ -128,10 +128,10 @@ TEST_F(Conform, AfterAnAgentHasStoppedTheRestIsUnknownAndNotFailed) {
     return !hasStopped;
   }});
   Run();
-  EXPECT_EQ(OutcomeOf("unknown-types"), Outcome::kFail);
+  EXPECT_EQ(OutcomeOf("unknown-types"), CheckOutcome::kFail);
   EXPECT_EQ(SeenAt("recipients-open"), "can't be tried because unknown-types failed");
   for (const auto& [name, result] : m_results) {
-    EXPECT_TRUE(result.outcome != Outcome::kFail || name == "unknown-types") << name;
+    EXPECT_TRUE(result.outcome != CheckOutcome::kFail || name == "unknown-types") << name;
   }
 }
 
@@ -139,12 +139,12 @@ TEST_F(Conform, ExtraChecksRunOnlyIfRequestsAreServedAndAnsweredUsefully) {
   int runs = 0;
   m_options.extra = {{"extra", [&runs](Result& result) {
                         ++runs;
-                        result.outcome = Outcome::kPass;
+                        result.outcome = CheckOutcome::kPass;
                       }}};
   m_stopAfter = "extra";
   StartAgent({.onRequest = [](const agentkit::Request&) { return std::optional(6); }});
   Run();
-  EXPECT_EQ(OutcomeOf("usable-answers"), Outcome::kFail);
+  EXPECT_EQ(OutcomeOf("usable-answers"), CheckOutcome::kFail);
   EXPECT_EQ(SeenAt("extra"), "can't be tried because usable-answers failed");
   EXPECT_EQ(runs, 0);
 }
@@ -153,14 +153,14 @@ TEST_F(Conform, AfterAStopTheRestIsUnknown) {
   int runs = 0;
   m_options.extra = {{"extra", [&runs](Result& result) {
                         ++runs;
-                        result.outcome = Outcome::kPass;
+                        result.outcome = CheckOutcome::kPass;
                       }}};
   m_stopAfter = "extra";
   StartAgent();
   Run();
   EXPECT_EQ(runs, 1);
-  EXPECT_EQ(OutcomeOf("extra"), Outcome::kPass);
-  EXPECT_EQ(OutcomeOf("space-freed"), Outcome::kUnknown);
+  EXPECT_EQ(OutcomeOf("extra"), CheckOutcome::kPass);
+  EXPECT_EQ(OutcomeOf("space-freed"), CheckOutcome::kUnknown);
   EXPECT_EQ(SeenAt("space-freed"), "stopped by the user");
   EXPECT_EQ(SeenAt("restart"), "stopped by the user");
 }

@@ -16,7 +16,7 @@
 
 namespace {
 
-using inspection::conformance::Outcome;
+using inspection::conformance::CheckOutcome;
 using inspection::conformance::Result;
 using testing::ElementsAre;
 
@@ -48,8 +48,9 @@ class ConformMails : public tests::AgentProcessTest {
     options.extra = ChecksWithMails(&mails, &m_stop);
     std::vector<std::string> failed;
     inspection::conformance::Run(options, m_stop, [&failed](const Result& result) {
-      if (result.outcome == Outcome::kFail) failed.push_back(result.check + ": " + result.cause);
-      if (result.outcome == Outcome::kUnknown) failed.push_back(result.check + ": unknown");
+      if (result.outcome == CheckOutcome::kFail)
+        failed.push_back(result.check + ": " + result.cause);
+      if (result.outcome == CheckOutcome::kUnknown) failed.push_back(result.check + ": unknown");
     });
     return failed;
   }

@@ -18,7 +18,7 @@
 
 namespace {
 
-using inspection::conformance::Outcome;
+using inspection::conformance::CheckOutcome;
 using inspection::conformance::Result;
 using tools::system::ChildProcess;
 
@@ -126,7 +126,7 @@ class BadAgents : public tests::AgentProcessTest {
 std::vector<Result> Failed(const std::vector<Result>& results) {
   std::vector<Result> failed;
   std::copy_if(results.begin(), results.end(), std::back_inserter(failed),
-               [](const Result& result) { return result.outcome == Outcome::kFail; });
+               [](const Result& result) { return result.outcome == CheckOutcome::kFail; });
   return failed;
 }
 
@@ -150,7 +150,7 @@ void ExpectFilesNotRead(const std::vector<Result>& results) {
     return result.check == "files-read";
   });
   ASSERT_NE(found, results.end());
-  EXPECT_EQ(found->outcome, Outcome::kLeftOut);
+  EXPECT_EQ(found->outcome, CheckOutcome::kLeftOut);
   EXPECT_EQ(
       found->seen,
       "the agent answered without reading ExchangeSubjectContent, ExchangeBodyContent, "
@@ -161,7 +161,7 @@ void ExpectAllPassed(const std::vector<Result>& results) {
   EXPECT_EQ(results.size(), inspection::conformance::CheckNames().size());
   for (const Result& result : results) {
     const bool isLeftOut = result.check == "restart";
-    EXPECT_EQ(result.outcome, isLeftOut ? Outcome::kLeftOut : Outcome::kPass)
+    EXPECT_EQ(result.outcome, isLeftOut ? CheckOutcome::kLeftOut : CheckOutcome::kPass)
         << result.check << ": " << result.cause << ": " << result.seen;
   }
 }

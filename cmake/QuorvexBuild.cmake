@@ -110,14 +110,17 @@ if(QUORVEX_PRECOMPILED)
     <set> <sstream> <string> <thread> <unordered_map> <variant> <vector>)
 endif()
 
-# quorvex_library(NAME [TOOL] SOURCES... [LINK libraries...]): one library a folder.
+# quorvex_library(NAME [TOOL [FAST]] SOURCES... [LINK libraries...]): one library a folder. FAST is for the code
+# of a tool that reads gigabytes.
 function(quorvex_library name)
-  cmake_parse_arguments(ARG "TOOL" "" "SOURCES;LINK" ${ARGN})
+  cmake_parse_arguments(ARG "TOOL;FAST" "" "SOURCES;LINK" ${ARGN})
   add_library(${name} STATIC ${ARG_SOURCES})
   target_link_libraries(${name} PUBLIC quorvex_options ${ARG_LINK})
   if(ARG_TOOL)
-    target_compile_options(${name} PRIVATE ${tool_levels})
     set_target_properties(${name} PROPERTIES UNITY_BUILD ${QUORVEX_UNITY} UNITY_BUILD_BATCH_SIZE 10)
+  endif()
+  if(ARG_TOOL AND NOT ARG_FAST)
+    target_compile_options(${name} PRIVATE ${tool_levels})
     if(tool_headers)
       target_precompile_headers(${name} REUSE_FROM quorvex_tool_headers)
     endif()

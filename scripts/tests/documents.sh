@@ -174,6 +174,7 @@ check_same_on_windows() {
 
 test_documents() {
   local documents document before documents_work="$top/build/documents"
+  build_or_fail win64 || return
   echo "Documents"
   rm -rf "$documents_work" && mkdir -p "$documents_work" && : >"$documents_work/left-out" || return
   mapfile -t documents < <(git -C "$top" ls-files --cached --others --exclude-standard \

@@ -22,11 +22,6 @@ struct AgentKitAgent {
 
 namespace {
 
-static_assert(AGENTKIT_ITEM_FILE == channel::kItemFile);
-static_assert(AGENTKIT_ITEM_RECIPIENTS == channel::kItemRecipients);
-static_assert(AGENTKIT_ITEM_SENDER == channel::kItemSender);
-static_assert(AGENTKIT_ITEM_ENVELOPE == channel::kItemEnvelope);
-static_assert(AGENTKIT_ITEM_CLOSE == channel::kItemClose);
 static_assert(AGENTKIT_BLOCK == channel::kActionBlock);
 static_assert(AGENTKIT_GO_ON == channel::kActionGoOn);
 static_assert(AGENTKIT_TAG == channel::kActionTag);

@@ -4,12 +4,16 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <fstream>
+#include <iterator>
 #include <memory>
+#include <regex>
 #include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "channel/protocol.h"
 #include "tests/agentkit/agentkitsupport.h"
 
 namespace {
@@ -72,6 +76,23 @@ class CInterface : public testing::Test {
   SeenByC seen;
   std::unique_ptr<AgentKitAgent, void (*)(AgentKitAgent*)> agent;
 };
+
+TEST(CInterfaceHeader, NamesEveryItemType) {
+  std::ifstream file(QUORVEX_C_INTERFACE);
+  const std::string header((std::istreambuf_iterator<char>(file)), {});
+  std::string expected;
+  for (const channel::ItemType& type : channel::kItemTypes) {
+    std::string word(type.word);
+    for (char& letter : word) letter = static_cast<char>(letter - 'a' + 'A');
+    expected += "AGENTKIT_ITEM_" + word + " = " + std::to_string(type.number) + "\n";
+  }
+  std::string found;
+  const std::regex constant("AGENTKIT_ITEM_[A-Z_]+ = [0-9]+");
+  for (std::sregex_iterator it(header.begin(), header.end(), constant), end; it != end; ++it) {
+    found += it->str() + "\n";
+  }
+  EXPECT_EQ(found, expected);
+}
 
 TEST_F(CInterface, HandlerGetsTheWholeItemAndItsAnswerIsStored) {
   Start();

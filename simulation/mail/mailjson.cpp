@@ -90,7 +90,12 @@ class EntryNumbers {
   std::vector<EntryPointer> m_entries;
 };
 
+// Each may be in another, and the add-in opens them, like this file and the entries' destructor, by
+// recursion to any depth. No honest mail has nearly as many.
+constexpr std::size_t kMostLists = 1000;
+
 std::vector<EntryPointer> EntriesFromJson(const Json& list) {
+  std::size_t lists = 0;
   std::vector<EntryPointer> entries(list.size());
   for (EntryPointer& entry : entries) entry = std::make_shared<MailAddressEntry>();
   for (std::size_t i = 0; i < entries.size(); ++i) {
@@ -100,6 +105,10 @@ std::vector<EntryPointer> EntriesFromJson(const Json& list) {
     entries[i]->id = OptionalText(object, "id");
     for (const Json& member : object.value("members", Json::array())) {
       entries[i]->members.push_back(entries.at(member.get<std::size_t>()));
+    }
+    if (!entries[i]->members.empty() && ++lists > kMostLists) {
+      throw std::runtime_error("\"entries\" may have 1000 lists, and the one at index " +
+                               std::to_string(i) + " is one too many");
     }
   }
   return entries;

@@ -8,6 +8,7 @@
 //    "attachments": [{"type": 1, "file_name": ..., "path_name": ..., "content_id": ...,
 //                     "content": "base64"}]}
 // `entry` and `members` are indices into `entries`, so that one entry can be used in many places.
+// At most 1000 entries have members.
 #pragma once
 
 #include <string>

@@ -243,6 +243,25 @@ TEST(MailReader, AMailGoesThroughJsonAndBackUnchanged) {
   mail.recipients[0].entry->members.clear();
 }
 
+// Lists that contain each other are walked and freed by recursion.
+TEST(MailJson, HasAtMostThousandLists) {
+  const auto nested = [](int lists) {
+    std::string entries;
+    for (int i = 1; i <= lists; ++i) entries += "{\"members\":[" + std::to_string(i) + "]},";
+    return "{\"quorvex_mail\":1,\"recipients\":[{\"entry\":0}],\"entries\":[" + entries +
+           "{\"address\":\"a@x.test\"}]}";
+  };
+  MailModel mail = MailFromJson(nested(1000));
+  EXPECT_THAT(MailToJson(mail), HasSubstr("a@x.test"));
+  try {
+    MailFromJson(nested(20'000));
+    FAIL();
+  } catch (const std::runtime_error& error) {
+    EXPECT_STREQ(error.what(),
+                 "\"entries\" may have 1000 lists, and the one at index 1000 is one too many");
+  }
+}
+
 TEST(MailJson, RefusesOtherDocuments) {
   EXPECT_THROW(MailFromJson("{\"quorvex_mail\": 1, \"recipients\": [{\"entry\": 3}]}"),
                std::runtime_error);

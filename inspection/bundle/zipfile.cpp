@@ -105,7 +105,7 @@ class ZipReader {
     const std::uint32_t count = Number(m_bytes, end + 10, 2);
     std::size_t at = Number(m_bytes, end + 16, 4);
     for (std::uint32_t i = 0; i < count; ++i) {
-      const std::string error = ReadEntry(&at);
+      std::string error = ReadEntry(&at);
       if (!error.empty()) return error;
     }
     return {};

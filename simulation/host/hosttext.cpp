@@ -9,11 +9,12 @@ HostText::HostText(std::optional<std::string> text) {
   if (!m_text || m_text->size() <= kMostInMemory) return;
   // Without a file the text stays in memory.
   std::unique_ptr<std::FILE, CloseFile> file(std::tmpfile());
-  if (!file || std::fwrite(m_text->data(), sizeof(platform::WideChar), m_text->size(),
-                           file.get()) != m_text->size()) {
+  const platform::WideString& units = *m_text;
+  if (!file || std::fwrite(units.data(), sizeof(platform::WideChar), units.size(), file.get()) !=
+                   units.size()) {
     return;
   }
-  m_units = m_text->size();
+  m_units = units.size();
   m_file = std::move(file);
   m_text.emplace();  // an assignment would keep the memory
 }

@@ -146,7 +146,7 @@ class MessageReader {
       return CodePageToUtf8(
           codePage > 0 ? static_cast<std::uint32_t>(codePage) : m_properties.CodePage(), *bytes);
     }
-    if (const auto text = m_properties.Text(kHtml)) return text;
+    if (auto text = m_properties.Text(kHtml)) return text;
     const auto compressed = m_properties.Bytes(kRtfCompressed);
     const auto rtf = compressed ? DecompressRtf(*compressed) : std::nullopt;
     return rtf ? HtmlInRtf(*rtf) : std::nullopt;

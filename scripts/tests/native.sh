@@ -1,26 +1,24 @@
 # The native builds and their tests.
 
-# run_programs PRESET [ENVIRONMENT...]: every test program of a native build, more at once than there are
-# processors, since the longest ones mostly wait. Those are the last in the alphabet, so the programs start
-# in reverse order; two of them have tests that take half a minute and run in four parts.
+# run_programs PRESET [ENVIRONMENT...]: every test program of a native build, twice as many at once as there are
+# processors. The two that mostly wait start first, in four parts: single tests take half a minute.
 run_programs() {
-  local preset=$1 program name part parts programs=() names=()
+  local preset=$1 program part parts run name slow=() quick=() names=()
   shift
   for program in "$top/build/$preset"/test_*; do
-    [ -x "$program" ] && programs=("$program" "${programs[@]}")
-  done
-  for program in "${programs[@]}"; do
+    [ -x "$program" ] || continue
     case $program in
-      */test_inspection | */test_tools) parts=4 ;;
-      *) parts=1 ;;
+      */test_inspection | */test_tools) slow+=("1 4 $program" "2 4 $program" "3 4 $program" "4 4 $program") ;;
+      *) quick+=("1 1 $program") ;;
     esac
-    for ((part = 0; part < parts; part++)); do
-      name="$preset $(basename "$program")"
-      [ $parts = 1 ] || name+=", part $((part + 1)) of $parts"
-      names+=("$name")
-      while [ "$(jobs -pr | wc -l)" -ge $((4 * $(nproc))) ]; do wait -n; done
-      run_gtest "$name" env "$@" GTEST_TOTAL_SHARDS=$parts GTEST_SHARD_INDEX=$part "$program" &
-    done
+  done
+  for run in ${slow[@]+"${slow[@]}"} "${quick[@]}"; do
+    read -r part parts program <<<"$run"
+    name="$preset $(basename "$program")"
+    [ "$parts" = 1 ] || name+=", part $part of $parts"
+    names+=("$name")
+    while [ "$(jobs -pr | wc -l)" -ge $((2 * $(nproc))) ]; do wait -n; done
+    run_gtest "$name" env "$@" GTEST_TOTAL_SHARDS="$parts" GTEST_SHARD_INDEX=$((part - 1)) "$program" &
   done
   wait
   for name in "${names[@]}"; do report_gtest "$name"; done

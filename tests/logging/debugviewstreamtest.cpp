@@ -18,7 +18,7 @@ bool g_noMemory = false;
 
 }  // namespace
 
-// Replaced because this is the product's only nothrow allocation.
+// Replaced because this is the logging's only nothrow allocation.
 void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
   if (g_noMemory) return nullptr;
   try {
@@ -104,6 +104,21 @@ TEST_F(DebugViewStream, WritesALineOfTheLogger) {
   OpenLogger logger;
   ASSERT_EQ(logger.AddStream("Outlook", 15, "Dbg", nullptr), 1);
   logger.Log("Outlook", kLogWarn, "x");
+  EXPECT_THAT(
+      wide,
+      ElementsAre(WideString(QV_WIDE("(00042) 02/03/2024 04:05:06.007 Outlook> Warn: x\r\n"))));
+}
+
+TEST_F(DebugViewStream, ALineForWhichAStreamHasNoMemoryIsLostAndTheWorkGoesOn) {
+  FixedStamp stamp;
+  OpenLogger logger;
+  ASSERT_EQ(logger.AddStream("Outlook", 15, "Dbg", nullptr), 1);
+  {
+    const ScopedReplacement<platform::diagnostics, &DiagnosticsOperations::OutputDebugStringW> full(
+        [](auto, const platform::WideChar*) { throw std::bad_alloc(); });
+    EXPECT_EQ(logger.Log("Outlook", kLogWarn, "lost"), 1);
+  }
+  EXPECT_EQ(logger.Log("Outlook", kLogWarn, "x"), 1);
   EXPECT_THAT(
       wide,
       ElementsAre(WideString(QV_WIDE("(00042) 02/03/2024 04:05:06.007 Outlook> Warn: x\r\n"))));

@@ -7,7 +7,9 @@
 #include "agent/outlookaddin/eventconnection.h"
 #include "agent/outlookaddin/module.h"
 #include "platform/com/comerror.h"
+#include "platform/formatting.h"
 #include "platform/moduleimage.h"
+#include "platform/scopedreplacement.h"
 #include "tests/agent/outlookaddin/gatefixture.h"
 #include "tests/agent/outlookaddin/hostedaddin.h"
 #include "tests/support/cancel.h"
@@ -42,6 +44,14 @@ TEST_F(HostBorder, MapsExceptionsToResultsAndLogsOneLineForEach) {
       testing::ElementsAre(Crit("Exception 0x80004003 in A."), Crit("Exception 0x80004002 in B."),
                            Crit("Exception 0x8007000E in C."), Crit("Exception 0x80004005 in D."),
                            Crit("Exception 0x80004005 in E.")));
+}
+
+TEST_F(HostBorder, ReturnsTheResultAlsoIfTheLineAboutItCannotBeLogged) {
+  const platform::ScopedReplacement<platform::formatting, &platform::FormattingOperations::Format>
+  full([](auto, auto...) -> int { throw std::bad_alloc(); });
+  EXPECT_EQ(outlookaddin::EndExceptions("A", []() -> HRESULT { throw CAtlException(E_POINTER); }),
+            E_POINTER);
+  EXPECT_THAT(m_log.Lines(), IsEmpty());
 }
 
 TEST_F(HostBorder, EndsTheExceptionOfASecondConnection) {

@@ -1,6 +1,7 @@
 // Replies that the user begins inside an explorer, and the two sinks on each explorer.
 #include "agent/outlookaddin/dlpexplorerevent.h"
 #include "platform/com/comerror.h"
+#include "tests/agent/outlookaddin/allocations.h"
 #include "tests/agent/outlookaddin/hostedaddin.h"
 
 namespace tests {
@@ -126,6 +127,22 @@ TEST_F(InlineResponse, UninitializeReleasesTheExplorerButDoesNotUnsubscribe) {
   EXPECT_EQ(Outstanding("_Explorer 2"), 2u) << "one each for the second object and the new sink";
   EXPECT_EQ(first->Uninitialize(), S_OK) << "the explorer is already released";
   EXPECT_EQ(Calls("ExplorerEvents_10::Unadvise"), 1u);
+  EXPECT_EQ(first->Release(), 0u);
+}
+
+TEST_F(InlineResponse, UninitializeWithoutMemoryReleasesTheExplorerAndThrowsNothing) {
+  HostExplorer& explorer = m_host->OpenExplorer();
+  const ULONG before = Outstanding("_Explorer 2");
+  auto* const first = new DlpExplorerEvent_10(&explorer);
+  EXPECT_EQ(Outstanding("_Explorer 2"), before + 1);
+  RestartAllocations(1);
+  {
+    const AllocationsCount count;
+    EXPECT_EQ(first->Uninitialize(), E_OUTOFMEMORY);
+  }
+  EXPECT_EQ(Allocations().failed, 1u);
+  EXPECT_EQ(Outstanding("_Explorer 2"), before);
+  EXPECT_EQ(first->Uninitialize(), S_OK) << "the explorer is already released";
   EXPECT_EQ(first->Release(), 0u);
 }
 

@@ -103,7 +103,7 @@ std::string HeaderLines(const Snapshot& now) {
   text += fmt::format("\n  consumer       {:>10}", header.consumerWord);
   if (now.unreadable.empty()) {
     text += fmt::format("  {} bytes behind the cursor", now.pending);
-    if (!now.isStartFromWord) text += ", derived from the used bytes";
+    if (!now.isStartFromWord) text += ", by used bytes";
   }
   return text + "\n";
 }

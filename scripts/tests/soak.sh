@@ -21,7 +21,7 @@ test_soak() {
   check "finds an agent that doesn't follow the rules" \
     soak_finds "the tag is missing" --mails 200 --seed 1 --rules "$rules"
   check "finds memory that isn't freed" \
-    soak_finds "heap bytes: grown by 2..... behind" --mails 200 --seed 1 --keep 2000
+    soak_finds "heap bytes: grown by 2..... after" --mails 200 --seed 1 --keep 2000
   unset ASAN_OPTIONS LSAN_OPTIONS
   if build_or_fail win64 soak && build_or_fail win32 soak; then at_once soak_64 soak_32; fi
 }

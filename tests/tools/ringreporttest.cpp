@@ -70,6 +70,21 @@ TEST(RingReport, TheWidestEntryHasEightyColumns) {
   EXPECT_EQ(line.size(), 80U);
 }
 
+// The consumer's word is no position in the ring.
+TEST(RingReport, ThePlaceOfAConsumerThatStoresSomethingElseFitsToo) {
+  Snapshot now;
+  now.hasHeader = true;
+  now.header = {.usedBytes = 0x7FFFFFFF,
+                .writeCursor = 0xFFFFFFFF,
+                .consumerWord = 0xFFFFFFFE,
+                .capacity = 0x7FFFFFFC};
+  now.pending = 0x7FFFFFFC;
+  EXPECT_THAT(
+      RingReportText("", now, {}),
+      testing::HasSubstr(
+          "\n  consumer       4294967294  2147483644 bytes behind the cursor, by used bytes\n"));
+}
+
 TEST(RingReport, TheSameInJson) {
   RingCopy ring;
   ring.Request(7, 9);

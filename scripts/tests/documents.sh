@@ -160,7 +160,7 @@ check_pictures() {
 # The documents say so about the files in docs/examples.
 check_same_on_windows() {
   local arguments
-  use_wine || return 1
+  use_wine "$top/build/wine-documents" || return 1
   cd "$top" || return 1
   # On Windows the check of Logger.cfg also looks for the log's folder.
   mkdir -p "$WINEPREFIX/drive_c/Logs"
@@ -174,7 +174,6 @@ check_same_on_windows() {
 
 test_documents() {
   local documents document before documents_work="$top/build/documents"
-  build_or_fail win64 || return
   echo "Documents"
   rm -rf "$documents_work" && mkdir -p "$documents_work" && : >"$documents_work/left-out" || return
   mapfile -t documents < <(git -C "$top" ls-files --cached --others --exclude-standard \

@@ -88,9 +88,9 @@ windows_32() {
   fi
 }
 
-# Each of the three has its own Wine folder, and so its own Wine server. Their programs mostly wait.
+# Each of the four has its own Wine folder, and so its own Wine server. Their programs mostly wait.
 test_windows() {
   build_or_fail win64 && build_or_fail win32 || return
   have_wine32 || echo "No 32-bit Wine: $wine32_unavailable"
-  at_once windows_64 windows_32 test_packaging
+  at_once windows_64 windows_32 test_packaging test_documents
 }

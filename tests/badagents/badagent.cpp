@@ -339,8 +339,10 @@ class Agent {
   bool IsOver(Open& open) {
     auto status = Shared<std::int32_t>(open.view.Data());
     std::int32_t value = status.load(std::memory_order_acquire);
-    if (value == channel::kStatusFilling && m_faulty.Has("answers-incomplete")) {
-      // Only over the 0: a later store would be a second fault.
+    // Only over a 0 that stays: a requester that is just completing its block would take the early
+    // answer, and nobody the second one, so that the block would stay open. That is another fault.
+    if (value == channel::kStatusFilling && m_faulty.Has("answers-incomplete") &&
+        Now() - open.since >= 10) {
       status.compare_exchange_strong(value, channel::kActionGoOn);
       return false;
     }

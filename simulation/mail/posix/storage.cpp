@@ -79,6 +79,7 @@ void Write(const Storage& storage, GsfOutfile* to) {
 }  // namespace
 
 Storage ReadCompoundFile(std::string_view bytes) {
+  if (!HasRoot(bytes)) RaiseDamaged();  // libgsf would lose the memory of its neighbours
   const InputPointer input(gsf_input_memory_new(reinterpret_cast<const guint8*>(bytes.data()),
                                                 static_cast<gsf_off_t>(bytes.size()),
                                                 /*needs_free=*/FALSE));

@@ -86,6 +86,7 @@ void Write(const Storage& storage, IStorage* to) {
 }  // namespace
 
 Storage ReadCompoundFile(std::string_view bytes) {
+  if (!HasRoot(bytes)) RaiseDamaged();
   const HGLOBAL memory = GlobalAlloc(GMEM_MOVEABLE, bytes.size());
   if (memory == nullptr) throw std::bad_alloc();
   std::memcpy(GlobalLock(memory), bytes.data(), bytes.size());

@@ -51,6 +51,25 @@ TEST(CompoundFile, RefusesADamagedFile) {
   EXPECT_EQ(ReadError("Subject: s\n\n"), "the compound file is damaged");
 }
 
+TEST(CompoundFile, RefusesADirectoryThatDoesNotBeginWithTheRoot) {
+  const std::string file = WriteCompoundFile(NestedStorages(1));
+  // The header's word at 48 is the directory's first sector, counted after the header.
+  ASSERT_EQ(file.substr(49, 3), std::string(3, '\0'));
+  const std::size_t root = (static_cast<unsigned char>(file[48]) + std::size_t{1}) * 512;
+  const std::string noNeighbours(8, '\xFF');
+  ASSERT_EQ(file.substr(root + 66, 1), "\5");
+  ASSERT_EQ(file.substr(root + 68, 8), noNeighbours);
+
+  std::string other = file;
+  other[root + 66] = 2;
+  EXPECT_EQ(ReadError(other), "the compound file is damaged") << "a stream";
+  for (const std::size_t neighbour : {68U, 72U}) {
+    other = file;
+    other.replace(root + neighbour, 4, std::string("\1\0\0\0", 4));
+    EXPECT_EQ(ReadError(other), "the compound file is damaged") << "a neighbour at " << neighbour;
+  }
+}
+
 TEST(CompoundFile, LeavesOutWhatIsTooDeep) {
   const Storage root = ReadCompoundFile(WriteCompoundFile(NestedStorages(kDeepestStorage + 3)));
   const Storage* at = &root;

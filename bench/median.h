@@ -16,10 +16,15 @@ class Samples {
   // Runs `work` once and adds its time.
   template <typename Work>
   void Time(Work&& work) {
+    TimeEach(1, work);
+  }
+  // Runs `work`, which does `count` equal things, and adds the time of one of them.
+  template <typename Work>
+  void TimeEach(int count, Work&& work) {
     const auto begin = std::chrono::steady_clock::now();
     work();
     const std::chrono::duration<double, std::milli> time = std::chrono::steady_clock::now() - begin;
-    Add(time.count());
+    Add(time.count() / count);
   }
   void Add(double milliseconds) { m_values.push_back(milliseconds); }
 
@@ -56,12 +61,12 @@ class Table {
   // Prints one line. `remark` is plain text without quotes.
   void Row(const std::string& name, const Samples& samples, double count = 1,
            const char* remark = "") const {
-    std::printf("%-52s %9.4f ms  (%.4f to %.4f)  %s\n", name.c_str(), samples.Median(),
+    std::printf("%-52s %12.6f ms  (%.6f to %.6f)  %s\n", name.c_str(), samples.Median(),
                 samples.Low(), samples.High(), remark);
     std::fflush(stdout);
     if (m_json == nullptr) return;
     std::fprintf(m_json,
-                 "{\"name\":\"%s\",\"median\":%.6f,\"low\":%.6f,\"high\":%.6f,\"count\":%.0f,"
+                 "{\"name\":\"%s\",\"median\":%.9f,\"low\":%.9f,\"high\":%.9f,\"count\":%.0f,"
                  "\"remark\":\"%s\"}\n",
                  name.c_str(), samples.Median(), samples.Low(), samples.High(), count, remark);
   }

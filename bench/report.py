@@ -25,7 +25,7 @@ class Figure:
 
 
 def read_google(path):
-    """The repetitions of each benchmark: median, lowest and highest real time."""
+    """The repetitions of each benchmark: the median real time; a tenth is below the spread, a tenth above."""
     runs = {}
     for run in json.loads(path.read_text())["benchmarks"]:
         if run["run_type"] == "iteration" and not run.get("error_occurred"):
@@ -34,7 +34,7 @@ def read_google(path):
     figures = {}
     for name, times in runs.items():
         times.sort()
-        figures[name] = Figure(times[len(times) // 2], times[0], times[-1])
+        figures[name] = Figure(*(times[int(part * (len(times) - 1))] for part in (0.5, 0.1, 0.9)))
     return figures
 
 
@@ -126,8 +126,9 @@ def ring_table(figures, goals):
                 for kind in ("Boost", "Moodycamel")]
 
     table.row("push of 148 bytes", figures["Push<Ring>"], figures["Push<Floor>"], 1.15, peers("Push<{}>"))
-    table.row("push and take; its floor is the ring's own push", figures["PushAndTake<Ring>"],
-              figures["Push<Ring>"], 1.6, peers("PushAndTake<{}>"))
+    for count, words, limit in ((16, "push and take, 16 in a row", 1.6), (1, "push and take, one by one", None)):
+        table.row(f"{words}; its floor is the ring's own push", figures[f"PushAndTake<Ring>/{count}"],
+                  figures["Push<Ring>"], limit, peers(f"PushAndTake<{{}}>/{count}"))
     table.row("refused push, ring full", figures["RefusedPush<Ring>"], None, None, peers("RefusedPush<{}>"))
     for kind in ("Threads", "Processes"):
         for writers, place, where in PLACES:
@@ -137,13 +138,17 @@ def ring_table(figures, goals):
     return table.text()
 
 
-def log_table(figures, goals):
+def log_table(native, wine, goals):
     table = Ratios(goals, "the log", "bare seek and write", ("spdlog, flushing",))
-    table.row("a line to a file", figures["LineToFile"], figures["LineBareSeekAndWrite"], 1.25,
-              [figures["LineToFileSpdlogFlushing"]])
+    for place, figures in (("native", native), ("Wine", wine)):
+        table.row(f"{place}: a line to a file", figures["A line to a file"],
+                  figures["A line to a file, bare seek and write"], 1.25,
+                  [figures.get("A line to a file, spdlog, flushing")])
     off = Ratios(goals, "the log", "spdlog, level off")
-    for title, name in (("no stream at all", "OffEmptyRegistry"), ("a line that no stream takes", "LineNobodyTakes")):
-        off.row(title, figures[name], figures["OffSpdlogLevel"])
+    for place, figures in (("native", native), ("Wine", wine)):
+        for title in ("A line without a stream", "A line that no stream takes"):
+            off.row(f"{place}: {title[0].lower()}{title[1:]}", figures[title],
+                    figures.get("A line, spdlog, level off"))
     return table.text() + "\n\n" + off.text()
 
 
@@ -241,11 +246,11 @@ def main(arguments):
     if len(arguments) not in (1, 4):
         sys.exit(__doc__)
     results = pathlib.Path(arguments[0])
-    google = {name: read_google(results / f"{name}.json") for name in ("ring", "log", "profile")}
+    google = {name: read_google(results / f"{name}.json") for name in ("ring", "profile")}
     lines = {path.stem: read_lines(path) for path in results.glob("*.lines")}
     goals = Goals()
     tables = {
-        "ring": ring_table(google["ring"], goals), "log": log_table(google["log"], goals),
+        "ring": ring_table(google["ring"], goals), "log": log_table(lines["log"], lines["log-wine"], goals),
         "profile": profile_table(google["profile"], goals),
         "mail": mail_table(lines["mail"], lines["mail-wine"]),
         "share": share_table(lines["mail"], lines["mail-wine"], lines["mail-wine-one"], goals),

@@ -230,6 +230,7 @@ TEST_F(RegistryScript, RejectsMalformedScriptsAndChangesNothing) {
       "Before Key = ",             // no text
       "Before Key = s",            //
       "Before Key = s { }",        //
+      "Before Key = s {",          //
       "Before Key = d '1'",        // an unknown type
       "Before Key = 'x'",          // no type
       "Before = s 'a' = s 'b'",    // two texts

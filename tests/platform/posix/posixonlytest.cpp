@@ -2,6 +2,8 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <netinet/in.h>
+#include <pwd.h>
+#include <sched.h>
 #include <signal.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -14,8 +16,10 @@
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <map>
 #include <string>
+#include <thread>
 #include <type_traits>
 #include <utility>
 #include <vector>
@@ -26,6 +30,7 @@
 #include "platform/files.h"
 #include "platform/folders.h"
 #include "platform/posix/openobjects.h"
+#include "platform/posix/paths.h"
 #include "platform/process.h"
 #include "platform/scopedreplacement.h"
 #include "platform/security.h"
@@ -88,6 +93,35 @@ TEST(RootFolder, DefaultsToAStateFolderOfTheUser) {
     const ScopedVariable state("XDG_STATE_HOME", ignored);
     EXPECT_EQ(TempPath(), base + "/.local/state/quorvex/temp/");
   }
+}
+
+// For a child: becomes a user without an account and ends with 0 if there is no root folder.
+[[noreturn]] void LookForARootFolderWithoutAnAccount() {
+  constexpr uid_t kNobodyAtAll = 3'999'999'999;
+  if (getpwuid(kNobodyAtAll) != nullptr || setuid(kNobodyAtAll) != 0) _exit(2);
+  _exit(platform::posix::RootFolder().empty() ? 0 : 1);
+}
+
+TEST(RootFolder, IsEmptyWithoutAHomeAndWithoutAnAccount) {
+  if (getuid() != 0) GTEST_SKIP() << "only root can become another user";
+  const ScopedVariable root("QUORVEX_ROOT", nullptr);
+  const ScopedVariable state("XDG_STATE_HOME", nullptr);
+  const ScopedVariable home("HOME", nullptr);
+  EXPECT_EXIT(LookForARootFolderWithoutAnAccount(), testing::ExitedWithCode(0), "");
+}
+
+TEST(ComputerName, FailsOnAMachineWithoutOne) {
+  bool isNamed = true;
+  bool isPossible = false;
+  // Only the thread gets another name for its machine.
+  std::thread([&] {
+    isPossible = unshare(CLONE_NEWUTS) == 0 && sethostname("", 0) == 0;
+    platform::WideChar name[16] = {};
+    auto size = static_cast<std::uint32_t>(std::size(name));
+    isNamed = platform::process.GetComputerNameW(name, &size);
+  }).join();
+  if (!isPossible) GTEST_SKIP() << "only root can take the machine's name away";
+  EXPECT_FALSE(isNamed);
 }
 
 TEST(RootFolder, FoldersThatCannotBeCreatedAreFailures) {

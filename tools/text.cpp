@@ -37,11 +37,19 @@ bool IsIn(char32_t point, const std::array<Range, Count>& ranges) {
 }
 
 std::size_t WidthOf(char32_t point) {
+  if (point < kCombining[0].first) return 1;
   if (IsIn(point, kCombining)) return 0;
   return IsIn(point, kWide) ? 2 : 1;
 }
 
+// True for visible ASCII and blanks: nearly all text, in which each byte is a character of one
+// column.
+bool IsPlain(std::string_view text) {
+  return std::all_of(text.begin(), text.end(), [](char c) { return c >= ' ' && c <= '~'; });
+}
+
 std::u32string PointsOf(std::string_view text) {
+  if (IsPlain(text)) return {text.begin(), text.end()};
   return utf8::utf8to32(ValidUtf8(text));
 }
 
@@ -74,10 +82,12 @@ std::size_t BreakOf(std::u32string_view points, std::size_t fitting) {
 }  // namespace
 
 std::string ValidUtf8(std::string_view text) {
+  if (IsPlain(text)) return std::string(text);
   return utf8::replace_invalid(text);
 }
 
 std::string Printable(std::string_view text) {
+  if (IsPlain(text)) return std::string(text);
   std::u32string points = PointsOf(text);
   for (char32_t& point : points) {
     if (point == U'\t' || point == U'\n') {
@@ -90,6 +100,7 @@ std::string Printable(std::string_view text) {
 }
 
 std::size_t DisplayWidth(std::string_view text) {
+  if (IsPlain(text)) return text.size();
   return WidthOf(PointsOf(text));
 }
 

@@ -1,6 +1,7 @@
 #include "simulation/mail/codepage.h"
 
 #include <glib.h>
+#include <utf8cpp/utf8.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -9,6 +10,8 @@
 namespace simulation::mail {
 
 namespace {
+
+constexpr std::uint32_t kUtf8 = 65001;
 
 // iconv knows most code pages as "CP<number>"; these it knows by another name.
 std::string CharsetOf(std::uint32_t codePage) {
@@ -45,8 +48,6 @@ std::string CharsetOf(std::uint32_t codePage) {
       return "GB18030";
     case 65000:
       return "UTF-7";
-    case 65001:
-      return "UTF-8";
     default:
       break;
   }
@@ -69,13 +70,15 @@ std::unique_ptr<void, CloseConverter> OpenConverter(std::uint32_t codePage) {
 }  // namespace
 
 std::string CodePageToUtf8(std::uint32_t codePage, std::string_view text) {
+  // iconv takes numbers beyond U+10FFFF for characters.
+  if (codePage == kUtf8) return utf8::replace_invalid(std::string(text));
   auto converter = OpenConverter(codePage);
   if (!converter) converter = OpenConverter(kDefaultCodePage);
   std::string result;
+  gchar piece[4096];
   auto* in = const_cast<gchar*>(text.data());
   gsize inLeft = text.size();
   while (inLeft != 0) {
-    gchar piece[4096];
     gchar* out = piece;
     gsize outLeft = sizeof(piece);
     errno = 0;
@@ -90,7 +93,11 @@ std::string CodePageToUtf8(std::uint32_t codePage, std::string_view text) {
     in += skipped;
     inLeft -= skipped;
   }
-  return result;
+  // The last letter of Hebrew or Vietnamese is kept back, since a mark could follow.
+  gchar* out = piece;
+  gsize outLeft = sizeof(piece);
+  g_iconv(static_cast<GIConv>(converter.get()), nullptr, nullptr, &out, &outLeft);
+  return result.append(piece, sizeof(piece) - outLeft);
 }
 
 }  // namespace simulation::mail

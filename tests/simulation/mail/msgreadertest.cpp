@@ -104,6 +104,17 @@ TEST(OutlookMessage, TextIsUnicodeOrInTheMessagesCodePage) {
       ElementsAre("\xE6\xB5\x8B"));
 }
 
+TEST(OutlookMessage, TheLastLetterOfHebrewAndVietnameseIsKept) {
+  // Either code page has marks that belong to the letter before them.
+  const auto subject = [](std::int32_t codePage, const std::string& text) {
+    return ReadOutlookMessage(
+               Message().Value(0x0037, kString8, text).Number(0x3FFD, codePage).Contents())
+        .subject;
+  };
+  EXPECT_EQ(subject(1255, "\xF9\xEC\xE5\xED"), "\xD7\xA9\xD7\x9C\xD7\x95\xD7\x9D");
+  EXPECT_EQ(subject(1258, "Anh \xEA"), "Anh \xC3\xAA");
+}
+
 TEST(OutlookMessage, InvalidTextBecomesReplacementCharacters) {
   EXPECT_EQ(ReadOutlookMessage(Message()
                                    .Value(0x0037, kUnicode,
@@ -115,6 +126,12 @@ TEST(OutlookMessage, InvalidTextBecomesReplacementCharacters) {
             "a");
   EXPECT_EQ(ReadOutlookMessage(Message().Value(0x0037, kUnicode, "a\0b"s).Contents()).subject,
             "a\xEF\xBF\xBD");
+  // A number beyond U+10FFFF in the form of UTF-8.
+  EXPECT_EQ(
+      ReadOutlookMessage(
+          Message().Value(0x0037, kString8, "a\xF6\x87\x86\x93").Number(0x3FFD, 65001).Contents())
+          .subject,
+      "a\xEF\xBF\xBD");
 }
 
 TEST(OutlookMessage, TheBodyHasCrLfEnds) {

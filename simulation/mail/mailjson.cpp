@@ -4,6 +4,7 @@
 #include <map>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
+#include <utility>
 
 namespace simulation::mail {
 
@@ -58,6 +59,24 @@ std::optional<std::string> OptionalText(const Json& object, const char* key) {
   return found->get<std::string>();
 }
 
+// Json's own conversion cuts off what the type can't hold.
+template <typename Number>
+Number NumberFrom(const Json& value, const char* key) {
+  if (value.is_number_unsigned()) {
+    const auto number = value.get<std::uint64_t>();
+    if (std::in_range<Number>(number)) return static_cast<Number>(number);
+  } else if (value.is_number_integer()) {
+    const auto number = value.get<std::int64_t>();
+    if (std::in_range<Number>(number)) return static_cast<Number>(number);
+  }
+  throw std::runtime_error("\"" + std::string(key) + "\" isn't a usable number: " + value.dump());
+}
+
+std::int32_t NumberOr(const Json& object, const char* key, std::int32_t otherwise) {
+  const auto found = object.find(key);
+  return found == object.end() ? otherwise : NumberFrom<std::int32_t>(*found, key);
+}
+
 using EntryPointer = std::shared_ptr<MailAddressEntry>;
 
 // Numbers each entry once, in the order of the walk. Lists may contain themselves.
@@ -101,10 +120,10 @@ std::vector<EntryPointer> EntriesFromJson(const Json& list) {
   for (std::size_t i = 0; i < entries.size(); ++i) {
     const Json& object = list.at(i);
     entries[i]->address = OptionalText(object, "address");
-    entries[i]->displayType = object.value("display_type", 0);
+    entries[i]->displayType = NumberOr(object, "display_type", 0);
     entries[i]->id = OptionalText(object, "id");
     for (const Json& member : object.value("members", Json::array())) {
-      entries[i]->members.push_back(entries.at(member.get<std::size_t>()));
+      entries[i]->members.push_back(entries.at(NumberFrom<std::size_t>(member, "members")));
     }
     if (!entries[i]->members.empty() && ++lists > kMostLists) {
       throw std::runtime_error("\"entries\" may have 1000 lists, and the one at index " +
@@ -115,7 +134,7 @@ std::vector<EntryPointer> EntriesFromJson(const Json& list) {
 }
 
 MailModel FromDocument(const Json& document) {
-  if (document.value("quorvex_mail", 0) != 1) {
+  if (NumberOr(document, "quorvex_mail", 0) != 1) {
     throw std::runtime_error("\"quorvex_mail\" is not 1: this is not a mail in JSON");
   }
   MailModel mail;
@@ -129,11 +148,12 @@ MailModel FromDocument(const Json& document) {
   const auto entries = EntriesFromJson(document.value("entries", Json::array()));
   for (const Json& object : document.value("recipients", Json::array())) {
     const Json entry = object.value("entry", Json());
-    mail.recipients.push_back({object.value("name", ""),
-                               entry.is_null() ? nullptr : entries.at(entry.get<std::size_t>())});
+    mail.recipients.push_back(
+        {object.value("name", ""),
+         entry.is_null() ? nullptr : entries.at(NumberFrom<std::size_t>(entry, "entry"))});
   }
   for (const Json& object : document.value("attachments", Json::array())) {
-    mail.attachments.push_back({object.value("type", 1), OptionalText(object, "file_name"),
+    mail.attachments.push_back({NumberOr(object, "type", 1), OptionalText(object, "file_name"),
                                 OptionalText(object, "path_name"),
                                 FromBase64(object.value("content", "")),
                                 OptionalText(object, "content_id")});

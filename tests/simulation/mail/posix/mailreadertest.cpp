@@ -271,6 +271,29 @@ TEST(MailJson, RefusesOtherDocuments) {
   EXPECT_FALSE(LooksLikeMailJson("From: {"));
 }
 
+TEST(MailJson, ANumberThatDoesNotFitIsAnErrorAndIsNotCutOff) {
+  const auto error = [](const std::string& rest) -> std::string {
+    try {
+      MailFromJson("{" + rest + "}");
+    } catch (const std::runtime_error& thrown) {
+      return thrown.what();
+    }
+    return "";
+  };
+  EXPECT_EQ(error("\"quorvex_mail\": 1e22"), "\"quorvex_mail\" isn't a usable number: 1e+22");
+  EXPECT_EQ(error("\"quorvex_mail\": 4294967297"),
+            "\"quorvex_mail\" isn't a usable number: 4294967297");
+  EXPECT_EQ(error("\"quorvex_mail\": 1, \"attachments\": [{\"type\": 1.5}]"),
+            "\"type\" isn't a usable number: 1.5");
+  EXPECT_EQ(error("\"quorvex_mail\": 1, \"entries\": [{\"display_type\": -2147483649}]"),
+            "\"display_type\" isn't a usable number: -2147483649");
+  EXPECT_EQ(error("\"quorvex_mail\": 1, \"entries\": [{\"display_type\": -2147483648}]"), "");
+  EXPECT_EQ(error("\"quorvex_mail\": 1, \"entries\": [{}], \"recipients\": [{\"entry\": -1}]"),
+            "\"entry\" isn't a usable number: -1");
+  EXPECT_EQ(error("\"quorvex_mail\": 1, \"entries\": [{\"members\": [\"0\"]}]"),
+            "\"members\" isn't a usable number: \"0\"");
+}
+
 TEST(EncodedWords, OnlyBase64WordsAreRewritten) {
   EXPECT_EQ(WithQuotedWords("a =?utf-8?B?w5w=?= b"), "a =?utf-8?Q?=C3=9C?= b");
   EXPECT_EQ(WithQuotedWords("=?utf-8?Q?=C3=9C?="), "=?utf-8?Q?=C3=9C?=");

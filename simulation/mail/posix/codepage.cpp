@@ -7,11 +7,11 @@
 #include <cerrno>
 #include <memory>
 
+#include "platform/codepages.h"
+
 namespace simulation::mail {
 
 namespace {
-
-constexpr std::uint32_t kUtf8 = 65001;
 
 // iconv knows most code pages as "CP<number>"; these it knows by another name.
 std::string CharsetOf(std::uint32_t codePage) {
@@ -71,7 +71,7 @@ std::unique_ptr<void, CloseConverter> OpenConverter(std::uint32_t codePage) {
 
 std::string CodePageToUtf8(std::uint32_t codePage, std::string_view text) {
   // iconv takes numbers beyond U+10FFFF for characters.
-  if (codePage == kUtf8) return utf8::replace_invalid(std::string(text));
+  if (codePage == platform::kCodePageUtf8) return utf8::replace_invalid(std::string(text));
   auto converter = OpenConverter(codePage);
   if (!converter) converter = OpenConverter(kDefaultCodePage);
   std::string result;

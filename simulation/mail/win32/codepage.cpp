@@ -1,13 +1,17 @@
 #include "simulation/mail/codepage.h"
 
+#include <utf8cpp/utf8.h>
 #include <windows.h>
 
+#include "platform/codepages.h"
 #include "text/textconversion.h"
 
 namespace simulation::mail {
 
 std::string CodePageToUtf8(std::uint32_t codePage, std::string_view text) {
   if (text.empty()) return {};
+  // Windows may use several replacement characters for one that isn't valid.
+  if (codePage == platform::kCodePageUtf8) return utf8::replace_invalid(std::string(text));
   if (codePage == 1200) {
     std::wstring wide;
     for (std::size_t at = 0; at + 1 < text.size(); at += 2) {

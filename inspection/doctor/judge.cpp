@@ -74,7 +74,10 @@ void JudgeLogFolders(const Machine& machine, const Outlook& outlook, Findings* f
       findings->Warning("log-folder-not-writable",
                         "This user can't create files in the log's folder.", folder.path,
                         "let users create files there");
-    } else if (folder.freeBytes && *folder.freeBytes < kLogBytes) {
+    } else if (!folder.freeBytes) {
+      findings->NotChecked("log-disk-unknown", "The free space for the log can't be seen.",
+                           folder.path, "see that 500 MiB are free there");
+    } else if (*folder.freeBytes < kLogBytes) {
       findings->Warning("log-disk-full", "The log's disk is almost full.",
                         folder.path + ": " + std::to_string(*folder.freeBytes >> 20) +
                             " MiB free, the log takes up to 500 MiB",

@@ -126,6 +126,7 @@ class CraftedPc {
     Machine machine = DescribeMachine(sources);
     // These depend on the machine that runs the test.
     machine.temporary = {"T", true, true, 0};
+    for (inspection::doctor::LogFolder& folder : machine.logFolders) folder.freeBytes = 1 << 30;
     machine.signatures.problem.clear();
     machine.agent.faults.clear();
     machine.agent.request = "answered";

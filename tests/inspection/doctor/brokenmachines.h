@@ -80,6 +80,7 @@ inline const BrokenMachine kBrokenMachines[] = {
     {"log's folder missing", BREAK(m.logFolders[0].isThere = false), "log-folder-missing", "warning"},
     {"log's folder not writable", BREAK(m.logFolders[0].isWritable = false), "log-folder-not-writable", "warning"},
     {"log's disk full", BREAK(m.logFolders[0].freeBytes = 499 << 20), "log-disk-full", "warning"},
+    {"log's disk can't be asked for its free space", BREAK(m.logFolders[0].freeBytes.reset()), "log-disk-unknown", "not checked"},
     // Agent
     {"no agent", BREAK(m.agent.isThere = false), "no-agent", "problem"},
     {"ring can't be opened", BREAK(m.agent.problem = "access is denied"), "ring-denied", "problem"},

@@ -5,6 +5,7 @@
 #                            calls; `build PRESET` then waits for its one. At a lower priority than the tests,
 #                            which mostly wait.
 # end_builds                 ends what is still being built
+# warn_of_full_disk GB       says so if less is free. A full disk shows in many ways, most of them misleading.
 
 build_logs="$top/build/logs"
 mkdir -p "$build_logs"
@@ -58,4 +59,10 @@ end_builds() {
   local process
   for process in "${builds_ahead[@]}"; do kill -- "-$process" 2>/dev/null; done
   return 0
+}
+
+warn_of_full_disk() {
+  local free
+  free=$(df --output=avail --block-size=1G "$top" | tail -n 1) || return 0
+  [ "$free" -ge "$1" ] || echo "The disk has only $((free)) GB free. A first run writes up to $1 GB."
 }

@@ -64,6 +64,13 @@ void AddRemark(std::string remark, std::vector<std::string>* remarks) {
   if (remarks->size() < kMostRemarks) remarks->push_back(std::move(remark));
 }
 
+std::optional<std::uint64_t> FreeBytes(const std::filesystem::path& folder) {
+  std::error_code error;
+  const std::filesystem::space_info space = std::filesystem::space(folder, error);
+  if (error) return std::nullopt;
+  return space.available;
+}
+
 void AddLogFolder(const std::string& file, int bits, Machine* machine) {
   inspection::doctor::LogFolder folder;
   folder.bits = bits;
@@ -72,8 +79,7 @@ void AddLogFolder(const std::string& file, int bits, Machine* machine) {
   std::error_code error;
   folder.isThere = std::filesystem::is_directory(path, error);
   folder.isWritable = folder.isThere && system::MayCreateFiles(folder.path);
-  const std::filesystem::space_info space = std::filesystem::space(path, error);
-  if (!error) folder.freeBytes = space.available;
+  folder.freeBytes = FreeBytes(path);
   machine->logFolders.push_back(std::move(folder));
 }
 
@@ -113,6 +119,7 @@ void LookAtTemporaryFolder(inspection::doctor::TemporaryFolder* folder) {
   std::error_code error;
   folder->isThere = std::filesystem::is_directory(path, error);
   folder->isWritable = folder->isThere && system::MayCreateFiles(folder->path);
+  folder->freeBytes = FreeBytes(path);
   std::filesystem::directory_iterator entries(path, error);
   while (!error && entries != std::filesystem::directory_iterator()) {
     if (IsLeftover(*entries)) ++folder->leftovers;

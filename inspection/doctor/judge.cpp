@@ -2,6 +2,9 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
+#include <optional>
+#include <string>
 
 #include "channel/protocol.h"
 #include "inspection/doctor/judging.h"
@@ -11,7 +14,10 @@ namespace inspection::doctor {
 namespace {
 
 // The five files of a log are 100 MiB each.
-constexpr std::uint64_t kLogBytes = std::uint64_t{500} << 20;
+constexpr std::uint64_t kLogMiB = 500;
+
+// The add-in copies one attachment at a time. Exchange Online takes mails of at most 150 MB.
+constexpr std::uint64_t kCopyMiB = 150;
 constexpr std::uint32_t kSlowAnswerMs = 500;
 // The add-in's buffers for paths.
 constexpr std::size_t kPathBuffer = 260;
@@ -64,6 +70,21 @@ bool JudgePlace(const std::vector<SettingsFile>& files, const Outlook& outlook,
   return false;
 }
 
+// A folder's disk. The findings are ID-full and ID-unknown.
+void JudgeSpace(const std::string& id, const std::string& disk, const std::string& folder,
+                const std::optional<std::uint64_t>& freeBytes, std::uint64_t neededMiB,
+                const std::string& use, Findings* findings) {
+  const std::string need = use + " up to " + std::to_string(neededMiB) + " MiB";
+  if (!freeBytes) {
+    findings->NotChecked(id + "-unknown", "The free space on the " + disk + " isn't known.", folder,
+                         "see that there is enough: " + need);
+  } else if (*freeBytes < neededMiB << 20) {
+    findings->Warning(id + "-full", "The " + disk + " is almost full.",
+                      folder + ": " + std::to_string(*freeBytes >> 20) + " MiB free, " + need,
+                      "free some space");
+  }
+}
+
 void JudgeLogFolders(const Machine& machine, const Outlook& outlook, Findings* findings) {
   for (const LogFolder& folder : machine.logFolders) {
     if (folder.bits != outlook.bits) continue;
@@ -74,14 +95,9 @@ void JudgeLogFolders(const Machine& machine, const Outlook& outlook, Findings* f
       findings->Warning("log-folder-not-writable",
                         "This user can't create files in the log's folder.", folder.path,
                         "let users create files there");
-    } else if (!folder.freeBytes) {
-      findings->NotChecked("log-disk-unknown", "The free space for the log can't be seen.",
-                           folder.path, "see that 500 MiB are free there");
-    } else if (*folder.freeBytes < kLogBytes) {
-      findings->Warning("log-disk-full", "The log's disk is almost full.",
-                        folder.path + ": " + std::to_string(*folder.freeBytes >> 20) +
-                            " MiB free, the log takes up to 500 MiB",
-                        "free some space");
+    } else {
+      JudgeSpace("log-disk", "log's disk", folder.path, folder.freeBytes, kLogMiB, "the log takes",
+                 findings);
     }
   }
 }
@@ -296,6 +312,9 @@ void JudgeFolders(const Machine& machine, Findings* findings) {
     findings->Problem("temp-too-long",
                       "The temporary folder's path is too long for the add-in's file names.",
                       temporary.path, "set the variable TEMP to a shorter path");
+  } else {
+    JudgeSpace("temp-disk", "temporary folder's disk", temporary.path, temporary.freeBytes,
+               kCopyMiB, "the copy of an attachment takes", findings);
   }
   if (temporary.leftovers > 0) {
     findings->Warning("temp-leftovers",

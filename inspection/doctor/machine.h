@@ -112,6 +112,7 @@ struct TemporaryFolder {
   bool isThere = false;
   bool isWritable = false;
   std::uint32_t leftovers = 0;  // copies of mails that are older than an hour
+  std::optional<std::uint64_t> freeBytes;
 };
 
 struct SignatureFolder {

@@ -166,6 +166,7 @@ void Visit(Fields& fields, TemporaryFolder& part) {
   fields("exists", part.isThere);
   fields("writable", part.isWritable);
   fields("leftovers", part.leftovers);
+  fields("free_bytes", part.freeBytes);
 }
 
 template <typename Fields>

@@ -125,7 +125,7 @@ class CraftedPc {
   static std::string Ids(const MachineSources& sources) {
     Machine machine = DescribeMachine(sources);
     // These depend on the machine that runs the test.
-    machine.temporary = {"T", true, true, 0};
+    machine.temporary = {"T", true, true, 0, 1 << 30};
     for (inspection::doctor::LogFolder& folder : machine.logFolders) folder.freeBytes = 1 << 30;
     machine.signatures.problem.clear();
     machine.agent.faults.clear();

@@ -34,6 +34,7 @@ TEST(MachineGathering, DescribesAHealthyPc) {
   ASSERT_EQ(machine.logFolders.size(), 1u);
   EXPECT_EQ(machine.logFolders[0].path, pc.Entry("log"));
   EXPECT_TRUE(machine.logFolders[0].freeBytes);
+  EXPECT_TRUE(machine.temporary.freeBytes);
   EXPECT_FALSE(machine.agent.faults.empty());  // there is no such ring
 }
 

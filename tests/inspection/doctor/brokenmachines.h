@@ -80,7 +80,7 @@ inline const BrokenMachine kBrokenMachines[] = {
     {"log's folder missing", BREAK(m.logFolders[0].isThere = false), "log-folder-missing", "warning"},
     {"log's folder not writable", BREAK(m.logFolders[0].isWritable = false), "log-folder-not-writable", "warning"},
     {"log's disk full", BREAK(m.logFolders[0].freeBytes = 499 << 20), "log-disk-full", "warning"},
-    {"log's disk can't be asked for its free space", BREAK(m.logFolders[0].freeBytes.reset()), "log-disk-unknown", "not checked"},
+    {"free space for the log unknown", BREAK(m.logFolders[0].freeBytes.reset()), "log-disk-unknown", "not checked"},
     // Agent
     {"no agent", BREAK(m.agent.isThere = false), "no-agent", "problem"},
     {"ring can't be opened", BREAK(m.agent.problem = "access is denied"), "ring-denied", "problem"},
@@ -99,6 +99,8 @@ inline const BrokenMachine kBrokenMachines[] = {
     {"temporary folder missing", BREAK(m.temporary.isThere = false), "temp-missing", "problem"},
     {"temporary folder not writable", BREAK(m.temporary.isWritable = false), "temp-not-writable", "problem"},
     {"temporary folder's path of 233 bytes", BREAK(m.temporary.path.assign(232, 'x') += '\\'), "temp-too-long", "problem"},
+    {"temporary folder's disk full", BREAK(m.temporary.freeBytes = 149 << 20), "temp-disk-full", "warning"},
+    {"free space for copies unknown", BREAK(m.temporary.freeBytes.reset()), "temp-disk-unknown", "not checked"},
     {"copies left over", BREAK(m.temporary.leftovers = 3), "temp-leftovers", "warning"},
     {"signatures unreadable", BREAK(m.signatures.problem = "access is denied"), "signatures-unreadable", "warning"},
     {"event log unreadable", BREAK(m.notLooked = {"the event log: access is denied"}), "not-checked", "not checked"},

@@ -39,7 +39,8 @@ inline inspection::doctor::Machine HealthyMachine() {
                    .request = "answered",
                    .answer = 4,
                    .milliseconds = 41};
-  machine.temporary = {"C:\\Users\\ada\\AppData\\Local\\Temp\\", true, true, 0};
+  machine.temporary = {"C:\\Users\\ada\\AppData\\Local\\Temp\\", true, true, 0,
+                       std::uint64_t{100} << 30};
   machine.signatures = {"C:\\Users\\ada\\AppData\\Roaming\\Microsoft\\Signatures", true, ""};
   return machine;
 }

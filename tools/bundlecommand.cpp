@@ -119,7 +119,7 @@ class Bundle {
     }
     const auto findings = Judge(machine);
     AddPlain(kBundleMachine, MachineJson(machine));
-    AddPlain("doctor.txt", DoctorReportText(machine, findings));
+    AddPlain("doctor.txt", DoctorReportText(machine, findings, kUnbroken));
     AddPlain("doctor.json", DoctorReportJson(machine, findings) + "\n");
   }
 

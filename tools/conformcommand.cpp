@@ -17,6 +17,7 @@
 #include "tools/conformmails.h"
 #include "tools/conformreport.h"
 #include "tools/inputfile.h"
+#include "tools/outputline.h"
 #include "tools/startedagent.h"
 #include "tools/system/commandline.h"
 #include "tools/system/filereads.h"
@@ -155,7 +156,7 @@ class ConformRun {
   void Show(const Result& result) {
     m_results.push_back(result);
     if (m_options.json) return Print(ConformJson(result));
-    std::string text = ConformText(result, m_colours);
+    std::string text = ConformText(result, m_colours, OutputWidth(30));
     text.pop_back();
     Print(text);
   }

@@ -62,8 +62,7 @@ std::string SeenWithWaits(const Result& result) {
 
 }  // namespace
 
-std::string ConformText(const Result& result, bool colours) {
-  constexpr std::size_t kWidth = 80;
+std::string ConformText(const Result& result, bool colours, std::size_t width) {
   constexpr std::size_t kIndent = 13;
   constexpr const char* kWords[] = {"pass", "FAIL", "unknown", "not checked"};
   std::string word = kWords[static_cast<std::size_t>(result.outcome)];
@@ -71,19 +70,21 @@ std::string ConformText(const Result& result, bool colours) {
   if (colours && result.outcome != CheckOutcome::kPass) {
     word = (result.outcome == CheckOutcome::kFail ? "\x1b[31m" : "\x1b[33m") + word + "\x1b[0m";
   }
-  std::string text = word + gap + Shortened(result.check, kWidth - kIndent) + "\n";
-  const auto add = [&text](const std::string& line) {
-    if (line.empty()) return;
-    std::string wrapped = Wrapped(line, kWidth - kIndent, 0);
+  std::string text = word + gap;
+  const auto add = [&text, width](const std::string& line) {
+    std::string wrapped = Wrapped(line, width - kIndent, 0);
     for (std::size_t at = 0; (at = wrapped.find('\n', at)) != std::string::npos; ++at) {
       wrapped.insert(at + 1, kIndent, ' ');
     }
-    text += std::string(kIndent, ' ') + wrapped + "\n";
+    text += wrapped + "\n";
   };
-  add(result.cause);
-  add(result.seen);
-  add(WaitsText(result));
-  add(result.rule.empty() ? "" : kDocument + result.rule);
+  add(result.check);
+  for (const std::string& line : {result.cause, result.seen, WaitsText(result),
+                                  result.rule.empty() ? "" : kDocument + result.rule}) {
+    if (line.empty()) continue;
+    text += std::string(kIndent, ' ');
+    add(line);
+  }
   return text;
 }
 

@@ -8,8 +8,10 @@
 
 namespace tools {
 
-// For a person: at most 80 columns, with a line end. `colours` turns on ANSI colours.
-std::string ConformText(const inspection::conformance::Result& result, bool colours);
+// For a person: each line at most `width` columns, at least 30, and ended by LF. `colours` turns on
+// ANSI colours.
+std::string ConformText(const inspection::conformance::Result& result, bool colours,
+                        std::size_t width);
 
 // One JSON object, without a line end.
 std::string ConformJson(const inspection::conformance::Result& result);

@@ -11,6 +11,7 @@
 #include "tools/doctorreport.h"
 #include "tools/inputfile.h"
 #include "tools/machinegathering.h"
+#include "tools/outputline.h"
 #include "tools/text.h"
 
 namespace tools {
@@ -80,7 +81,7 @@ int RunDoctor(const DoctorOptions& options) {
   }
   const auto findings = inspection::doctor::Judge(machine);
   fmt::print("{}", options.json ? DoctorReportJson(machine, findings) + "\n"
-                                : DoctorReportText(machine, findings));
+                                : DoctorReportText(machine, findings, OutputWidth(30)));
   return inspection::doctor::Verdict(findings) == "working" ? kStatusDone : kStatusFindings;
 }
 

@@ -17,13 +17,7 @@ using inspection::doctor::Machine;
 using inspection::doctor::Outlook;
 using inspection::doctor::Severity;
 
-constexpr std::size_t kColumns = 80;
 constexpr std::size_t kIndent = 13;
-
-std::string Field(std::string_view label, const std::string& text) {
-  if (text.empty()) return {};
-  return Wrapped(Padded(label, kIndent) + text, kColumns, kIndent) + "\n";
-}
 
 std::string OutlookText(const Outlook& outlook) {
   return fmt::format("{}.0, {}, {}: {}", outlook.version,
@@ -62,21 +56,26 @@ std::string CountsText(const std::vector<Finding>& findings) {
 
 }  // namespace
 
-std::string DoctorReportText(const Machine& machine, const std::vector<Finding>& findings) {
+std::string DoctorReportText(const Machine& machine, const std::vector<Finding>& findings,
+                             std::size_t width) {
+  const auto field = [width](std::string_view label, const std::string& text) {
+    if (text.empty()) return std::string();
+    return Wrapped(Padded(label, kIndent) + text, width, kIndent) + "\n";
+  };
   std::string text =
-      Field("PC", fmt::format("{}, {}, {}", machine.computer, machine.system, machine.time));
-  for (const Outlook& outlook : machine.outlooks) text += Field("Outlook", OutlookText(outlook));
-  for (const Library& library : machine.libraries) text += Field("library", LibraryText(library));
+      field("PC", fmt::format("{}, {}, {}", machine.computer, machine.system, machine.time));
+  for (const Outlook& outlook : machine.outlooks) text += field("Outlook", OutlookText(outlook));
+  for (const Library& library : machine.libraries) text += field("library", LibraryText(library));
   for (const auto& connect : machine.connects) {
     if (connect.milliseconds) {
-      text += Field("connected", fmt::format("{}, in {} ms", connect.time, *connect.milliseconds));
+      text += field("connected", fmt::format("{}, in {} ms", connect.time, *connect.milliseconds));
     }
   }
-  text += Field("agent", AgentText(machine.agent)) + "\n";
+  text += field("agent", AgentText(machine.agent)) + "\n";
   for (const Finding& finding : findings) {
-    text += Field(NameOf(finding.severity), finding.what + " [" + finding.id + "]");
-    text += Field("  found", finding.evidence);
-    text += Field("  remedy", finding.remedy) + "\n";
+    text += field(NameOf(finding.severity), finding.what + " [" + finding.id + "]");
+    text += field("  found", finding.evidence);
+    text += field("  remedy", finding.remedy) + "\n";
   }
   return text + std::string(inspection::doctor::Verdict(findings)) + CountsText(findings) + "\n";
 }

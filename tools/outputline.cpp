@@ -10,13 +10,13 @@
 
 namespace tools {
 
+std::size_t OutputWidth(std::size_t least) {
+  if (!system::IsTerminal(system::Stream::kOutput)) return kUnbroken;
+  return std::max<std::size_t>(system::TerminalWidth(), least);
+}
+
 void PrintLine(std::string_view text, std::size_t indent) {
-  if (!system::IsTerminal(system::Stream::kOutput)) {
-    fmt::print("{}\n", Printable(text));
-    return;
-  }
-  const std::size_t width = std::max<std::size_t>(system::TerminalWidth(), indent + 20);
-  fmt::print("{}\n", Wrapped(text, width, indent));
+  fmt::print("{}\n", Wrapped(text, OutputWidth(indent + 20), indent));
 }
 
 }  // namespace tools

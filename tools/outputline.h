@@ -1,4 +1,4 @@
-// Lines of text on standard output.
+// How wide text on standard output may be.
 #pragma once
 
 #include <cstddef>
@@ -6,9 +6,12 @@
 
 namespace tools {
 
-// Prints `text`, made printable, and a line end. On a terminal, breaks it at the terminal's width
-// and indents every line but the first. Into a file or another program it stays one line, so that
-// searching finds all of it.
+// Where to break text: at the terminal's width, but at `least` columns. Into a file or another
+// program a text stays one line (kUnbroken), so that searching finds all of it.
+std::size_t OutputWidth(std::size_t least);
+
+// Prints `text`, made printable, and a line end. Breaks it as OutputWidth says, and indents every
+// line but the first.
 void PrintLine(std::string_view text, std::size_t indent);
 
 }  // namespace tools

@@ -7,6 +7,7 @@
 #include "platform/clock.h"
 #include "tools/command.h"
 #include "tools/inputfile.h"
+#include "tools/outputline.h"
 #include "tools/ringreport.h"
 #include "tools/system/stopsignal.h"
 #include "tools/system/terminal.h"
@@ -74,7 +75,7 @@ class RingRun {
     const std::vector<inspection::ring::Finding> findings =
         inspection::ring::Diagnose(now, before, elapsedMs);
     Print(m_options.json ? RingReportJson(source, now, findings) + "\n"
-                         : RingReportText(source, now, findings));
+                         : RingReportText(source, now, findings, OutputWidth(30)));
     if (!now.unreadable.empty()) return kStatusUnreadable;
     for (const inspection::ring::Finding& finding : findings) {
       if (finding.isFault) return kStatusFindings;

@@ -111,7 +111,8 @@ std::string HeaderLines(const Snapshot& now) {
 }  // namespace
 
 std::string RingReportText(const std::string& source, const Snapshot& now,
-                           const std::vector<Finding>& findings, std::size_t mostEntries) {
+                           const std::vector<Finding>& findings, std::size_t width,
+                           std::size_t mostEntries) {
   std::string text = source + "\n";
   if (now.hasHeader) text += HeaderLines(now);
   if (!now.entries.empty()) {
@@ -127,7 +128,7 @@ std::string RingReportText(const std::string& source, const Snapshot& now,
   }
   text += "\n";
   for (const Finding& finding : findings) {
-    text += Wrapped((finding.isFault ? "  FAULT  " : "  note   ") + finding.text, 80, 9) + "\n";
+    text += Wrapped((finding.isFault ? "  FAULT  " : "  note   ") + finding.text, width, 9) + "\n";
   }
   if (findings.empty()) text += "  nothing is wrong\n";
   return text;

@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <string>
 #include <string_view>
 
@@ -25,6 +26,9 @@ std::string Padded(std::string_view text, std::size_t width);
 
 // `text` made printable and cut to `width` columns where it is longer.
 std::string Shortened(std::string_view text, std::size_t width);
+
+// A width that no text reaches.
+inline constexpr std::size_t kUnbroken = std::numeric_limits<std::size_t>::max();
 
 // `text` made printable and broken at blanks (anywhere where a word is longer) into lines of at
 // most `width` columns. Every line but the first is indented. No line end after the last.

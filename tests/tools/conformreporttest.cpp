@@ -26,16 +26,16 @@ std::vector<Result> OneOfEach() {
 
 TEST(ConformReport, TextNamesCauseWhatWasSeenAndTheRule) {
   const std::vector<Result> results = OneOfEach();
-  EXPECT_EQ(tools::ConformText(results[0], false),
+  EXPECT_EQ(tools::ConformText(results[0], false, 80),
             "pass         requests-in-a-row\n"
             "             2 of 2\n"
             "             from the push to the answer: 50 % within 1.0 ms, 95 % 2.2, 99 % 3.0\n");
-  EXPECT_EQ(tools::ConformText(results[1], false),
+  EXPECT_EQ(tools::ConformText(results[1], false, 80),
             "FAIL         entries-cleared\n"
             "             entries are <not> cleared\n"
             "             offset 304 & more \xEF\xBF\xBD\n"
             "             docs/protocol.md: Clear \"all\".\n");
-  EXPECT_EQ(tools::ConformText(results[3], true),
+  EXPECT_EQ(tools::ConformText(results[3], true, 80),
             "\x1b[33mnot checked\x1b[0m  restart\n             takes --start\n");
 }
 

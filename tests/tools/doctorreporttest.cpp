@@ -14,7 +14,7 @@ namespace {
 
 TEST(DoctorReport, SaysThatItWorks) {
   const auto machine = tests::HealthyMachine();
-  EXPECT_EQ(DoctorReportText(machine, Judge(machine)),
+  EXPECT_EQ(DoctorReportText(machine, Judge(machine), 80),
             "PC           PC17, Windows 10.0.19045, 64-bit, 2026-11-21 08:15:00\n"
             "Outlook      16.0, 64-bit, Click-to-Run: C:\\Office\\root\\Office16\\OUTLOOK.EXE\n"
             "library      C:\\Program Files\\Quorvex Mail Add-in\\DlpAddIn.dll: 1.0.0.0, 64-bit,\n"
@@ -29,7 +29,7 @@ TEST(DoctorReport, ShowsEachFindingWithItsEvidenceAndRemedy) {
   auto machine = tests::HealthyMachine();
   machine.loadKeys = {{"HKLM", 64, 2}};
   machine.notLooked = {"the event log: access is denied", "x"};
-  const std::string text = DoctorReportText(machine, Judge(machine));
+  const std::string text = DoctorReportText(machine, Judge(machine), 80);
   EXPECT_EQ(text.substr(text.find("\n\n") + 2),
             "problem      Outlook doesn't load the add-in: loading failed before, or the user\n"
             "             switched it off. [load-behavior-off]\n"
@@ -52,7 +52,7 @@ TEST(DoctorReport, FitsEightyColumns) {
   for (const tests::BrokenMachine& broken : tests::kBrokenMachines) {
     auto machine = tests::HealthyMachine();
     broken.breakIt(machine);
-    std::istringstream lines(DoctorReportText(machine, Judge(machine)));
+    std::istringstream lines(DoctorReportText(machine, Judge(machine), 80));
     for (std::string line; std::getline(lines, line);) EXPECT_LE(line.size(), 80u) << line;
   }
 }

@@ -117,7 +117,7 @@ TEST(RingReport, ShowsTheStatusOfABlock) {
 TEST(RingReport, ListsManyEntriesUpToALimitAndCountsTheRest) {
   RingCopy ring;
   for (int i = 0; i < 5; ++i) ring.Request(i);
-  const std::string report = RingReportText("", ring.Look(), {}, 3);
+  const std::string report = RingReportText("", ring.Look(), {}, 80, 3);
   EXPECT_THAT(report, testing::HasSubstr("000012340000005600002\n  and 2 more\n"));
   EXPECT_THAT(report, testing::Not(testing::HasSubstr("000012340000005600003")));
 }

@@ -61,6 +61,11 @@ TEST(Wrapped, BreaksAtBlanksAndIndentsTheNextLines) {
             "  key  value of\n       many\n       words");
 }
 
+TEST(Wrapped, LeavesAnUnbrokenTextInOneLineAndMakesItPrintable) {
+  const std::string text(100'000, 'a');
+  EXPECT_EQ(Wrapped(text + "  b\x1b c", kUnbroken, 4), text + "  b\xEF\xBF\xBD c");
+}
+
 TEST(Wrapped, BreaksAWordThatIsTooLongForALine) {
   EXPECT_EQ(Wrapped("abcdefghij", 4, 1), "abcd\n efg\n hij");
   EXPECT_EQ(Wrapped("\xE6\xBC\xA2\xE5\xAD\x97\xE6\xBC\xA2", 4, 0),

@@ -228,6 +228,25 @@ TEST_F(DiagnosisCommand, FindingsAreWrappedToTheTerminalsWidth) {
                                   "    \"0xF\" is not a number; it is a sum\n"));
 }
 
+TEST_F(DiagnosisCommand, SoAreTheFindingsOfRingAndDoctor) {
+  const std::string ring = "ring " QUORVEX_SAMPLES "/../docs/examples/stalled.ring";
+  EXPECT_THAT(Run(ring).output, HasSubstr("\n  note   the entry at offset 0 is complete and waits: "
+                                          "if it stays, the consumer has stalled\n"));
+  EXPECT_THAT(RunOnTerminal(40, ring), HasSubstr("\n  note   the entry at offset 0 is\n"
+                                                 "         complete and waits: if it\n"
+                                                 "         stays, the consumer has stalled\n"));
+  const std::string doctor = "doctor " QUORVEX_SAMPLES "/../docs/examples/pc17.json";
+  const std::string remedy =
+      "  remedy     set it to 3, or delete the user's value so that the machine's counts; remove "
+      "the other findings first\n";
+  EXPECT_THAT(Run(doctor).output, HasSubstr(remedy));
+  EXPECT_THAT(RunOnTerminal(200, doctor), HasSubstr(remedy));
+  EXPECT_THAT(RunOnTerminal(60, doctor),
+              HasSubstr("  remedy     set it to 3, or delete the user's value so that\n"
+                        "             the machine's counts; remove the other findings\n"
+                        "             first\n"));
+}
+
 TEST_F(DiagnosisCommand, LogExplainReadsARingInTheOrderOfTime) {
   const std::string later = "(00001) 01/01/2027 00:00:00.000 Outlook> Info: ";
   const std::string earlier = "(00001) 12/31/2026 23:59:59.999 Outlook> Info: ";

@@ -44,7 +44,8 @@ constexpr std::size_t kMany = 8;
 std::vector<RecordedMail> Send(const MailChecks& checks, const std::vector<Batch>& batches) {
   std::vector<std::unique_ptr<ChildProcess>> children;
   for (const Batch& batch : batches) {
-    std::vector<std::string> arguments = {"send", "--agent", "--ring", checks.ring, "--json", "--"};
+    std::vector<std::string> arguments = {"send",   "--agent",       "--ring", checks.ring,
+                                          "--json", "--no-progress", "--"};
     arguments.insert(arguments.end(), batch.begin(), batch.end());
     std::string error;
     children.push_back(std::make_unique<ChildProcess>());

@@ -144,6 +144,7 @@ std::vector<Option> OptionsOf(SendOptions* options) {
            .target = &options->hostVersion,
            .help = "The version text of the simulated host",
            .showsDefault = true},
+          {.name = "--no-progress", .target = &options->noProgress, .help = {}, .hidden = true},
           {.name = "--job", .target = &options->job, .help = {}, .hidden = true}};
 }
 

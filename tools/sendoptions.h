@@ -21,6 +21,7 @@ struct SendOptions {
   bool fast = false;
   bool json = false;
   bool summary = false;
+  bool noProgress = false;  // for a command whose results the progress would disturb
   std::size_t jobs = 1;
   std::string job;  // for one of several jobs: see sendjobs.h
 };

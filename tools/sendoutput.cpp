@@ -47,7 +47,7 @@ SendOutput::SendOutput(const SendOptions& options, const ReportStyle& style)
     m_log.open(PathOf(options.log), std::ios::binary | std::ios::trunc);
     if (!m_log) throw CommandError(Printable(options.log) + ": can't be written");
   }
-  if (tools::system::IsTerminal(tools::system::Stream::kError)) {
+  if (!options.noProgress && tools::system::IsTerminal(tools::system::Stream::kError)) {
     m_counter = std::make_unique<MailCounter>(options.mails, options.filesFrom);
   }
   ShowProgress();

@@ -247,6 +247,13 @@ TEST_F(DiagnosisCommand, SoAreTheFindingsOfRingAndDoctor) {
                         "             first\n"));
 }
 
+// conform sends mails while it prints its own results.
+TEST_F(DiagnosisCommand, SendShowsItsProgressOnATerminalUnlessItIsToldNotTo) {
+  const std::string mail = " --fast --summary " QUORVEX_SAMPLES "/01-plain.eml";
+  EXPECT_THAT(RunOnTerminal(80, "send" + mail), HasSubstr("\x1b[K"));
+  EXPECT_EQ(RunOnTerminal(80, "send --no-progress" + mail), Run("send" + mail).output);
+}
+
 TEST_F(DiagnosisCommand, LogExplainReadsARingInTheOrderOfTime) {
   const std::string later = "(00001) 01/01/2027 00:00:00.000 Outlook> Info: ";
   const std::string earlier = "(00001) 12/31/2026 23:59:59.999 Outlook> Info: ";

@@ -184,7 +184,8 @@ void CheckRequestsInARow(Session& session, Result& result) {
   const std::uint32_t laps = (cursor % capacity + (session.Ring().Cursor() - cursor)) / capacity;
   const std::string seen = Text(static_cast<std::uint32_t>(waits.size())) + " of " + Text(asked) +
                            " requests answered in " + Text(platform::clock.GetTickCount() - began) +
-                           " ms, past the end of " + "the ring " + Text(laps) + " times" + odd;
+                           " ms, past the end of the ring " + Text(laps) +
+                           (laps == 1 ? " time" : " times") + odd;
   if (!waits.empty()) result.waits = WaitsOf(std::move(waits));
   if (!odd.empty()) {
     return Fail(result, Rule::kInTime, "some of many requests aren't answered in time", seen);

@@ -1,13 +1,14 @@
 # The native builds and their tests.
 
 # run_programs PRESET [ENVIRONMENT...]: every test program of a native build, twice as many at once as there are
-# processors. The two that mostly wait start first, in four parts: single tests take half a minute.
+# processors. The longest start first; the two that mostly wait, in four parts: single tests take half a minute.
 run_programs() {
   local preset=$1 program part parts run name slow=() quick=() names=()
   shift
   for program in "$top/build/$preset"/test_*; do
     [ -x "$program" ] || continue
     case $program in
+      */test_agent_outlookaddin) slow+=("1 1 $program") ;;
       */test_inspection | */test_tools) slow+=("1 4 $program" "2 4 $program" "3 4 $program" "4 4 $program") ;;
       *) quick+=("1 1 $program") ;;
     esac

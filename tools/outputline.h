@@ -6,8 +6,8 @@
 
 namespace tools {
 
-// Where to break text: at the terminal's width, but at `least` columns. Into a file or another
-// program a text stays one line (kUnbroken), so that searching finds all of it.
+// The columns at which to break text: the terminal's width, or `least` if that is more. Into a file
+// or another program a text stays one line (kUnbroken), so that searching finds all of it.
 std::size_t OutputWidth(std::size_t least);
 
 // Prints `text`, made printable, and a line end. Breaks it as OutputWidth says, and indents every

@@ -9,9 +9,9 @@
 
 namespace tools {
 
-// The whole report for a person: at most 80 columns, each line ended by LF. `source` says which
-// ring it is. Breaks findings at `width` columns, at least 30. Lists at most `mostEntries` entries,
-// and how many there are beyond them.
+// The whole report for a person, each line ended by LF. `source` says which ring it is. Lists at
+// most `mostEntries` entries, in at most 80 columns, and how many there are beyond them. Findings
+// are broken at `width` columns, at least 30.
 std::string RingReportText(const std::string& source, const inspection::ring::Snapshot& now,
                            const std::vector<inspection::ring::Finding>& findings,
                            std::size_t width = 80, std::size_t mostEntries = 40);

@@ -94,7 +94,7 @@ struct LogFolder {
   std::string path;
   bool isThere = false;
   bool isWritable = false;
-  std::optional<std::uint64_t> freeBytes;
+  std::optional<std::uint64_t> freeBytes;  // that this user may fill; absent if unknown
 };
 
 struct Agent {
@@ -111,8 +111,8 @@ struct TemporaryFolder {
   std::string path;
   bool isThere = false;
   bool isWritable = false;
-  std::uint32_t leftovers = 0;  // copies of mails that are older than an hour
-  std::optional<std::uint64_t> freeBytes;
+  std::uint32_t leftovers = 0;             // copies of mails that are older than an hour
+  std::optional<std::uint64_t> freeBytes;  // as in LogFolder
 };
 
 struct SignatureFolder {
